@@ -1,0 +1,25 @@
+/*
+ * records.h - the records in the object store, as protobuf-c messages. The library exports their descriptors and
+ * functions, so that a program which publishes records needs nothing else.
+ *
+ * Database 1 holds CardInfo; database 28 holds all the others.
+ */
+#ifndef TREL_CAP_RECORDS_H
+#define TREL_CAP_RECORDS_H
+
+#include "p_dev.pb-c.h"
+#include "p_libpub.pb-c.h"
+#include "s_frame.pb-c.h"
+
+enum {
+    TREL_CAP_DB_CARDS = 1,         /* "tunner_db" in messages */
+    TREL_CAP_DB_CAPABILITIES = 28, /* "ce_global" in messages */
+
+    /* The record fields that carry a capability's value and its state. */
+    TREL_CAP_FIELD_BOOL = 6,
+    TREL_CAP_FIELD_INT32 = 7,
+    TREL_CAP_FIELD_STR = 8,
+    TREL_CAP_FIELD_STATE = 22
+};
+
+#endif

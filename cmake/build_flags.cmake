@@ -1,0 +1,52 @@
+# Flags of everything that is written here; generated code links trel_cap_language only.
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN")
+
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_STANDARD_REQUIRED ON)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+find_program(TREL_CAP_CCACHE ccache)
+if(TREL_CAP_CCACHE)
+  set(CMAKE_C_COMPILER_LAUNCHER ${TREL_CAP_CCACHE})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${TREL_CAP_CCACHE})
+endif()
+
+add_library(trel_cap_language INTERFACE)
+target_compile_definitions(trel_cap_language INTERFACE _GNU_SOURCE)
+if(TREL_CAP_SANITIZE)
+  target_compile_options(trel_cap_language INTERFACE -fsanitize=${TREL_CAP_SANITIZE} -fno-omit-frame-pointer
+                                                    -fno-sanitize-recover=all)
+  target_link_options(trel_cap_language INTERFACE -fsanitize=${TREL_CAP_SANITIZE})
+endif()
+
+add_library(trel_cap_warnings INTERFACE)
+target_link_libraries(trel_cap_warnings INTERFACE trel_cap_language)
+target_compile_options(
+  trel_cap_warnings
+  INTERFACE -Werror
+            -Wall
+            -Wextra
+            -Wpedantic
+            -Wshadow
+            -Wconversion
+            -Wsign-conversion
+            -Wformat=2
+            -Wundef
+            -Wvla
+            $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor
+            -Wold-style-cast
+            -Woverloaded-virtual>
+            $<$<COMPILE_LANGUAGE:C>:-Wstrict-prototypes>)

@@ -1,0 +1,211 @@
+/*
+ * ox_mom.h - the object-store client.
+ *
+ * A store holds records: protocol-buffer messages, each in a numbered database. A record whose message has an `index`
+ * sub-message (field 5) is a hash, written field by field; one without is a single object, written whole. Records are
+ * addressed by a message of their own type with the index filled in and everything else at its default.
+ *
+ * Conventions that hold for every function here:
+ *
+ *  1. Threads. A client belongs to the thread that created it and has no thread of its own. A call from another thread
+ *     returns OX_MOM_E_THREAD, one from a forked child OX_MOM_E_FORK; neither touches the client.
+ *  2. Callbacks. Every callback runs on the client's thread inside ox_mom_client_process(), except those of a scan,
+ *     which run before ox_mom_scan_sync() returns. A callback may call any function of its client, process() and
+ *     destroy() included. What a callback is given is valid until it returns.
+ *  3. Statuses. 0 is success, everything else one of the OX_MOM_E_ codes below; ox_mom_strerror() names a code,
+ *     ox_mom_last_error() tells in words why this thread's latest failing call failed.
+ *  4. Time. A request waits for the server no longer than OX_MOM_REQUEST_TIMEOUT_MS. One that runs out of time closes
+ *     the connection, so that a late answer is never taken for another's.
+ *  5. Memory. Requests and records passed in are only read, and never kept. Results belong to the caller until the
+ *     release function named with the call.
+ *  6. Loss. After a lost connection requests fail at once with OX_MOM_E_LOST while the client reconnects, inside
+ *     process(), with growing pauses; see ox_mom_client_set_reconnect_cb().
+ */
+#ifndef OX_MOM_H
+#define OX_MOM_H
+
+#include <stdint.h>
+
+#include <protobuf-c/protobuf-c.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Every failure code: OX_MOM_E_name, number, text of ox_mom_strerror(). */
+#define OX_MOM_ERRORS(X)                                                                                               \
+    X(ARGUMENT, -101, "invalid argument")                                                                              \
+    X(MEMORY, -102, "out of memory")                                                                                   \
+    X(THREAD, -103, "called from a thread that does not own the client")                                               \
+    X(FORK, -104, "called from a forked child of the client's process")                                                \
+    X(STORE, -105, "the store's name is not understood")                                                               \
+    X(NOT_CONNECTED, -106, "the database has not been connected")                                                      \
+    X(CONNECT, -107, "cannot connect to the store")                                                                    \
+    X(LOST, -108, "the connection to the store is lost")                                                               \
+    X(TIMEOUT, -109, "the store did not answer in time")                                                               \
+    X(REFUSED, -110, "the store refused the request")                                                                  \
+    X(TYPE, -111, "the stored value is of another kind")                                                               \
+    X(DECODE, -112, "the stored record does not decode")                                                               \
+    X(DESTROYED, -113, "the client was destroyed during the call")
+
+enum {
+#define OX_MOM_ERROR_ENUM(name, code, text) OX_MOM_E_##name = (code),
+    OX_MOM_ERRORS(OX_MOM_ERROR_ENUM)
+#undef OX_MOM_ERROR_ENUM
+};
+
+enum {
+    OX_MOM_REQUEST_TIMEOUT_MS = 3000 /* $OX_MOM_TIMEOUT_MS, read when a client is created, replaces it */
+};
+
+/* What a MomMsg says (its cmd), and what its result then points to. */
+enum {
+    OX_MOM_CMD_WRITTEN = 1,    /* a single object was written: the decoded record */
+    OX_MOM_CMD_DELETED = 3,    /* a record was deleted: the record as it last was; for a field callback, a
+                                  MomHashResult whose record is NULL */
+    OX_MOM_CMD_DELIVERED = 4,  /* a hash, by a write or a scan: a MomHashResult (of a scan of single objects: 1) */
+    OX_MOM_CMD_SUBSCRIBED = 29 /* the subscription is established: NULL */
+};
+
+/* What a reconnection callback is told as its type. */
+enum {
+    OX_MOM_RECONNECT_RESTORED = 1 /* the connection was lost and is back: load afresh, subscribe anew */
+};
+
+typedef struct MomClient MomClient;
+
+/* A hash record as read. */
+typedef struct MomHashResult {
+    ProtobufCMessage *record; /* NULL: there is no such record */
+    int32_t *field_ids;       /* numbers of the fields present, the index's 5 included, ascending */
+    uint32_t n_field_ids;
+    uint32_t reserved[2];
+    int32_t error_code; /* 0, or why the request failed: then record is NULL */
+} MomHashResult;
+
+/* A notification. */
+typedef struct MomMsg {
+    MomClient *client;
+    int32_t db;
+    int32_t cmd;
+    void *result;
+} MomMsg;
+
+/* The results of all three are ignored by the client. */
+typedef int32_t (*MomMsgCb)(MomClient *client, MomMsg *msg);
+typedef int32_t (*MomFieldCb)(MomClient *client, MomMsg *msg, void *arg);
+typedef int32_t (*MomReconnectCb)(MomClient *client, int32_t db, int32_t type);
+
+/*
+ * Connects one database; the first call connects to the store. Again for a connected database: success, nothing done.
+ *
+ * ARGUMENT  client is NULL, or db is not 0 to 28
+ * CONNECT   nobody answers there, or (sentinel:) no sentinel knows a master that takes the part
+ * REFUSED   wrong password, or the server has fewer than 29 databases
+ * TIMEOUT   connected, but no answer
+ */
+int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db);
+
+/*
+ * Sets the one reconnection callback of a database (cb NULL: none). After a loss and once all connected databases are
+ * back, the client (1) renews its field subscriptions and delivers the present value of each once, (2) has forgotten
+ * its record subscriptions, so that the callback makes them anew, (3) calls the callbacks in order of database.
+ * arg is reserved: the callback's form has no place for it.
+ *
+ * ARGUMENT  client is NULL, or db is not 0 to 28
+ */
+int32_t ox_mom_client_set_reconnect_cb(MomClient *client, int32_t db, MomReconnectCb cb, void *arg);
+
+/*
+ * Reads a hash. The result is released with ox_mom_hash_res_free(). A missing record is a result whose record is NULL
+ * and whose error_code is 0; a failure a result with its error_code. NULL only when the call itself was wrong
+ * (ARGUMENT, THREAD, FORK: see ox_mom_last_error()) or memory is exhausted.
+ */
+MomHashResult *ox_mom_hgetall_sync(MomClient *client, int32_t db, const ProtobufCMessage *request);
+
+/* Releases a result with its record and everything the record points to. NULL is ignored. Any thread. */
+void ox_mom_hash_res_free(MomHashResult *result);
+
+/*
+ * Writes the named fields of one hash, in one atomic step with its notification, and creates the record if there is
+ * none. A field at its default (false, 0, "") is written and present like any other. The index is always written.
+ *
+ * ARGUMENT  a NULL argument, no index, no field, or a field number that the type does not have
+ */
+int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage *record, const int32_t *field_ids,
+                          uint32_t n_field_ids);
+
+/*
+ * Reads a single object; NULL with *error 0: there is none; NULL with *error set: the call failed. The record is
+ * released with ox_mom_ox_obj_free(). error may be NULL.
+ */
+ProtobufCMessage *ox_mom_get_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t *error);
+
+/* Releases a record of ox_mom_get_sync(). NULL is ignored. Returns 0. Any thread. */
+int32_t ox_mom_ox_obj_free(ProtobufCMessage *record);
+
+/*
+ * Follows every record of the request's type. Returns when the store has confirmed: whatever is written from then on
+ * is delivered, after one message 29. The same type with the same callback again replaces the subscription and is
+ * confirmed anew, by one 29 however many of them are still waiting. flags and arg are reserved: 0.
+ */
+int32_t ox_mom_subscribe(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t flags, MomMsgCb cb,
+                         void *arg);
+
+/*
+ * Follows fields of addressed hashes: whenever field_ids[i] is written, cbs[i] is called with args[i] (args NULL: NULL)
+ * and a message whose result is the whole record as a MomHashResult; after a deletion likewise, with cmd 3 and its
+ * record NULL. No 29. request points to n_requests messages' worth of requests: 1 is the only number supported.
+ * Returns when the store has confirmed. Each call adds subscriptions; they last as long as the client, across
+ * reconnections.
+ */
+int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t n_requests,
+                               const int32_t *field_ids, const MomFieldCb *cbs, void *const *args, int32_t n_fields);
+
+/*
+ * Calls cb with each stored record of the request's type (hashes: cmd 4; single objects: cmd 1), in no order. A record
+ * that does not decode is reported and skipped. Each record is read whole; one written during the scan is delivered as
+ * it was before or after. flags and arg are reserved: 0.
+ */
+int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t flags, MomMsgCb cb,
+                         void *arg);
+
+/* For programs that own a client, or publish. */
+
+/*
+ * Makes a client of a store, by name: mem: or mem:NAME (embedded; shared by the process's clients of that name),
+ * unix:///path, redis://[user:password@]host[:port], sentinel://host:port[,host:port...]/service. NULL means
+ * $OX_MOM_STORE, and mem: without it. Nothing is connected yet. NULL when the name is not understood or memory is
+ * exhausted: ox_mom_last_error() says which part.
+ */
+MomClient *ox_mom_client_create(const char *store);
+
+/* Releases a client with its connections and subscriptions. NULL is ignored; from a wrong thread nothing happens. */
+void ox_mom_client_destroy(MomClient *client);
+
+/* A descriptor to poll for reading: readable when process() has work. It stays the client's. < 0: an error. */
+int ox_mom_client_fd(const MomClient *client);
+
+/*
+ * Makes the callbacks that are due. When there are none, waits for some up to timeout_ms (0: does not wait; < 0: no
+ * limit). Returns how many it made, or an error. 0 may come early when the connection is lost or restored.
+ */
+int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms);
+
+/* Writes a single object, in one atomic step with its notification. */
+int32_t ox_mom_set_sync(MomClient *client, int32_t db, const ProtobufCMessage *record);
+
+/* Deletes a record of either kind; followers get it as it last was. No such record: success, no notification. */
+int32_t ox_mom_del_sync(MomClient *client, int32_t db, const ProtobufCMessage *request);
+
+/* The text of a status; for a number that is none, "unknown error". Any thread. */
+const char *ox_mom_strerror(int32_t code);
+
+/* Why this thread's latest failing call failed, in words; "" before any. Valid until the thread's next call. */
+const char *ox_mom_last_error(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

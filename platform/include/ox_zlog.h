@@ -1,0 +1,42 @@
+/*
+ * ox_zlog.h - the logging layer.
+ *
+ * A category is a stream of messages with a name. Where messages go is configured outside the program: in the file
+ * $OX_ZLOG_CONF, else in /etc/trel_cap/zlog.conf, else by a built-in rule that writes every message to standard error
+ * with its time, level, category, function and line. The first of the two files that exists is read once, by the first
+ * ox_zlog_init() of the process; one that cannot be used is named on standard error, and the built-in rule applies.
+ *
+ * Both functions may be called from any thread at any time.
+ */
+#ifndef OX_ZLOG_H
+#define OX_ZLOG_H
+
+#include <stddef.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/*
+ * Returns the category of that name, the same handle every time; it is never released. NULL when the name is NULL or
+ * memory is exhausted.
+ */
+void *ox_zlog_init(const char *category);
+
+/*
+ * Logs one message, formatted as printf does. file and func need not be terminated: filelen and funclen are their
+ * lengths in bytes. level is one of zlog's: 20 debug, 40 info, 60 notice, 80 warn, 100 error, 120 fatal. A NULL
+ * category drops the message.
+ */
+void oxdf_zlog(void *category, const char *file, size_t filelen, const char *func, size_t funclen, long line, int level,
+               const char *format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 8, 9)))
+#endif
+    ;
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
