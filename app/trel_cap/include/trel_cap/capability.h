@@ -23,7 +23,7 @@ TREL_CAP_BEGIN_DECLS
 /* Reads a boolean. On a failure *value keeps what it held. */
 int32_t trel_cap_ce_get_g_cap_bool(MomClient *global, const char *url, uint8_t *value);
 
-/* Reads an integer. After TREL_CAP_E_NO_RECORD and TREL_CAP_E_NO_VALUE *value is -1; otherwise it keeps what it held. */
+/* Reads an integer. After TREL_CAP_E_NO_RECORD and TREL_CAP_E_NO_VALUE *value is -1; any other failure leaves it. */
 int32_t trel_cap_ce_get_g_cap_int32(MomClient *global, const char *url, int32_t *value);
 
 /*

@@ -27,7 +27,7 @@ int32_t trel_cap_init(MomClient *global, const char *reg_name);
 
 /*
  * Writes the base name of process pid's executable into dst, cut to size - 1 bytes and terminated; "app" when it cannot
- * be read, with the reason on standard error. Returns dst. size is at least 1.
+ * be read, with the reason on standard error. Returns dst. size is at least 1. A NULL dst is logged and returned.
  */
 char *trel_cap_get_app_name(pid_t pid, char *dst, size_t size);
 
@@ -54,9 +54,10 @@ int32_t trel_cap_reconnect_db_config(MomClient *client, int32_t db, int32_t type
 
 /*
  * Installs the library's own reconnection handler for database 28 again, with arg as its user data. fp appears in log
- * messages only: whatever it is, the library's handler stays the one that runs.
+ * messages only: whatever it is, NULL included, the library's handler stays the one that runs.
  *
- * OX_MOM_E_...  the client's answer, unchanged
+ * TREL_CAP_E_ARGUMENT  client is NULL
+ * OX_MOM_E_...         the client's answer, unchanged
  */
 int32_t trel_cap_set_g_cap_db_reconnect_cb(MomClient *client, void *fp, void *arg);
 

@@ -1,0 +1,42 @@
+// The argument checks of the exported functions. Each logs what it finds wrong, and then answers true.
+#ifndef TREL_CAP_LOG_ARGUMENTS_H
+#define TREL_CAP_LOG_ARGUMENTS_H
+
+#include <cstddef>
+#include <cstring>
+
+#include "log/log.h"
+#include "trel_cap/status.h"
+
+namespace trel_cap {
+
+/* T may be a function. */
+template <typename T>
+bool is_null(Caller caller, const char *name, T *argument) {
+    if (argument != nullptr) [[likely]] {
+        return false;
+    }
+    TREL_CAP_LOG_AS(caller, kError, "%s NULL pointer, addr error!\n", name);
+    return true;
+}
+
+inline bool is_bad_url(Caller caller, const char *url) {
+    if (is_null(caller, "url", url)) {
+        return true;
+    }
+    const size_t length = strlen(url);
+    if (length <= TREL_CAP_URL_MAX) [[likely]] {
+        return false;
+    }
+    TREL_CAP_LOG_AS(caller, kError, "url len too long %zu!\n", length);
+    return true;
+}
+
+/* The client and the URL, with which every capability call that asks the store begins. */
+inline bool is_bad_target(Caller caller, const MomClient *global, const char *url) {
+    return is_null(caller, "global", global) || is_bad_url(caller, url);
+}
+
+}  // namespace trel_cap
+
+#endif

@@ -1,0 +1,63 @@
+// Start-up.
+#include "trel_cap/init.h"
+
+#include "log/arguments.h"
+#include "thread_logging.h"
+#include "trel_cap/records.h"
+
+using namespace trel_cap;
+
+namespace {
+
+int32_t connect_database(Caller caller, MomClient *global, int32_t db, const char *name) {
+    const int32_t rv = ox_mom_client_connect_sync(global, db);
+    if (rv != 0) {
+        TREL_CAP_LOG_AS(caller, kError, "connect %s failed, rv %d", name, rv);
+    }
+    return rv;
+}
+
+int32_t install_reconnect_handler(Caller caller, MomClient *global, int32_t db, const char *name) {
+    const int32_t rv = ox_mom_client_set_reconnect_cb(global, db, trel_cap_reconnect_db_config, nullptr);
+    if (rv != 0) {
+        TREL_CAP_LOG_AS(caller, kError, "ox_mom_client_set_reconnect_cb %s failed, rv %d", name, rv);
+    }
+    return rv;
+}
+
+}  // namespace
+
+int32_t trel_cap_init(MomClient *global, const char *reg_name) {
+    const Caller caller = TREL_CAP_CALLER;
+    if (is_null(caller, "reg_name", reg_name) || is_null(caller, "global", global)) {
+        return TREL_CAP_E_ARGUMENT;
+    }
+    if (g_trel_cap_global == global) {
+        TREL_CAP_LOG(kProgress, "global %p inited", static_cast<void *>(g_trel_cap_global));
+        return TREL_CAP_OK;
+    }
+    if (g_trel_cap_global != nullptr) {
+        TREL_CAP_LOG(kError, "muli_thread");
+    }
+
+    AppName app_name{};
+    start_thread_logging(app_name);
+    TREL_CAP_LOG(kProgress, "enter");
+
+    if (const int32_t rv = connect_database(caller, global, TREL_CAP_DB_CARDS, "tunner_db"); rv != 0) {
+        return rv;
+    }
+    if (const int32_t rv = connect_database(caller, global, TREL_CAP_DB_CAPABILITIES, "ce_global"); rv != 0) {
+        return rv;
+    }
+    if (const int32_t rv = install_reconnect_handler(caller, global, TREL_CAP_DB_CARDS, "tunner"); rv != 0) {
+        return rv;
+    }
+    if (const int32_t rv = install_reconnect_handler(caller, global, TREL_CAP_DB_CAPABILITIES, "cap"); rv != 0) {
+        return rv;
+    }
+
+    g_trel_cap_global = global;
+    TREL_CAP_LOG(kProgress, "reg_name %s trel_cap_init success", reg_name);
+    return TREL_CAP_OK;
+}
