@@ -31,6 +31,8 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+/* A program may define these functions itself and be called instead, even one that hides its symbols by default. */
+#pragma GCC visibility push(default)
 
 /* Every failure code: OX_MOM_E_name, number, text of ox_mom_strerror(). */
 #define OX_MOM_ERRORS(X)                                                                                               \
@@ -188,7 +190,7 @@ int ox_mom_client_fd(const MomClient *client);
 
 /*
  * Makes the callbacks that are due. When there are none, waits for some up to timeout_ms (0: does not wait; < 0: no
- * limit). Returns how many it made, or an error. 0 may come early when the connection is lost or restored.
+ * limit). Returns how many it made, or an error; 0 comes early when a signal interrupts the wait.
  */
 int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms);
 
@@ -204,6 +206,7 @@ const char *ox_mom_strerror(int32_t code);
 /* Why this thread's latest failing call failed, in words; "" before any. Valid until the thread's next call. */
 const char *ox_mom_last_error(void);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

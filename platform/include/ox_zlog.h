@@ -16,6 +16,8 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+/* A program may define these functions itself and be called instead, even one that hides its symbols by default. */
+#pragma GCC visibility push(default)
 
 /*
  * Returns the category of that name, the same handle every time; it is never released. NULL when the name is NULL or
@@ -35,6 +37,7 @@ void oxdf_zlog(void *category, const char *file, size_t filelen, const char *fun
 #endif
     ;
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -1,0 +1,286 @@
+// The exported functions: who may call, with what arguments; the work is done elsewhere.
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "client.h"
+#include "error.h"
+#include "ox_mom.h"
+#include "record_codec.h"
+#include "result.h"
+#include "store_name.h"
+
+using mom::fail;
+
+namespace {
+
+constexpr std::string_view kDefaultStore = "mem:";
+
+template <class Work>
+int32_t call(const MomClient *client, Work work) noexcept {
+    if (!client) {
+        return fail(OX_MOM_E_ARGUMENT, "client is NULL");
+    }
+    if (const int32_t code = client->check_caller()) {
+        return code;
+    }
+    try {
+        return work();
+    } catch (const std::bad_alloc &) {
+        return fail(OX_MOM_E_MEMORY, "out of memory");
+    }
+}
+
+// The same for what needs a database and a message.
+template <class Work>
+int32_t call(MomClient *client, int32_t db, const ProtobufCMessage *message, Work work) noexcept {
+    return call(client, [&] {
+        if (!message || !message->descriptor) {
+            return fail(OX_MOM_E_ARGUMENT, "%s", message ? "the message has no descriptor" : "the message is NULL");
+        }
+        const int32_t code = client->check_connected(db);
+        return code != 0 ? code : work(*message->descriptor);
+    });
+}
+
+int32_t expect_kind(const ProtobufCMessageDescriptor &type, bool indexed) {
+    if ((mom::index_of(type) != nullptr) == indexed) {
+        return 0;
+    }
+    return fail(OX_MOM_E_ARGUMENT, indexed ? "%s is a single object: it has no fields of its own"
+                                           : "%s has an index: it is no single object",
+                type.name);
+}
+
+struct Request {
+    std::string key;
+    mom::RecordName name;
+};
+
+// Names the addressed record. The request must stay where it is.
+int32_t address(int32_t db, const ProtobufCMessage &message, Request &request) {
+    const int32_t code = mom::append_key(message, request.key);
+    request.name = {.db = db, .type = message.descriptor->name, .key = request.key};
+    return code;
+}
+
+int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message, mom::ResultArenaPtr &arena) {
+    const ProtobufCMessageDescriptor &type = *message.descriptor;
+    Request request;
+    mom::StoredFields fields;
+    int32_t code = address(db, message, request);
+    if (code != 0) {
+        return code;
+    }
+    code = client.store().read_hash(request.name, fields);
+    size_t stored_bytes = 0;
+    for (const auto &field : fields) {
+        stored_bytes += field.second.size();
+    }
+    arena.reset(mom::ResultArena::create(mom::result_capacity(type, stored_bytes, fields.size())));
+    MomHashResult *result = arena ? mom::make_result(*arena) : nullptr;
+    if (!result) {
+        return fail(OX_MOM_E_MEMORY, "out of memory");
+    }
+    result->error_code = code;
+    if (code == 0) {
+        mom::decode_hash(type, fields, request.key, *arena, *result);
+    }
+    return 0;
+}
+
+int32_t read_object(MomClient &client, int32_t db, const ProtobufCMessage &message, ProtobufCMessage *&record) {
+    const ProtobufCMessageDescriptor &type = *message.descriptor;
+    std::string_view bytes;
+    bool found = false;
+    const int32_t code = client.store().read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
+    if (code != 0 || !found) {
+        return code;
+    }
+    mom::ResultArenaPtr arena(mom::ResultArena::create(mom::result_capacity(type, bytes.size(), 0)));
+    record = arena ? mom::decode_object(type, bytes, *arena) : nullptr;
+    if (!record) {
+        return arena ? fail(OX_MOM_E_DECODE, "%s does not decode as its type", type.name)
+                     : fail(OX_MOM_E_MEMORY, "out of memory");
+    }
+    // The record is the first thing in its arena: it leads back there when it is released.
+    static_cast<void>(arena.release());
+    return 0;
+}
+
+// $OX_MOM_TIMEOUT_MS, or the default; 0 when it is no number above 0.
+int request_timeout() {
+    const char *text = std::getenv("OX_MOM_TIMEOUT_MS");
+    if (!text) {
+        return OX_MOM_REQUEST_TIMEOUT_MS;
+    }
+    int limit = 0;
+    const auto [end, error] = std::from_chars(text, text + std::strlen(text), limit);
+    if (error != std::errc() || *end != '\0' || limit < 1) {
+        fail(OX_MOM_E_ARGUMENT, "OX_MOM_TIMEOUT_MS: milliseconds above 0 expected, not \"%s\"", text);
+        return 0;
+    }
+    return limit;
+}
+
+}  // namespace
+
+extern "C" {
+
+MomClient *ox_mom_client_create(const char *store) try {
+    const char *from_environment = std::getenv("OX_MOM_STORE");
+    const std::string_view name = store ? store : from_environment ? from_environment : kDefaultStore;
+    const int timeout = request_timeout();
+    const auto parsed = timeout > 0 ? mom::parse_store_name(name) : std::nullopt;
+    return parsed ? MomClient::create(*parsed, mom::Millis(timeout)) : nullptr;
+} catch (const std::bad_alloc &) {
+    fail(OX_MOM_E_MEMORY, "out of memory");
+    return nullptr;
+}
+
+void ox_mom_client_destroy(MomClient *client) {
+    if (client) {
+        call(client, [&] {
+            client->destroy();
+            return 0;
+        });
+    }
+}
+
+int ox_mom_client_fd(const MomClient *client) {
+    return call(client, [&] { return client->fd(); });
+}
+
+int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms) {
+    return call(client, [&] { return client->process(timeout_ms); });
+}
+
+int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db) {
+    return call(client, [&] { return client->connect(db); });
+}
+
+int32_t ox_mom_client_set_reconnect_cb(MomClient *client, int32_t db, MomReconnectCb cb, void *) {
+    return call(client, [&] { return client->set_reconnect_cb(db, cb); });
+}
+
+MomHashResult *ox_mom_hgetall_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
+    mom::ResultArenaPtr arena;
+    int32_t code = call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+        const int32_t wrong_kind = expect_kind(type, true);
+        return wrong_kind != 0 ? wrong_kind : read_hash(*client, db, *request, arena);
+    });
+    return code == 0 ? mom::ResultArena::first<MomHashResult>(arena.release()) : nullptr;
+}
+
+void ox_mom_hash_res_free(MomHashResult *result) {
+    if (result) {
+        mom::ResultArena::destroy(mom::ResultArena::of(result));
+    }
+}
+
+int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage *record, const int32_t *field_ids,
+                          uint32_t n_field_ids) {
+    return call(client, db, record, [&](const ProtobufCMessageDescriptor &type) {
+        if (!field_ids || n_field_ids == 0) {
+            return fail(OX_MOM_E_ARGUMENT, "%s: no field named to write", type.name);
+        }
+        Request request;
+        mom::EncodedFields encoded;
+        int32_t code = expect_kind(type, true);
+        code = code != 0 ? code : address(db, *record, request);
+        code = code != 0 ? code : encoded.encode(*record, {field_ids, n_field_ids});
+        return code != 0 ? code : client->store().write_hash(request.name, encoded.fields(), encoded.written());
+    });
+}
+
+ProtobufCMessage *ox_mom_get_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t *error) {
+    ProtobufCMessage *record = nullptr;
+    const int32_t code = call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+        const int32_t wrong_kind = expect_kind(type, false);
+        return wrong_kind != 0 ? wrong_kind : read_object(*client, db, *request, record);
+    });
+    if (error) {
+        *error = code;
+    }
+    return record;
+}
+
+int32_t ox_mom_ox_obj_free(ProtobufCMessage *record) {
+    if (record) {
+        mom::ResultArena::destroy(mom::ResultArena::of(record));
+    }
+    return 0;
+}
+
+int32_t ox_mom_set_sync(MomClient *client, int32_t db, const ProtobufCMessage *record) {
+    return call(client, db, record, [&](const ProtobufCMessageDescriptor &type) {
+        const int32_t code = expect_kind(type, false);
+        return code != 0 ? code
+                         : client->store().write_object({.db = db, .type = type.name, .key = type.name},
+                                                        mom::encode_object(*record));
+    });
+}
+
+int32_t ox_mom_del_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
+    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+        Request record;
+        if (const int32_t code = address(db, *request, record)) {
+            return code;
+        }
+        return mom::index_of(type) ? client->store().remove_hash(record.name)
+                                   : client->store().remove_object(record.name);
+    });
+}
+
+int32_t ox_mom_subscribe(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t, MomMsgCb cb, void *) {
+    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+        return cb ? client->subscribe(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
+    });
+}
+
+int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t n_requests,
+                               const int32_t *field_ids, const MomFieldCb *cbs, void *const *args, int32_t n_fields) {
+    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+        if (n_requests != 1) {
+            return fail(OX_MOM_E_ARGUMENT, "%s: one request expected, not %d", type.name, n_requests);
+        }
+        if (!field_ids || !cbs || n_fields < 1) {
+            return fail(OX_MOM_E_ARGUMENT, "%s: no field named to follow, or no callback", type.name);
+        }
+        for (int32_t i = 0; i < n_fields; ++i) {
+            const auto number = static_cast<unsigned>(field_ids[i]);
+            if (!cbs[i] || !protobuf_c_message_descriptor_get_field(&type, number)) {
+                return fail(OX_MOM_E_ARGUMENT, "%s: field %d is none of its fields, or has no callback", type.name,
+                            field_ids[i]);
+            }
+        }
+        const int32_t code = expect_kind(type, true);
+        return code != 0 ? code
+                         : client->subscribe_fields(db, *request, {field_ids, static_cast<size_t>(n_fields)}, cbs, args);
+    });
+}
+
+int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t, MomMsgCb cb, void *) {
+    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+        return cb ? client->scan(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
+    });
+}
+
+const char *ox_mom_strerror(int32_t code) {
+    switch (code) {
+        case 0:
+            return "success";
+#define OX_MOM_ERROR_TEXT(name, number, text) \
+    case number:                              \
+        return text;
+            OX_MOM_ERRORS(OX_MOM_ERROR_TEXT)
+#undef OX_MOM_ERROR_TEXT
+        default:
+            return "unknown error";
+    }
+}
+
+const char *ox_mom_last_error(void) { return mom::last_error(); }
+
+}  // extern "C"

@@ -1,0 +1,350 @@
+#include "client.h"
+
+#include <algorithm>
+#include <atomic>
+#include <new>
+#include <pthread.h>
+#include <utility>
+
+#include "error.h"
+#include "record_codec.h"
+
+using mom::Channel;
+using mom::DecodedNotice;
+using mom::Delivery;
+using mom::fail;
+using mom::Notice;
+
+namespace {
+
+// A number for each thread that is never used again, as a thread's own id may be.
+uint64_t this_thread() {
+    static std::atomic<uint64_t> last{0};
+    thread_local const uint64_t number = ++last;
+    return number;
+}
+
+std::atomic<uint32_t> forks{0};
+
+// How often this process is the child of a fork; counted there, so that asking costs no system call.
+uint32_t fork_generation() {
+    [[maybe_unused]] static const int once = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+    return forks.load(std::memory_order_relaxed);
+}
+
+}  // namespace
+
+MomClient::MomClient() : owner_(this_thread()), fork_generation_(fork_generation()) {}
+
+MomClient *MomClient::create(const mom::StoreName &name, mom::Millis timeout) {
+    std::unique_ptr<MomClient> client(new MomClient);
+    if (!client->loop_.open()) {
+        fail(OX_MOM_E_MEMORY, "no descriptors or memory left for a client");
+        return nullptr;
+    }
+    client->store_ = name.kind == mom::StoreName::Kind::kMem
+                         ? mom::make_mem_store(name.name, client->loop_, *client)
+                         : mom::make_redis_store(name, client->loop_, *client, timeout);
+    return client.release();
+}
+
+void MomClient::destroy() {
+    destroyed_ = true;
+    if (depth_ == 0) {
+        delete this;
+    }
+}
+
+int32_t MomClient::check_caller() const {
+    if (fork_generation_ != fork_generation()) {
+        return fail(OX_MOM_E_FORK, "the client belongs to the process that this one was forked from");
+    }
+    if (owner_ != this_thread()) {
+        return fail(OX_MOM_E_THREAD, "the client belongs to another thread");
+    }
+    if (destroyed_) {
+        return fail(OX_MOM_E_DESTROYED, "the client has been destroyed");
+    }
+    return 0;
+}
+
+int32_t MomClient::check_connected(int32_t db) const {
+    if (db < 0 || db >= kDatabases) {
+        return fail(OX_MOM_E_ARGUMENT, "database %d: 0 to %d expected", db, kDatabases - 1);
+    }
+    if (!store_->is_connected(db)) {
+        return fail(OX_MOM_E_NOT_CONNECTED, "database %d has not been connected", db);
+    }
+    return 0;
+}
+
+int32_t MomClient::connect(int32_t db) {
+    const int32_t code = check_connected(db);
+    return code == OX_MOM_E_ARGUMENT ? code : store_->connect(db);
+}
+
+int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
+    const int32_t code = check_connected(db);
+    if (code != OX_MOM_E_ARGUMENT) {
+        reconnect_cbs_[static_cast<size_t>(db)] = cb;
+        return 0;
+    }
+    return code;
+}
+
+// Following.
+
+int32_t MomClient::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
+    const std::string name = mom::channel_of(db, type.name);
+    if (const int32_t code = store_->follow(name)) {
+        return code;
+    }
+    const auto channel = subscriptions_.find_or_add(name, db, type.name);
+    put({.kind = Delivery::Kind::kConfirmation, .place = ++place_, .channel = channel, .cb = cb});
+    mom::Subscriptions::put_record(*channel, {.type = &type, .cb = cb, .since = place_});
+    return 0;
+}
+
+int32_t MomClient::subscribe_fields(int32_t db, const ProtobufCMessage &request, std::span<const int32_t> field_ids,
+                                    const MomFieldCb *cbs, void *const *args) {
+    std::string key;
+    if (const int32_t code = mom::append_key(request, key)) {
+        return code;
+    }
+    const std::string name = mom::channel_of(db, key);
+    if (const int32_t code = store_->follow(name)) {
+        return code;
+    }
+    const auto channel = subscriptions_.find_or_add(name, db, key);
+    channel->fields.reserve(channel->fields.size() + field_ids.size());
+    for (size_t i = 0; i < field_ids.size(); ++i) {
+        channel->fields.push_back({.type = request.descriptor,
+                                   .field = field_ids[i],
+                                   .cb = cbs[i],
+                                   .arg = args ? args[i] : nullptr,
+                                   .since = place_});
+    }
+    return 0;
+}
+
+void MomClient::on_message(std::string_view name, std::string_view notice) {
+    const auto channel = subscriptions_.find(name);
+    if (!channel) {
+        return;
+    }
+    if (queue_.size() >= mom::kQueueLimit) {
+        mom::report("%zu notifications wait: following starts afresh", queue_.size());
+        queue_.clear();
+        store_->fall_behind();
+        return;
+    }
+    put({.kind = Delivery::Kind::kNotice, .place = ++place_, .channel = channel, .notice = std::string(notice)});
+}
+
+void MomClient::on_restored() {
+    subscriptions_.forget_records();
+    for (const auto &entry : subscriptions_.with_fields()) {
+        put({.kind = Delivery::Kind::kPresent, .place = ++place_, .channel = entry.second});
+    }
+    for (int32_t db = 0; db < kDatabases; ++db) {
+        if (store_->is_connected(db)) {
+            put({.kind = Delivery::Kind::kRestored, .place = ++place_, .db = db});
+        }
+    }
+}
+
+std::vector<std::string> MomClient::lasting_channels() const {
+    std::vector<std::string> names;
+    for (const auto &entry : subscriptions_.with_fields()) {
+        names.push_back(entry.first);
+    }
+    return names;
+}
+
+void MomClient::put(Delivery delivery) {
+    queue_.push_back(std::move(delivery));
+    if (queue_.size() == 1) {
+        loop_.wake();
+    }
+}
+
+// Delivering.
+
+int32_t MomClient::process(int32_t timeout_ms) {
+    const CallbackScope scope(*this);
+    const auto deadline = mom::Clock::now() + mom::Millis(std::max(timeout_ms, 0));
+    for (;;) {
+        loop_.run();
+        const int32_t made = deliver_waiting();
+        if (made != 0 || destroyed_ || timeout_ms == 0) {
+            return made;
+        }
+        const auto left = std::chrono::ceil<mom::Millis>(deadline - mom::Clock::now());
+        if (timeout_ms > 0 && left.count() <= 0) {
+            return 0;
+        }
+        if (!loop_.wait(timeout_ms < 0 ? std::nullopt : std::optional(left))) {
+            return 0;
+        }
+    }
+}
+
+// What is put in the queue meanwhile is left for the next time, so that callbacks that write what they follow do not
+// keep their caller for ever.
+int32_t MomClient::deliver_waiting() {
+    int32_t made = 0;
+    for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_; --waiting) {
+        Delivery delivery = std::move(queue_.front());
+        queue_.pop_front();
+        made += deliver(delivery);
+    }
+    if (!queue_.empty()) {
+        loop_.wake();
+    }
+    return made;
+}
+
+int32_t MomClient::deliver(Delivery &delivery) {
+    switch (delivery.kind) {
+        case Delivery::Kind::kConfirmation:
+            return deliver_confirmation(delivery);
+        case Delivery::Kind::kPresent:
+            return deliver_present(delivery);
+        case Delivery::Kind::kRestored:
+            return deliver_restored(delivery);
+        case Delivery::Kind::kNotice:
+            break;
+    }
+    Notice notice;
+    if (!mom::read_notice(delivery.notice, notice)) {
+        mom::report("a notification of %s skipped: it can't be read", delivery.channel->key.c_str());
+        return 0;
+    }
+    return deliver_notice(delivery, notice);
+}
+
+int32_t MomClient::deliver_notice(const Delivery &delivery, Notice &notice) {
+    const Channel &channel = *delivery.channel;
+    DecodedNotice decoded(notice, channel, arenas_);
+    int32_t made = 0;
+    // By number: callbacks may add subscriptions, and a reconnection may take them all away.
+    for (size_t i = 0, count = channel.records.size(); i < count && i < channel.records.size(); ++i) {
+        const auto subscription = channel.records[i];
+        const auto result = subscription.since < delivery.place ? decoded.for_record(*subscription.type) : std::nullopt;
+        if (result) {
+            MomMsg message{.client = this, .db = channel.db, .cmd = notice.cmd, .result = *result};
+            subscription.cb(this, &message);
+            ++made;
+        }
+        if (destroyed_) {
+            return made;
+        }
+    }
+    const bool all_fields = notice.cmd == OX_MOM_CMD_DELETED || delivery.kind == Delivery::Kind::kPresent;
+    for (size_t i = 0, count = channel.fields.size(); i < count && !destroyed_; ++i) {
+        const auto subscription = channel.fields[i];
+        if (subscription.since >= delivery.place || !(all_fields || mom::notice_names(notice, subscription.field))) {
+            continue;
+        }
+        if (const auto result = decoded.for_field(*subscription.type)) {
+            MomMsg message{.client = this, .db = channel.db, .cmd = notice.cmd, .result = *result};
+            subscription.cb(this, &message, subscription.arg);
+            ++made;
+        }
+    }
+    return made;
+}
+
+int32_t MomClient::deliver_present(const Delivery &delivery) {
+    const Channel &channel = *delivery.channel;
+    Notice notice;
+    const mom::RecordName name{.db = channel.db, .type = channel.fields.front().type->name, .key = channel.key};
+    mom::StoredFields stored;
+    if (store_->read_hash(name, stored) != 0) {
+        mom::report("%s could not be read after the reconnection", channel.key.c_str());
+        return 0;
+    }
+    // Callbacks may make requests, which take the memory that the fields are in.
+    const std::string text =
+        mom::write_notice(stored.empty() ? OX_MOM_CMD_DELETED : OX_MOM_CMD_DELIVERED, "-", stored);
+    mom::read_notice(text, notice);
+    return deliver_notice(delivery, notice);
+}
+
+int32_t MomClient::deliver_confirmation(const Delivery &delivery) {
+    const auto *subscription = mom::Subscriptions::find_record(*delivery.channel, delivery.cb);
+    if (!subscription || subscription->since != delivery.place) {
+        return 0;  // renewed or forgotten since
+    }
+    MomMsg message{.client = this, .db = delivery.channel->db, .cmd = OX_MOM_CMD_SUBSCRIBED, .result = nullptr};
+    delivery.cb(this, &message);
+    return 1;
+}
+
+int32_t MomClient::deliver_restored(const Delivery &delivery) {
+    const MomReconnectCb cb = reconnect_cbs_[static_cast<size_t>(delivery.db)];
+    if (!cb) {
+        return 0;
+    }
+    cb(this, delivery.db, OX_MOM_RECONNECT_RESTORED);
+    return 1;
+}
+
+// Scanning.
+
+class MomClient::Scan final : public mom::ScanVisitor {
+public:
+    Scan(MomClient &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb)
+        : client_(client), db_(db), type_(type), cb_(cb) {}
+
+    bool on_hash(std::string_view key, const mom::StoredFields &fields) override {
+        ArenaLease arena(client_.arenas_);
+        MomHashResult *result = mom::make_result(*arena);
+        if (!result || mom::decode_hash(type_, fields, key, *arena, *result) != 0) {
+            mom::report("record skipped: %s", mom::last_error());
+            return true;
+        }
+        return call(OX_MOM_CMD_DELIVERED, result);
+    }
+
+    bool on_object(std::string_view bytes) {
+        ArenaLease arena(client_.arenas_);
+        ProtobufCMessage *record = mom::decode_object(type_, bytes, *arena);
+        if (!record) {
+            mom::report("record skipped: %s does not decode as its type", type_.name);
+            return true;
+        }
+        return call(OX_MOM_CMD_WRITTEN, record);
+    }
+
+private:
+    using ArenaLease = mom::ArenaPool::Lease;
+
+    bool call(int32_t cmd, void *result) {
+        MomMsg message{.client = &client_, .db = db_, .cmd = cmd, .result = result};
+        cb_(&client_, &message);
+        return !client_.destroyed_;
+    }
+
+    MomClient &client_;
+    int32_t db_;
+    const ProtobufCMessageDescriptor &type_;
+    MomMsgCb cb_;
+};
+
+int32_t MomClient::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
+    const CallbackScope scope(*this);
+    Scan scan(*this, db, type, cb);
+    int32_t code = 0;
+    if (mom::index_of(type)) {
+        code = store_->scan_hashes(db, type.name, scan);
+    } else {
+        std::string_view bytes;
+        bool found = false;
+        code = store_->read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
+        if (code == 0 && found) {
+            scan.on_object(bytes);
+        }
+    }
+    return destroyed_ ? fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback of the scan") : code;
+}

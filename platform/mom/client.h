@@ -1,0 +1,93 @@
+// A client: who may call it, what it follows, and the queue of what it has to deliver.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "delivery.h"
+#include "loop.h"
+#include "ox_mom.h"
+#include "store.h"
+#include "subscriptions.h"
+
+struct MomClient final : private mom::StoreListener {
+public:
+    static constexpr int32_t kDatabases = 29;
+
+    // nullptr, with the reason in last_error().
+    static MomClient *create(const mom::StoreName &name, mom::Millis timeout);
+    MomClient(const MomClient &) = delete;
+    MomClient &operator=(const MomClient &) = delete;
+    ~MomClient() = default;
+
+    // Deletes the client, after the callback that it is called from has returned.
+    void destroy();
+
+    // 0 when the calling thread may use the client.
+    int32_t check_caller() const;
+
+    // 0 when requests can be addressed to the database.
+    int32_t check_connected(int32_t db) const;
+
+    int32_t connect(int32_t db);
+    int32_t set_reconnect_cb(int32_t db, MomReconnectCb cb);
+    int32_t subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb);
+    int32_t subscribe_fields(int32_t db, const ProtobufCMessage &request, std::span<const int32_t> field_ids,
+                             const MomFieldCb *cbs, void *const *args);
+    int32_t scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb);
+    int32_t process(int32_t timeout_ms);
+
+    int fd() const { return loop_.fd(); }
+    mom::Store &store() { return *store_; }
+
+private:
+    class Scan;
+
+    // Callbacks are being made: destroying waits until the outermost of them are done.
+    class CallbackScope {
+    public:
+        explicit CallbackScope(MomClient &client) : client_(client) { ++client_.depth_; }
+        CallbackScope(const CallbackScope &) = delete;
+        CallbackScope &operator=(const CallbackScope &) = delete;
+        ~CallbackScope() {
+            if (--client_.depth_ == 0 && client_.destroyed_) {
+                delete &client_;
+            }
+        }
+
+    private:
+        MomClient &client_;
+    };
+
+    MomClient();
+
+    void on_message(std::string_view channel, std::string_view notice) override;
+    void on_restored() override;
+    std::vector<std::string> lasting_channels() const override;
+
+    void put(mom::Delivery delivery);
+    int32_t deliver_waiting();
+    int32_t deliver(mom::Delivery &delivery);
+    int32_t deliver_notice(const mom::Delivery &delivery, mom::Notice &notice);
+    int32_t deliver_present(const mom::Delivery &delivery);
+    int32_t deliver_confirmation(const mom::Delivery &delivery);
+    int32_t deliver_restored(const mom::Delivery &delivery);
+
+    uint64_t owner_;
+    uint32_t fork_generation_;
+    int depth_ = 0;
+    bool destroyed_ = false;
+
+    mom::Loop loop_;
+    std::unique_ptr<mom::Store> store_;
+    mom::Subscriptions subscriptions_;
+    std::array<MomReconnectCb, kDatabases> reconnect_cbs_{};
+    std::deque<mom::Delivery> queue_;
+    uint64_t place_ = 0;  // of the latest delivery
+    mom::ArenaPool arenas_;
+};

@@ -1,0 +1,151 @@
+#include "connection.h"
+
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+
+#include "error.h"
+
+namespace mom {
+
+namespace {
+
+constexpr size_t kReceiveSize = size_t{64} * 1024;
+
+void append_length(std::string &out, char kind, size_t length) {
+    char digits[24];
+    const char *end = std::to_chars(digits, digits + sizeof digits, length).ptr;
+    out += kind;
+    out.append(digits, static_cast<size_t>(end - digits));
+    out += "\r\n";
+}
+
+}  // namespace
+
+std::unique_ptr<Connection> Connection::open(const Endpoint &endpoint) {
+    redisContext *context = endpoint.path.empty() ? redisConnectNonBlock(endpoint.host.c_str(), endpoint.port)
+                                                  : redisConnectUnixNonBlock(endpoint.path.c_str());
+    if (!context) {
+        fail(OX_MOM_E_MEMORY, "no memory to connect to %s", endpoint.text().c_str());
+        return nullptr;
+    }
+    if (context->err) {
+        fail(OX_MOM_E_CONNECT, "cannot connect to %s: %s", endpoint.text().c_str(), context->errstr);
+        redisFree(context);
+        return nullptr;
+    }
+    fcntl(context->fd, F_SETFD, FD_CLOEXEC);
+    if (endpoint.path.empty()) {
+        redisEnableKeepAlive(context);
+    }
+    context->reader->fn = &reply_functions;
+    return std::unique_ptr<Connection>(new Connection(context, endpoint.text()));
+}
+
+Connection::Connection(redisContext *context, std::string peer) : context_(context), peer_(std::move(peer)) {}
+
+Connection::~Connection() = default;
+
+bool Connection::finish_connecting() const {
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (getsockopt(fd(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 && error == 0) {
+        return true;
+    }
+    fail(OX_MOM_E_CONNECT, "cannot connect to %s: %s", peer_.c_str(), strerror(error ? error : errno));
+    return false;
+}
+
+void Connection::add(std::span<const std::string_view> command) {
+    append_length(out_, '*', command.size());
+    for (const std::string_view word : command) {
+        append_length(out_, '$', word.size());
+        out_.append(word);
+        out_ += "\r\n";
+    }
+}
+
+bool Connection::send() {
+    while (has_unsent()) {
+        const ssize_t sent = ::send(fd(), out_.data() + sent_, out_.size() - sent_, MSG_NOSIGNAL);
+        if (sent >= 0) {
+            sent_ += static_cast<size_t>(sent);
+        } else if (errno == EAGAIN) {
+            return true;
+        } else if (errno != EINTR) {
+            fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), strerror(errno));
+            return false;
+        }
+    }
+    out_.clear();
+    sent_ = 0;
+    return true;
+}
+
+// Bytes received; 0 when there are none now; -1 when the connection is lost.
+ssize_t Connection::receive_some() {
+    char buffer[kReceiveSize];
+    ssize_t received = 0;
+    do {
+        received = recv(fd(), buffer, sizeof buffer, 0);
+    } while (received < 0 && errno == EINTR);
+    if (received > 0) {
+        return redisReaderFeed(context_->reader, buffer, static_cast<size_t>(received)) == REDIS_OK ? received : -1;
+    }
+    if (received < 0 && errno == EAGAIN) {
+        return 0;
+    }
+    fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), received == 0 ? "closed by the server" : strerror(errno));
+    return -1;
+}
+
+bool Connection::receive() { return receive_some() >= 0; }
+
+Reply *Connection::next_reply(ReplyArena &arena) {
+    context_->reader->privdata = &arena;
+    void *reply = nullptr;
+    if (redisReaderGetReply(context_->reader, &reply) != REDIS_OK) {
+        fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), context_->reader->errstr);
+        return nullptr;
+    }
+    return static_cast<Reply *>(reply);
+}
+
+void Connection::make_blocking(Millis limit) {
+    limit_ = limit;
+    const int flags = fcntl(fd(), F_GETFL);
+    fcntl(fd(), F_SETFL, flags & ~O_NONBLOCK);
+    const timeval wait{.tv_sec = static_cast<time_t>(limit.count() / 1000),
+                       .tv_usec = static_cast<suseconds_t>(limit.count() % 1000 * 1000)};
+    setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+    setsockopt(fd(), SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
+}
+
+Reply *Connection::await_reply(ReplyArena &arena, int32_t *code) {
+    const TimePoint deadline = Clock::now() + limit_;
+    *code = OX_MOM_E_LOST;
+    if (!send()) {
+        return nullptr;
+    }
+    for (bool waited = has_unsent(); !waited;) {
+        if (Reply *reply = next_reply(arena)) {
+            return reply;
+        }
+        if (is_broken()) {
+            return nullptr;
+        }
+        const ssize_t received = receive_some();
+        if (received < 0) {
+            return nullptr;
+        }
+        // The socket's own limit starts anew with every piece of an answer; this one does not.
+        waited = received == 0 || Clock::now() > deadline;
+    }
+    *code = fail(OX_MOM_E_TIMEOUT, "%s: no answer in %lld ms", peer_.c_str(), static_cast<long long>(limit_.count()));
+    return nullptr;
+}
+
+}  // namespace mom

@@ -1,0 +1,66 @@
+// One connection to a server. The protocol is hiredis's; the bytes are moved here, without signals and with limits.
+#pragma once
+
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "backoff.h"
+#include "reply.h"
+#include "store_name.h"
+
+namespace mom {
+
+class Connection {
+public:
+    // Begins to connect; nullptr, with the reason in last_error(), when that fails at once.
+    static std::unique_ptr<Connection> open(const Endpoint &endpoint);
+
+    Connection(const Connection &) = delete;
+    Connection &operator=(const Connection &) = delete;
+    ~Connection();
+
+    int fd() const { return context_->fd; }
+
+    // Whether the connection that open() began stands; false with the reason in last_error().
+    bool finish_connecting() const;
+
+    // Adds a command to what send() sends.
+    void add(std::span<const std::string_view> command);
+    void add(std::initializer_list<std::string_view> command) { add(std::span(command.begin(), command.size())); }
+    bool has_unsent() const { return sent_ < out_.size(); }
+
+    // Both move what they can without waiting; false when the connection is lost, with the reason in last_error().
+    bool send();
+    bool receive();
+
+    // The next reply that has been received whole, built in the arena; nullptr when there is none, or when the server
+    // does not speak the protocol, which is_broken() tells.
+    Reply *next_reply(ReplyArena &arena);
+    bool is_broken() const { return context_->reader->err != 0; }
+
+    // Requests: from here on sending and receiving wait, each no longer than the limit.
+    void make_blocking(Millis limit);
+
+    // Sends what was added and waits for one reply. nullptr: *code tells whether the connection is lost or the time
+    // ran out. Either way the connection can't be used again.
+    Reply *await_reply(ReplyArena &arena, int32_t *code);
+
+private:
+    struct FreeContext {
+        void operator()(redisContext *context) const { redisFree(context); }
+    };
+
+    Connection(redisContext *context, std::string peer);
+    ssize_t receive_some();
+
+    std::unique_ptr<redisContext, FreeContext> context_;
+    std::string peer_;
+    std::string out_;
+    size_t sent_ = 0;
+    Millis limit_{0};
+};
+
+}  // namespace mom

@@ -1,0 +1,77 @@
+#include "dialogue.h"
+
+#include <utility>
+
+#include "error.h"
+#include "ox_mom.h"
+
+namespace mom {
+
+Dialogue::Dialogue(Loop &loop, Done done, Failed failed)
+    : loop_(loop), done_(std::move(done)), failed_(std::move(failed)) {}
+
+Dialogue::~Dialogue() { watch_.reset(); }
+
+bool Dialogue::start(const Endpoint &endpoint, std::span<const Command> commands) {
+    connection_ = Connection::open(endpoint);
+    if (!connection_) {
+        return false;
+    }
+    for (const Command &command : commands) {
+        connection_->add(command);
+    }
+    expected_ = commands.size();
+    watch_ = std::make_unique<Watch>(loop_, connection_->fd(), *this);
+    watch_->set(UV_WRITABLE);
+    return true;
+}
+
+void Dialogue::on_ready(int events) {
+    const bool going_on = advance(events);
+    if (going_on && replies_.size() < expected_) {
+        return;
+    }
+    watch_.reset();
+    // Moved out first: what is called may destroy this.
+    if (going_on) {
+        const auto done = std::move(done_);
+        done(std::move(connection_), replies_);
+    } else {
+        const auto failed = std::move(failed_);
+        failed(code_);
+    }
+}
+
+void Dialogue::on_no_memory() {
+    watch_.reset();
+    const auto failed = std::move(failed_);
+    if (failed) {
+        failed(fail(OX_MOM_E_MEMORY, "out of memory"));
+    }
+}
+
+// False when the connection failed.
+bool Dialogue::advance(int events) {
+    if (!connected_) {
+        code_ = OX_MOM_E_CONNECT;
+        if (!connection_->finish_connecting()) {
+            return false;
+        }
+        connected_ = true;
+    }
+    code_ = OX_MOM_E_LOST;
+    if (!connection_->send() || ((events & UV_READABLE) && !connection_->receive())) {
+        return false;
+    }
+    while (replies_.size() < expected_) {
+        Reply *reply = connection_->next_reply(arena_);
+        if (!reply) {
+            break;
+        }
+        replies_.push_back(reply);
+    }
+    watch_->set(connection_->has_unsent() ? UV_READABLE | UV_WRITABLE : UV_READABLE);
+    return !connection_->is_broken();
+}
+
+}  // namespace mom

@@ -1,0 +1,35 @@
+#include "error.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace mom {
+
+namespace {
+
+thread_local char words[512];
+
+}  // namespace
+
+int32_t fail(int32_t code, const char *format, ...) {
+    // Formatted aside first: an argument may be the last error itself.
+    char text[sizeof words];
+    va_list args;
+    va_start(args, format);
+    vsnprintf(text, sizeof text, format, args);
+    va_end(args);
+    snprintf(words, sizeof words, "%s", text);
+    return code;
+}
+
+void report(const char *format, ...) {
+    va_list args;
+    va_start(args, format);
+    vsnprintf(words, sizeof words, format, args);
+    va_end(args);
+    fprintf(stderr, "ox_mom: %s\n", words);
+}
+
+const char *last_error() { return words; }
+
+}  // namespace mom

@@ -1,0 +1,120 @@
+#include "loop.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <new>
+#include <poll.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+namespace mom {
+
+namespace {
+
+template <class Handler, class Call>
+void guarded(Handler *handler, Call call) {
+    if (!handler) {
+        return;
+    }
+    try {
+        call(*handler);
+    } catch (const std::bad_alloc &) {
+        handler->on_no_memory();
+    }
+}
+
+}  // namespace
+
+Loop::~Loop() {
+    if (!opened_) {
+        return;
+    }
+    handler_ = nullptr;
+    uv_close(reinterpret_cast<uv_handle_t *>(&wake_), nullptr);
+    uv_close(reinterpret_cast<uv_handle_t *>(&timer_), nullptr);
+    uv_run(&loop_, UV_RUN_DEFAULT);
+    uv_loop_close(&loop_);
+    close(timer_fd_);
+}
+
+bool Loop::open() {
+    timer_fd_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    if (timer_fd_ < 0) {
+        return false;
+    }
+    if (uv_loop_init(&loop_) != 0) {
+        close(timer_fd_);
+        return false;
+    }
+    if (uv_async_init(&loop_, &wake_, [](uv_async_t *wake) {
+            guarded(static_cast<Loop *>(wake->data)->handler_, [](LoopHandler &handler) { handler.on_wake(); });
+        }) != 0) {
+        uv_loop_close(&loop_);
+        close(timer_fd_);
+        return false;
+    }
+    wake_.data = this;
+    uv_poll_init(&loop_, &timer_, timer_fd_);
+    timer_.data = this;
+    uv_poll_start(&timer_, UV_READABLE, [](uv_poll_t *timer, int, int) {
+        auto *loop = static_cast<Loop *>(timer->data);
+        uint64_t expirations = 0;
+        if (read(loop->timer_fd_, &expirations, sizeof expirations) > 0) {
+            guarded(loop->handler_, [](LoopHandler &handler) { handler.on_deadline(); });
+        }
+    });
+    opened_ = true;
+    run();
+    return true;
+}
+
+void Loop::run() { uv_run(&loop_, UV_RUN_NOWAIT); }
+
+bool Loop::wait(std::optional<Millis> timeout) const {
+    pollfd waiting{.fd = fd(), .events = POLLIN, .revents = 0};
+    timespec limit{};
+    if (timeout) {
+        limit.tv_sec = static_cast<time_t>(timeout->count() / 1000);
+        limit.tv_nsec = static_cast<long>(timeout->count() % 1000) * 1000000L;
+    }
+    return ppoll(&waiting, 1, timeout ? &limit : nullptr, nullptr) >= 0 || errno != EINTR;
+}
+
+void Loop::wake() { uv_async_send(&wake_); }
+
+void Loop::set_deadline(std::optional<TimePoint> when) {
+    itimerspec setting{};
+    if (when) {
+        const auto since_start = when->time_since_epoch();
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(since_start);
+        setting.it_value.tv_sec = static_cast<time_t>(seconds.count());
+        setting.it_value.tv_nsec = static_cast<long>(std::chrono::nanoseconds(since_start - seconds).count());
+    }
+    timerfd_settime(timer_fd_, TFD_TIMER_ABSTIME, &setting, nullptr);
+}
+
+Watch::Watch(Loop &loop, int fd, WatchHandler &handler) : handle_(new Handle{.poll = {}, .handler = &handler}) {
+    uv_poll_init(loop.raw(), &handle_->poll, fd);
+    handle_->poll.data = handle_;
+}
+
+Watch::~Watch() {
+    handle_->handler = nullptr;
+    uv_close(reinterpret_cast<uv_handle_t *>(&handle_->poll), [](uv_handle_t *closed) {
+        delete static_cast<Handle *>(closed->data);  // NOLINT(cppcoreguidelines-owning-memory): libuv held it
+    });
+}
+
+void Watch::set(int events) {
+    if (events == events_) {
+        return;
+    }
+    events_ = events;
+    uv_poll_start(&handle_->poll, events, [](uv_poll_t *poll, int status, int ready) {
+        // An error shows itself when the socket is used.
+        guarded(static_cast<Handle *>(poll->data)->handler,
+                [&](WatchHandler &handler) { handler.on_ready(status < 0 ? UV_READABLE | UV_WRITABLE : ready); });
+    });
+}
+
+}  // namespace mom

@@ -1,0 +1,311 @@
+// The embedded store: what a server does, inside the process. Clients of one name share it, on whatever thread.
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <set>
+#include <unordered_map>
+
+#include "error.h"
+#include "notice.h"
+#include "ox_mom.h"
+#include "record_codec.h"
+#include "store.h"
+
+namespace mom {
+
+namespace {
+
+// One client's way in: what it follows arrives here, from any thread.
+class Mailbox {
+public:
+    struct Letter {
+        std::string channel;
+        std::string notice;
+    };
+
+    explicit Mailbox(Loop &loop) : loop_(loop) {}
+
+    void put(const std::string &channel, const std::string &notice) {
+        const std::scoped_lock lock(mutex_);
+        if (letters_.size() >= kQueueLimit) {
+            overflown_ = true;
+            letters_.clear();
+        }
+        if (!overflown_) {
+            letters_.push_back({channel, notice});
+        }
+        loop_.wake();
+    }
+
+    // Everything that has come; false when it was too much to keep, and is lost.
+    bool take(std::deque<Letter> &letters) {
+        const std::scoped_lock lock(mutex_);
+        letters.clear();
+        letters.swap(letters_);
+        return !overflown_;
+    }
+
+    void empty() {
+        const std::scoped_lock lock(mutex_);
+        letters_.clear();
+        overflown_ = false;
+    }
+
+private:
+    Loop &loop_;
+    std::mutex mutex_;
+    std::deque<Letter> letters_;
+    bool overflown_ = false;
+};
+
+// The data of one name. Everything happens under its lock, so that all followers hear all changes in one order.
+class MemData {
+public:
+    using Fields = std::map<uint32_t, std::string>;
+
+    static std::shared_ptr<MemData> named(const std::string &name) {
+        // Kept until the process ends, as a server keeps its data when its clients go.
+        static auto *const mutex = new std::mutex;
+        static auto *const stores = new std::unordered_map<std::string, std::shared_ptr<MemData>>;
+        const std::scoped_lock lock(*mutex);
+        auto &store = (*stores)[name];
+        if (!store) {
+            store = std::make_shared<MemData>();
+        }
+        return store;
+    }
+
+    void follow(const std::string &channel, Mailbox &mailbox) {
+        const std::scoped_lock lock(mutex_);
+        followers_[channel].insert(&mailbox);
+    }
+
+    void unfollow(Mailbox &mailbox) {
+        const std::scoped_lock lock(mutex_);
+        for (auto &follower : followers_) {
+            follower.second.erase(&mailbox);
+        }
+    }
+
+    Fields read_hash(const RecordName &name) {
+        const std::scoped_lock lock(mutex_);
+        const auto &hashes = databases_[name.db].hashes[std::string(name.type)];
+        const auto found = hashes.find(name.key);
+        return found == hashes.end() ? Fields() : found->second;
+    }
+
+    void write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) {
+        const std::scoped_lock lock(mutex_);
+        Fields &stored = databases_[name.db].hashes[std::string(name.type)][std::string(name.key)];
+        for (const auto &[number, value] : fields) {
+            stored[field_number(number)] = value;
+        }
+        tell(name, hash_notice(OX_MOM_CMD_DELIVERED, written, stored));
+    }
+
+    void remove_hash(const RecordName &name) {
+        const std::scoped_lock lock(mutex_);
+        auto &hashes = databases_[name.db].hashes[std::string(name.type)];
+        if (const auto found = hashes.find(name.key); found != hashes.end()) {
+            tell(name, hash_notice(OX_MOM_CMD_DELETED, "-", found->second));
+            hashes.erase(found);
+        }
+    }
+
+    bool read_object(const RecordName &name, std::string &bytes) {
+        const std::scoped_lock lock(mutex_);
+        const auto &objects = databases_[name.db].objects;
+        const auto found = objects.find(name.key);
+        if (found == objects.end()) {
+            return false;
+        }
+        bytes = found->second;
+        return true;
+    }
+
+    void write_object(const RecordName &name, std::string_view bytes) {
+        const std::scoped_lock lock(mutex_);
+        databases_[name.db].objects[std::string(name.key)] = bytes;
+        tell(name, write_object_notice(OX_MOM_CMD_WRITTEN, bytes));
+    }
+
+    void remove_object(const RecordName &name) {
+        const std::scoped_lock lock(mutex_);
+        auto &objects = databases_[name.db].objects;
+        if (const auto found = objects.find(name.key); found != objects.end()) {
+            tell(name, write_object_notice(OX_MOM_CMD_DELETED, found->second));
+            objects.erase(found);
+        }
+    }
+
+    std::vector<std::string> keys(int32_t db, std::string_view type) {
+        const std::scoped_lock lock(mutex_);
+        std::vector<std::string> keys;
+        for (const auto &hash : databases_[db].hashes[std::string(type)]) {
+            keys.push_back(hash.first);
+        }
+        return keys;
+    }
+
+private:
+    struct Database {
+        std::unordered_map<std::string, std::map<std::string, Fields, std::less<>>> hashes;  // by type, then by key
+        std::map<std::string, std::string, std::less<>> objects;
+    };
+
+    static std::string hash_notice(int32_t cmd, std::string_view written, const Fields &stored) {
+        std::vector<std::string> numbers;
+        numbers.reserve(stored.size());
+        StoredFields fields;
+        for (const auto &[number, value] : stored) {
+            fields.emplace_back(numbers.emplace_back(std::to_string(number)), value);
+        }
+        return write_notice(cmd, written, fields);
+    }
+
+    void tell(const RecordName &name, const std::string &notice) {
+        tell(channel_of(name.db, name.type), notice);
+        if (name.key != name.type) {
+            tell(channel_of(name.db, name.key), notice);
+        }
+    }
+
+    void tell(const std::string &channel, const std::string &notice) {
+        if (const auto followers = followers_.find(channel); followers != followers_.end()) {
+            for (Mailbox *mailbox : followers->second) {
+                mailbox->put(channel, notice);
+            }
+        }
+    }
+
+    std::mutex mutex_;
+    std::unordered_map<int32_t, Database> databases_;
+    std::unordered_map<std::string, std::set<Mailbox *>> followers_;
+};
+
+class MemStore final : public Store, public LoopHandler {
+public:
+    MemStore(const std::string &name, Loop &loop, StoreListener &listener)
+        : loop_(loop), listener_(listener), data_(MemData::named(name)), mailbox_(loop) {
+        loop.set_handler(this);
+    }
+
+    ~MemStore() override {
+        data_->unfollow(mailbox_);
+        loop_.set_handler(nullptr);
+    }
+
+    int32_t connect(int32_t db) override {
+        connected_.insert(db);
+        return 0;
+    }
+
+    bool is_connected(int32_t db) const override { return connected_.contains(db); }
+
+    int32_t read_hash(const RecordName &name, StoredFields &fields) override {
+        read_ = data_->read_hash(name);
+        show(read_, read_numbers_, fields);
+        return 0;
+    }
+
+    int32_t write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) override {
+        data_->write_hash(name, fields, written);
+        return 0;
+    }
+
+    int32_t remove_hash(const RecordName &name) override {
+        data_->remove_hash(name);
+        return 0;
+    }
+
+    int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) override {
+        found = data_->read_object(name, read_object_);
+        bytes = read_object_;
+        return 0;
+    }
+
+    int32_t write_object(const RecordName &name, std::string_view bytes) override {
+        data_->write_object(name, bytes);
+        return 0;
+    }
+
+    int32_t remove_object(const RecordName &name) override {
+        data_->remove_object(name);
+        return 0;
+    }
+
+    int32_t scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) override {
+        std::vector<std::string> numbers;
+        StoredFields fields;
+        for (const std::string &key : data_->keys(db, type)) {
+            const MemData::Fields stored = data_->read_hash({.db = db, .type = type, .key = key});
+            show(stored, numbers, fields);
+            if (!fields.empty() && !visitor.on_hash(key, fields)) {
+                break;
+            }
+        }
+        return 0;
+    }
+
+    int32_t follow(const std::string &channel) override {
+        data_->follow(channel, mailbox_);
+        return 0;
+    }
+
+    void fall_behind() override {
+        ++falls_;
+        data_->unfollow(mailbox_);
+        mailbox_.empty();
+        for (const std::string &channel : listener_.lasting_channels()) {
+            data_->follow(channel, mailbox_);
+        }
+        listener_.on_restored();
+    }
+
+private:
+    static void show(const MemData::Fields &stored, std::vector<std::string> &numbers, StoredFields &fields) {
+        numbers.clear();
+        numbers.reserve(stored.size());
+        fields.clear();
+        for (const auto &[number, value] : stored) {
+            fields.emplace_back(numbers.emplace_back(std::to_string(number)), value);
+        }
+    }
+
+    void on_wake() override {
+        std::deque<Mailbox::Letter> letters;
+        if (!mailbox_.take(letters)) {
+            fall_behind();
+            return;
+        }
+        const unsigned falls = falls_;
+        for (const Mailbox::Letter &letter : letters) {
+            listener_.on_message(letter.channel, letter.notice);
+            if (falls != falls_) {
+                break;  // the client fell behind: what is left is older than what it will load afresh
+            }
+        }
+    }
+
+    void on_deadline() override {}
+    void on_no_memory() override { fall_behind(); }
+
+    Loop &loop_;
+    StoreListener &listener_;
+    std::shared_ptr<MemData> data_;
+    Mailbox mailbox_;
+    std::set<int32_t> connected_;
+    unsigned falls_ = 0;
+    MemData::Fields read_;
+    std::vector<std::string> read_numbers_;
+    std::string read_object_;
+};
+
+}  // namespace
+
+std::unique_ptr<Store> make_mem_store(const std::string &name, Loop &loop, StoreListener &listener) {
+    return std::make_unique<MemStore>(name, loop, listener);
+}
+
+}  // namespace mom

@@ -1,0 +1,130 @@
+// The connections of one client to its server: one for notifications, one a database for requests. They are opened
+// together, lost together and restored together.
+#pragma once
+
+#include <array>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "backoff.h"
+#include "connection.h"
+#include "dialogue.h"
+#include "loop.h"
+#include "ox_mom.h"
+#include "store.h"
+#include "store_name.h"
+
+namespace mom {
+
+constexpr int32_t kDatabases = 29;  // as many as are used: 0 to 28
+
+class RedisSession final : public LoopHandler, public WatchHandler {
+public:
+    RedisSession(StoreName name, Loop &loop, StoreListener &listener, Millis timeout);
+    RedisSession(const RedisSession &) = delete;
+    RedisSession &operator=(const RedisSession &) = delete;
+    ~RedisSession();
+
+    int32_t connect(int32_t db);
+    bool is_connected(int32_t db) const { return wanted_[static_cast<size_t>(db)]; }
+
+    // The database's connection when a request can be made on it; nullptr, with a code and the reason, when not.
+    Connection *request_connection(int32_t db, int32_t *code);
+
+    // Returns once the server has confirmed that the channel is followed.
+    int32_t follow(const std::string &channel);
+
+    // All connections are of no use any more: closes them and connects again in the background.
+    void lose(const std::string &why, int32_t code = OX_MOM_E_LOST);
+
+private:
+    enum class State : uint8_t {
+        kIdle,     // never connected, or the first attempt failed
+        kOpening,  // connecting
+        kUp,
+        kPausing  // lost, until the next attempt is due
+    };
+
+    // Notices that a connection for requests was closed while nobody made any.
+    class IdleWatch final : public WatchHandler {
+    public:
+        IdleWatch(RedisSession &session, Loop &loop, int fd) : session_(session), watch_(loop, fd, *this) {
+            watch_.set(UV_DISCONNECT);
+        }
+
+    private:
+        void on_ready(int) override { session_.lose("a connection was closed by the server"); }
+        void on_no_memory() override { session_.on_no_memory(); }
+
+        RedisSession &session_;
+        Watch watch_;
+    };
+
+    struct RequestConnection {
+        std::unique_ptr<Connection> connection;
+        std::unique_ptr<IdleWatch> watch;
+
+        void close() {
+            watch.reset();
+            connection.reset();
+        }
+    };
+
+    // Opening.
+    void begin();
+    void ask_sentinel(size_t which);
+    void open_at(const Endpoint &server);
+    void open_link();
+    void open_requests(int32_t db);
+    void start_dialogue(std::vector<Dialogue::Command> commands, Dialogue::Done done);
+    std::vector<Dialogue::Command> login() const;
+    void opened_one();
+    void follow_lasting();
+    void up_if_complete();
+    void attempt_failed(int32_t code, const std::string &why);
+    void attempt_timed_out();
+    template <class Pending>
+    bool drive(Pending pending);
+
+    // Following.
+    void watch_link();
+    void on_ready(int events) override;
+    bool read_link();
+    void on_push(const Reply &reply);
+    void hear();
+    void check_pulse();
+
+    void on_wake() override {}
+    void on_deadline() override;
+    void on_no_memory() override { attempt_failed(OX_MOM_E_MEMORY, "out of memory"); }
+    void close_all();
+
+    StoreName name_;
+    Loop &loop_;
+    StoreListener &listener_;
+    Millis timeout_;
+    Backoff backoff_;
+
+    State state_ = State::kIdle;
+    bool was_up_ = false;
+    bool restoring_ = false;  // lost, and the listener not yet told that it is back
+    Endpoint server_;
+    std::array<bool, kDatabases> wanted_{};
+    std::array<RequestConnection, kDatabases> requests_;
+    std::vector<std::unique_ptr<Dialogue>> dialogues_;
+    size_t opening_ = 0;  // dialogues that have not ended
+    int32_t code_ = 0;    // of the latest failure
+    std::string why_;
+
+    std::unique_ptr<Connection> link_;
+    std::unique_ptr<Watch> link_watch_;
+    ReplyArena link_arena_;
+    std::set<std::string, std::less<>> followed_;  // confirmed
+    size_t unconfirmed_ = 0;
+    TimePoint last_heard_{};
+    bool pinged_ = false;
+};
+
+}  // namespace mom

@@ -1,0 +1,245 @@
+// The store on a server: requests. The connections that they are made on are the session's.
+#include <algorithm>
+#include <initializer_list>
+
+#include "error.h"
+#include "ox_mom.h"
+#include "redis_session.h"
+#include "scripts.h"
+#include "store.h"
+
+namespace mom {
+
+namespace {
+
+constexpr size_t kScanBatch = 256;  // records asked for at once
+
+// The set of a type's records. No type's name has a colon, so it is no record's key.
+std::string set_of(std::string_view type) { return std::string("records:").append(type); }
+
+// A script, and the digest by which the server knows it once it has been loaded.
+struct Script {
+    const char *body;
+    std::string digest;
+};
+
+bool to_fields(const Reply &reply, StoredFields &fields) {
+    fields.clear();
+    for (size_t i = 0; i + 1 < reply.elements.size(); i += 2) {
+        fields.emplace_back(reply.elements[i].text, reply.elements[i + 1].text);
+    }
+    return reply.type == Reply::Type::kArray;
+}
+
+// The code of an answer that says no, with the reason in last_error().
+int32_t refusal(std::string_view key, const Reply &reply) {
+    const std::string_view text = reply.is_error() ? reply.text : "an answer of another kind than asked for";
+    const bool other_kind = !reply.is_error() || text.find("WRONGTYPE") != std::string_view::npos;
+    return fail(other_kind ? OX_MOM_E_TYPE : OX_MOM_E_REFUSED, "%.*s: %.*s", static_cast<int>(key.size()), key.data(),
+                static_cast<int>(text.size()), text.data());
+}
+
+class RedisStore final : public Store {
+public:
+    RedisStore(StoreName name, Loop &loop, StoreListener &listener, Millis timeout)
+        : session_(std::move(name), loop, listener, timeout) {}
+
+    int32_t connect(int32_t db) override { return session_.connect(db); }
+    bool is_connected(int32_t db) const override { return session_.is_connected(db); }
+    int32_t follow(const std::string &channel) override { return session_.follow(channel); }
+    void fall_behind() override { session_.lose("too many notifications wait"); }
+
+    int32_t read_hash(const RecordName &name, StoredFields &fields) override {
+        int32_t code = 0;
+        const Reply *reply = request(name.db, {"HGETALL", name.key}, &code);
+        return !reply ? code : to_fields(*reply, fields) ? 0 : refusal(name.key, *reply);
+    }
+
+    int32_t write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) override {
+        const std::string of_type = channel_of(name.db, name.type);
+        const std::string of_record = channel_of(name.db, name.key);
+        words_.assign({of_type, of_record, written});
+        for (const auto &[number, value] : fields) {
+            words_.insert(words_.end(), {number, value});
+        }
+        const std::string set = set_of(name.type);
+        return run(write_hash_, name, {name.key, set}, words_);
+    }
+
+    int32_t remove_hash(const RecordName &name) override {
+        const std::string of_type = channel_of(name.db, name.type);
+        const std::string of_record = channel_of(name.db, name.key);
+        words_.assign({of_type, of_record});
+        const std::string set = set_of(name.type);
+        return run(remove_hash_, name, {name.key, set}, words_);
+    }
+
+    int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) override {
+        int32_t code = 0;
+        const Reply *reply = request(name.db, {"GET", name.key}, &code);
+        if (!reply) {
+            return code;
+        }
+        found = reply->type == Reply::Type::kString;
+        bytes = reply->text;
+        return found || reply->type == Reply::Type::kNil ? 0 : refusal(name.key, *reply);
+    }
+
+    int32_t write_object(const RecordName &name, std::string_view bytes) override {
+        const std::string channel = channel_of(name.db, name.key);
+        words_.assign({channel, bytes});
+        return run(write_object_, name, {name.key}, words_);
+    }
+
+    int32_t remove_object(const RecordName &name) override {
+        const std::string channel = channel_of(name.db, name.key);
+        words_.assign({channel});
+        return run(remove_object_, name, {name.key}, words_);
+    }
+
+    int32_t scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) override;
+
+private:
+    // One command and its answer; nullptr, with the code, when there is none.
+    const Reply *request(int32_t db, std::span<const std::string_view> command, int32_t *code) {
+        Connection *connection = session_.request_connection(db, code);
+        if (!connection) {
+            return nullptr;
+        }
+        connection->add(command);
+        arena_.clear();
+        return await(*connection, arena_, code);
+    }
+
+    const Reply *request(int32_t db, std::initializer_list<std::string_view> command, int32_t *code) {
+        return request(db, std::span(command.begin(), command.size()), code);
+    }
+
+    const Reply *await(Connection &connection, ReplyArena &arena, int32_t *code) {
+        const Reply *reply = connection.await_reply(arena, code);
+        if (!reply) {
+            session_.lose(last_error());
+        }
+        return reply;
+    }
+
+    int32_t run(Script &script, const RecordName &name, std::initializer_list<std::string_view> keys,
+                std::span<const std::string_view> arguments);
+    int32_t load(Script &script, int32_t db);
+    int32_t read_batch(int32_t db, std::span<const Reply> keys, ReplyArena &arena, std::vector<const Reply *> &replies);
+
+    RedisSession session_;
+    ReplyArena arena_;
+    std::vector<std::string_view> words_;
+    std::vector<std::string_view> command_;
+    Script write_hash_{.body = kWriteHashScript, .digest = {}};
+    Script remove_hash_{.body = kRemoveHashScript, .digest = {}};
+    Script write_object_{.body = kWriteObjectScript, .digest = {}};
+    Script remove_object_{.body = kRemoveObjectScript, .digest = {}};
+};
+
+int32_t RedisStore::run(Script &script, const RecordName &name, std::initializer_list<std::string_view> keys,
+                        std::span<const std::string_view> arguments) {
+    const std::string n_keys = std::to_string(keys.size());
+    // The server forgets scripts when it restarts: what it does not know any more is loaded again, once.
+    for (bool loaded_now = false;; loaded_now = true) {
+        int32_t code = script.digest.empty() || loaded_now ? load(script, name.db) : 0;
+        if (code != 0) {
+            return code;
+        }
+        command_.assign({"EVALSHA", script.digest, n_keys});
+        command_.insert(command_.end(), keys);
+        command_.insert(command_.end(), arguments.begin(), arguments.end());
+        const Reply *reply = request(name.db, command_, &code);
+        if (!reply) {
+            return code;
+        }
+        if (reply->type == Reply::Type::kInteger) {
+            return 0;
+        }
+        if (loaded_now || !reply->text.starts_with("NOSCRIPT")) {
+            return refusal(name.key, *reply);
+        }
+    }
+}
+
+int32_t RedisStore::load(Script &script, int32_t db) {
+    int32_t code = 0;
+    const Reply *reply = request(db, {"SCRIPT", "LOAD", script.body}, &code);
+    if (!reply) {
+        return code;
+    }
+    if (reply->type != Reply::Type::kString) {
+        return refusal("a script", *reply);
+    }
+    script.digest = reply->text;
+    return 0;
+}
+
+int32_t RedisStore::scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) {
+    // Arenas of its own, and whole batches: the visitor may make requests, or scan.
+    ReplyArena keys_arena;
+    ReplyArena batch_arena;
+    int32_t code = 0;
+    Connection *connection = session_.request_connection(db, &code);
+    if (!connection) {
+        return code;
+    }
+    const std::string set = set_of(type);
+    connection->add({"SMEMBERS", set});
+    const Reply *members = await(*connection, keys_arena, &code);
+    if (!members) {
+        return code;
+    }
+    if (members->type != Reply::Type::kArray) {
+        return refusal(set, *members);
+    }
+    std::vector<const Reply *> batch;
+    StoredFields fields;
+    for (std::span<const Reply> keys = members->elements; !keys.empty();) {
+        const auto part = keys.first(std::min(kScanBatch, keys.size()));
+        keys = keys.subspan(part.size());
+        batch_arena.clear();
+        if ((code = read_batch(db, part, batch_arena, batch)) != 0) {
+            return code;
+        }
+        for (size_t i = 0; i < part.size(); ++i) {
+            if (!to_fields(*batch[i], fields)) {
+                report("record %.*s skipped: %.*s", static_cast<int>(part[i].text.size()), part[i].text.data(),
+                       static_cast<int>(batch[i]->text.size()), batch[i]->text.data());
+            } else if (!fields.empty() && !visitor.on_hash(part[i].text, fields)) {
+                return 0;
+            }
+        }
+    }
+    return 0;
+}
+
+int32_t RedisStore::read_batch(int32_t db, std::span<const Reply> keys, ReplyArena &arena,
+                               std::vector<const Reply *> &replies) {
+    int32_t code = 0;
+    Connection *connection = session_.request_connection(db, &code);
+    if (!connection) {
+        return code;
+    }
+    for (const Reply &key : keys) {
+        connection->add({"HGETALL", key.text});
+    }
+    replies.clear();
+    while (replies.size() < keys.size()) {
+        const Reply *reply = await(*connection, arena, &code);
+        if (!reply) {
+            return code;
+        }
+        replies.push_back(reply);
+    }
+    return 0;
+}
+
+}  // namespace
+
+std::unique_ptr<Store> make_redis_store(StoreName name, Loop &loop, StoreListener &listener, Millis timeout) {
+    return std::make_unique<RedisStore>(std::move(name), loop, listener, timeout);
+}
+
+}  // namespace mom

@@ -1,0 +1,55 @@
+// Replies of the server, built in memory that one clear() takes back, instead of an allocation for every string.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include <hiredis/hiredis.h>
+
+namespace mom {
+
+struct Reply {
+    enum class Type : uint8_t { kString, kStatus, kError, kInteger, kNil, kArray };
+
+    Type type;
+    int64_t integer;
+    std::string_view text;     // strings, statuses, errors
+    std::span<Reply> elements;  // arrays
+
+    bool is_error() const { return type == Type::kError; }
+    bool is_text() const { return type == Type::kString || type == Type::kStatus; }
+};
+
+// Where replies live. Blocks are kept from one reply to the next.
+class ReplyArena {
+public:
+    ReplyArena() = default;
+    ReplyArena(const ReplyArena &) = delete;
+    ReplyArena &operator=(const ReplyArena &) = delete;
+    ~ReplyArena();
+
+    // nullptr when memory is exhausted.
+    void *allocate(size_t size);
+
+    // Every reply built here is gone.
+    void clear();
+
+private:
+    struct Block {
+        Block *next;
+        size_t capacity;
+        size_t used;
+    };
+
+    static std::byte *data(Block *block) { return reinterpret_cast<std::byte *>(block + 1); }
+    Block *add_block(size_t size);
+
+    Block *blocks_ = nullptr;  // the newest, and largest, first
+};
+
+// For a hiredis reader whose privdata is a ReplyArena: its replies are Replies.
+extern redisReplyObjectFunctions reply_functions;
+
+}  // namespace mom

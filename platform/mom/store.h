@@ -1,0 +1,88 @@
+// What a client asks of a store, and what a store tells its client. Records are bytes here.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "loop.h"
+#include "store_name.h"
+
+namespace mom {
+
+// How a record is found: database, type, and a key that tells it from all other records of the database.
+struct RecordName {
+    int32_t db;
+    std::string_view type;  // the full name of the message type
+    std::string_view key;
+};
+
+// A hash as stored: field numbers in decimal, and each field's value in wire form.
+using StoredFields = std::vector<std::pair<std::string_view, std::string_view>>;
+
+// Notifications that may wait for a client; more, and it is treated as one whose connection was lost.
+constexpr size_t kQueueLimit = 65536;
+
+// Channels: one a type, one a record.
+std::string channel_of(int32_t db, std::string_view type_or_key);
+
+// The client, as its store sees it. Called from the loop only.
+class StoreListener {
+public:
+    virtual void on_message(std::string_view channel, std::string_view notice) = 0;
+
+    // The connection was lost and is back. Only the channels of lasting_channels() are still followed.
+    virtual void on_restored() = 0;
+    virtual std::vector<std::string> lasting_channels() const = 0;
+
+protected:
+    ~StoreListener() = default;
+};
+
+// Told of each hash of a scan, with no request under way, so that it may make some. False ends the scan.
+class ScanVisitor {
+public:
+    virtual bool on_hash(std::string_view key, const StoredFields &fields) = 0;
+
+protected:
+    ~ScanVisitor() = default;
+};
+
+// All functions return 0 or a code, with the reason in last_error(). Views that they give live until the next call.
+class Store {
+public:
+    Store() = default;
+    Store(const Store &) = delete;
+    Store &operator=(const Store &) = delete;
+    virtual ~Store() = default;
+
+    virtual int32_t connect(int32_t db) = 0;
+    virtual bool is_connected(int32_t db) const = 0;
+
+    // No such record: no fields.
+    virtual int32_t read_hash(const RecordName &name, StoredFields &fields) = 0;
+    // written: the numbers of the fields that followers are told of.
+    virtual int32_t write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) = 0;
+    virtual int32_t remove_hash(const RecordName &name) = 0;
+
+    virtual int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) = 0;
+    virtual int32_t write_object(const RecordName &name, std::string_view bytes) = 0;
+    virtual int32_t remove_object(const RecordName &name) = 0;
+
+    virtual int32_t scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) = 0;
+
+    // Returns once every later change is sure to be told.
+    virtual int32_t follow(const std::string &channel) = 0;
+
+    // Treats the connection as lost: the client fell too far behind.
+    virtual void fall_behind() = 0;
+};
+
+std::unique_ptr<Store> make_mem_store(const std::string &name, Loop &loop, StoreListener &listener);
+std::unique_ptr<Store> make_redis_store(StoreName name, Loop &loop, StoreListener &listener, Millis timeout);
+
+}  // namespace mom
