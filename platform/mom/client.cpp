@@ -68,26 +68,28 @@ int32_t MomClient::check_caller() const {
     return 0;
 }
 
+int32_t MomClient::check_number(int32_t db) {
+    const bool valid = db >= 0 && db < kDatabases;
+    return valid ? 0 : fail(OX_MOM_E_ARGUMENT, "database %d: 0 to %d expected", db, kDatabases - 1);
+}
+
 int32_t MomClient::check_connected(int32_t db) const {
-    if (db < 0 || db >= kDatabases) {
-        return fail(OX_MOM_E_ARGUMENT, "database %d: 0 to %d expected", db, kDatabases - 1);
-    }
-    if (!store_->is_connected(db)) {
+    const int32_t code = check_number(db);
+    if (code == 0 && !store_->is_connected(db)) {
         return fail(OX_MOM_E_NOT_CONNECTED, "database %d has not been connected", db);
     }
-    return 0;
+    return code;
 }
 
 int32_t MomClient::connect(int32_t db) {
-    const int32_t code = check_connected(db);
-    return code == OX_MOM_E_ARGUMENT ? code : store_->connect(db);
+    const int32_t code = check_number(db);
+    return code != 0 ? code : store_->connect(db);
 }
 
 int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
-    const int32_t code = check_connected(db);
-    if (code != OX_MOM_E_ARGUMENT) {
+    const int32_t code = check_number(db);
+    if (code == 0) {
         reconnect_cbs_[static_cast<size_t>(db)] = cb;
-        return 0;
     }
     return code;
 }

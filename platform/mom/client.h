@@ -31,6 +31,8 @@ public:
     // 0 when the calling thread may use the client.
     int32_t check_caller() const;
 
+    static int32_t check_number(int32_t db);
+
     // 0 when requests can be addressed to the database.
     int32_t check_connected(int32_t db) const;
 

@@ -68,7 +68,12 @@ bool Loop::open() {
     return true;
 }
 
-void Loop::run() { uv_run(&loop_, UV_RUN_NOWAIT); }
+void Loop::run() {
+    do {
+        unarmed_ = false;
+        uv_run(&loop_, UV_RUN_NOWAIT);
+    } while (unarmed_);
+}
 
 bool Loop::wait(std::optional<Millis> timeout) const {
     pollfd waiting{.fd = fd(), .events = POLLIN, .revents = 0};
@@ -93,7 +98,8 @@ void Loop::set_deadline(std::optional<TimePoint> when) {
     timerfd_settime(timer_fd_, TFD_TIMER_ABSTIME, &setting, nullptr);
 }
 
-Watch::Watch(Loop &loop, int fd, WatchHandler &handler) : handle_(new Handle{.poll = {}, .handler = &handler}) {
+Watch::Watch(Loop &loop, int fd, WatchHandler &handler)
+    : loop_(loop), handle_(new Handle{.poll = {}, .handler = &handler}) {
     uv_poll_init(loop.raw(), &handle_->poll, fd);
     handle_->poll.data = handle_;
 }
@@ -110,6 +116,7 @@ void Watch::set(int events) {
         return;
     }
     events_ = events;
+    loop_.must_arm();
     uv_poll_start(&handle_->poll, events, [](uv_poll_t *poll, int status, int ready) {
         // An error shows itself when the socket is used.
         guarded(static_cast<Handle *>(poll->data)->handler,

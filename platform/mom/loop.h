@@ -34,7 +34,7 @@ public:
     // The handler is called from run() only; none: events are dropped.
     void set_handler(LoopHandler *handler) { handler_ = handler; }
 
-    // Readable when run() has something to do. True only after run(): libuv arms new descriptors there.
+    // Readable when run() has something to do.
     int fd() const { return uv_backend_fd(&loop_); }
 
     // Handles what is ready, without waiting.
@@ -51,12 +51,16 @@ public:
 
     uv_loop_t *raw() { return &loop_; }
 
+    // A watch was added or altered: libuv arms it only when it runs again.
+    void must_arm() { unarmed_ = true; }
+
 private:
     uv_loop_t loop_{};
     uv_async_t wake_{};
     uv_poll_t timer_{};
     int timer_fd_ = -1;
     bool opened_ = false;
+    bool unarmed_ = false;
     LoopHandler *handler_ = nullptr;
 };
 
@@ -88,6 +92,7 @@ private:
         WatchHandler *handler;
     };
 
+    Loop &loop_;
     Handle *handle_;
     int events_ = 0;
 };
