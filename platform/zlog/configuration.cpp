@@ -1,0 +1,121 @@
+#include "configuration.h"
+
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <zlog.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "diagnosis.h"
+
+namespace zlog_layer {
+
+namespace {
+
+constexpr char kSystemFile[] = "/etc/trel_cap/zlog.conf";
+
+constexpr char kFallback[] = "logging to standard error";
+
+constexpr char kBuiltInRule[] = "[formats]\n"
+                                "built_in = \"%d(%F %T).%ms %V %c %U:%L %m%n\"\n"
+                                "[rules]\n"
+                                "*.* >stderr; built_in\n";
+
+void report(const char *file, const char *reason, const char *consequence) {
+    fprintf(stderr, "ox_zlog: %s: %s; %s\n", file, reason, consequence);
+}
+
+// Whether there is anything of that name; what cannot be looked at counts as there, and fails when it is read.
+bool exists(const char *file) {
+    struct stat info = {};
+    return stat(file, &info) == 0 || (errno != ENOENT && errno != ENOTDIR);
+}
+
+// zlog would not tell why it can't open a file, and reads a directory as an empty configuration.
+bool is_readable(const char *file) {
+    struct stat info = {};
+    int failure = stat(file, &info) == 0 && access(file, R_OK) == 0 ? 0 : errno;
+    if (failure == 0 && S_ISDIR(info.st_mode)) {
+        failure = EISDIR;
+    }
+    if (failure != 0) {
+        report(file, std::strerror(failure), kFallback);
+    }
+    return failure == 0;
+}
+
+// The file to read, or nullptr. A program with its user's rights raised does not let that user say what it writes.
+const char *find_file() {
+    const char *named = secure_getenv("OX_ZLOG_CONF");
+    const bool has_system_file = exists(kSystemFile);
+    if (named != nullptr && named[0] != '\0') {
+        if (exists(named)) {
+            return named;
+        }
+        report(named, "named by OX_ZLOG_CONF, does not exist",
+               has_system_file ? "using /etc/trel_cap/zlog.conf" : kFallback);
+    }
+    return has_system_file ? kSystemFile : nullptr;
+}
+
+void report_unusable(const char *file, const Diagnosis &diagnosis) {
+    const char *cause = diagnosis.cause()[0] == '\0' ? "zlog cannot use it" : diagnosis.cause();
+    const bool has_place = diagnosis.place()[0] != '\0';
+    char reason[600];
+    snprintf(reason, sizeof reason, "%s%s%s%s", cause, has_place ? " (" : "", diagnosis.place(), has_place ? ")" : "");
+    report(file, reason, kFallback);
+}
+
+bool is_accepted(const char *file) {
+    const Diagnosis diagnosis;
+    if (zlog_init(file) == 0) {
+        return true;
+    }
+    report_unusable(file, diagnosis);
+    return false;
+}
+
+// zlog makes what it keeps per thread at a thread's first message, and drops the message when it can't: an impossible
+// buffer size does that. The first thing kept with a thread finds out now.
+bool can_log(const char *file) {
+    constexpr char kKey[] = "ox_zlog";
+    const Diagnosis diagnosis;
+    if (zlog_put_mdc(kKey, "") == 0) {
+        zlog_remove_mdc(kKey);
+        return true;
+    }
+    zlog_fini();
+    report_unusable(file, diagnosis);
+    return false;
+}
+
+bool use_file(const char *file) {
+    return is_readable(file) && is_accepted(file) && can_log(file);
+}
+
+// The rule is a file for zlog, one that is only in memory: zlog_init_from_string() loses 118 KB, and it uses strtok(),
+// in whose one static place the application may be at work. It serves where there is no memfd_create() or no /proc.
+bool use_built_in_rule() {
+    constexpr auto kLength = static_cast<ssize_t>(sizeof kBuiltInRule - 1);
+    const int fd = memfd_create("ox_zlog", MFD_CLOEXEC);
+    char path[sizeof "/proc/self/fd/" + 10];
+    snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
+    const bool done = fd >= 0 && write(fd, kBuiltInRule, kLength) == kLength && zlog_init(path) == 0;
+    if (fd >= 0) {
+        close(fd);
+    }
+    return done || zlog_init_from_string(kBuiltInRule) == 0;
+}
+
+} // namespace
+
+bool configure() {
+    const char *file = find_file();
+    return (file != nullptr && use_file(file)) || use_built_in_rule();
+}
+
+} // namespace zlog_layer
