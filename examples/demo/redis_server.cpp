@@ -1,0 +1,76 @@
+#include "redis_server.h"
+
+#include <chrono>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/wait.h>
+#include <thread>
+
+#include <ox_mom.h>
+
+extern char **environ;
+
+namespace demo {
+
+namespace {
+
+bool answers(const std::string &store) {
+    MomClient *client = ox_mom_client_create(store.c_str());
+    const bool connected = client && ox_mom_client_connect_sync(client, 0) == 0;
+    ox_mom_client_destroy(client);
+    return connected;
+}
+
+}  // namespace
+
+RedisServer::RedisServer() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "trel_cap_demo.XXXXXX").string();
+    if (!mkdtemp(pattern.data())) {
+        throw std::runtime_error("no directory for a Redis server: " + pattern);
+    }
+    directory_ = pattern;
+    start();
+}
+
+RedisServer::~RedisServer() {
+    stop();
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+}
+
+void RedisServer::start() {
+    std::string socket = directory_ + "/redis.sock";
+    std::string log = directory_ + "/redis.log";
+    std::string words[] = {"redis-server", "--port",      "0",      "--unixsocket", socket,      "--databases", "32",
+                           "--save",       "",            "--dir",  directory_,     "--logfile", log};
+    char *arguments[std::size(words) + 1] = {};
+    for (size_t i = 0; i < std::size(words); ++i) {
+        arguments[i] = words[i].data();
+    }
+    if (posix_spawnp(&pid_, "redis-server", nullptr, nullptr, arguments, environ) != 0) {
+        throw std::runtime_error("redis-server does not start: is it installed?");
+    }
+    constexpr int kTries = 250;
+    for (int i = 0; i < kTries; ++i) {
+        if (answers(store())) {
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    const std::string reason = ox_mom_last_error();
+    stop();
+    throw std::runtime_error("redis-server does not answer: " + reason);
+}
+
+void RedisServer::stop() {
+    if (pid_ > 0) {
+        kill(pid_, SIGTERM);
+        waitpid(pid_, nullptr, 0);
+        pid_ = -1;
+    }
+}
+
+}  // namespace demo

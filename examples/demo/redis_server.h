@@ -1,0 +1,27 @@
+// A Redis server of the demo's own: on a Unix socket in a directory that goes away with it.
+#pragma once
+
+#include <string>
+#include <sys/types.h>
+
+namespace demo {
+
+class RedisServer {
+public:
+    // Throws std::runtime_error when the server does not come up.
+    RedisServer();
+    RedisServer(const RedisServer &) = delete;
+    RedisServer &operator=(const RedisServer &) = delete;
+    ~RedisServer();
+
+    std::string store() const { return "unix://" + directory_ + "/redis.sock"; }
+
+private:
+    void start();
+    void stop();
+
+    std::string directory_;
+    pid_t pid_ = -1;
+};
+
+}  // namespace demo
