@@ -93,9 +93,7 @@ bool can_log(const char *file) {
     return false;
 }
 
-bool use_file(const char *file) {
-    return is_readable(file) && is_accepted(file) && can_log(file);
-}
+bool use_file(const char *file) { return is_readable(file) && is_accepted(file) && can_log(file); }
 
 // The rule is a file for zlog, one that is only in memory: zlog_init_from_string() loses 118 KB, and it uses strtok(),
 // in whose one static place the application may be at work. It serves where there is no memfd_create() or no /proc.
@@ -111,11 +109,11 @@ bool use_built_in_rule() {
     return done || zlog_init_from_string(kBuiltInRule) == 0;
 }
 
-} // namespace
+}  // namespace
 
 bool configure() {
     const char *file = find_file();
     return (file != nullptr && use_file(file)) || use_built_in_rule();
 }
 
-} // namespace zlog_layer
+}  // namespace zlog_layer

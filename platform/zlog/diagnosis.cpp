@@ -7,10 +7,10 @@
 // zlog's functions tell their failures by a bare -1. The reason goes to zc_profile_inner(), which writes it to a file,
 // if an environment variable names one. The linker puts the wrapper below in its place.
 extern "C" {
-int profile_of_zlog(int severity, const char *file, long line, const char *format, ...) __asm__(
-    "__real_zc_profile_inner");
-int profile_wrapper(int severity, const char *file, long line, const char *format, ...) __asm__(
-    "__wrap_zc_profile_inner");
+int profile_of_zlog(int severity, const char *file, long line, const char *format,
+                    ...) __asm__("__real_zc_profile_inner");
+int profile_wrapper(int severity, const char *file, long line, const char *format,
+                    ...) __asm__("__wrap_zc_profile_inner");
 }
 
 namespace zlog_layer {
@@ -22,15 +22,11 @@ constexpr int kError = 2;
 
 thread_local Diagnosis *current = nullptr;
 
-} // namespace
+}  // namespace
 
-Diagnosis::Diagnosis() {
-    current = this;
-}
+Diagnosis::Diagnosis() { current = this; }
 
-Diagnosis::~Diagnosis() {
-    current = nullptr;
-}
+Diagnosis::~Diagnosis() { current = nullptr; }
 
 // zlog complains on every level of its call stack, the innermost first; one of the outer ones knows the line.
 void Diagnosis::add(const char *complaint) {
@@ -41,7 +37,7 @@ void Diagnosis::add(const char *complaint) {
     }
 }
 
-} // namespace zlog_layer
+}  // namespace zlog_layer
 
 int profile_wrapper(int severity, const char *file, long line, const char *format, ...) {
     if (severity == zlog_layer::kDebug) {

@@ -23,6 +23,6 @@ private:
     char place_[256] = "";
 };
 
-} // namespace zlog_layer
+}  // namespace zlog_layer
 
 #endif

@@ -17,15 +17,11 @@ namespace {
 // zlog has locks of its own and does nothing about them when the process forks. This one is taken around every call
 // into zlog, for writing by a fork too, so that no child begins with one of zlog's held by a thread it does not have.
 pthread_rwlock_t lock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
-bool configured = false; // under the lock
+bool configured = false;  // under the lock
 
-void before_fork() {
-    pthread_rwlock_wrlock(&lock);
-}
+void before_fork() { pthread_rwlock_wrlock(&lock); }
 
-void after_fork_in_parent() {
-    pthread_rwlock_unlock(&lock);
-}
+void after_fork_in_parent() { pthread_rwlock_unlock(&lock); }
 
 // The lock counts the threads that wait for it, and none of them is in the child: it begins anew.
 void after_fork_in_child() {
@@ -59,12 +55,13 @@ public:
     Call &operator=(const Call &) = delete;
 
 private:
-    int errno_; // to log must not change what the caller is about to look at
+    int errno_;  // to log must not change what the caller is about to look at
     int cancel_state_ = PTHREAD_CANCEL_ENABLE;
 };
 
 // A terminated copy of a name that need not be, cut to what fits: zlog looks for a slash to the end of the string.
-template <size_t kSize> struct Name {
+template <size_t kSize>
+struct Name {
     Name(const char *name, size_t given) {
         if (name == nullptr) {
             name = "-";
@@ -75,7 +72,7 @@ template <size_t kSize> struct Name {
         text[length] = '\0';
     }
 
-    char text[kSize]; // NOLINT(modernize-avoid-c-arrays): filled by the constructor, as far as it is used
+    char text[kSize];  // NOLINT(modernize-avoid-c-arrays): filled by the constructor, as far as it is used
     size_t length;
 };
 
@@ -85,9 +82,9 @@ int level_in_table(int level) {
     return level > 0 && level < kUnknown ? level : kUnknown;
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_layer
+}  // namespace zlog_layer
 
 using namespace zlog_layer;
 

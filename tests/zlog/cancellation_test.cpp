@@ -9,13 +9,11 @@
 #include "child.h"
 #include "log_line.h"
 
-// A cancelled thread leaves its stack without AddressSanitizer noticing; giving back the thread's signal stack, it would
-// then take that for an overflow.
+// AddressSanitizer does not notice how a cancelled thread leaves its stack, and takes giving back the thread's signal
+// stack for an overflow afterwards.
 extern "C" __attribute__((visibility("default"))) const char *
-__asan_default_options(); // NOLINT(bugprone-reserved-identifier): the sanitizer looks for this name
-const char *__asan_default_options() {
-    return "use_sigaltstack=0";
-}
+__asan_default_options();  // NOLINT(bugprone-reserved-identifier): the sanitizer looks for this name
+const char *__asan_default_options() { return "use_sigaltstack=0"; }
 
 namespace zlog_test {
 
@@ -70,6 +68,6 @@ TEST(Cancellation, OfALoggingThreadLeavesTheLayerUsable) {
     EXPECT_EQ(outcome.status, 0) << outcome.error_output;
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test

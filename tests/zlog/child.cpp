@@ -34,7 +34,7 @@ constexpr unsigned kLimitSeconds = 60;
     std::exit(left_files ? 98 : status);
 }
 
-} // namespace
+}  // namespace
 
 TemporaryDirectory::TemporaryDirectory() : path_((fs::temp_directory_path() / "ox-zlog-test-XXXXXX").string()) {
     if (mkdtemp(path_.data()) == nullptr) {
@@ -98,4 +98,4 @@ std::vector<std::string> lines_of(const std::string &text) {
     return lines;
 }
 
-} // namespace zlog_test
+}  // namespace zlog_test

@@ -25,17 +25,17 @@ private:
 };
 
 struct Outcome {
-    int status = -1; // the exit status; 1000 and the signal when one ended the child
+    int status = -1;  // the exit status; 1000 and the signal when one ended the child
     std::string error_output;
 };
 
-// The child: without OX_ZLOG_CONF, in an empty current directory, ended by SIGALRM when it takes too long. It exits with
-// what the body returns.
+// The child: without OX_ZLOG_CONF, in an empty current directory, ended by SIGALRM when it takes too long. It exits
+// with what the body returns.
 Outcome in_child(const std::function<int()> &body);
 
 std::string read_file(const std::string &path);
 std::vector<std::string> lines_of(const std::string &text);
 
-} // namespace zlog_test
+}  // namespace zlog_test
 
 #endif

@@ -67,8 +67,8 @@ TEST(Configuration, ChoosesByCategoryAndLevel) {
 TEST(Configuration, MayHaveSeveralRulesForOneMessage) {
     const TemporaryDirectory directory;
     const std::string log = directory.file("log");
-    const std::string conf = directory.write("zlog.conf", "[formats]\nf = \"%m%n\"\n[rules]\n*.* \"" + log +
-                                                              "\"; f\n*.* >stderr; f\n");
+    const std::string conf =
+        directory.write("zlog.conf", "[formats]\nf = \"%m%n\"\n[rules]\n*.* \"" + log + "\"; f\n*.* >stderr; f\n");
     EXPECT_EQ(log_one_line(conf).error_output, "message\n");
     EXPECT_EQ(read_file(log), "message\n");
 }
@@ -112,9 +112,7 @@ TEST(Configuration, NamedByAnEmptyVariableIsNone) {
     EXPECT_THAT(lines_of(log_one_line("").error_output), ElementsAre(EndsWith(" ERROR trel_cap speak:7 message")));
 }
 
-TEST(Configuration, ThatIsEmptyIsSilence) {
-    EXPECT_THAT(log_one_line("/dev/null").error_output, IsEmpty());
-}
+TEST(Configuration, ThatIsEmptyIsSilence) { EXPECT_THAT(log_one_line("/dev/null").error_output, IsEmpty()); }
 
 struct Unusable {
     const char *name;
@@ -122,13 +120,9 @@ struct Unusable {
     const char *reason;
 };
 
-std::ostream &operator<<(std::ostream &out, const Unusable &configuration) {
-    return out << configuration.name;
-}
+std::ostream &operator<<(std::ostream &out, const Unusable &configuration) { return out << configuration.name; }
 
-std::string name_of(const testing::TestParamInfo<Unusable> &tested) {
-    return tested.param.name;
-}
+std::string name_of(const testing::TestParamInfo<Unusable> &tested) { return tested.param.name; }
 
 class UnusableConfiguration : public testing::TestWithParam<Unusable> {};
 
@@ -183,6 +177,6 @@ TEST(Configuration, ThatIsNoTextIsUnusable) {
                 AllOf(StartsWith("ox_zlog: " + conf), EndsWith(" ERROR trel_cap speak:7 message\n")));
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test

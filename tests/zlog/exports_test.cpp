@@ -23,13 +23,13 @@ TEST(Exports, AreTheTwoFunctionsAndNoMore) {
     std::vector<std::string> functions;
     for (const std::string &line : lines_of(listing)) {
         const std::string name = line.substr(0, line.find(' '));
-        if (name != "OX_ZLOG_1") { // the version itself
+        if (name != "OX_ZLOG_1") {  // the version itself
             functions.push_back(name);
         }
     }
     EXPECT_THAT(functions, testing::UnorderedElementsAre("ox_zlog_init@@OX_ZLOG_1", "oxdf_zlog@@OX_ZLOG_1"));
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test

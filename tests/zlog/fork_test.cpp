@@ -79,6 +79,6 @@ TEST(Fork, BeforeTheFirstInitialisationIsNoMatter) {
     EXPECT_EQ(lines_of(outcome.error_output).size(), 2U) << outcome.error_output;
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test

@@ -18,6 +18,6 @@ inline void say(void *category, const std::string &message, int level = kError, 
     oxdf_zlog(category, kPath, strlen(kPath), "speak", strlen("speak"), line, level, "%s", message.c_str());
 }
 
-} // namespace zlog_test
+}  // namespace zlog_test
 
 #endif

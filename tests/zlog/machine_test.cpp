@@ -81,12 +81,12 @@ TEST(BuiltInRule, NeedsNoProcFileSystem) {
             return kNotAllowed;
         }
         say(ox_zlog_init("c"), "message");
-        _exit(0); // at a normal end LeakSanitizer would want /proc
+        _exit(0);  // at a normal end LeakSanitizer would want /proc
     });
     SKIP_UNLESS_ALLOWED(outcome)
     EXPECT_THAT(outcome.error_output, testing::EndsWith(" ERROR c speak:7 message\n"));
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test

@@ -39,8 +39,7 @@ std::string message_as_written(const std::string &message) {
     EXPECT_EQ(outcome.status, 0);
     const std::string head = " ERROR trel_cap speak:7 ";
     const size_t at = outcome.error_output.find(head);
-    return at == std::string::npos ? "no head: " + outcome.error_output
-                                   : outcome.error_output.substr(at + head.size());
+    return at == std::string::npos ? "no head: " + outcome.error_output : outcome.error_output.substr(at + head.size());
 }
 
 TEST(Message, GoesToStandardErrorWithTimeLevelCategoryFunctionAndLine) {
@@ -49,9 +48,8 @@ TEST(Message, GoesToStandardErrorWithTimeLevelCategoryFunctionAndLine) {
         return 0;
     });
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.error_output,
-                MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
-                             "ERROR trel_cap speak:1234 connect ce_global failed, rv -107\n"));
+    EXPECT_THAT(outcome.error_output, MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} "
+                                                   "ERROR trel_cap speak:1234 connect ce_global failed, rv -107\n"));
 }
 
 TEST(Message, NamesEveryLevelAndCallsOthersUnknown) {
@@ -64,9 +62,8 @@ TEST(Message, NamesEveryLevelAndCallsOthersUnknown) {
     });
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(lines_of(outcome.error_output),
-                ElementsAre(EndsWith(" DEBUG c speak:7 "), EndsWith(" INFO c speak:7 "),
-                            EndsWith(" NOTICE c speak:7 "), EndsWith(" WARN c speak:7 "),
-                            EndsWith(" ERROR c speak:7 "), EndsWith(" FATAL c speak:7 "),
+                ElementsAre(EndsWith(" DEBUG c speak:7 "), EndsWith(" INFO c speak:7 "), EndsWith(" NOTICE c speak:7 "),
+                            EndsWith(" WARN c speak:7 "), EndsWith(" ERROR c speak:7 "), EndsWith(" FATAL c speak:7 "),
                             EndsWith(" UNKNOWN c speak:7 "), EndsWith(" UNKNOWN c speak:7 "),
                             EndsWith(" UNKNOWN c speak:7 "), EndsWith(" UNKNOWN c speak:7 "),
                             EndsWith(" UNKNOWN c speak:7 "), EndsWith(" UNKNOWN c speak:7 "),
@@ -124,8 +121,8 @@ TEST(Message, NamesNeedNoTerminator) {
         return 0;
     });
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(lines_of(outcome.error_output), ElementsAre("dir/file.c|file.c|function", "noslash|noslash|",
-                                                            "dir/f|f|func", "f|f|g", "-|-|-"));
+    EXPECT_THAT(lines_of(outcome.error_output),
+                ElementsAre("dir/file.c|file.c|function", "noslash|noslash|", "dir/f|f|func", "f|f|g", "-|-|-"));
 }
 
 TEST(Message, LongNamesAreCut) {
@@ -174,6 +171,6 @@ TEST(Category, IsInitialisedInTheMiddleOfStrtok) {
     EXPECT_EQ(outcome.status, 0);
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test

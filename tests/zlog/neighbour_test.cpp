@@ -15,8 +15,8 @@ namespace {
 class Neighbour : public testing::Test {
 protected:
     std::string rules_for(const std::string &name) const {
-        return directory_.write(name + ".conf", "[formats]\nf = \"%c %m%n\"\n[rules]\n*.* \"" + log_of(name) +
-                                                    "\"; f\n");
+        return directory_.write(name + ".conf",
+                                "[formats]\nf = \"%c %m%n\"\n[rules]\n*.* \"" + log_of(name) + "\"; f\n");
     }
     std::string log_of(const std::string &name) const { return directory_.file(name + ".log"); }
 
@@ -62,6 +62,6 @@ TEST_F(Neighbour, MayComeLater) {
     EXPECT_EQ(read_file(log_of("layer")), "trel_cap one\n");
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test

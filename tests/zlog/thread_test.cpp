@@ -72,6 +72,6 @@ TEST(Threads, InitialiseAndLogAtOnce) {
     }
 }
 
-} // namespace
+}  // namespace
 
-} // namespace zlog_test
+}  // namespace zlog_test
