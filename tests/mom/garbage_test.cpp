@@ -1,0 +1,251 @@
+// Servers that hold or publish what is not the client's.
+#include "mom_test.h"
+
+#include <algorithm>
+#include <random>
+
+namespace mom_test {
+namespace {
+
+const std::string kBad = "\xff\xff\xff\xff";
+
+class GarbageTest : public ServerTest {
+protected:
+    void SetUp() override {
+        ServerTest::SetUp();
+        raw_ = std::make_unique<RedisConnection>(server().connection());
+        raw().must({"SELECT", std::to_string(kGlobalDb)});
+    }
+
+    RedisConnection &raw() { return *raw_; }
+
+    void spoil(const std::string &url, const std::string &field) {
+        raw().must({"HSET", "p_libpub.cap_table:" + url, field, kBad});
+    }
+
+    std::string key_of_the_set() {
+        for (const std::string &key : raw().list({"KEYS", "*"})) {
+            if (raw().text({"TYPE", key}) == "set") {
+                return key;
+            }
+        }
+        ADD_FAILURE() << "there is no set";
+        return "";
+    }
+
+    int publish_everywhere(const std::string &payload) {
+        const std::vector<std::string> channels = raw().list({"PUBSUB", "CHANNELS", "*"});
+        for (const std::string &channel : channels) {
+            raw().must({"PUBLISH", channel, payload});
+        }
+        return static_cast<int>(channels.size());
+    }
+
+private:
+    std::unique_ptr<RedisConnection> raw_;
+};
+INSTANTIATE_OVER_SERVERS(GarbageTest);
+
+// What is printed on standard error as long as it lives.
+class StandardError {
+public:
+    StandardError() { testing::internal::CaptureStderr(); }
+    ~StandardError() { text(); }
+    StandardError(const StandardError &) = delete;
+    StandardError &operator=(const StandardError &) = delete;
+
+    const std::string &text() {
+        if (!taken_) {
+            text_ = testing::internal::GetCapturedStderr();
+            taken_ = true;
+        }
+        return text_;
+    }
+    auto lines() { return std::count(text().begin(), text().end(), '\n'); }
+
+private:
+    std::string text_;
+    bool taken_ = false;
+};
+
+TEST_P(GarbageTest, AKeyOfAnotherKindIsSaidToBe) {
+    const ClientPtr client = connect();
+    raw().must({"SET", "p_libpub.cap_table:/a", "text"});
+    raw().must({"RPUSH", "s_frame.cap_glb_state", "item"});
+    const HashResultPtr result = read(client, Cap("/a").message());
+    ASSERT_NE(result, nullptr);
+    EXPECT_EQ(result->error_code, OX_MOM_E_TYPE);
+    EXPECT_EQ(result->record, nullptr);
+    EXPECT_EQ(put_int(client, "/a", 1), OX_MOM_E_TYPE);
+    EXPECT_EQ(raw().text({"GET", "p_libpub.cap_table:/a"}), "text");
+    int32_t error = 0;
+    EXPECT_EQ(ox_mom_get_sync(client.get(), kGlobalDb, Single<CapGlbState>().message(), &error), nullptr);
+    EXPECT_EQ(error, OX_MOM_E_TYPE);
+    EXPECT_EQ(put_int(client, "/b", 1), 0) << "and the connection goes on";
+}
+
+TEST_P(GarbageTest, ASetOfAnotherKindIsSaidToBe) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    const std::string set = key_of_the_set();
+    raw().must({"SET", set, "text"});
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr),
+              OX_MOM_E_TYPE);
+    EXPECT_EQ(put_int(client, "/b", 1), OX_MOM_E_TYPE);
+    EXPECT_TRUE(slot().events.empty());
+}
+
+TEST_P(GarbageTest, ARecordThatDoesNotDecodeIsNeverReadInPart) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put(client, Cap("/a", 1).message(), {kBool, kInt}), 0);
+    for (const std::string &bad : {kBad, std::string("\x38"), std::string("\x42\x05xy"), std::string("\x00", 1)}) {
+        raw().must({"HSET", "p_libpub.cap_table:/a", "7", bad});
+        const HashResultPtr result = read(client, Cap("/a").message());
+        ASSERT_NE(result, nullptr);
+        EXPECT_EQ(result->error_code, OX_MOM_E_DECODE);
+        EXPECT_EQ(result->record, nullptr);
+    }
+    EXPECT_EQ(put_int(client, "/a", 3), 0) << "writing the field anew repairs it";
+    EXPECT_EQ(stored_int(client, "/a"), 3);
+}
+
+TEST_P(GarbageTest, AnObjectThatDoesNotDecodeIsAnError) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(set<CapGlbState>(client, true), 0);
+    ASSERT_EQ(raw().text({"TYPE", "s_frame.cap_glb_state"}), "string");
+    raw().must({"SET", "s_frame.cap_glb_state", kBad});
+    int32_t error = 0;
+    EXPECT_EQ(ox_mom_get_sync(client.get(), kGlobalDb, Single<CapGlbState>().message(), &error), nullptr);
+    EXPECT_EQ(error, OX_MOM_E_DECODE);
+    StandardError printed;
+    EXPECT_TRUE(stored_state<CapGlbState>(client).empty());
+    EXPECT_NE(printed.text().find("s_frame.cap_glb_state"), std::string::npos) << printed.text();
+    EXPECT_EQ(printed.lines(), 1);
+    EXPECT_EQ(set<CapGlbState>(client, true), 0);
+}
+
+TEST_P(GarbageTest, AScanReportsSkipsAndGoesOn) {
+    const ClientPtr client = connect();
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(put_int(client, "/" + std::to_string(i), i), 0);
+    }
+    spoil("/7", "7");
+    StandardError printed;
+    EXPECT_EQ(stored_state<CapTable>(client).size(), 19u);
+    EXPECT_NE(printed.text().find("p_libpub.cap_table:/7"), std::string::npos) << printed.text();
+    EXPECT_EQ(printed.lines(), 1) << printed.text();
+}
+
+TEST_P(GarbageTest, MembersOfTheSetThatAreNoRecordsAreSkipped) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/good", 1), 0);
+    const std::string set = key_of_the_set();
+    raw().must({"RPUSH", "p_libpub.cap_table:/list", "item"});
+    raw().must({"SET", "other", "text"});
+    raw().must({"SADD", set, "", "nonsense", kBad, "other", "p_libpub.cap_table:/missing", "p_libpub.cap_table:/list",
+                "p_libpub.cap_table", set});
+    StandardError printed;
+    EXPECT_EQ(stored_state<CapTable>(client).size(), 1u);
+    EXPECT_NE(printed.text().find("p_libpub.cap_table:/list"), std::string::npos) << printed.text();
+}
+
+TEST_P(GarbageTest, ANotificationThatDoesNotDecodeIsReportedAndFollowingGoesOn) {
+    const ClientPtr client = connect();
+    const ClientPtr writer = connect();
+    ASSERT_EQ(put_int(writer, "/bad", 1), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow_field(client, Cap("/bad").message(), kBool, on_field<1>), 0);
+    spoil("/bad", "7");
+    StandardError printed;
+    put(writer, Cap("/bad").message(), {kBool}); // whose notification carries the spoilt field
+    ASSERT_EQ(put_int(writer, "/good", 2), 0);
+    ASSERT_TRUE(settle(client, writer));
+    EXPECT_EQ(slot(0).commands(), (std::vector<int32_t>{29, 4}));
+    EXPECT_EQ(slot(0).events.back().as<CapTable>().int32_value, 2);
+    EXPECT_TRUE(slot(1).events.empty());
+    EXPECT_NE(printed.text().find("p_libpub.cap_table"), std::string::npos) << printed.text();
+    ASSERT_EQ(put(writer, Cap("/bad").message(), {kInt, kBool}), 0);
+    ASSERT_TRUE(settle(client, writer));
+    EXPECT_EQ(slot(0).events.size(), 3u);
+    EXPECT_EQ(slot(1).events.size(), 1u);
+}
+
+TEST_P(GarbageTest, WhatOthersPublishIsReportedAndFollowingGoesOn) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapGlbState>(client, on_message<1>), 0);
+    ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<2>), 0);
+    ASSERT_TRUE(settle(client, client));
+    StandardError printed;
+    int published = 0;
+    for (const std::string &payload : {std::string(), std::string("garbage"), std::string(100, '\xff'),
+                                       std::string(1 << 20, '\xff'), std::string("\r\n\0x", 4)}) {
+        published += publish_everywhere(payload);
+    }
+    ASSERT_GE(published, 15);
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    ASSERT_EQ(set<CapGlbState>(client, true), 0);
+    ASSERT_TRUE(settle(client, client));
+    EXPECT_EQ(slot(0).commands(), (std::vector<int32_t>{29, 4}));
+    EXPECT_EQ(slot(1).commands(), (std::vector<int32_t>{29, 1}));
+    EXPECT_EQ(slot(2).commands(), (std::vector<int32_t>{4}));
+    EXPECT_NE(printed.text().find("p_libpub.cap_table"), std::string::npos);
+    EXPECT_NE(printed.text().find("s_frame.cap_glb_state"), std::string::npos);
+    EXPECT_EQ(printed.lines(), published) << "a line for each, whatever bytes it holds";
+}
+
+TEST_P(GarbageTest, NotificationsBentInEveryWayDoNoHarm) {
+    const ClientPtr client = connect();
+    RedisConnection listener = server().connection();
+    listener.must({"PSUBSCRIBE", "*"});
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    const RedisReply message = listener.next_message();
+    const std::string good(message->element[3]->str, message->element[3]->len);
+    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<1>), 0);
+    std::mt19937 random(1);
+    const StandardError printed;
+    for (size_t length = 0; length < good.size(); ++length) {
+        publish_everywhere(good.substr(0, length));
+    }
+    for (int times = 0; times < 1000; ++times) {
+        std::string bent = good;
+        for (unsigned changes = random() % 4 + 1; changes > 0; --changes) {
+            bent[random() % bent.size()] = static_cast<char>(random());
+        }
+        publish_everywhere(bent);
+        ASSERT_GE(ox_mom_client_process(client.get(), 0), 0);
+    }
+    ASSERT_TRUE(settle(client, client));
+    slot(0).events.clear();
+    ASSERT_EQ(put_int(client, "/a", 5), 0);
+    ASSERT_TRUE(settle(client, client));
+    ASSERT_EQ(slot(0).events.size(), 1u);
+    EXPECT_EQ(slot(0).events[0].as<CapTable>().int32_value, 5);
+    EXPECT_TRUE(recorder().reconnections.empty());
+}
+
+TEST_P(GarbageTest, ARefusalIsPassedOnInTheServersWords) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    raw().must({"CONFIG", "SET", "maxmemory", "1"});
+    EXPECT_EQ(put_int(client, "/b", 1), OX_MOM_E_REFUSED);
+    EXPECT_NE(std::string(ox_mom_last_error()).find("maxmemory"), std::string::npos) << ox_mom_last_error();
+    EXPECT_EQ(stored_int(client, "/a"), 1) << "the connection stays";
+    raw().must({"CONFIG", "SET", "maxmemory", "0"});
+    EXPECT_EQ(put_int(client, "/b", 1), 0);
+}
+
+TEST_P(GarbageTest, AReadOnlyServerRefusesWritesAndAnswersReads) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    raw().must({"REPLICAOF", "127.0.0.1", std::to_string(test_support::unused_port())});
+    EXPECT_EQ(put_int(client, "/a", 2), OX_MOM_E_REFUSED);
+    EXPECT_EQ(set<CapGlbState>(client, true), OX_MOM_E_REFUSED);
+    EXPECT_EQ(stored_int(client, "/a"), 1);
+    raw().must({"REPLICAOF", "NO", "ONE"});
+    EXPECT_EQ(put_int(client, "/a", 2), 0);
+}
+
+} // namespace
+} // namespace mom_test

@@ -1,0 +1,124 @@
+// Servers that ask who comes.
+#include "mom_test.h"
+
+#include <thread>
+
+namespace mom_test {
+namespace {
+
+class LoginTest : public ServerTest {
+protected:
+    RedisOptions server_options() const override {
+        RedisOptions options;
+        options.tcp = true;
+        options.password = "main-secret";
+        options.arguments = {"--requirepass", "main-secret", "--user", "app", "on",
+                             ">app:secret@1", "~*", "&*", "+@all"};
+        return options;
+    }
+
+    std::string as_user(const std::string &login) { return "redis://" + login + "@127.0.0.1:" + port(); }
+    std::string port() { return std::to_string(server().port()); }
+
+    static int32_t connect_status(const std::string &name) {
+        const ClientPtr client(ox_mom_client_create(name.c_str()));
+        return client == nullptr ? OX_MOM_E_STORE : ox_mom_client_connect_sync(client.get(), kGlobalDb);
+    }
+};
+INSTANTIATE_OVER_SERVERS(LoginTest);
+
+TEST_P(LoginTest, TheRightPasswordOpens) {
+    for (const std::string &login : {std::string("default:main-secret"), std::string("app:app:secret@1")}) {
+        const ClientPtr client = test_support::connect_client(as_user(login), {kCardDb, kGlobalDb});
+        EXPECT_EQ(put_int(client, "/a", 1), 0);
+        EXPECT_EQ(follow<CapTable>(client), 0);
+        EXPECT_EQ(put_int(client, "/a", 2), 0);
+        EXPECT_TRUE(settle(client, client));
+        EXPECT_EQ(slot().commands(), (std::vector<int32_t>{29, 4}));
+        slot().events.clear();
+    }
+}
+
+TEST_P(LoginTest, AWrongOrMissingPasswordIsRefused) {
+    EXPECT_EQ(connect_status(as_user("default:wr0ng")), OX_MOM_E_REFUSED);
+    EXPECT_EQ(std::string(ox_mom_last_error()).find("wr0ng"), std::string::npos) << ox_mom_last_error();
+    EXPECT_EQ(connect_status(as_user("nobody:main-secret")), OX_MOM_E_REFUSED);
+    EXPECT_EQ(connect_status(as_user("app:main-secret")), OX_MOM_E_REFUSED);
+    EXPECT_EQ(connect_status("redis://127.0.0.1:" + port()), OX_MOM_E_REFUSED);
+}
+
+TEST_P(LoginTest, ItLogsInAnewAfterALoss) {
+    const ClientPtr client = test_support::connect_client(as_user("app:app:secret@1"), {kGlobalDb});
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt), 0);
+    server().restart(RedisServer::Data::kDropped);
+    ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty(); }));
+    EXPECT_EQ(put_int(client, "/a", 1), 0);
+}
+
+TEST_P(LoginTest, APasswordThatChangedMeanwhileIsTriedAgainUntilItFits) {
+    const ClientPtr client = test_support::connect_client(as_user("default:main-secret"), {kGlobalDb});
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    RedisConnection raw = server().connection();
+    raw.must({"CONFIG", "SET", "requirepass", "another"});
+    raw.must({"CLIENT", "KILL", "TYPE", "normal"});
+    raw.must({"CLIENT", "KILL", "TYPE", "pubsub"});
+    const Stopwatch watch;
+    while (watch.elapsed() < milliseconds(200)) {
+        ASSERT_GE(ox_mom_client_process(client.get(), 20), 0);
+        EXPECT_EQ(error_of_read(client), OX_MOM_E_LOST);
+    }
+    raw.must({"CONFIG", "SET", "requirepass", "main-secret"});
+    ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty(); }));
+    EXPECT_EQ(put_int(client, "/a", 1), 0);
+}
+
+class OpenTcpTest : public ServerTest {
+protected:
+    RedisOptions server_options() const override {
+        RedisOptions options;
+        options.tcp = true;
+        return options;
+    }
+};
+INSTANTIATE_OVER_SERVERS(OpenTcpTest);
+
+TEST_P(OpenTcpTest, WorksByAddressAndByName) {
+    for (const char *host : {"127.0.0.1", "localhost"}) {
+        const std::string name = std::string("redis://") + host + ":" + std::to_string(server().port());
+        const ClientPtr client = test_support::connect_client(name, {kGlobalDb});
+        EXPECT_EQ(put_int(client, "/a", 1), 0);
+        EXPECT_EQ(follow<CapTable>(client), 0);
+    }
+}
+
+TEST_P(OpenTcpTest, ComesBackAfterAKill) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt), 0);
+    server().kill();
+    EXPECT_EQ(put_int(client, "/a", 1), OX_MOM_E_LOST);
+    server().start();
+    ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty(); }));
+    EXPECT_EQ(put_int(client, "/a", 1), 0);
+}
+
+class LockedSocketTest : public ServerTest {
+protected:
+    RedisOptions server_options() const override {
+        RedisOptions options;
+        options.password = "main-secret";
+        options.arguments = {"--requirepass", "main-secret"};
+        return options;
+    }
+};
+INSTANTIATE_OVER_SERVERS(LockedSocketTest);
+
+TEST_P(LockedSocketTest, IsRefusedBecauseItsNameHasNoPlaceForAPassword) {
+    const ClientPtr client(ox_mom_client_create(store().c_str()));
+    ASSERT_NE(client, nullptr);
+    EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), OX_MOM_E_REFUSED);
+}
+
+} // namespace
+} // namespace mom_test

@@ -1,0 +1,135 @@
+// Stores named by a sentinel's service: the master is asked for at every connection.
+#include "mom_test.h"
+
+#include <thread>
+
+namespace mom_test {
+namespace {
+
+class SentinelTest : public ServerTest {
+protected:
+    void SetUp() override {
+        RedisOptions options;
+        options.program = GetParam().program;
+        options.tcp = true;
+        master_ = std::make_unique<RedisServer>(options);
+        options.arguments = {"--replicaof", "127.0.0.1", std::to_string(master_->port()), "--repl-diskless-sync-delay",
+                             "0"};
+        replica_ = std::make_unique<RedisServer>(options);
+
+        RedisOptions sentinel;
+        sentinel.program = GetParam().program;
+        sentinel.sentinel_config = "sentinel monitor service 127.0.0.1 " + std::to_string(master_->port()) +
+                                   " 1\nsentinel down-after-milliseconds service 300\n"
+                                   "sentinel failover-timeout service 3000\n";
+        sentinel_ = std::make_unique<RedisServer>(sentinel);
+    }
+
+    RedisServer &master() { return *master_; }
+    RedisServer &replica() { return *replica_; }
+    RedisServer &sentinel() { return *sentinel_; }
+
+    std::string name(const std::string &hosts) { return "sentinel://" + hosts + "/service"; }
+    std::string address(int port) { return "127.0.0.1:" + std::to_string(port); }
+
+    // Waits until the sentinel could make the replica the master.
+    bool replica_is_ready() {
+        const Stopwatch watch;
+        while (watch.elapsed() < kLongEnough) {
+            const RedisReply replicas = sentinel().connection().must({"SENTINEL", "REPLICAS", "service"});
+            const std::string state = replica().connection().text({"INFO", "replication"});
+            if (replicas->elements == 1 && state.find("master_link_status:up") != std::string::npos) {
+                return true;
+            }
+            std::this_thread::sleep_for(milliseconds(20));
+        }
+        return false;
+    }
+
+private:
+    std::unique_ptr<RedisServer> master_;
+    std::unique_ptr<RedisServer> replica_;
+    std::unique_ptr<RedisServer> sentinel_;
+};
+INSTANTIATE_OVER_SERVERS(SentinelTest);
+
+TEST_P(SentinelTest, TheMasterIsFoundAndUsed) {
+    const ClientPtr client = test_support::connect_client(name(address(sentinel().port())), {kGlobalDb});
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    EXPECT_EQ(stored_int(test_support::connect_client(master().store_name(), {kGlobalDb}), "/a"), 1);
+}
+
+TEST_P(SentinelTest, SentinelsThatDoNotAnswerArePassedOver) {
+    const std::string gone = address(test_support::unused_port());
+    const std::string hosts = gone + "," + address(sentinel().port()) + "," + gone;
+    const ClientPtr client = test_support::connect_client(name(hosts), {kGlobalDb});
+    EXPECT_EQ(put_int(client, "/a", 1), 0);
+}
+
+TEST_P(SentinelTest, NoSentinelAndNoSuchServiceAreSaid) {
+    const ClientPtr nobody(ox_mom_client_create(name(address(test_support::unused_port())).c_str()));
+    EXPECT_EQ(ox_mom_client_connect_sync(nobody.get(), kGlobalDb), OX_MOM_E_CONNECT);
+    EXPECT_STRNE(ox_mom_last_error(), "");
+    const std::string other = "sentinel://" + address(sentinel().port()) + "/other-service";
+    const ClientPtr stranger(ox_mom_client_create(other.c_str()));
+    EXPECT_EQ(ox_mom_client_connect_sync(stranger.get(), kGlobalDb), OX_MOM_E_CONNECT);
+    EXPECT_NE(std::string(ox_mom_last_error()).find("other-service"), std::string::npos) << ox_mom_last_error();
+}
+
+TEST_P(SentinelTest, AMasterThatDoesNotTakeThePartIsNotUsed) {
+    // The sentinel still names it, but it has become a replica.
+    const ClientPtr client(ox_mom_client_create(name(address(sentinel().port())).c_str()));
+    sentinel().pause();
+    master().connection().must({"REPLICAOF", "127.0.0.1", std::to_string(replica().port())});
+    sentinel().resume();
+    EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), OX_MOM_E_CONNECT);
+}
+
+// Follows through a change of masters, made by change(), and ends in the state of the new one.
+template <typename Change>
+void expect_to_follow_the_change(const ClientPtr &client, const std::string &new_master, Change change) {
+    State followed;
+    slot().hook = [&followed](MomClient *running, MomMsg *msg) {
+        if (msg->cmd == OX_MOM_CMD_SUBSCRIBED) {
+            followed = stored_state(running, kGlobalDb, Cap("").message());
+        } else {
+            update(followed, slot().events.back());
+        }
+    };
+    recorder().reconnect_hook = [&client](MomClient *, int32_t) { EXPECT_EQ(follow<CapTable>(client), 0); };
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    ASSERT_EQ(put_int(client, "/before", 1), 0);
+    change();
+    ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty() && slot().count(29) >= 2; },
+                           milliseconds(30000)));
+
+    const ClientPtr writer = test_support::connect_client(new_master, {kGlobalDb});
+    const Stopwatch watch;
+    while (put_int(writer, "/after", 2) != 0 && watch.elapsed() < kLongEnough) {
+        std::this_thread::sleep_for(milliseconds(20)); // until it has taken the part
+    }
+    ASSERT_TRUE(pump_until(client, [&followed] { return followed.size() == 2; })) << followed.size();
+    EXPECT_EQ(followed, stored_state<CapTable>(writer));
+    EXPECT_EQ(put_int(client, "/again", 3), 0);
+}
+
+TEST_P(SentinelTest, AFailOverIsAReconnection) {
+    const ClientPtr client = test_support::connect_client(name(address(sentinel().port())), {kGlobalDb});
+    ASSERT_TRUE(replica_is_ready());
+    expect_to_follow_the_change(client, replica().store_name(), [this] {
+        master().connection().must({"WAIT", "1", "5000"});
+        master().kill();
+    });
+}
+
+TEST_P(SentinelTest, ADemotedMasterIsNotFollowedAnyLonger) {
+    const ClientPtr client = test_support::connect_client(name(address(sentinel().port())), {kGlobalDb});
+    ASSERT_TRUE(replica_is_ready());
+    expect_to_follow_the_change(client, replica().store_name(),
+                                [this] { sentinel().connection().must({"SENTINEL", "FAILOVER", "service"}); });
+}
+
+} // namespace
+} // namespace mom_test

@@ -1,0 +1,188 @@
+// Servers that answer late, slowly or in part.
+#include "mom_test.h"
+#include "proxy.h"
+
+#include <cstdlib>
+
+namespace mom_test {
+namespace {
+
+constexpr milliseconds kTimeout(150);
+
+class TimeoutTest : public ServerTest {
+protected:
+    void SetUp() override {
+        setenv("OX_MOM_TIMEOUT_MS", std::to_string(kTimeout.count()).c_str(), 1);
+        ServerTest::SetUp();
+    }
+    void TearDown() override { unsetenv("OX_MOM_TIMEOUT_MS"); }
+
+    static bool comes_back(const ClientPtr &client) {
+        const size_t before = recorder().reconnections.size();
+        EXPECT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+        return pump_until(client, [before] { return recorder().reconnections.size() > before; });
+    }
+};
+INSTANTIATE_OVER_SERVERS(TimeoutTest);
+
+template <typename Request> void expect_timeout(const char *name, Request request) {
+    const Stopwatch watch;
+    EXPECT_EQ(request(), OX_MOM_E_TIMEOUT) << name;
+    EXPECT_GE(watch.elapsed(), kTimeout - milliseconds(10)) << name;
+    EXPECT_LT(watch.elapsed(), kTimeout + milliseconds(1000)) << name;
+}
+
+TEST_P(TimeoutTest, EveryRequestEndsInTime) {
+    const Cap cap("/a");
+    const Single<CapGlbState> state(true);
+    const MomFieldCb field_cb = on_field<0>;
+    ClientPtr client;
+    const std::vector<std::pair<const char *, std::function<int32_t()>>> requests = {
+        {"hgetall", [&] { return error_of_read(client); }},
+        {"hmset", [&] { return put_int(client, "/a", 1); }},
+        {"get",
+         [&] {
+             int32_t error = 0;
+             EXPECT_EQ(ox_mom_get_sync(client.get(), kGlobalDb, state.message(), &error), nullptr);
+             return error;
+         }},
+        {"set", [&] { return ox_mom_set_sync(client.get(), kGlobalDb, state.message()); }},
+        {"del", [&] { return del(client, cap.message()); }},
+        {"scan",
+         [&] { return ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_message<0>, nullptr); }},
+        {"subscribe", [&] { return follow<CapTable>(client); }},
+        {"subscribe_field",
+         [&] {
+             return ox_mom_subscribe_field(client.get(), kGlobalDb, cap.message(), 1, &kInt, &field_cb, nullptr, 1);
+         }},
+    };
+    for (const auto &[name, request] : requests) {
+        client = connect();
+        server().pause();
+        expect_timeout(name, request);
+        const Stopwatch watch;
+        EXPECT_EQ(error_of_read(client), OX_MOM_E_LOST) << "after " << name;
+        EXPECT_LT(watch.elapsed(), milliseconds(100)) << "at once, after " << name;
+        server().resume();
+        EXPECT_TRUE(comes_back(client)) << "after " << name;
+        EXPECT_EQ(put_int(client, "/a", 1), 0) << "after " << name;
+    }
+}
+
+TEST_P(TimeoutTest, ALateAnswerIsNeverTakenForAnothers) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/late", 1), 0);
+    ASSERT_EQ(put_int(client, "/asked", 2), 0);
+    for (int times = 0; times < 5; ++times) {
+        server().pause();
+        EXPECT_EQ(error_of_read(client, "/late"), OX_MOM_E_TIMEOUT);
+        server().resume();
+        const Stopwatch watch;
+        int32_t asked = -1;
+        while ((asked = stored_int(client, "/asked")) == -1 && watch.elapsed() < kLongEnough) {
+            ASSERT_GE(ox_mom_client_process(client.get(), 5), 0);
+        }
+        ASSERT_EQ(asked, 2);
+    }
+}
+
+TEST_P(TimeoutTest, AnAnswerThatTricklesInDoesNotStretchTheTime) {
+    Proxy proxy(server().socket_path());
+    use_store(proxy.store_name());
+    const ClientPtr client = connect();
+    Cap cap("/long");
+    std::string text(2000, 'x');
+    cap.record.str_value = text.data();
+    ASSERT_EQ(put(client, cap.message(), {kStr}), 0);
+    proxy.drip(true);
+    expect_timeout("hgetall", [&] { return error_of_read(client, "/long"); });
+    proxy.drip(false);
+    EXPECT_TRUE(comes_back(client));
+    EXPECT_EQ(as<CapTable>(read(client, cap.message())).str_value, text);
+}
+
+TEST_P(TimeoutTest, AnAnswerInPiecesIsAnAnswer) {
+    setenv("OX_MOM_TIMEOUT_MS", "5000", 1);
+    Proxy proxy(server().socket_path());
+    use_store(proxy.store_name());
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 5), 0);
+    proxy.drip(true);
+    EXPECT_EQ(stored_int(client, "/a"), 5);
+    EXPECT_EQ(follow_field(client, Cap("/a").message(), kInt), 0);
+    proxy.drip(false);
+}
+
+TEST_P(TimeoutTest, ATimeoutIsNoLossOfTheOtherClients) {
+    const ClientPtr patient = connect();
+    setenv("OX_MOM_TIMEOUT_MS", "50", 1);
+    const ClientPtr client = connect();
+    server().pause();
+    EXPECT_EQ(error_of_read(client), OX_MOM_E_TIMEOUT);
+    server().resume();
+    EXPECT_EQ(put_int(patient, "/a", 1), 0);
+}
+
+TEST_P(TimeoutTest, TheTimeIsThatOfTheClientsCreation) {
+    const ClientPtr client = connect();
+    setenv("OX_MOM_TIMEOUT_MS", "60000", 1);
+    server().pause();
+    expect_timeout("hgetall", [&] { return error_of_read(client); });
+}
+
+TEST_P(TimeoutTest, WithoutASettingItIsThreeSeconds) {
+    unsetenv("OX_MOM_TIMEOUT_MS");
+    const ClientPtr client = connect();
+    server().pause();
+    const Stopwatch watch;
+    EXPECT_EQ(error_of_read(client), OX_MOM_E_TIMEOUT);
+    EXPECT_GE(watch.elapsed(), milliseconds(2900));
+    EXPECT_LT(watch.elapsed(), milliseconds(4500));
+}
+
+TEST_P(TimeoutTest, AnAnswerCutAnywhereIsALossAndNothingElse) {
+    setenv("OX_MOM_TIMEOUT_MS", "5000", 1);
+    Proxy proxy(server().socket_path());
+    use_store(proxy.store_name());
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 5), 0);
+    const int before = proxy.passed();
+    ASSERT_EQ(stored_int(client, "/a"), 5);
+    const int answer = proxy.passed() - before;
+    ASSERT_GT(answer, 10);
+    for (int bytes = 0; bytes < answer; bytes += 3) {
+        proxy.cut_after(bytes);
+        const HashResultPtr result = read(client, Cap("/a").message());
+        ASSERT_NE(result, nullptr);
+        EXPECT_EQ(result->error_code, OX_MOM_E_LOST) << bytes;
+        EXPECT_EQ(result->record, nullptr) << bytes;
+        proxy.cut_after(-1);
+        ASSERT_TRUE(comes_back(client)) << bytes;
+        ASSERT_EQ(stored_int(client, "/a"), 5) << bytes;
+    }
+}
+
+TEST_P(TimeoutTest, ANotificationCutAnywhereIsALossAndNothingElse) {
+    setenv("OX_MOM_TIMEOUT_MS", "5000", 1);
+    Proxy proxy(server().socket_path());
+    const ClientPtr writer = connect();
+    use_store(proxy.store_name());
+    const ClientPtr client = connect();
+    for (int bytes = 0; bytes < 60; bytes += 7) {
+        ASSERT_EQ(follow<CapTable>(client), 0);
+        ASSERT_EQ(ox_mom_client_process(client.get(), 1000), 1);
+        slot().events.clear();
+        const int ended = proxy.ended();
+        proxy.cut_after(bytes);
+        ASSERT_EQ(put_int(writer, "/a", bytes), 0);
+        while (proxy.ended() == ended) {
+            ASSERT_GE(ox_mom_client_process(client.get(), 1), 0);
+        }
+        proxy.cut_after(-1);
+        ASSERT_TRUE(comes_back(client)) << bytes;
+        EXPECT_TRUE(slot().events.empty()) << bytes;
+    }
+}
+
+} // namespace
+} // namespace mom_test

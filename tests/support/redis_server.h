@@ -1,0 +1,114 @@
+// Private Redis or Valkey servers for tests, each in a directory of its own.
+#ifndef TESTS_SUPPORT_REDIS_SERVER_H
+#define TESTS_SUPPORT_REDIS_SERVER_H
+
+#include <hiredis/hiredis.h>
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+// Directories that an earlier test left behind when it died are removed when the next one is made.
+class PrivateDirectory {
+public:
+    PrivateDirectory();
+    ~PrivateDirectory();
+    PrivateDirectory(const PrivateDirectory &) = delete;
+    PrivateDirectory &operator=(const PrivateDirectory &) = delete;
+
+    const std::string &path() const { return path_; }
+    std::string file(const std::string &name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+    int lock_; // held as long as the owner lives, so that nobody else takes the directory for abandoned
+};
+
+struct RedisReplyDeleter {
+    void operator()(redisReply *reply) const;
+};
+using RedisReply = std::unique_ptr<redisReply, RedisReplyDeleter>;
+
+// A connection past the client under test. Throws std::runtime_error when the connection fails.
+class RedisConnection {
+public:
+    explicit RedisConnection(const std::string &socket_path);
+    explicit RedisConnection(int port);
+
+    RedisReply command(const std::vector<std::string> &arguments);
+    // As command(), but an error reply throws too.
+    RedisReply must(const std::vector<std::string> &arguments);
+    std::string text(const std::vector<std::string> &arguments);
+    std::vector<std::string> list(const std::vector<std::string> &arguments);
+    // Sends the same command many times in one go.
+    void repeat(const std::vector<std::string> &arguments, int times);
+    // Waits for the next message of a subscription made with must().
+    RedisReply next_message();
+
+private:
+    void queue(const std::vector<std::string> &arguments);
+    RedisReply read_reply();
+
+    struct ContextDeleter {
+        void operator()(redisContext *context) const;
+    };
+    std::unique_ptr<redisContext, ContextDeleter> context_;
+};
+
+struct RedisOptions {
+    std::string program = "redis-server";
+    bool tcp = false; // an ephemeral port of 127.0.0.1 in place of the Unix socket
+    int databases = 32;
+    std::vector<std::string> arguments; // more, as on the server's command line
+    std::string password;               // what its own connections log in with
+    std::string sentinel_config;        // not empty: runs as a sentinel with these settings
+};
+
+// The server dies with the thread that started it, however that ends, and is gone with its directory afterwards.
+class RedisServer {
+public:
+    enum class Data { kDropped, kKept };
+
+    explicit RedisServer(RedisOptions options = {});
+    ~RedisServer();
+    RedisServer(const RedisServer &) = delete;
+    RedisServer &operator=(const RedisServer &) = delete;
+
+    // Returns when the server answers. Throws std::runtime_error with the server's log when it does not start.
+    void start();
+    void kill();
+    void restart(Data data);
+    // SIGSTOP and SIGCONT: a paused server accepts connections and answers nothing.
+    void pause();
+    void resume();
+
+    RedisConnection connection() const;
+    std::string socket_path() const { return directory_.file("socket"); }
+    int port() const { return port_; }
+    std::string store_name() const;
+    std::string log() const;
+
+private:
+    std::vector<std::string> command_line() const;
+    bool answers() const;
+    void wait_until_it_answers();
+
+    RedisOptions options_;
+    PrivateDirectory directory_;
+    int port_ = 0;
+    pid_t pid_ = -1;
+};
+
+// Whether a program of that name is found along $PATH.
+bool program_is_installed(const std::string &name);
+
+// A port of 127.0.0.1 on which nobody listens.
+int unused_port();
+
+} // namespace test_support
+
+#endif

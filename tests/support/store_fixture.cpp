@@ -1,0 +1,60 @@
+#include "store_fixture.h"
+
+#include <atomic>
+#include <cstdio>
+#include <stdexcept>
+
+namespace test_support {
+
+std::vector<StoreKind> every_server() {
+    std::vector<StoreKind> kinds = {{"redis", "redis-server"}};
+    static const bool has_valkey = program_is_installed("valkey-server");
+    if (has_valkey) {
+        kinds.push_back({"valkey", "valkey-server"});
+    } else if (testing::GTEST_FLAG(list_tests)) {
+        static const int said = std::fputs("valkey-server is not installed: no test runs over it\n", stderr);
+        static_cast<void>(said);
+    }
+    return kinds;
+}
+
+std::vector<StoreKind> every_store() {
+    std::vector<StoreKind> kinds = every_server();
+    kinds.insert(kinds.begin(), {"mem", ""});
+    return kinds;
+}
+
+std::string store_label(const testing::TestParamInfo<StoreKind> &info) {
+    return info.param.label;
+}
+
+std::ostream &operator<<(std::ostream &out, const StoreKind &kind) {
+    return out << kind.label;
+}
+
+ClientPtr connect_client(const std::string &store, const std::vector<int32_t> &databases) {
+    ClientPtr client(ox_mom_client_create(store.c_str()));
+    if (client == nullptr) {
+        throw std::runtime_error(store + ": " + ox_mom_last_error());
+    }
+    for (const int32_t db : databases) {
+        if (ox_mom_client_connect_sync(client.get(), db) != 0) {
+            throw std::runtime_error(store + ": " + ox_mom_last_error());
+        }
+    }
+    return client;
+}
+
+void StoreTest::SetUp() {
+    static std::atomic<int> names_used = 0;
+    if (GetParam().program.empty()) {
+        store_ = "mem:test-" + std::to_string(++names_used);
+        return;
+    }
+    RedisOptions options = server_options();
+    options.program = GetParam().program;
+    server_ = std::make_unique<RedisServer>(options);
+    store_ = server_->store_name();
+}
+
+} // namespace test_support
