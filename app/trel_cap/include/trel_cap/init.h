@@ -13,15 +13,20 @@ TREL_CAP_BEGIN_DECLS
 
 /*
  * Starts the library on the calling thread with its client `global`; `reg_name` names the application in the log.
- * In order: initialises logging (once per thread), connects databases 1 and 28, installs the reconnection handler for
- * both, and remembers the client in g_trel_cap_global. There is no counterpart: the library's state lives as long as
- * the thread.
+ * In order: initialises logging (once per thread), connects databases 1 and 28, subscribes the records that the events
+ * asked for on this thread need (registration.h), installs the reconnection handler for both databases, and remembers
+ * the client in g_trel_cap_global. There is no counterpart: the library's state lives as long as the thread.
  *
  * The same client again: 0, and nothing is done. Another client: a warning in the log, then start-up with that one.
- * After a failure g_trel_cap_global is what it was, so that the call can be made again; connections already made stay.
+ * After a failure g_trel_cap_global is what it was, so that the call can be made again; connections and subscriptions
+ * already made stay.
+ *
+ * Subscribing that fails ends start-up, but is first tried again, once for the log when its level is 1 or more and once
+ * for the result. When the last attempt succeeds the result is 0 and yet the library is not started: g_trel_cap_global
+ * tells, and a second call completes it.
  *
  * TREL_CAP_E_ARGUMENT  reg_name (tested first) or global is NULL
- * OX_MOM_E_...         a database cannot be connected, or its reconnection handler not be set
+ * OX_MOM_E_...         a database cannot be connected, a record not be subscribed, or a reconnection handler not be set
  */
 int32_t trel_cap_init(MomClient *global, const char *reg_name);
 
@@ -47,8 +52,14 @@ int32_t trel_cap_zlog_init(const char *app_name);
 void trel_cap_log_level(int32_t level);
 
 /*
- * The library's reconnection handler (MomReconnectCb): the client calls it once its connections are back. Rebuilds the
- * calling thread's readiness from the store. Returns 0.
+ * The library's reconnection handler (MomReconnectCb): the client calls it once its connections are back. Clears the
+ * calling thread's validated flags (processors.h) and subscribes again, so that readiness is rebuilt from the store.
+ *
+ * Subscribing that fails is tried again as in trel_cap_init(); g_trel_cap_config_reconnect then stays 1, whatever the
+ * result.
+ *
+ * TREL_CAP_E_ARGUMENT  client is NULL
+ * OX_MOM_E_...         a record cannot be subscribed
  */
 int32_t trel_cap_reconnect_db_config(MomClient *client, int32_t db, int32_t type);
 
@@ -65,14 +76,14 @@ int32_t trel_cap_set_g_cap_db_reconnect_cb(MomClient *client, void *fp, void *ar
 int32_t trel_cap_ox_obj_free(void *record);
 
 /* The calling thread's state. To read; the library writes it. */
-extern __thread MomClient *g_trel_cap_global;          /* the client; NULL until trel_cap_init() succeeds */
-extern __thread uint8_t trel_cap_dbg_inited;           /* 1 once logging has been initialised on this thread */
-extern __thread uint8_t g_trel_cap_config_reconnect;   /* 1 from a reconnection until readiness is followed again */
+extern __thread MomClient *g_trel_cap_global;        /* the client; NULL until trel_cap_init() succeeds */
+extern __thread uint8_t trel_cap_dbg_inited;         /* 1 once logging has been initialised on this thread */
+extern __thread uint8_t g_trel_cap_config_reconnect; /* 1 from a reconnection until all is subscribed again */
 
 /* The process's state. */
-extern int32_t g_trel_cap_zlog_level;     /* the log level, compared as unsigned; 1 at first */
-extern void *g_trel_cap_zlog_category;    /* the category "trel_cap"; NULL until logging is initialised */
-extern int32_t g_trel_callback_reg_mem;   /* bytes held for callback registrations; 32 at first */
+extern int32_t g_trel_cap_zlog_level;   /* the log level, compared as unsigned; 1 at first */
+extern void *g_trel_cap_zlog_category;  /* the category "trel_cap"; NULL until logging is initialised */
+extern int32_t g_trel_callback_reg_mem; /* bytes held for callback registrations; 32 at first */
 
 TREL_CAP_END_DECLS
 

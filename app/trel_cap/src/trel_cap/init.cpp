@@ -3,6 +3,7 @@
 
 #include "log/arguments.h"
 #include "thread_logging.h"
+#include "trel_cap/node_list.h"
 #include "trel_cap/records.h"
 
 using namespace trel_cap;
@@ -43,6 +44,7 @@ int32_t trel_cap_init(MomClient *global, const char *reg_name) {
     AppName app_name{};
     start_thread_logging(app_name);
     TREL_CAP_LOG(kProgress, "enter");
+    trel_cap_sw_init();
 
     if (const int32_t rv = connect_database(caller, global, TREL_CAP_DB_CARDS, "tunner_db"); rv != 0) {
         return rv;

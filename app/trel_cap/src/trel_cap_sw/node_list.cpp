@@ -1,0 +1,156 @@
+#include "trel_cap/node_list.h"
+
+#include <atomic>
+#include <new>
+
+#include "log/arguments.h"
+
+using namespace trel_cap;
+
+static_assert(sizeof(void *) != 4 || (sizeof(CapNodeRecord) == 32 && sizeof(CapNode) == 40));
+static_assert(sizeof(void *) != 8 || (sizeof(CapNodeRecord) == 32 && sizeof(CapNode) == 48));
+
+__thread CapNodeList cap_nodes_list;
+
+namespace {
+
+/* The one flag of the process, although each thread has a head of its own. */
+std::atomic<bool> list_is_initialised;
+
+/* What ends the list in either direction: the head, in a node's clothes. Only ever compared, never looked into. */
+CapNode *end_of(const CapNodeList &list) { return reinterpret_cast<CapNode *>(const_cast<CapNodeList *>(&list)); }
+
+/* Makes an empty list of a head that is all zero. */
+void link_head(CapNodeList &list) {
+    if (list.next == nullptr) {
+        list.next = list.prev = end_of(list);
+    }
+}
+
+CapNode *first_of(const CapNodeList &list) { return list.next != nullptr ? list.next : end_of(list); }
+
+/* A neighbour's link, which is the head's at either end. */
+CapNode *&next_of(CapNodeList &list, CapNode *node) { return node == end_of(list) ? list.next : node->next; }
+
+CapNode *&prev_of(CapNodeList &list, CapNode *node) { return node == end_of(list) ? list.prev : node->prev; }
+
+/* The entry behind which a new one of this number goes. From the back, because cards mostly come in ascending order. */
+CapNode *place_of(CapNodeList &list, int32_t node) {
+    CapNode *pos = list.prev;
+    while (pos != end_of(list) && pos->record.node > node) {
+        pos = pos->prev;
+    }
+    return pos;
+}
+
+void insert_behind(CapNodeList &list, CapNode *pos, CapNode *added) {
+    CapNode *const following = next_of(list, pos);
+    added->prev = pos;
+    added->next = following;
+    next_of(list, pos) = added;
+    prev_of(list, following) = added;
+}
+
+/* A walk under way. A visitor may run the client's loop, and with it delete any entry or walk again. */
+struct Walk {
+    CapNode *next;
+    Walk *outer;
+};
+__thread Walk *innermost_walk;
+
+void remove(CapNodeList &list, CapNode *node) {
+    for (Walk *walk = innermost_walk; walk != nullptr; walk = walk->outer) {
+        if (walk->next == node) {
+            walk->next = node->next;
+        }
+    }
+    next_of(list, node->prev) = node->next;
+    prev_of(list, node->next) = node->prev;
+    delete node;
+}
+
+template <typename Matches>
+CapNode *search(Caller caller, Matches matches) {
+    CapNodeList &list = cap_nodes_list;
+    for (CapNode *pos = first_of(list); pos != end_of(list); pos = pos->next) {
+        if (matches(pos->record)) {
+            TREL_CAP_LOG_AS(caller, kNotice, "node:0x%x, config_dev_type:%d, ready:%d\r\n", pos->record.node,
+                            pos->record.config_dev_type, pos->record.ready);
+            return pos;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+int32_t trel_cap_sw_init() {
+    if (!list_is_initialised.exchange(true, std::memory_order_relaxed)) {
+        link_head(cap_nodes_list);
+    }
+    return TREL_CAP_OK;
+}
+
+CapNode *trel_cap_sw_node_init(CapNodeRecord record, CapNodeList *list) {
+    if (is_null(TREL_CAP_CALLER, "list", list)) {
+        return nullptr;
+    }
+    TREL_CAP_LOG(kNotice, "enter");
+    auto *const added = new (std::nothrow) CapNode{nullptr, nullptr, record};
+    if (added == nullptr) {
+        TREL_CAP_LOG(kError, "new_node malloc failed");
+        return nullptr;
+    }
+    trel_cap_sw_dump_node(record);
+
+    link_head(*list);
+    insert_behind(*list, place_of(*list, record.node), added);
+    TREL_CAP_LOG(kNotice, "leave");
+    return added;
+}
+
+CapNode *trel_cap_sw_node_init_cur(CapNodeRecord record) {
+    TREL_CAP_LOG(kDetail, "enter");
+    CapNode *const added = trel_cap_sw_node_init(record, &cap_nodes_list);
+    TREL_CAP_LOG(kDetail, "leave");
+    return added;
+}
+
+CapNode *trel_cap_sw_node_search(int32_t node) {
+    return search(TREL_CAP_CALLER, [=](const CapNodeRecord &record) { return record.node == node; });
+}
+
+CapNode *trel_cap_sw_node_and_type_search(int32_t node, int32_t config_dev_type) {
+    return search(TREL_CAP_CALLER, [=](const CapNodeRecord &record) {
+        return record.node == node && record.config_dev_type == config_dev_type;
+    });
+}
+
+int32_t trel_cap_sw_node_del(int32_t node, int32_t config_dev_type) {
+    TREL_CAP_LOG(kNotice, "node:0x%x type %d", node, config_dev_type);
+    if (CapNode *const found = trel_cap_sw_node_and_type_search(node, config_dev_type); found != nullptr) {
+        remove(cap_nodes_list, found);
+    }
+    TREL_CAP_LOG(kNotice, "leave");
+    return TREL_CAP_OK;
+}
+
+void trel_cap_sw_node_walk_cur(CapNodeVisitor visitor, void *argument) {
+    if (visitor == nullptr) {
+        return;
+    }
+    CapNodeList &list = cap_nodes_list;
+    Walk walk{nullptr, innermost_walk};
+    innermost_walk = &walk;
+    for (CapNode *pos = first_of(list); pos != end_of(list); pos = walk.next) {
+        walk.next = pos->next;
+        // Tested here too, so that a closed gate does not cost a copy of the record.
+        if (gate_is_open(kDetail)) [[unlikely]] {
+            trel_cap_sw_dump_node(pos->record);
+        }
+        if (visitor(pos, argument) != 0) {
+            break;
+        }
+    }
+    innermost_walk = walk.outer;
+}
