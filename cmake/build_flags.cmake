@@ -26,6 +26,9 @@ endif()
 
 add_library(trel_cap_language INTERFACE)
 target_compile_definitions(trel_cap_language INTERFACE _GNU_SOURCE)
+# Where the sources lay is nobody's business once the result is installed; a debugger's is another matter.
+target_compile_options(trel_cap_language
+                       INTERFACE $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>)
 if(TREL_CAP_SANITIZE)
   target_compile_options(trel_cap_language INTERFACE -fsanitize=${TREL_CAP_SANITIZE} -fno-omit-frame-pointer
                                                     -fno-sanitize-recover=all)

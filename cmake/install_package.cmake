@@ -1,0 +1,51 @@
+# What is installed, and how others find it: with pkg-config or find_package(trel_cap).
+
+include(CMakePackageConfigHelpers)
+
+set(records_dir ${CMAKE_INSTALL_INCLUDEDIR}/trel_cap)
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/trel_cap)
+set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+set(libraries trel_cap platform platform_headers)
+if(TREL_CAP_USES_OWN_PLATFORM)
+  list(APPEND libraries ox_mom ox_zlog)
+  install(TARGETS trel_cap_demo RUNTIME)
+  install(
+    DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING
+    PATTERN *.h)
+endif()
+install(
+  TARGETS ${libraries}
+  EXPORT trel_cap-targets
+  LIBRARY
+  INCLUDES
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} ${records_dir})
+install(
+  DIRECTORY ${PROJECT_SOURCE_DIR}/app/trel_cap/include/
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+  FILES_MATCHING
+  PATTERN *.h)
+install(FILES $<TARGET_PROPERTY:trel_cap_schema,PUBLIC_HEADER> DESTINATION ${records_dir})
+
+install(EXPORT trel_cap-targets NAMESPACE trel_cap:: DESTINATION ${package_dir})
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/trel_cap-config.cmake.in
+                              ${PROJECT_BINARY_DIR}/trel_cap-config.cmake INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/trel_cap-config-version.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/trel_cap-config.cmake ${PROJECT_BINARY_DIR}/trel_cap-config-version.cmake
+        DESTINATION ${package_dir})
+
+# The description for pkg-config is found from its own place, so that the tree can be installed anywhere, or moved.
+file(RELATIVE_PATH pc_to_prefix /${pkgconfig_dir} /)
+string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
+if(TREL_CAP_USES_OWN_PLATFORM)
+  set(pc_platform_cflags "")
+  set(pc_platform_libs "-lox_mom -lox_zlog")
+else()
+  list(TRANSFORM TREL_CAP_PLATFORM_INCLUDE_DIRS PREPEND "-I" OUTPUT_VARIABLE pc_platform_cflags)
+  list(JOIN pc_platform_cflags " " pc_platform_cflags)
+  list(JOIN TREL_CAP_PLATFORM_LIBRARIES " " pc_platform_libs)
+endif()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/trel_cap.pc.in ${PROJECT_BINARY_DIR}/trel_cap.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/trel_cap.pc DESTINATION ${pkgconfig_dir})

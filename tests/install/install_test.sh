@@ -1,0 +1,115 @@
+#!/usr/bin/env bash
+# install_test.sh NAME: runs the test function of that name. ctest sets the variables in capitals.
+set -euo pipefail
+
+prefix=$WORK/prefix
+warnings=(-Wall -Wextra -Wpedantic -Werror)
+unset LD_LIBRARY_PATH OX_MOM_STORE OX_ZLOG_CONF
+export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
+
+fail() { # MESSAGE...
+  echo "$*" >&2
+  exit 1
+}
+
+expect_output() { # EXPECTED COMMAND...
+  local expected=$1 output
+  shift
+  output=$("$@") || fail "$* ended with $?"
+  [ "$output" = "$expected" ] || fail "$* printed '$output', not '$expected'"
+}
+
+# Moved after it has been installed: the tree must work wherever it lies.
+prefix() {
+  rm -rf "$WORK"
+  mkdir -p "$WORK"
+  "$CMAKE" --install "$BUILD_DIR" --prefix "$WORK/elsewhere" >/dev/null
+  mv "$WORK/elsewhere" "$prefix"
+}
+
+compile_outside() { # PROGRAM SUFFIX COMPILER...
+  local program=$WORK/$1 source=$SOURCE_DIR/tests/install/outside.$2 flags
+  shift 2
+  read -ra flags <<<"$(pkg-config --cflags --libs trel_cap)"
+  "$@" "${warnings[@]}" -o "$program" "$source" "${flags[@]}"
+}
+
+pkg_config_c() {
+  compile_outside by_pkg_config_c c "$CC" -std=c11
+  expect_output "48 success" "$WORK/by_pkg_config_c"
+}
+
+pkg_config_cxx() {
+  compile_outside by_pkg_config_cxx cpp "$CXX" -std=c++17
+  expect_output "1 read, 1 delivered" "$WORK/by_pkg_config_cxx"
+}
+
+# What the installed trel_capctl writes into a server, the outside program reads.
+pkg_config_redis() {
+  compile_outside by_pkg_config_redis c "$CC" -std=c11
+  local dir server
+  dir=$(mktemp -d)
+  redis-server --port 0 --unixsocket "$dir/redis" --databases 32 --save '' --dir "$dir" >"$dir/log" &
+  server=$!
+  # shellcheck disable=SC2064 # the values of now
+  trap "kill $server; wait $server || true; rm -rf '$dir'" EXIT
+  for _ in {1..100}; do
+    [ ! -S "$dir/redis" ] || break
+    sleep 0.1
+  done
+  "$prefix/bin/trel_capctl" --store "unix://$dir/redis" set "/a b:%" --int -7
+  expect_output "-7 success" "$WORK/by_pkg_config_redis" "unix://$dir/redis" "/a b:%"
+}
+
+pkg_config_version() {
+  expect_output "$VERSION" pkg-config --modversion trel_cap
+}
+
+configure_consumer() { # DIR WANTED_VERSION
+  "$CMAKE" -S "$SOURCE_DIR/tests/install/consumer" -B "$1" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$CC" \
+    -DCMAKE_CXX_COMPILER="$CXX" -DWANTED_VERSION="$2"
+}
+
+cmake_package() {
+  configure_consumer "$WORK/consumer" "$VERSION"
+  "$CMAKE" --build "$WORK/consumer"
+  expect_output "48 success" "$WORK/consumer/outside_c"
+  expect_output "1 read, 1 delivered" "$WORK/consumer/outside_cxx"
+}
+
+# A later major version is another interface.
+cmake_package_version() {
+  local later=$((${VERSION%%.*} + 1)) output
+  if output=$(configure_consumer "$WORK/later" "$later" 2>&1); then fail "version $VERSION passes for $later"; fi
+  [[ $output == *"requested version \"$later\""* ]] || fail "$output"
+}
+
+headers() {
+  local flags header count=0
+  read -ra flags <<<"$(pkg-config --cflags trel_cap)"
+  while read -r header; do
+    "$CC" -std=c11 "${warnings[@]}" -fsyntax-only -x c "${flags[@]}" - <<<"#include <$header>"$'\n'"typedef int x;"
+    "$CXX" -std=c++17 "${warnings[@]}" -fsyntax-only -x c++ "${flags[@]}" - <<<"#include <$header>"
+    count=$((count + 1))
+  done < <(cd "$prefix/include" && find . -name '*.h' -printf '%P\n')
+  for header in ox_mom.h ox_zlog.h trel_cap/trel_cap.h trel_cap/p_libpub.pb-c.h; do
+    [ -e "$prefix/include/$header" ] || fail "$header is not installed"
+  done
+  echo "$count headers"
+}
+
+programs() {
+  local name
+  for name in trel_capctl trel_cap_demo; do
+    "$prefix/bin/$name" --help >/dev/null || fail "$name does not start"
+  done
+  [ -L "$prefix/$LIBDIR/libtrel_cap.so.1" ] || fail "no libtrel_cap.so.1"
+}
+
+no_source_paths() {
+  local found
+  found=$(grep -rlF "$SOURCE_DIR" "$prefix" || true)
+  [ -z "$found" ] || fail "The source directory's name is in $found"
+}
+
+"$1"
