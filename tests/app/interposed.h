@@ -1,0 +1,45 @@
+// Functions that this test program defines in front of the library's own exports and of libc's, to see that they are
+// called. Unless told otherwise each passes on to the one behind it.
+#ifndef TREL_CAP_TESTS_APP_INTERPOSED_H
+#define TREL_CAP_TESTS_APP_INTERPOSED_H
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <optional>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+#include "ox_mom.h"
+
+namespace interposed {
+
+// Everything said and seen on this thread since the latest reset().
+struct Script {
+    std::vector<std::string> calls;              // of exported functions: their names
+    std::deque<std::optional<int32_t>> answers;  // for exported functions, in turn; none: pass on
+
+    std::optional<std::string> app_name;  // instead of looking
+    pid_t app_name_pid = 0;
+    size_t app_name_size = 0;
+    std::string zlog_init_name;
+    std::vector<int32_t> log_levels;
+    std::vector<const void *> arguments;  // the pointers of the latest call of a function with many
+
+    std::optional<ssize_t> link_length;  // instead of reading the link
+    std::string link_text;
+    std::string link_path;
+    size_t link_room = 0;
+    int links_read = 0;
+
+    int formatted = 0;  // calls of the printf family that format into a buffer
+};
+
+Script &script();
+void reset();
+
+}  // namespace interposed
+
+#endif

@@ -1,0 +1,20 @@
+/* The exported variables as a C program sees them. */
+
+#include "variables.h"
+
+#include "trel_cap/trel_cap.h"
+
+struct library_variables library_variables_of_this_thread(void) {
+    struct library_variables variables = {
+        &g_trel_cap_global,     &trel_cap_dbg_inited,      &g_trel_cap_config_reconnect,
+        &g_trel_cap_zlog_level, &g_trel_cap_zlog_category, &g_trel_callback_reg_mem,
+    };
+    return variables;
+}
+
+int32_t read_through_c(MomClient *client, const char *url, uint8_t *value) {
+    if (trel_cap_init(client, "c program") != TREL_CAP_OK) {
+        return -1;
+    }
+    return trel_cap_ce_get_g_cap_bool(client, url, value);
+}

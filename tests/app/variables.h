@@ -1,0 +1,29 @@
+/* The exported variables as a C program sees them. */
+#ifndef TREL_CAP_TESTS_APP_VARIABLES_H
+#define TREL_CAP_TESTS_APP_VARIABLES_H
+
+#include <stdint.h>
+
+#include "ox_mom.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct library_variables {
+    MomClient **global;
+    uint8_t *dbg_inited;
+    uint8_t *config_reconnect;
+    int32_t *zlog_level;
+    void **zlog_category;
+    int32_t *callback_reg_mem;
+};
+
+struct library_variables library_variables_of_this_thread(void);
+int32_t read_through_c(MomClient *client, const char *url, uint8_t *value);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

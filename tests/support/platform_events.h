@@ -1,0 +1,76 @@
+// What the library did to the platform, as values: its calls, its messages.
+#ifndef TREL_CAP_TESTS_PLATFORM_EVENTS_H
+#define TREL_CAP_TESTS_PLATFORM_EVENTS_H
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "ox_mom.h"
+#include "record.h"
+
+namespace test_support {
+
+// One call of the platform by the library. Pointers are compared, everything else by value.
+struct Call {
+    using Pointers = std::vector<const void *>;
+    using Argument = std::variant<int64_t, const void *, std::string, Record, std::vector<int32_t>, Pointers>;
+
+    std::string function;
+    std::vector<Argument> arguments;
+
+    bool operator==(const Call &) const = default;
+};
+std::ostream &operator<<(std::ostream &out, const Call &call);
+
+// The calls that a test expects; each is named as the function without its prefix.
+namespace call {
+Call client_connect_sync(MomClient *client, int32_t db);
+Call client_set_reconnect_cb(MomClient *client, int32_t db, MomReconnectCb cb, void *arg);
+Call hgetall_sync(MomClient *client, int32_t db, const Record &request);
+Call hash_res_free();
+Call hmset_sync(MomClient *client, int32_t db, const Record &record, const std::vector<int32_t> &field_ids);
+Call get_sync(MomClient *client, int32_t db, const Record &request);
+Call ox_obj_free();
+Call subscribe(MomClient *client, int32_t db, const Record &request, int32_t flags, MomMsgCb cb, void *arg);
+// args: a null pointer, or Call::Pointers of as many as there are fields.
+Call subscribe_field(MomClient *client, int32_t db, const Record &request, int32_t n_requests,
+                     const std::vector<int32_t> &field_ids, const std::vector<MomFieldCb> &cbs,
+                     const Call::Argument &args);
+Call scan_sync(MomClient *client, int32_t db, const Record &request, int32_t flags, MomMsgCb cb, void *arg);
+Call zlog_init(const std::string &category);
+}  // namespace call
+
+// The source places that messages come from.
+inline constexpr const char *kLibrary = "app/trel_cap/src/trel_cap";
+inline constexpr const char *kNodeList = "app/trel_cap/src/trel_cap_sw";
+inline constexpr const char *kDiagnostics = "app/trel_cap/src/trel_cap_dbg";
+
+// One message. That its format is "%s", its line positive and its category one that was handed out is always checked.
+struct Log {
+    int level;
+    std::string function;
+    std::string text;
+    std::string place = kLibrary;
+
+    bool operator==(const Log &) const = default;
+};
+std::ostream &operator<<(std::ostream &out, const Log &log);
+
+// Calls and messages in their order.
+using Event = std::variant<Call, Log>;
+
+// Whether the log level lets a message of this zlog level out.
+bool level_lets_out(int32_t gate, int zlog_level);
+
+// Those of the events that are to be seen at a log level: all calls, and the messages that it lets out.
+std::vector<Event> visible_at(int32_t gate, const std::vector<Event> &events);
+
+// printf into a string.
+std::string text(const char *format, ...) __attribute__((format(printf, 1, 2)));
+
+}  // namespace test_support
+
+#endif

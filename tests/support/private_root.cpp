@@ -1,0 +1,118 @@
+#include "private_root.h"
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sched.h>
+#include <stdexcept>
+#include <string>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace test_support {
+namespace {
+
+namespace fs = std::filesystem;
+
+void require(int result, const std::string &what) {
+    if (result != 0) {
+        throw std::runtime_error(what + ": " + std::strerror(errno));
+    }
+}
+
+void write_text(const char *path, const std::string &text) {
+    std::ofstream file(path);
+    file << text << std::flush;
+    if (!file) {
+        throw std::runtime_error(std::string("cannot write ") + path);
+    }
+}
+
+// An ordinary user may mount in a user namespace of his own.
+void unshare_mounts() {
+    const uid_t uid = geteuid();
+    const gid_t gid = getegid();
+    if (uid == 0) {
+        require(unshare(CLONE_NEWNS), "no mount namespace");
+        return;
+    }
+    require(unshare(CLONE_NEWUSER | CLONE_NEWNS), "no user and mount namespace");
+    write_text("/proc/self/setgroups", "deny");
+    write_text("/proc/self/uid_map", std::to_string(uid) + " " + std::to_string(uid) + " 1");
+    write_text("/proc/self/gid_map", std::to_string(gid) + " " + std::to_string(gid) + " 1");
+}
+
+void show_in(const fs::path &root, const fs::directory_entry &entry) {
+    const fs::path target = root / entry.path().filename();
+    if (entry.is_symlink()) {
+        fs::create_symlink(fs::read_symlink(entry.path()), target);
+        return;
+    }
+    if (entry.is_directory()) {
+        fs::create_directory(target);
+    } else {
+        write_text(target.c_str(), "");
+    }
+    require(mount(entry.path().c_str(), target.c_str(), nullptr, MS_BIND | MS_REC, nullptr),
+            "cannot bind " + entry.path().string());
+}
+
+// TREL_CAP_TESTS_MOUNT_POINT is an empty directory, kept for this. Processes may share it: each sees its own mount.
+void build_and_enter() {
+    const fs::path root = TREL_CAP_TESTS_MOUNT_POINT;
+    unshare_mounts();
+    require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "cannot make mounts private");
+    require(mount("private_root", root.c_str(), "tmpfs", 0, "mode=0755"), "cannot mount a root");
+    // Or the bind of the directory above would hold a copy of it.
+    require(mount(nullptr, root.c_str(), nullptr, MS_UNBINDABLE, nullptr), "cannot make the root unbindable");
+    for (const fs::directory_entry &entry : fs::directory_iterator("/")) {
+        if (entry.path().filename() != "data") {
+            show_in(root, entry);
+        }
+    }
+    fs::create_directory(root / "data");
+    require(mount("private_data", (root / "data").c_str(), "tmpfs", 0, "mode=0755"), "cannot mount /data");
+    const fs::path here = fs::current_path();
+    require(chroot(root.c_str()), "cannot change the root");
+    std::error_code ignored;
+    fs::current_path(here, ignored);
+    if (ignored) {
+        fs::current_path("/");
+    }
+}
+
+template <class Step>
+std::string outcome(Step step) {
+    try {
+        step();
+    } catch (const std::exception &failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+}  // namespace
+
+std::string enter_private_root() {
+    static const std::string entered = outcome(build_and_enter);
+    if (!entered.empty()) {
+        return entered;
+    }
+    return outcome([] {
+        for (const fs::directory_entry &entry : fs::directory_iterator("/data")) {
+            fs::remove_all(entry.path());
+        }
+    });
+}
+
+std::string set_data_writable(bool writable) {
+    unsigned long flags = MS_REMOUNT | MS_BIND;
+    if (!writable) {
+        flags |= MS_RDONLY;
+    }
+    return outcome([&] { require(mount(nullptr, "/data", nullptr, flags, nullptr), "cannot remount /data"); });
+}
+
+}  // namespace test_support
