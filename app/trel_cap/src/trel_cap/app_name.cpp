@@ -36,6 +36,7 @@ char *trel_cap_get_app_name(pid_t pid, char *dst, size_t size) {
         perror("readlink: error");
         return copy_name(dst, size, "app");
     }
+    link[length] = '\0';
 
     const char *const slash = strrchr(link, '/');
     return copy_name(dst, size, slash != nullptr ? slash + 1 : link);
