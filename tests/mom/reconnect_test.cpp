@@ -228,7 +228,7 @@ TEST_P(ReconnectTest, WritesWhileTheFollowerIsCutOffAreLoadedAfterwards) {
     const ClientPtr client = connect();
     Follower follower(client);
     ASSERT_TRUE(pump_until(client, [&] { return follower.loads() == 1; }));
-    for (int round = 1; round <= 10; ++round) {
+    for (int round = 1; round <= 4; ++round) {
         RedisConnection raw = server().connection();
         raw.must({"CLIENT", "KILL", "TYPE", round % 2 == 0 ? "normal" : "pubsub"});
         const ClientPtr writer = connect();
@@ -442,7 +442,7 @@ TEST_P(ReconnectTest, LossesLeaveNoDescriptorBehind) {
     };
     ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt), 0);
     const auto before = descriptors();
-    for (int round = 0; round < 5; ++round) {
+    for (int round = 0; round < 3; ++round) {
         server().connection().must({"CLIENT", "KILL", "TYPE", "pubsub"});
         ASSERT_TRUE(comes_back(client));
     }

@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
         {"RedisPortWithDatabase", "redis://127.0.0.1:6379/0", "port"},
         {"RedisUserAlone", "redis://user@127.0.0.1", "password"},
         {"RedisLoginWithoutHost", "redis://user:password@", "host"},
-        {"SentinelNothing", "sentinel://", "host"},
+        {"SentinelNothing", "sentinel://", "service"},
         {"SentinelWithoutService", "sentinel://127.0.0.1:26379", "service"},
         {"SentinelEmptyService", "sentinel://127.0.0.1:26379/", "service"},
         {"SentinelWithoutHosts", "sentinel:///service", "host"},
