@@ -10,6 +10,7 @@
 #include "record_codec.h"
 #include "result.h"
 #include "store_name.h"
+#include "wire.h"
 
 using mom::fail;
 
@@ -17,30 +18,40 @@ namespace {
 
 constexpr std::string_view kDefaultStore = "mem:";
 
+int32_t check(const MomClient *client) {
+    return client ? client->check_caller() : fail(OX_MOM_E_ARGUMENT, "client is NULL");
+}
+
 template <class Work>
-int32_t call(const MomClient *client, Work work) noexcept {
-    if (!client) {
-        return fail(OX_MOM_E_ARGUMENT, "client is NULL");
-    }
-    if (const int32_t code = client->check_caller()) {
+int32_t call(MomClient *client, Work work) noexcept {
+    if (const int32_t code = check(client)) {
         return code;
     }
     try {
+        const MomClient::CallScope scope(*client);
         return work();
     } catch (const std::bad_alloc &) {
         return fail(OX_MOM_E_MEMORY, "out of memory");
     }
 }
 
-// The same for what needs a database and a message.
+// The same for what needs a message.
 template <class Work>
-int32_t call(MomClient *client, int32_t db, const ProtobufCMessage *message, Work work) noexcept {
+int32_t call(MomClient *client, const ProtobufCMessage *message, Work work) noexcept {
     return call(client, [&] {
         if (!message || !message->descriptor) {
             return fail(OX_MOM_E_ARGUMENT, "%s", message ? "the message has no descriptor" : "the message is NULL");
         }
+        return work(*message->descriptor);
+    });
+}
+
+// The same for what needs a connected database too.
+template <class Work>
+int32_t call(MomClient *client, int32_t db, const ProtobufCMessage *message, Work work) noexcept {
+    return call(client, message, [&](const ProtobufCMessageDescriptor &type) {
         const int32_t code = client->check_connected(db);
-        return code != 0 ? code : work(*message->descriptor);
+        return code != 0 ? code : work(type);
     });
 }
 
@@ -69,14 +80,16 @@ int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message
     const ProtobufCMessageDescriptor &type = *message.descriptor;
     Request request;
     mom::StoredFields fields;
-    int32_t code = address(db, message, request);
-    if (code != 0) {
+    int32_t code = expect_kind(type, true);
+    code = code != 0 ? code : address(db, message, request);
+    code = code != 0 ? code : client.check_connected(db);
+    if (code == OX_MOM_E_ARGUMENT) {
         return code;
     }
-    code = client.store().read_hash(request.name, fields);
+    code = code != 0 ? code : client.store().read_hash(request.name, fields);
     size_t stored_bytes = 0;
     for (const auto &field : fields) {
-        stored_bytes += field.second.size();
+        stored_bytes += field.value.size();
     }
     arena.reset(mom::ResultArena::create(mom::result_capacity(type, stored_bytes, fields.size())));
     MomHashResult *result = arena ? mom::make_result(*arena) : nullptr;
@@ -99,7 +112,7 @@ int32_t read_object(MomClient &client, int32_t db, const ProtobufCMessage &messa
         return code;
     }
     mom::ResultArenaPtr arena(mom::ResultArena::create(mom::result_capacity(type, bytes.size(), 0)));
-    record = arena ? mom::decode_object(type, bytes, *arena) : nullptr;
+    record = arena ? mom::decode_message(type, bytes, *arena) : nullptr;
     if (!record) {
         return arena ? fail(OX_MOM_E_DECODE, "%s does not decode as its type", type.name)
                      : fail(OX_MOM_E_MEMORY, "out of memory");
@@ -149,7 +162,8 @@ void ox_mom_client_destroy(MomClient *client) {
 }
 
 int ox_mom_client_fd(const MomClient *client) {
-    return call(client, [&] { return client->fd(); });
+    const int32_t code = check(client);
+    return code != 0 ? code : client->fd();
 }
 
 int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms) {
@@ -166,9 +180,8 @@ int32_t ox_mom_client_set_reconnect_cb(MomClient *client, int32_t db, MomReconne
 
 MomHashResult *ox_mom_hgetall_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
     mom::ResultArenaPtr arena;
-    int32_t code = call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
-        const int32_t wrong_kind = expect_kind(type, true);
-        return wrong_kind != 0 ? wrong_kind : read_hash(*client, db, *request, arena);
+    const int32_t code = call(client, request, [&](const ProtobufCMessageDescriptor &) {
+        return read_hash(*client, db, *request, arena);
     });
     return code == 0 ? mom::ResultArena::first<MomHashResult>(arena.release()) : nullptr;
 }

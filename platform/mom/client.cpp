@@ -8,6 +8,7 @@
 
 #include "error.h"
 #include "record_codec.h"
+#include "wire.h"
 
 using mom::Channel;
 using mom::DecodedNotice;
@@ -48,10 +49,14 @@ MomClient *MomClient::create(const mom::StoreName &name, mom::Millis timeout) {
     return client.release();
 }
 
-void MomClient::destroy() {
-    destroyed_ = true;
-    if (depth_ == 0) {
-        delete this;
+MomClient::CallScope::~CallScope() {
+    if (--client_.depth_ > 0) {
+        return;
+    }
+    if (client_.destroyed_) {
+        delete &client_;
+    } else if (!client_.queue_.empty()) {
+        client_.loop_.wake();
     }
 }
 
@@ -101,9 +106,11 @@ int32_t MomClient::subscribe(int32_t db, const ProtobufCMessageDescriptor &type,
     if (const int32_t code = store_->follow(name)) {
         return code;
     }
-    const auto channel = subscriptions_.find_or_add(name, db, type.name);
-    put({.kind = Delivery::Kind::kConfirmation, .place = ++place_, .channel = channel, .cb = cb});
-    mom::Subscriptions::put_record(*channel, {.type = &type, .cb = cb, .since = place_});
+    Channel &channel = subscriptions_.find_or_add(name, db, type.name);
+    Delivery &confirmation = put(Delivery::Kind::kConfirmation);
+    confirmation.channel = &channel;
+    confirmation.cb = cb;
+    mom::Subscriptions::put_record(channel, {.type = &type, .cb = cb, .since = confirmation.place});
     return 0;
 }
 
@@ -117,20 +124,20 @@ int32_t MomClient::subscribe_fields(int32_t db, const ProtobufCMessage &request,
     if (const int32_t code = store_->follow(name)) {
         return code;
     }
-    const auto channel = subscriptions_.find_or_add(name, db, key);
-    channel->fields.reserve(channel->fields.size() + field_ids.size());
+    Channel &channel = subscriptions_.find_or_add(name, db, key);
+    channel.fields.reserve(channel.fields.size() + field_ids.size());
     for (size_t i = 0; i < field_ids.size(); ++i) {
-        channel->fields.push_back({.type = request.descriptor,
-                                   .field = field_ids[i],
-                                   .cb = cbs[i],
-                                   .arg = args ? args[i] : nullptr,
-                                   .since = place_});
+        channel.fields.push_back({.type = request.descriptor,
+                                  .field = field_ids[i],
+                                  .cb = cbs[i],
+                                  .arg = args ? args[i] : nullptr,
+                                  .since = place_});
     }
     return 0;
 }
 
 void MomClient::on_message(std::string_view name, std::string_view notice) {
-    const auto channel = subscriptions_.find(name);
+    Channel *channel = subscriptions_.find(name);
     if (!channel) {
         return;
     }
@@ -140,45 +147,44 @@ void MomClient::on_message(std::string_view name, std::string_view notice) {
         store_->fall_behind();
         return;
     }
-    put({.kind = Delivery::Kind::kNotice, .place = ++place_, .channel = channel, .notice = std::string(notice)});
+    Delivery &delivery = put(Delivery::Kind::kNotice);
+    delivery.channel = channel;
+    delivery.notice = notice;
 }
 
 void MomClient::on_restored() {
     subscriptions_.forget_records();
-    for (const auto &entry : subscriptions_.with_fields()) {
-        put({.kind = Delivery::Kind::kPresent, .place = ++place_, .channel = entry.second});
+    for (Channel *channel : subscriptions_.with_fields()) {
+        put(Delivery::Kind::kPresent).channel = channel;
     }
     for (int32_t db = 0; db < kDatabases; ++db) {
         if (store_->is_connected(db)) {
-            put({.kind = Delivery::Kind::kRestored, .place = ++place_, .db = db});
+            put(Delivery::Kind::kRestored).db = db;
         }
     }
 }
 
 std::vector<std::string> MomClient::lasting_channels() const {
     std::vector<std::string> names;
-    for (const auto &entry : subscriptions_.with_fields()) {
-        names.push_back(entry.first);
+    for (const Channel *channel : subscriptions_.with_fields()) {
+        names.push_back(channel->name);
     }
     return names;
 }
 
-void MomClient::put(Delivery delivery) {
-    queue_.push_back(std::move(delivery));
-    if (queue_.size() == 1) {
-        loop_.wake();
-    }
-}
+Delivery &MomClient::put(Delivery::Kind kind) { return queue_.push(kind, ++place_); }
 
 // Delivering.
 
 int32_t MomClient::process(int32_t timeout_ms) {
-    const CallbackScope scope(*this);
     const auto deadline = mom::Clock::now() + mom::Millis(std::max(timeout_ms, 0));
     for (;;) {
         loop_.run();
         const int32_t made = deliver_waiting();
-        if (made != 0 || destroyed_ || timeout_ms == 0) {
+        if (destroyed_) {
+            return fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback");
+        }
+        if (made != 0 || timeout_ms == 0) {
             return made;
         }
         const auto left = std::chrono::ceil<mom::Millis>(deadline - mom::Clock::now());
@@ -195,13 +201,10 @@ int32_t MomClient::process(int32_t timeout_ms) {
 // keep their caller for ever.
 int32_t MomClient::deliver_waiting() {
     int32_t made = 0;
+    Delivery delivery;
     for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_; --waiting) {
-        Delivery delivery = std::move(queue_.front());
-        queue_.pop_front();
+        queue_.pop(delivery);
         made += deliver(delivery);
-    }
-    if (!queue_.empty()) {
-        loop_.wake();
     }
     return made;
 }
@@ -215,19 +218,20 @@ int32_t MomClient::deliver(Delivery &delivery) {
         case Delivery::Kind::kRestored:
             return deliver_restored(delivery);
         case Delivery::Kind::kNotice:
-            break;
+            return deliver_notice(delivery, delivery.notice);
     }
-    Notice notice;
-    if (!mom::read_notice(delivery.notice, notice)) {
-        mom::report("a notification of %s skipped: it can't be read", delivery.channel->key.c_str());
-        return 0;
-    }
-    return deliver_notice(delivery, notice);
+    return 0;
 }
 
-int32_t MomClient::deliver_notice(const Delivery &delivery, Notice &notice) {
+int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view text) {
     const Channel &channel = *delivery.channel;
-    DecodedNotice decoded(notice, channel, arenas_);
+    mom::ScratchPool::Lease scratch(scratches_);
+    Notice &notice = scratch.notice();
+    if (!mom::read_notice(text, notice)) {
+        mom::report("a notification of %s skipped: it can't be read", channel.key.c_str());
+        return 0;
+    }
+    DecodedNotice decoded(notice, channel, scratch.arena());
     int32_t made = 0;
     // By number: callbacks may add subscriptions, and a reconnection may take them all away.
     for (size_t i = 0, count = channel.records.size(); i < count && i < channel.records.size(); ++i) {
@@ -259,7 +263,6 @@ int32_t MomClient::deliver_notice(const Delivery &delivery, Notice &notice) {
 
 int32_t MomClient::deliver_present(const Delivery &delivery) {
     const Channel &channel = *delivery.channel;
-    Notice notice;
     const mom::RecordName name{.db = channel.db, .type = channel.fields.front().type->name, .key = channel.key};
     mom::StoredFields stored;
     if (store_->read_hash(name, stored) != 0) {
@@ -267,10 +270,8 @@ int32_t MomClient::deliver_present(const Delivery &delivery) {
         return 0;
     }
     // Callbacks may make requests, which take the memory that the fields are in.
-    const std::string text =
-        mom::write_notice(stored.empty() ? OX_MOM_CMD_DELETED : OX_MOM_CMD_DELIVERED, "-", stored);
-    mom::read_notice(text, notice);
-    return deliver_notice(delivery, notice);
+    return deliver_notice(
+        delivery, mom::write_notice(stored.empty() ? OX_MOM_CMD_DELETED : OX_MOM_CMD_DELIVERED, "-", stored));
 }
 
 int32_t MomClient::deliver_confirmation(const Delivery &delivery) {
@@ -300,9 +301,9 @@ public:
         : client_(client), db_(db), type_(type), cb_(cb) {}
 
     bool on_hash(std::string_view key, const mom::StoredFields &fields) override {
-        ArenaLease arena(client_.arenas_);
-        MomHashResult *result = mom::make_result(*arena);
-        if (!result || mom::decode_hash(type_, fields, key, *arena, *result) != 0) {
+        const mom::ScratchPool::Lease scratch(client_.scratches_);
+        MomHashResult *result = mom::make_result(scratch.arena());
+        if (!result || mom::decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
             mom::report("record skipped: %s", mom::last_error());
             return true;
         }
@@ -310,8 +311,8 @@ public:
     }
 
     bool on_object(std::string_view bytes) {
-        ArenaLease arena(client_.arenas_);
-        ProtobufCMessage *record = mom::decode_object(type_, bytes, *arena);
+        const mom::ScratchPool::Lease scratch(client_.scratches_);
+        ProtobufCMessage *record = mom::decode_message(type_, bytes, scratch.arena());
         if (!record) {
             mom::report("record skipped: %s does not decode as its type", type_.name);
             return true;
@@ -320,8 +321,6 @@ public:
     }
 
 private:
-    using ArenaLease = mom::ArenaPool::Lease;
-
     bool call(int32_t cmd, void *result) {
         MomMsg message{.client = &client_, .db = db_, .cmd = cmd, .result = result};
         cb_(&client_, &message);
@@ -335,7 +334,6 @@ private:
 };
 
 int32_t MomClient::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
-    const CallbackScope scope(*this);
     Scan scan(*this, db, type, cb);
     int32_t code = 0;
     if (mom::index_of(type)) {

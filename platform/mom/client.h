@@ -3,7 +3,6 @@
 
 #include <array>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <span>
 #include <string>
@@ -25,8 +24,20 @@ public:
     MomClient &operator=(const MomClient &) = delete;
     ~MomClient() = default;
 
-    // Deletes the client, after the callback that it is called from has returned.
-    void destroy();
+    // A call of the client, from its beginning to its end. What must wait for the end of the outermost one, when no
+    // callback is under way, is done there: destroying the client, and making fd() readable for what is in the queue.
+    class CallScope {
+    public:
+        explicit CallScope(MomClient &client) : client_(client) { ++client_.depth_; }
+        CallScope(const CallScope &) = delete;
+        CallScope &operator=(const CallScope &) = delete;
+        ~CallScope();
+
+    private:
+        MomClient &client_;
+    };
+
+    void destroy() { destroyed_ = true; }
 
     // 0 when the calling thread may use the client.
     int32_t check_caller() const;
@@ -50,32 +61,16 @@ public:
 private:
     class Scan;
 
-    // Callbacks are being made: destroying waits until the outermost of them are done.
-    class CallbackScope {
-    public:
-        explicit CallbackScope(MomClient &client) : client_(client) { ++client_.depth_; }
-        CallbackScope(const CallbackScope &) = delete;
-        CallbackScope &operator=(const CallbackScope &) = delete;
-        ~CallbackScope() {
-            if (--client_.depth_ == 0 && client_.destroyed_) {
-                delete &client_;
-            }
-        }
-
-    private:
-        MomClient &client_;
-    };
-
     MomClient();
 
     void on_message(std::string_view channel, std::string_view notice) override;
     void on_restored() override;
     std::vector<std::string> lasting_channels() const override;
 
-    void put(mom::Delivery delivery);
+    mom::Delivery &put(mom::Delivery::Kind kind);
     int32_t deliver_waiting();
     int32_t deliver(mom::Delivery &delivery);
-    int32_t deliver_notice(const mom::Delivery &delivery, mom::Notice &notice);
+    int32_t deliver_notice(const mom::Delivery &delivery, std::string_view text);
     int32_t deliver_present(const mom::Delivery &delivery);
     int32_t deliver_confirmation(const mom::Delivery &delivery);
     int32_t deliver_restored(const mom::Delivery &delivery);
@@ -89,7 +84,7 @@ private:
     std::unique_ptr<mom::Store> store_;
     mom::Subscriptions subscriptions_;
     std::array<MomReconnectCb, kDatabases> reconnect_cbs_{};
-    std::deque<mom::Delivery> queue_;
+    mom::DeliveryQueue queue_;
     uint64_t place_ = 0;  // of the latest delivery
-    mom::ArenaPool arenas_;
+    mom::ScratchPool scratches_;
 };

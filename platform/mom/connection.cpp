@@ -13,7 +13,9 @@ namespace mom {
 
 namespace {
 
-constexpr size_t kReceiveSize = size_t{64} * 1024;
+// hiredis moves what is left of its buffer each time it has consumed a kilobyte: little at a time is cheapest.
+constexpr size_t kReceiveSize = size_t{8} * 1024;
+constexpr size_t kKeptBuffer = size_t{1024} * 1024;
 
 void append_length(std::string &out, char kind, size_t length) {
     char digits[24];
@@ -42,6 +44,7 @@ std::unique_ptr<Connection> Connection::open(const Endpoint &endpoint) {
         redisEnableKeepAlive(context);
     }
     context->reader->fn = &reply_functions;
+    context->reader->maxbuf = kKeptBuffer;
     return std::unique_ptr<Connection>(new Connection(context, endpoint.text()));
 }
 

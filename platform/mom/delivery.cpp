@@ -1,42 +1,80 @@
 #include "delivery.h"
 
+#include <algorithm>
 #include <new>
 #include <utility>
 
 #include "error.h"
 #include "record_codec.h"
+#include "wire.h"
 
 namespace mom {
 
 namespace {
 
-constexpr size_t kPooledCapacity = 2048;  // more than any record of usual length; a longer one overflows
-constexpr size_t kPooledArenas = 4;
+constexpr size_t kScratchCapacity = 2048;  // more than any record of usual length; a longer one overflows
+constexpr size_t kIdleScratches = 4;
+constexpr size_t kFirstRing = 64;
+constexpr size_t kKeptRing = 1024;  // a longer one is not kept once it is empty
 
 }  // namespace
 
-ResultArenaPtr ArenaPool::take() {
-    if (!idle_.empty()) {
-        ResultArenaPtr arena = std::move(idle_.back());
-        idle_.pop_back();
-        return arena;
+Delivery &DeliveryQueue::push(Delivery::Kind kind, uint64_t place) {
+    if (count_ == ring_.size()) {
+        grow();
     }
-    ResultArenaPtr arena(ResultArena::create(kPooledCapacity));
-    if (!arena) {
+    Delivery &slot = ring_[(first_ + count_++) % ring_.size()];
+    slot.kind = kind;
+    slot.place = place;
+    slot.channel = nullptr;
+    slot.cb = nullptr;
+    slot.db = 0;
+    slot.notice.clear();
+    return slot;
+}
+
+void DeliveryQueue::pop(Delivery &into) {
+    std::swap(into, ring_[first_]);
+    first_ = (first_ + 1) % ring_.size();
+    if (--count_ == 0 && ring_.size() > kKeptRing) {
+        clear();
+    }
+}
+
+void DeliveryQueue::clear() {
+    ring_ = {};
+    first_ = 0;
+    count_ = 0;
+}
+
+void DeliveryQueue::grow() {
+    std::vector<Delivery> larger(std::max(kFirstRing, ring_.size() * 2));
+    for (size_t i = 0; i < count_; ++i) {
+        larger[i] = std::move(ring_[(first_ + i) % ring_.size()]);
+    }
+    ring_ = std::move(larger);
+    first_ = 0;
+}
+
+Scratch ScratchPool::take() {
+    if (!idle_.empty()) {
+        Scratch scratch = std::move(idle_.back());
+        idle_.pop_back();
+        return scratch;
+    }
+    Scratch scratch{.arena = ResultArenaPtr(ResultArena::create(kScratchCapacity)), .notice = {}};
+    if (!scratch.arena) {
         throw std::bad_alloc();
     }
-    return arena;
+    return scratch;
 }
 
-void ArenaPool::give_back(ResultArenaPtr arena) {
-    arena->clear();
-    if (idle_.size() < kPooledArenas) {
-        idle_.push_back(std::move(arena));
+void ScratchPool::give_back(Scratch scratch) {
+    scratch.arena->clear();
+    if (idle_.size() < kIdleScratches) {
+        idle_.push_back(std::move(scratch));
     }
 }
-
-DecodedNotice::DecodedNotice(Notice &notice, const Channel &channel, ArenaPool &pool)
-    : notice_(notice), channel_(channel), arena_(pool) {}
 
 std::optional<void *> DecodedNotice::for_record(const ProtobufCMessageDescriptor &type) {
     if (!decode(type)) {
@@ -59,18 +97,18 @@ bool DecodedNotice::decode(const ProtobufCMessageDescriptor &type) {
     if (decoded_as_ == &type) {
         return good_;
     }
-    (*arena_).clear();
+    arena_.clear();
     decoded_as_ = &type;
-    result_ = make_result(*arena_);
+    result_ = make_result(arena_);
     if (!result_) {
         throw std::bad_alloc();
     }
     if (index_of(type)) {
         const bool right_kind = notice_.cmd == OX_MOM_CMD_DELIVERED || notice_.cmd == OX_MOM_CMD_DELETED;
-        good_ = right_kind && decode_hash(type, notice_.fields, channel_.key, *arena_, *result_) == 0;
+        good_ = right_kind && decode_hash(type, notice_.fields, channel_.key, arena_, *result_) == 0;
     } else {
         const bool right_kind = notice_.cmd == OX_MOM_CMD_WRITTEN || notice_.cmd == OX_MOM_CMD_DELETED;
-        result_->record = right_kind ? decode_object(type, notice_.bytes, *arena_) : nullptr;
+        result_->record = right_kind ? decode_message(type, notice_.bytes, arena_) : nullptr;
         good_ = result_->record != nullptr;
     }
     if (!good_) {

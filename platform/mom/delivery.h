@@ -22,45 +22,69 @@ struct Delivery {
         kRestored       // the reconnection callback of a database
     };
 
-    Kind kind;
-    uint64_t place;  // in the order of all deliveries
-    Subscriptions::ChannelPtr channel = {};
-    std::string notice = {};
+    Kind kind = Kind::kNotice;
+    uint64_t place = 0;  // in the order of all deliveries
+    Channel *channel = nullptr;
     MomMsgCb cb = nullptr;
     int32_t db = 0;
+    std::string notice = {};
 };
 
-// Arenas that results are decoded into; a delivery inside a delivery takes another one.
-class ArenaPool {
+// First in, first out. The memory of notices goes round: none is allocated for each.
+class DeliveryQueue {
 public:
-    // One arena, for as long as this lives.
+    bool empty() const { return count_ == 0; }
+    size_t size() const { return count_; }
+
+    Delivery &push(Delivery::Kind kind, uint64_t place);
+    void pop(Delivery &into);
+    void clear();
+
+private:
+    void grow();
+
+    std::vector<Delivery> ring_;
+    size_t first_ = 0;
+    size_t count_ = 0;
+};
+
+// What a notice is read and decoded into, kept from one delivery to the next. A delivery inside a delivery takes
+// another one.
+struct Scratch {
+    ResultArenaPtr arena;
+    Notice notice;
+};
+
+class ScratchPool {
+public:
+    // One scratch, for as long as this lives.
     class Lease {
     public:
-        explicit Lease(ArenaPool &pool) : pool_(pool), arena_(pool.take()) {}
+        explicit Lease(ScratchPool &pool) : pool_(pool), scratch_(pool.take()) {}
         Lease(const Lease &) = delete;
         Lease &operator=(const Lease &) = delete;
-        ~Lease() { pool_.give_back(std::move(arena_)); }
+        ~Lease() { pool_.give_back(std::move(scratch_)); }
 
-        ResultArena &operator*() const { return *arena_; }
+        ResultArena &arena() const { return *scratch_.arena; }
+        Notice &notice() { return scratch_.notice; }
 
     private:
-        ArenaPool &pool_;
-        ResultArenaPtr arena_;
+        ScratchPool &pool_;
+        Scratch scratch_;
     };
 
 private:
-    ResultArenaPtr take();
-    void give_back(ResultArenaPtr arena);
+    Scratch take();
+    void give_back(Scratch scratch);
 
-    std::vector<ResultArenaPtr> idle_;
+    std::vector<Scratch> idle_;
 };
 
 // A notice as its listeners get it: decoded when the first of them asks, and once for all whose type is the same.
 class DecodedNotice {
 public:
-    DecodedNotice(Notice &notice, const Channel &channel, ArenaPool &pool);
-    DecodedNotice(const DecodedNotice &) = delete;
-    DecodedNotice &operator=(const DecodedNotice &) = delete;
+    DecodedNotice(Notice &notice, const Channel &channel, ResultArena &arena)
+        : notice_(notice), channel_(channel), arena_(arena) {}
 
     // What a record callback's message points to; empty when the notice does not decode, which is reported.
     std::optional<void *> for_record(const ProtobufCMessageDescriptor &type);
@@ -72,7 +96,7 @@ private:
 
     Notice &notice_;
     const Channel &channel_;
-    ArenaPool::Lease arena_;
+    ResultArena &arena_;
     const ProtobufCMessageDescriptor *decoded_as_ = nullptr;
     MomHashResult *result_ = nullptr;
     bool good_ = false;

@@ -9,23 +9,27 @@ namespace {
 
 thread_local char words[512];
 
+void keep(const char *format, va_list args) {
+    // Formatted aside first: an argument may be the last error itself.
+    char text[sizeof words];
+    vsnprintf(text, sizeof text, format, args);
+    snprintf(words, sizeof words, "%s", text);
+}
+
 }  // namespace
 
 int32_t fail(int32_t code, const char *format, ...) {
-    // Formatted aside first: an argument may be the last error itself.
-    char text[sizeof words];
     va_list args;
     va_start(args, format);
-    vsnprintf(text, sizeof text, format, args);
+    keep(format, args);
     va_end(args);
-    snprintf(words, sizeof words, "%s", text);
     return code;
 }
 
 void report(const char *format, ...) {
     va_list args;
     va_start(args, format);
-    vsnprintf(words, sizeof words, format, args);
+    keep(format, args);
     va_end(args);
     fprintf(stderr, "ox_mom: %s\n", words);
 }

@@ -9,7 +9,6 @@
 #include "error.h"
 #include "notice.h"
 #include "ox_mom.h"
-#include "record_codec.h"
 #include "store.h"
 
 namespace mom {
@@ -59,11 +58,18 @@ private:
     bool overflown_ = false;
 };
 
+using Fields = std::map<uint32_t, std::string>;
+
+void show(const Fields &stored, StoredFields &fields) {
+    fields.clear();
+    for (const auto &[number, value] : stored) {
+        fields.push_back({.number = number, .value = value});
+    }
+}
+
 // The data of one name. Everything happens under its lock, so that all followers hear all changes in one order.
 class MemData {
 public:
-    using Fields = std::map<uint32_t, std::string>;
-
     static std::shared_ptr<MemData> named(const std::string &name) {
         // Kept until the process ends, as a server keeps its data when its clients go.
         static auto *const mutex = new std::mutex;
@@ -98,8 +104,8 @@ public:
     void write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) {
         const std::scoped_lock lock(mutex_);
         Fields &stored = databases_[name.db].hashes[std::string(name.type)][std::string(name.key)];
-        for (const auto &[number, value] : fields) {
-            stored[field_number(number)] = value;
+        for (const StoredField &field : fields) {
+            stored[field.number] = field.value;
         }
         tell(name, hash_notice(OX_MOM_CMD_DELIVERED, written, stored));
     }
@@ -155,12 +161,8 @@ private:
     };
 
     static std::string hash_notice(int32_t cmd, std::string_view written, const Fields &stored) {
-        std::vector<std::string> numbers;
-        numbers.reserve(stored.size());
         StoredFields fields;
-        for (const auto &[number, value] : stored) {
-            fields.emplace_back(numbers.emplace_back(std::to_string(number)), value);
-        }
+        show(stored, fields);
         return write_notice(cmd, written, fields);
     }
 
@@ -205,7 +207,7 @@ public:
 
     int32_t read_hash(const RecordName &name, StoredFields &fields) override {
         read_ = data_->read_hash(name);
-        show(read_, read_numbers_, fields);
+        show(read_, fields);
         return 0;
     }
 
@@ -236,11 +238,10 @@ public:
     }
 
     int32_t scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) override {
-        std::vector<std::string> numbers;
         StoredFields fields;
         for (const std::string &key : data_->keys(db, type)) {
-            const MemData::Fields stored = data_->read_hash({.db = db, .type = type, .key = key});
-            show(stored, numbers, fields);
+            const Fields stored = data_->read_hash({.db = db, .type = type, .key = key});
+            show(stored, fields);
             if (!fields.empty() && !visitor.on_hash(key, fields)) {
                 break;
             }
@@ -250,6 +251,7 @@ public:
 
     int32_t follow(const std::string &channel) override {
         data_->follow(channel, mailbox_);
+        on_wake();  // what has come before is older than this subscription
         return 0;
     }
 
@@ -264,15 +266,6 @@ public:
     }
 
 private:
-    static void show(const MemData::Fields &stored, std::vector<std::string> &numbers, StoredFields &fields) {
-        numbers.clear();
-        numbers.reserve(stored.size());
-        fields.clear();
-        for (const auto &[number, value] : stored) {
-            fields.emplace_back(numbers.emplace_back(std::to_string(number)), value);
-        }
-    }
-
     void on_wake() override {
         std::deque<Mailbox::Letter> letters;
         if (!mailbox_.take(letters)) {
@@ -297,8 +290,7 @@ private:
     Mailbox mailbox_;
     std::set<int32_t> connected_;
     unsigned falls_ = 0;
-    MemData::Fields read_;
-    std::vector<std::string> read_numbers_;
+    Fields read_;
     std::string read_object_;
 };
 

@@ -33,7 +33,7 @@ bool read_fields(std::string_view list, std::string_view bytes, StoredFields &fi
         if (colon == std::string_view::npos || !parse(entry.substr(colon + 1), length) || length > bytes.size()) {
             return false;
         }
-        fields.emplace_back(entry.substr(0, colon), bytes.substr(0, length));
+        fields.push_back({.number = field_number(entry.substr(0, colon)), .value = bytes.substr(0, length)});
         bytes.remove_prefix(length);
     }
     return bytes.empty();
@@ -45,13 +45,14 @@ std::string write_notice(int32_t cmd, std::string_view written, const StoredFiel
     std::string text = std::to_string(cmd);
     text.append(" ").append(written).append(" ");
     const char *separator = "";
-    for (const auto &[number, value] : fields) {
-        text.append(separator).append(number).append(":").append(std::to_string(value.size()));
+    for (const StoredField &field : fields) {
+        text.append(separator).append(std::to_string(field.number)).append(":");
+        text.append(std::to_string(field.value.size()));
         separator = ",";
     }
     text += '\n';
-    for (const auto &field : fields) {
-        text.append(field.second);
+    for (const StoredField &field : fields) {
+        text.append(field.value);
     }
     return text;
 }

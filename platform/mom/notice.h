@@ -12,9 +12,9 @@ namespace mom {
 
 struct Notice {
     int32_t cmd = 0;
-    std::string_view written;  // numbers, comma between them
-    std::string_view bytes;    // a single object's
-    StoredFields fields;       // a hash's
+    std::string_view written = {};  // numbers, comma between them
+    std::string_view bytes = {};    // a single object's
+    StoredFields fields = {};       // a hash's
 };
 
 std::string write_notice(int32_t cmd, std::string_view written, const StoredFields &fields);

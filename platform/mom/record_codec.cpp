@@ -1,10 +1,8 @@
 #include "record_codec.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstddef>
 #include <cstring>
-#include <memory>
 
 #include "error.h"
 
@@ -85,50 +83,6 @@ int32_t append_index_value(const ProtobufCMessage &index, const ProtobufCFieldDe
     return fail(OX_MOM_E_ARGUMENT, "%s: index field %s can't address a record", index.descriptor->name, field.name);
 }
 
-bool read_varint(std::string_view &bytes, uint64_t &value) {
-    value = 0;
-    for (unsigned shift = 0; shift < 64 && !bytes.empty(); shift += 7) {
-        const auto byte = static_cast<uint8_t>(bytes.front());
-        bytes.remove_prefix(1);
-        value |= uint64_t{byte & 0x7FU} << shift;
-        if (byte < 0x80) {
-            return true;
-        }
-    }
-    return false;
-}
-
-// Takes one field of that number off the front.
-bool take_field(std::string_view &bytes, uint32_t number) {
-    uint64_t tag = 0;
-    if (!read_varint(bytes, tag) || tag >> 3 != number) {
-        return false;
-    }
-    uint64_t size = 0;
-    switch (tag & 7) {
-        case PROTOBUF_C_WIRE_TYPE_VARINT:
-            return read_varint(bytes, size);
-        case PROTOBUF_C_WIRE_TYPE_64BIT:
-            size = 8;
-            break;
-        case PROTOBUF_C_WIRE_TYPE_32BIT:
-            size = 4;
-            break;
-        case PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED:
-            if (!read_varint(bytes, size)) {
-                return false;
-            }
-            break;
-        default:
-            return false;
-    }
-    if (size > bytes.size()) {
-        return false;
-    }
-    bytes.remove_prefix(static_cast<size_t>(size));
-    return true;
-}
-
 }  // namespace
 
 const ProtobufCFieldDescriptor *index_of(const ProtobufCMessageDescriptor &type) {
@@ -174,57 +128,31 @@ int32_t EncodedFields::encode(const ProtobufCMessage &record, std::span<const in
             append(record, *field);
         }
     }
-    // Only now do the two strings stay where they are.
-    size_t number = 0;
-    size_t value = 0;
-    for (const auto &[number_end, value_end] : ends_) {
-        fields_.emplace_back(std::string_view(numbers_).substr(number, number_end - number),
-                             std::string_view(values_).substr(value, value_end - value));
-        number = number_end;
-        value = value_end;
+    // Only now do the bytes stay where they are.
+    for (size_t i = 0; i < fields_.size(); ++i) {
+        const size_t end = i + 1 < starts_.size() ? starts_[i + 1] : values_.size();
+        fields_[i].value = std::string_view(values_).substr(starts_[i], end - starts_[i]);
     }
     return 0;
 }
 
 void EncodedFields::append(const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field) {
     // A message with nothing else in it packs to exactly this field, or to nothing when it is at its default.
-    const size_t size = record.descriptor->sizeof_message;
-    const auto alone = std::make_unique<std::max_align_t[]>(size / sizeof(std::max_align_t) + 1);
-    auto *message = reinterpret_cast<ProtobufCMessage *>(alone.get());
+    alone_.resize(record.descriptor->sizeof_message / sizeof(std::max_align_t) + 1);
+    auto *message = reinterpret_cast<ProtobufCMessage *>(alone_.data());
     protobuf_c_message_init(record.descriptor, message);
     copy_field(field, record, reinterpret_cast<std::byte *>(message));
-    append_number(numbers_, field.id);
     const size_t start = values_.size();
     values_.resize(start + protobuf_c_message_get_packed_size(message));
     protobuf_c_message_pack(message, reinterpret_cast<uint8_t *>(values_.data()) + start);
-    ends_.emplace_back(numbers_.size(), values_.size());
+    starts_.push_back(start);
+    fields_.push_back({.number = field.id, .value = {}});
 }
 
 std::string encode_object(const ProtobufCMessage &record) {
     std::string bytes(protobuf_c_message_get_packed_size(&record), '\0');
     protobuf_c_message_pack(&record, reinterpret_cast<uint8_t *>(bytes.data()));
     return bytes;
-}
-
-bool are_whole(const StoredFields &fields) {
-    return std::ranges::all_of(fields, [](const auto &field) {
-        auto [name, value] = field;
-        const uint32_t number = field_number(name);
-        while (number != 0 && !value.empty()) {
-            if (!take_field(value, number)) {
-                return false;
-            }
-        }
-        return number != 0;
-    });
-}
-
-uint32_t field_number(std::string_view name) {
-    constexpr uint32_t kHighest = (1U << 29) - 1;
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-    const bool valid = error == std::errc() && end == name.data() + name.size() && number <= kHighest;
-    return valid ? number : 0;
 }
 
 }  // namespace mom

@@ -1,6 +1,7 @@
 // Between messages and what is stored: keys, and fields in wire form.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
@@ -33,20 +34,13 @@ public:
 private:
     void append(const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field);
 
-    std::string numbers_;
+    std::vector<std::max_align_t> alone_;
     std::string values_;
     std::string written_;
-    std::vector<std::pair<size_t, size_t>> ends_;
+    std::vector<size_t> starts_;  // of the values
     StoredFields fields_;
 };
 
 std::string encode_object(const ProtobufCMessage &record);
-
-// Whether the stored fields are what encode() makes: every name a number, and every value exactly that field. So a
-// damaged value can't swallow its neighbours when they are decoded end to end.
-bool are_whole(const StoredFields &fields);
-
-// A field's number as its stored name has it; 0 when it is none.
-uint32_t field_number(std::string_view name);
 
 }  // namespace mom

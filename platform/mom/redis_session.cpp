@@ -65,10 +65,10 @@ bool RedisSession::drive(Pending pending) {
 
 int32_t RedisSession::connect(int32_t db) {
     bool &wanted = wanted_[static_cast<size_t>(db)];
-    if (wanted && state_ == State::kUp) {
+    if (wanted) {
         return 0;
     }
-    const bool is_new = !std::exchange(wanted, true);
+    wanted = true;
     if (state_ == State::kIdle) {
         begin();
     } else if (state_ == State::kUp) {
@@ -82,7 +82,7 @@ int32_t RedisSession::connect(int32_t db) {
     if (state_ == State::kUp) {
         return 0;
     }
-    wanted = wanted && !is_new;
+    wanted = false;
     return fail(code_, "%s", why_.c_str());
 }
 
@@ -226,6 +226,7 @@ void RedisSession::opened_one() {
 // Only now that the notifications' connection is watched can confirmations come.
 void RedisSession::follow_lasting() {
     link_watch_ = std::make_unique<Watch>(loop_, link_->fd(), *this);
+    link_arena_.clear();
     followed_.clear();
     unconfirmed_ = 0;
     for (const std::string &channel : listener_.lasting_channels()) {
@@ -313,9 +314,8 @@ int32_t RedisSession::follow(const std::string &channel) {
     if (state_ != State::kUp) {
         return fail(OX_MOM_E_LOST, "the connection is lost: %s", why_.c_str());
     }
-    if (followed_.contains(channel)) {
-        return 0;
-    }
+    // Asked for again even when it is followed already: what comes before the answer is older than this subscription.
+    followed_.erase(channel);
     link_->add({"SUBSCRIBE", channel});
     ++unconfirmed_;
     watch_link();
@@ -345,12 +345,12 @@ bool RedisSession::read_link() {
     }
     hear();
     while (link_) {
-        link_arena_.clear();
         const Reply *reply = link_->next_reply(link_arena_);
         if (!reply) {
             return !link_->is_broken();
         }
         on_push(*reply);
+        link_arena_.clear();  // not before the next one: part of it may have been built already
     }
     return true;  // given up by the listener meanwhile
 }

@@ -26,7 +26,7 @@ struct Script {
 bool to_fields(const Reply &reply, StoredFields &fields) {
     fields.clear();
     for (size_t i = 0; i + 1 < reply.elements.size(); i += 2) {
-        fields.emplace_back(reply.elements[i].text, reply.elements[i + 1].text);
+        fields.push_back({.number = field_number(reply.elements[i].text), .value = reply.elements[i + 1].text});
     }
     return reply.type == Reply::Type::kArray;
 }
@@ -59,8 +59,10 @@ public:
         const std::string of_type = channel_of(name.db, name.type);
         const std::string of_record = channel_of(name.db, name.key);
         words_.assign({of_type, of_record, written});
-        for (const auto &[number, value] : fields) {
-            words_.insert(words_.end(), {number, value});
+        numbers_.clear();
+        numbers_.reserve(fields.size());
+        for (const StoredField &field : fields) {
+            words_.insert(words_.end(), {numbers_.emplace_back(std::to_string(field.number)), field.value});
         }
         const std::string set = set_of(name.type);
         return run(write_hash_, name, {name.key, set}, words_);
@@ -131,6 +133,7 @@ private:
     RedisSession session_;
     ReplyArena arena_;
     std::vector<std::string_view> words_;
+    std::vector<std::string> numbers_;
     std::vector<std::string_view> command_;
     Script write_hash_{.body = kWriteHashScript, .digest = {}};
     Script remove_hash_{.body = kRemoveHashScript, .digest = {}};

@@ -2,12 +2,11 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <new>
 #include <utility>
 
 #include "error.h"
-#include "record_codec.h"
+#include "wire.h"
 
 namespace mom {
 
@@ -16,12 +15,6 @@ namespace {
 constexpr size_t kAlign = alignof(std::max_align_t);
 
 constexpr size_t aligned(size_t size) { return (size + kAlign - 1) / kAlign * kAlign; }
-
-ProtobufCAllocator allocator_of(ResultArena &arena) {
-    return {.alloc = [](void *data, size_t size) { return static_cast<ResultArena *>(data)->allocate(size); },
-            .free = [](void *, void *) {},
-            .allocator_data = &arena};
-}
 
 }  // namespace
 
@@ -87,39 +80,22 @@ int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &
     const auto refuse = [&](int32_t code, const char *why) {
         return result.error_code = fail(code, "%.*s %s", static_cast<int>(where.size()), where.data(), why);
     };
-    if (!are_whole(fields)) {
-        return refuse(OX_MOM_E_DECODE, "does not decode: a stored field is damaged");
-    }
-    size_t size = 0;
-    for (const auto &field : fields) {
-        size += field.second.size();
-    }
     auto *ids = static_cast<int32_t *>(arena.allocate(fields.size() * sizeof(int32_t)));
-    auto *bytes = static_cast<uint8_t *>(arena.allocate(size));
-    if (!ids || !bytes) {
+    if (!ids) {
         return refuse(OX_MOM_E_MEMORY, "does not fit into memory");
     }
-    size_t n_ids = 0;
-    uint8_t *end = bytes;
-    for (const auto &[name, value] : fields) {
-        ids[n_ids++] = static_cast<int32_t>(field_number(name));
-        end = std::copy(value.begin(), value.end(), end);
-    }
-    ProtobufCAllocator allocator = allocator_of(arena);
-    ProtobufCMessage *record = protobuf_c_message_unpack(&type, &allocator, size, bytes);
+    ProtobufCMessage *record = decode_fields(type, fields, arena);
     if (!record) {
         return refuse(OX_MOM_E_DECODE, "does not decode as its type");
     }
-    std::sort(ids, ids + n_ids);
+    std::ranges::transform(fields, ids, [](const StoredField &field) { return static_cast<int32_t>(field.number); });
+    if (!std::is_sorted(ids, ids + fields.size())) {
+        std::sort(ids, ids + fields.size());
+    }
     result.record = record;
     result.field_ids = ids;
-    result.n_field_ids = static_cast<uint32_t>(n_ids);
+    result.n_field_ids = static_cast<uint32_t>(fields.size());
     return 0;
-}
-
-ProtobufCMessage *decode_object(const ProtobufCMessageDescriptor &type, std::string_view bytes, ResultArena &arena) {
-    ProtobufCAllocator allocator = allocator_of(arena);
-    return protobuf_c_message_unpack(&type, &allocator, bytes.size(), reinterpret_cast<const uint8_t *>(bytes.data()));
 }
 
 }  // namespace mom

@@ -57,7 +57,4 @@ MomHashResult *make_result(ResultArena &arena);
 int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &fields, std::string_view where,
                     ResultArena &arena, MomHashResult &result);
 
-// nullptr: does not decode, or memory is exhausted.
-ProtobufCMessage *decode_object(const ProtobufCMessageDescriptor &type, std::string_view bytes, ResultArena &arena);
-
 }  // namespace mom

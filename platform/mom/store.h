@@ -6,7 +6,6 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "loop.h"
@@ -21,8 +20,15 @@ struct RecordName {
     std::string_view key;
 };
 
-// A hash as stored: field numbers in decimal, and each field's value in wire form.
-using StoredFields = std::vector<std::pair<std::string_view, std::string_view>>;
+// A field of a hash as stored: its value in wire form. A number of 0 is none: the field was not written by us.
+struct StoredField {
+    uint32_t number;
+    std::string_view value;
+};
+using StoredFields = std::vector<StoredField>;
+
+// A field's number as its stored name has it; 0 when it is none.
+uint32_t field_number(std::string_view name);
 
 // Notifications that may wait for a client; more, and it is treated as one whose connection was lost.
 constexpr size_t kQueueLimit = 65536;

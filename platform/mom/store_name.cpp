@@ -21,9 +21,19 @@ bool take(std::string_view &text, std::string_view prefix) {
     return true;
 }
 
+// A name without the user and password that may be in it: messages get into logs.
+std::string discreet(std::string_view name) {
+    const size_t at = name.rfind('@');
+    const size_t scheme = name.find("://");
+    if (at == std::string_view::npos || scheme == std::string_view::npos || scheme > at) {
+        return std::string(name);
+    }
+    return std::string(name.substr(0, scheme + 3)).append("...").append(name.substr(at));
+}
+
 std::nullopt_t refuse(std::string_view whole, const char *why, std::string_view part) {
-    fail(OX_MOM_E_STORE, "store \"%.*s\": %s \"%.*s\"", static_cast<int>(whole.size()), whole.data(), why,
-         static_cast<int>(part.size()), part.data());
+    fail(OX_MOM_E_STORE, "store \"%s\": %s \"%.*s\"", discreet(whole).c_str(), why, static_cast<int>(part.size()),
+         part.data());
     return std::nullopt;
 }
 

@@ -4,17 +4,21 @@
 
 namespace mom {
 
-Subscriptions::ChannelPtr Subscriptions::find(std::string_view name) const {
+Channel *Subscriptions::find(std::string_view name) {
+    if (last_found_ && last_found_->name == name) {
+        return last_found_;
+    }
     const auto found = channels_.find(name);
-    return found == channels_.end() ? nullptr : found->second;
+    return found == channels_.end() ? nullptr : last_found_ = found->second.get();
 }
 
-Subscriptions::ChannelPtr Subscriptions::find_or_add(const std::string &name, int32_t db, std::string_view key) {
-    ChannelPtr &channel = channels_[name];
+Channel &Subscriptions::find_or_add(const std::string &name, int32_t db, std::string_view key) {
+    std::unique_ptr<Channel> &channel = channels_[name];
     if (!channel) {
-        channel = std::make_shared<Channel>(Channel{.db = db, .key = std::string(key), .records = {}, .fields = {}});
+        channel = std::make_unique<Channel>(
+            Channel{.name = name, .db = db, .key = std::string(key), .records = {}, .fields = {}});
     }
-    return channel;
+    return *channel;
 }
 
 void Subscriptions::put_record(Channel &channel, const RecordSubscription &subscription) {
@@ -37,10 +41,13 @@ void Subscriptions::forget_records() {
     }
 }
 
-std::map<std::string, Subscriptions::ChannelPtr> Subscriptions::with_fields() const {
-    std::map<std::string, ChannelPtr> chosen;
-    std::ranges::copy_if(channels_, std::inserter(chosen, chosen.end()),
-                         [](const auto &entry) { return !entry.second->fields.empty(); });
+std::vector<Channel *> Subscriptions::with_fields() const {
+    std::vector<Channel *> chosen;
+    for (const auto &entry : channels_) {
+        if (!entry.second->fields.empty()) {
+            chosen.push_back(entry.second.get());
+        }
+    }
     return chosen;
 }
 

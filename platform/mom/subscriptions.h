@@ -28,6 +28,7 @@ struct FieldSubscription {
 };
 
 struct Channel {
+    std::string name;
     int32_t db;
     std::string key;  // of the record, or the type's name
     std::vector<RecordSubscription> records;
@@ -36,11 +37,9 @@ struct Channel {
 
 class Subscriptions {
 public:
-    // Channels are shared with the deliveries that wait for them, and with the one that is being made.
-    using ChannelPtr = std::shared_ptr<Channel>;
-
-    ChannelPtr find(std::string_view name) const;
-    ChannelPtr find_or_add(const std::string &name, int32_t db, std::string_view key);
+    // A channel stays where it is as long as the client lives: deliveries point at it.
+    Channel *find(std::string_view name);
+    Channel &find_or_add(const std::string &name, int32_t db, std::string_view key);
 
     // Adds the subscription, or puts the one of the same callback in its place in the order.
     static void put_record(Channel &channel, const RecordSubscription &subscription);
@@ -48,11 +47,12 @@ public:
 
     void forget_records();
 
-    // The channels that carry field subscriptions, by name.
-    std::map<std::string, ChannelPtr> with_fields() const;
+    // The channels that carry field subscriptions.
+    std::vector<Channel *> with_fields() const;
 
 private:
-    std::map<std::string, ChannelPtr, std::less<>> channels_;
+    std::map<std::string, std::unique_ptr<Channel>, std::less<>> channels_;
+    Channel *last_found_ = nullptr;  // notifications of one channel tend to come together
 };
 
 }  // namespace mom
