@@ -11,6 +11,10 @@
 #include "p_libpub.pb-c.h"
 #include "s_frame.pb-c.h"
 
+/* The outcomes of an application's card check, by their own names. */
+#define APP_DF_CHECK_DENY APP_DF_CARD_CHECK_STAT__APP_DF_CHECK_DENY
+#define APP_DF_CHECK_PASS APP_DF_CARD_CHECK_STAT__APP_DF_CHECK_PASS
+
 enum {
     TREL_CAP_DB_CARDS = 1,         /* "tunner_db" in messages */
     TREL_CAP_DB_CAPABILITIES = 28, /* "ce_global" in messages */
