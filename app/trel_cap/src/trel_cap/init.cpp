@@ -2,9 +2,11 @@
 #include "trel_cap/init.h"
 
 #include "log/arguments.h"
+#include "repeat.h"
 #include "thread_logging.h"
 #include "trel_cap/node_list.h"
 #include "trel_cap/records.h"
+#include "trel_cap/registration.h"
 
 using namespace trel_cap;
 
@@ -51,6 +53,9 @@ int32_t trel_cap_init(MomClient *global, const char *reg_name) {
     }
     if (const int32_t rv = connect_database(caller, global, TREL_CAP_DB_CAPABILITIES, "ce_global"); rv != 0) {
         return rv;
+    }
+    if (trel_cap_sub(global) != 0) {
+        return repeat_failed(caller, [=] { return trel_cap_sub(global); });
     }
     if (const int32_t rv = install_reconnect_handler(caller, global, TREL_CAP_DB_CARDS, "tunner"); rv != 0) {
         return rv;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "delivery.h"
 #include "record_read.h"
 #include "repeat.h"
 #include "trel_cap/capability.h"
@@ -23,13 +24,8 @@ uint32_t copy_url(char *dst, uint32_t size, const char *url) {
 /* 0 for a result whose record has an index and the wanted value; anything else is logged. */
 template <typename Value>
 int32_t check_result(Caller caller, const MomHashResult *result) {
-    if (result == nullptr) {
-        TREL_CAP_LOG_AS(caller, kError, "result NULL");
-        return TREL_CAP_E_NO_ANSWER;
-    }
-    if (result->error_code != 0) {
-        TREL_CAP_LOG_AS(caller, kError, "result error_code %d", result->error_code);
-        return TREL_CAP_E_NO_ANSWER;
+    if (const int32_t rv = check_delivery(caller, result); rv != 0) {
+        return rv;
     }
     if (result->record == nullptr) {
         TREL_CAP_LOG_AS(caller, kError, "view is NULL, may be not exist");
@@ -81,7 +77,6 @@ int32_t trel_cap_ce_get_g_cap_int32_by_pmsg(MomMsg *pmsg, uint32_t size, char *u
 }
 
 int32_t trel_cap_get_glb_view_bool_by_pmsg(MomMsg *pmsg, uint32_t size, char *url, uint8_t *value, uint32_t *length) {
-    return repeat_on_failure(TREL_CAP_CALLER, [=] {
-        return trel_cap_ce_get_g_cap_bool_by_pmsg(pmsg, size, url, value, length);
-    });
+    return repeat_on_failure(TREL_CAP_CALLER,
+                             [=] { return trel_cap_ce_get_g_cap_bool_by_pmsg(pmsg, size, url, value, length); });
 }

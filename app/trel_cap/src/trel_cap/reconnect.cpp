@@ -1,13 +1,24 @@
 // Reconnection: the handler that the client calls, and its installation by an application.
 #include "log/arguments.h"
+#include "repeat.h"
 #include "trel_cap/init.h"
+#include "trel_cap/processors.h"
 #include "trel_cap/records.h"
+#include "trel_cap/registration.h"
 
 using namespace trel_cap;
 
-int32_t trel_cap_reconnect_db_config([[maybe_unused]] MomClient *client, int32_t db, int32_t type) {
+int32_t trel_cap_reconnect_db_config(MomClient *client, int32_t db, int32_t type) {
+    const Caller caller = TREL_CAP_CALLER;
+    if (is_null(caller, "client", client)) {
+        return TREL_CAP_E_ARGUMENT;
+    }
     g_trel_cap_config_reconnect = 1;
     TREL_CAP_LOG(kError, "con change and all db reconnected, db %d, type %d", db, type);
+    trel_cap_fe_ready_clear_all_validated_flag();
+    if (trel_cap_sub(client) != 0) {
+        return repeat_failed(caller, [=] { return trel_cap_sub(client); });
+    }
     g_trel_cap_config_reconnect = 0;
     return TREL_CAP_OK;
 }

@@ -1,6 +1,8 @@
-// Requests: records built on the stack, that point at the caller's URL. Nothing is allocated or copied.
+// Requests: records built on the stack, which point at the caller's URL. Nothing is allocated or copied.
 #ifndef TREL_CAP_REQUEST_H
 #define TREL_CAP_REQUEST_H
+
+#include <type_traits>
 
 #include "trel_cap/records.h"
 
@@ -34,6 +36,34 @@ template <>
 inline CapFabGlbState initial() {
     return CAP_FAB_GLB_STATE__INIT;
 }
+template <>
+inline CapFeReadyIndex initial() {
+    return CAP_FE_READY_INDEX__INIT;
+}
+template <>
+inline CapFeReady initial() {
+    return CAP_FE_READY__INIT;
+}
+template <>
+inline CapCmReadyIndex initial() {
+    return CAP_CM_READY_INDEX__INIT;
+}
+template <>
+inline CapCmReady initial() {
+    return CAP_CM_READY__INIT;
+}
+template <>
+inline CardInfoIndex initial() {
+    return CARD_INFO_INDEX__INIT;
+}
+template <>
+inline CardInfo initial() {
+    return CARD_INFO__INIT;
+}
+template <>
+inline AppDfCardDenyCheckResult initial() {
+    return APP_DF_CARD_DENY_CHECK_RESULT__INIT;
+}
 
 /* A capability record with its index. It points into itself, so it stays where it is made. */
 template <typename Record>
@@ -46,6 +76,23 @@ struct UrlRequest {
     UrlRequest &operator=(const UrlRequest &) = delete;
 
     CapTableIndex index = initial<CapTableIndex>();
+    Record record = initial<Record>();
+};
+
+/* The request for all records of a type: an empty record, with an empty index where the type has one. */
+template <typename Record>
+struct TypeRequest {
+    Record record = initial<Record>();
+};
+
+template <typename Record>
+requires requires(Record record) { record.index; }
+struct TypeRequest<Record> {
+    TypeRequest() { record.index = &index; }
+    TypeRequest(const TypeRequest &) = delete;
+    TypeRequest &operator=(const TypeRequest &) = delete;
+
+    std::remove_pointer_t<decltype(Record::index)> index = initial<std::remove_pointer_t<decltype(Record::index)>>();
     Record record = initial<Record>();
 };
 
