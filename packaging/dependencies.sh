@@ -68,12 +68,11 @@ missing_packages() { # PACKAGE...
 try_install() { # ATTEMPTS PACKAGE...
   local attempts=$1 attempt
   shift
-  mkdir -p "$(dirname "$install_log")"
-  : >"$install_log"
   [ "$(id -u)" = 0 ] || command -v sudo >/dev/null || fail "installing $* takes root or sudo"
+  mkdir -p "$(dirname "$install_log")"
   for ((attempt = 1; attempt <= attempts; attempt++)); do
     [ "$attempt" = 1 ] || sleep $((attempt * 5))
-    install_packages "$@" >>"$install_log" 2>&1 && return 0
+    install_packages "$@" >"$install_log" 2>&1 && return 0
   done
   return 1
 }
@@ -93,7 +92,7 @@ install_packages() ( # PACKAGE...
 )
 
 has_candidate() { # PACKAGE
-  LC_ALL=C apt-cache policy "$1" | grep -q 'Candidate: [^(]'
+  [[ $(LC_ALL=C apt-cache policy "$1") =~ Candidate:\ [^\(] ]]
 }
 
 # Downloads a package of a neighbouring suite into DIR. apt sees that suite here only, in a configuration of its own:
