@@ -28,8 +28,7 @@ int32_t set_field(Caller caller, const Field &field, MomClient *global, const ch
 
     UrlRequest<CapTable> request(url);
     request.record.*field.member = value;
-    const int32_t rv =
-        ox_mom_hmset_sync(global, TREL_CAP_DB_CAPABILITIES, &request.record.base, &field.number, 1);
+    const int32_t rv = ox_mom_hmset_sync(global, TREL_CAP_DB_CAPABILITIES, &request.record.base, &field.number, 1);
     if (rv != 0) {
         TREL_CAP_LOG_AS(caller, kError, "global %p, url %s%s%d, rv %d", static_cast<void *>(global), url, field.label,
                         value, rv);

@@ -12,9 +12,7 @@ namespace {
 
 template <typename State>
 struct StateFree {
-    void operator()(State *state) const {
-        trel_cap_ox_obj_free(state);
-    }
+    void operator()(State *state) const { trel_cap_ox_obj_free(state); }
 };
 
 template <typename State>
@@ -26,8 +24,8 @@ int32_t query_ready(Caller caller, MomClient *global, uint8_t *ready) {
 
     const State request = initial<State>();
     int32_t error = 0;
-    std::unique_ptr<State, StateFree<State>> state(reinterpret_cast<State *>(
-        ox_mom_get_sync(global, TREL_CAP_DB_CAPABILITIES, &request.base, &error)));
+    std::unique_ptr<State, StateFree<State>> state(
+        reinterpret_cast<State *>(ox_mom_get_sync(global, TREL_CAP_DB_CAPABILITIES, &request.base, &error)));
     if (error != 0) {
         TREL_CAP_LOG_AS(caller, kError, "errorcode %d", error);
         *ready = 0;

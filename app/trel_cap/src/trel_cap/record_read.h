@@ -41,9 +41,7 @@ struct Int32Value {
 };
 
 struct HashResultFree {
-    void operator()(MomHashResult *result) const {
-        ox_mom_hash_res_free(result);
-    }
+    void operator()(MomHashResult *result) const { ox_mom_hash_res_free(result); }
 };
 using HashResult = std::unique_ptr<MomHashResult, HashResultFree>;
 
