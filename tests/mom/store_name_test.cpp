@@ -21,7 +21,7 @@ struct Malformed {
 };
 
 std::ostream &operator<<(std::ostream &out, const Malformed &malformed) {
-    return out << malformed.name;
+    return out << malformed.label;
 }
 
 std::string label_of(const testing::TestParamInfo<Malformed> &info) {
@@ -32,7 +32,7 @@ class MalformedNameTest : public testing::TestWithParam<Malformed> {};
 
 TEST_P(MalformedNameTest, IsRefusedByItsPart) {
     const ClientPtr client(ox_mom_client_create(GetParam().name.c_str()));
-    EXPECT_EQ(client, nullptr);
+    EXPECT_EQ(client, nullptr) << GetParam().name;
     std::string why = ox_mom_last_error();
     for (char &c : why) {
         c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
