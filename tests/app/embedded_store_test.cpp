@@ -83,8 +83,10 @@ TEST_F(EmbeddedStore, AStateAloneIsNoValue) {
 }
 
 TEST_F(EmbeddedStore, UrlsOf255BytesAreKeptApart) {
-    const std::string one = std::string(254, 'u') + "1";
-    const std::string two = std::string(254, 'u') + "2";
+    std::string one(255, 'u');
+    std::string two(255, 'u');
+    one.back() = '1';
+    two.back() = '2';
     EXPECT_EQ(trel_cap_ce_set_g_cap_int32(client, one.c_str(), 1), 0);
     EXPECT_EQ(trel_cap_ce_set_g_cap_int32(client, two.c_str(), 2), 0);
     EXPECT_EQ(trel_cap_ce_get_g_cap_int32(client, one.c_str(), &integer), 0);

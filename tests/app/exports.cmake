@@ -1,4 +1,4 @@
-# cmake -D NM=... -D LIBRARY=... -P exports.cmake: the library exports names of its own and of its records, and no other.
+# cmake -D NM=... -D LIBRARY=... -P exports.cmake: the library exports its own names and those of its records only.
 cmake_minimum_required(VERSION 3.25)
 
 execute_process(

@@ -32,10 +32,10 @@ protected:
         std::vector<Event> own;
         const auto all = platform.events();
         std::copy_if(all.begin(), all.end(), std::back_inserter(own), [](const Event &event) {
-            if (const auto *log = std::get_if<Log>(&event)) {
-                return log->function == "trel_cap_init";
+            if (event.log() != nullptr) {
+                return event.log()->function == "trel_cap_init";
             }
-            const std::string &function = std::get<Call>(event).function;
+            const std::string &function = event.call()->function;
             return function == "ox_zlog_init" || function == "ox_mom_client_connect_sync" ||
                    function == "ox_mom_client_set_reconnect_cb";
         });

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <map>
 #include <ostream>
+#include <utility>
 
 namespace test_support {
 namespace {
@@ -37,6 +38,15 @@ struct ArgumentPrinter {
 
 }  // namespace
 
+Call::Call(const char *function_name, std::vector<Argument> its_arguments)
+    : function(function_name), arguments(std::move(its_arguments)) {}
+Call::Call(const Call &) = default;
+Call::Call(Call &&) noexcept = default;
+Call &Call::operator=(const Call &) = default;
+Call &Call::operator=(Call &&) noexcept = default;
+Call::~Call() = default;
+bool Call::operator==(const Call &) const = default;
+
 std::ostream &operator<<(std::ostream &out, const Call &call) {
     const char *separator = "";
     out << call.function << '(';
@@ -48,8 +58,36 @@ std::ostream &operator<<(std::ostream &out, const Call &call) {
     return out << ')';
 }
 
+Log::Log(int zlog_level, std::string function_name, std::string message, std::string source_place)
+    : level(zlog_level), function(std::move(function_name)), text(std::move(message)), place(std::move(source_place)) {}
+Log::Log(const Log &) = default;
+Log::Log(Log &&) noexcept = default;
+Log &Log::operator=(const Log &) = default;
+Log &Log::operator=(Log &&) noexcept = default;
+Log::~Log() = default;
+bool Log::operator==(const Log &) const = default;
+
 std::ostream &operator<<(std::ostream &out, const Log &log) {
     return out << log.place << ": " << log.function << " [" << log.level << "] \"" << log.text << '"';
+}
+
+Event::Event(Call call) : call_(std::make_shared<const Call>(std::move(call))) {}
+Event::Event(Log log) : log_(std::make_shared<const Log>(std::move(log))) {}
+Event::Event(const Event &) = default;
+Event::Event(Event &&) noexcept = default;
+Event &Event::operator=(const Event &) = default;
+Event &Event::operator=(Event &&) noexcept = default;
+Event::~Event() = default;
+
+bool Event::operator==(const Event &other) const {
+    if (call() != nullptr && other.call() != nullptr) {
+        return *call() == *other.call();
+    }
+    return log() != nullptr && other.log() != nullptr && *log() == *other.log();
+}
+
+std::ostream &operator<<(std::ostream &out, const Event &event) {
+    return event.call() != nullptr ? out << *event.call() : out << *event.log();
 }
 
 namespace call {
@@ -106,8 +144,7 @@ bool level_lets_out(int32_t gate, int zlog_level) {
 std::vector<Event> visible_at(int32_t gate, const std::vector<Event> &events) {
     std::vector<Event> visible;
     std::copy_if(events.begin(), events.end(), std::back_inserter(visible), [gate](const Event &event) {
-        const auto *log = std::get_if<Log>(&event);
-        return log == nullptr || level_lets_out(gate, log->level);
+        return event.log() == nullptr || level_lets_out(gate, event.log()->level);
     });
     return visible;
 }

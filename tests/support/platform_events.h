@@ -1,9 +1,12 @@
 // What the library did to the platform, as values: its calls, its messages.
+//
+// Tests consist of lists of these: what can be kept out of line is, for the sake of the time they take to compile.
 #ifndef TREL_CAP_TESTS_PLATFORM_EVENTS_H
 #define TREL_CAP_TESTS_PLATFORM_EVENTS_H
 
 #include <cstdint>
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <variant>
 #include <vector>
@@ -21,7 +24,13 @@ struct Call {
     std::string function;
     std::vector<Argument> arguments;
 
-    bool operator==(const Call &) const = default;
+    Call(const char *function_name, std::vector<Argument> its_arguments);
+    Call(const Call &);
+    Call(Call &&) noexcept;
+    Call &operator=(const Call &);
+    Call &operator=(Call &&) noexcept;
+    ~Call();
+    bool operator==(const Call &) const;
 };
 std::ostream &operator<<(std::ostream &out, const Call &call);
 
@@ -53,14 +62,40 @@ struct Log {
     int level;
     std::string function;
     std::string text;
-    std::string place = kLibrary;
+    std::string place;
 
-    bool operator==(const Log &) const = default;
+    Log(int zlog_level, std::string function_name, std::string message, std::string source_place = kLibrary);
+    Log(const Log &);
+    Log(Log &&) noexcept;
+    Log &operator=(const Log &);
+    Log &operator=(Log &&) noexcept;
+    ~Log();
+    bool operator==(const Log &) const;
 };
 std::ostream &operator<<(std::ostream &out, const Log &log);
 
-// Calls and messages in their order.
-using Event = std::variant<Call, Log>;
+// The one or the other; in a list, their order counts.
+class Event {
+public:
+    Event(Call call);
+    Event(Log log);
+    Event(const Event &);
+    Event(Event &&) noexcept;
+    Event &operator=(const Event &);
+    Event &operator=(Event &&) noexcept;
+    ~Event();
+
+    // NULL when it is the other.
+    const Call *call() const { return call_.get(); }
+    const Log *log() const { return log_.get(); }
+
+    bool operator==(const Event &other) const;
+    friend std::ostream &operator<<(std::ostream &out, const Event &event);
+
+private:
+    std::shared_ptr<const Call> call_;
+    std::shared_ptr<const Log> log_;
+};
 
 // Whether the log level lets a message of this zlog level out.
 bool level_lets_out(int32_t gate, int zlog_level);

@@ -164,6 +164,13 @@ void print(std::ostream &out, const ProtobufCMessage *message) {
 
 }  // namespace
 
+Field::Field(uint32_t its_number, int32_t its_value) : number(its_number), value(its_value) {}
+Field::Field(uint32_t its_number, const std::string &its_value) : number(its_number), value(its_value) {}
+Field::Field(uint32_t its_number, std::nullptr_t) : number(its_number), value(nullptr) {}
+Field::Field(const Field &) = default;
+Field &Field::operator=(const Field &) = default;
+Field::~Field() = default;
+
 Record::Record(const ProtobufCMessage *message) {
     if (message != nullptr) {
         message_ = own(deep_copy(message));

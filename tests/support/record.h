@@ -14,12 +14,19 @@
 
 namespace test_support {
 
-// nullptr makes a string NULL, which no encoding can carry but a client could hand over.
-using FieldValue = std::variant<int32_t, std::string, std::nullptr_t>;
-
+// A field by its number, with its value. nullptr makes a string NULL, which no encoding can carry but a client could
+// hand over.
 struct Field {
     uint32_t number;
-    FieldValue value;
+    std::variant<int32_t, std::string, std::nullptr_t> value;
+
+    // Out of line for the sake of the time that the tests take to compile.
+    Field(uint32_t its_number, int32_t its_value);
+    Field(uint32_t its_number, const std::string &its_value);
+    Field(uint32_t its_number, std::nullptr_t);
+    Field(const Field &);
+    Field &operator=(const Field &);
+    ~Field();
 };
 using Fields = std::vector<Field>;
 

@@ -39,10 +39,11 @@ void release(MomHashResult *result) {
 }
 
 template <class Wanted>
-std::vector<Wanted> only(const std::vector<Event> &events, std::string_view function) {
+std::vector<Wanted> only(const std::vector<Event> &events, const Wanted *(Event::*part)() const,
+                         std::string_view function) {
     std::vector<Wanted> found;
     for (const Event &event : events) {
-        const auto *wanted = std::get_if<Wanted>(&event);
+        const Wanted *wanted = (event.*part)();
         if (wanted != nullptr && (function.empty() || wanted->function == function)) {
             found.push_back(*wanted);
         }
@@ -51,6 +52,16 @@ std::vector<Wanted> only(const std::vector<Event> &events, std::string_view func
 }
 
 }  // namespace
+
+HashAnswer HashAnswer::none() { return {.record = {}, .field_ids = {}, .error_code = 0, .nothing = true}; }
+
+HashAnswer HashAnswer::no_record() { return {}; }
+
+HashAnswer HashAnswer::error(int32_t code) { return {.record = {}, .field_ids = {}, .error_code = code}; }
+
+HashAnswer HashAnswer::found(const Record &record, const std::vector<int32_t> &field_ids) {
+    return {.record = record, .field_ids = field_ids};
+}
 
 Message::Message(int32_t cmd, HashAnswer hash) : Message(cmd) {
     if (hash.nothing) {
@@ -96,13 +107,17 @@ std::vector<Event> ScriptedPlatform::events() const {
     return events_;
 }
 
-std::vector<Call> ScriptedPlatform::calls() const { return only<Call>(events(), ""); }
+std::vector<Call> ScriptedPlatform::calls() const { return only(events(), &Event::call, ""); }
 
-std::vector<Call> ScriptedPlatform::calls(std::string_view function) const { return only<Call>(events(), function); }
+std::vector<Call> ScriptedPlatform::calls(std::string_view function) const {
+    return only(events(), &Event::call, function);
+}
 
-std::vector<Log> ScriptedPlatform::logs() const { return only<Log>(events(), ""); }
+std::vector<Log> ScriptedPlatform::logs() const { return only(events(), &Event::log, ""); }
 
-std::vector<Log> ScriptedPlatform::logs(std::string_view function) const { return only<Log>(events(), function); }
+std::vector<Log> ScriptedPlatform::logs(std::string_view function) const {
+    return only(events(), &Event::log, function);
+}
 
 void ScriptedPlatform::forget() {
     const std::lock_guard guard(mutex_);

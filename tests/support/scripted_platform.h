@@ -65,12 +65,10 @@ struct HashAnswer {
     bool nothing = false;
 
     // Not even a result.
-    static HashAnswer none() { return {.record = {}, .field_ids = {}, .error_code = 0, .nothing = true}; }
-    static HashAnswer no_record() { return {}; }
-    static HashAnswer error(int32_t code) { return {.record = {}, .field_ids = {}, .error_code = code}; }
-    static HashAnswer found(Record record, std::vector<int32_t> field_ids) {
-        return {.record = std::move(record), .field_ids = std::move(field_ids)};
-    }
+    static HashAnswer none();
+    static HashAnswer no_record();
+    static HashAnswer error(int32_t code);
+    static HashAnswer found(const Record &record, const std::vector<int32_t> &field_ids);
 };
 
 // What is read of a single object; both parts may be given at once.
