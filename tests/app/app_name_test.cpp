@@ -141,6 +141,13 @@ TEST_F(AppName, IsAppCutToTheBuffer) {
     ::testing::internal::GetCapturedStderr();
 }
 
+TEST_F(AppName, WithoutABufferIsRefused) {
+    at_every_log_level([this] {
+        EXPECT_EQ(trel_cap_get_app_name(getpid(), nullptr, 128), nullptr);
+        expect_events({Log{100, "trel_cap_get_app_name", "dst NULL pointer, addr error!\n"}});
+    });
+}
+
 TEST_F(AppName, IsFoundWithoutLoggingOrTheStore) {
     name_of(getpid(), 128);
     EXPECT_THAT(platform.events(), ::testing::IsEmpty());

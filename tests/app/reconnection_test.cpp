@@ -54,6 +54,14 @@ TEST_F(Reconnection, LeavesConnectionsAndHandlersToTheClient) {
     EXPECT_THAT(platform.calls("ox_mom_client_set_reconnect_cb"), ::testing::IsEmpty());
 }
 
+TEST_F(Reconnection, WithoutAClientIsRefused) {
+    at_every_log_level([this] {
+        EXPECT_EQ(trel_cap_reconnect_db_config(nullptr, 28, 1), -4);
+        EXPECT_EQ(g_trel_cap_config_reconnect, 0);
+        expect_events({Log{100, kHandler, "client NULL pointer, addr error!\n"}});
+    });
+}
+
 // The type that the client calls is the one that it is given.
 TEST_F(Reconnection, HasTheFormOfAHandler) {
     const MomReconnectCb handler = trel_cap_reconnect_db_config;
@@ -82,6 +90,13 @@ TEST_F(ReconnectionHandler, IsTheLibrarysWhateverIsGiven) {
     at_every_log_level([this] {
         EXPECT_EQ(trel_cap_set_g_cap_db_reconnect_cb(client, fp, &data), 0);
         expect_events({installing(fp), call::client_set_reconnect_cb(client, 28, trel_cap_reconnect_db_config, &data)});
+    });
+}
+
+TEST_F(ReconnectionHandler, WithoutAClientIsRefused) {
+    at_every_log_level([this] {
+        EXPECT_EQ(trel_cap_set_g_cap_db_reconnect_cb(nullptr, fp, &data), -4);
+        expect_events({Log{100, kName, "client NULL pointer, addr error!\n"}});
     });
 }
 
