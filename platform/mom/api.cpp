@@ -198,12 +198,13 @@ int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage 
         if (!field_ids || n_field_ids == 0) {
             return fail(OX_MOM_E_ARGUMENT, "%s: no field named to write", type.name);
         }
+        const std::span written(field_ids, n_field_ids);
         Request request;
         mom::EncodedFields encoded;
         int32_t code = expect_kind(type, true);
         code = code != 0 ? code : address(db, *record, request);
-        code = code != 0 ? code : encoded.encode(*record, {field_ids, n_field_ids});
-        return code != 0 ? code : client->store().write_hash(request.name, encoded.fields(), encoded.written());
+        code = code != 0 ? code : encoded.encode(*record, written);
+        return code != 0 ? code : client->store().write_hash(request.name, encoded.fields(), written);
     });
 }
 

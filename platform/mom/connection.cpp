@@ -105,7 +105,10 @@ ssize_t Connection::receive_some() {
     return -1;
 }
 
-bool Connection::receive() { return receive_some() >= 0; }
+Connection::Received Connection::receive() {
+    const ssize_t received = receive_some();
+    return received < 0 ? Received::kLost : static_cast<size_t>(received) < kReceiveSize ? Received::kLast : Received::kMore;
+}
 
 Reply *Connection::next_reply(ReplyArena &arena) {
     context_->reader->privdata = &arena;

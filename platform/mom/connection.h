@@ -32,9 +32,13 @@ public:
     void add(std::initializer_list<std::string_view> command) { add(std::span(command.begin(), command.size())); }
     bool has_unsent() const { return sent_ < out_.size(); }
 
-    // Both move what they can without waiting; false when the connection is lost, with the reason in last_error().
+    // Neither waits. Sends what it can; false when the connection is lost, with the reason in last_error().
     bool send();
-    bool receive();
+
+    enum class Received : uint8_t { kLost, kLast, kMore };
+
+    // Receives one piece, and tells whether more of it may have come already.
+    Received receive();
 
     // The next reply that has been received whole, built in the arena; nullptr when there is none, or when the server
     // does not speak the protocol, which is_broken() tells.

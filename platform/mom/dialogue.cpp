@@ -60,7 +60,7 @@ bool Dialogue::advance(int events) {
         connected_ = true;
     }
     code_ = OX_MOM_E_LOST;
-    if (!connection_->send() || ((events & UV_READABLE) && !connection_->receive())) {
+    if (!connection_->send() || ((events & UV_READABLE) && connection_->receive() == Connection::Received::kLost)) {
         return false;
     }
     while (replies_.size() < expected_) {

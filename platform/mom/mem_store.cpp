@@ -101,7 +101,7 @@ public:
         return found == hashes.end() ? Fields() : found->second;
     }
 
-    void write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) {
+    void write_hash(const RecordName &name, const StoredFields &fields, std::span<const int32_t> written) {
         const std::scoped_lock lock(mutex_);
         Fields &stored = databases_[name.db].hashes[std::string(name.type)][std::string(name.key)];
         for (const StoredField &field : fields) {
@@ -114,7 +114,7 @@ public:
         const std::scoped_lock lock(mutex_);
         auto &hashes = databases_[name.db].hashes[std::string(name.type)];
         if (const auto found = hashes.find(name.key); found != hashes.end()) {
-            tell(name, hash_notice(OX_MOM_CMD_DELETED, "-", found->second));
+            tell(name, hash_notice(OX_MOM_CMD_DELETED, {}, found->second));
             hashes.erase(found);
         }
     }
@@ -160,7 +160,7 @@ private:
         std::map<std::string, std::string, std::less<>> objects;
     };
 
-    static std::string hash_notice(int32_t cmd, std::string_view written, const Fields &stored) {
+    static std::string hash_notice(int32_t cmd, std::span<const int32_t> written, const Fields &stored) {
         StoredFields fields;
         show(stored, fields);
         return write_notice(cmd, written, fields);
@@ -211,7 +211,7 @@ public:
         return 0;
     }
 
-    int32_t write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) override {
+    int32_t write_hash(const RecordName &name, const StoredFields &fields, std::span<const int32_t> written) override {
         data_->write_hash(name, fields, written);
         return 0;
     }

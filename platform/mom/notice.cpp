@@ -1,56 +1,50 @@
 #include "notice.h"
 
-#include <charconv>
+#include <cstring>
 
 namespace mom {
 
 namespace {
 
-// Takes what stands before the separator, and the separator, off the front.
-bool take_until(std::string_view &text, char separator, std::string_view &part) {
-    const size_t end = text.find(separator);
-    if (end == std::string_view::npos) {
-        return false;
-    }
-    part = text.substr(0, end);
-    text.remove_prefix(end + 1);
-    return true;
+// Copied as they lie in memory, here and in the decoding of fixed numbers.
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
+
+void append(std::string &text, size_t number) {
+    const auto value = static_cast<uint32_t>(number);
+    text.append(reinterpret_cast<const char *>(&value), sizeof value);
 }
 
-template <class Number>
-bool parse(std::string_view text, Number &number) {
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() && end == text.data() + text.size();
+// Takes count numbers off the front; nullptr when there are not so many.
+const char *take(std::string_view &text, uint64_t count) {
+    const uint64_t size = count * sizeof(uint32_t);
+    if (size > text.size()) {
+        return nullptr;
+    }
+    const char *numbers = text.data();
+    text.remove_prefix(static_cast<size_t>(size));
+    return numbers;
 }
 
-// "5:12,6:2" over the bytes that follow.
-bool read_fields(std::string_view list, std::string_view bytes, StoredFields &fields) {
-    while (!list.empty()) {
-        const std::string_view entry = list.substr(0, list.find(','));
-        list.remove_prefix(std::min(entry.size() + 1, list.size()));
-        const size_t colon = entry.find(':');
-        size_t length = 0;
-        if (colon == std::string_view::npos || !parse(entry.substr(colon + 1), length) || length > bytes.size()) {
-            return false;
-        }
-        fields.push_back({.number = field_number(entry.substr(0, colon)), .value = bytes.substr(0, length)});
-        bytes.remove_prefix(length);
-    }
-    return bytes.empty();
+uint32_t at(const char *numbers, size_t place) {
+    uint32_t number = 0;
+    std::memcpy(&number, numbers + place * sizeof number, sizeof number);
+    return number;
 }
 
 }  // namespace
 
-std::string write_notice(int32_t cmd, std::string_view written, const StoredFields &fields) {
-    std::string text = std::to_string(cmd);
-    text.append(" ").append(written).append(" ");
-    const char *separator = "";
-    for (const StoredField &field : fields) {
-        text.append(separator).append(std::to_string(field.number)).append(":");
-        text.append(std::to_string(field.value.size()));
-        separator = ",";
+std::string write_notice(int32_t cmd, std::span<const int32_t> written, const StoredFields &fields) {
+    std::string text;
+    append(text, static_cast<uint32_t>(cmd));
+    append(text, written.size());
+    append(text, fields.size());
+    for (const int32_t number : written) {
+        append(text, static_cast<uint32_t>(number));
     }
-    text += '\n';
+    for (const StoredField &field : fields) {
+        append(text, field.number);
+        append(text, field.value.size());
+    }
     for (const StoredField &field : fields) {
         text.append(field.value);
     }
@@ -58,32 +52,33 @@ std::string write_notice(int32_t cmd, std::string_view written, const StoredFiel
 }
 
 std::string write_object_notice(int32_t cmd, std::string_view bytes) {
-    return std::to_string(cmd).append(" - -\n").append(bytes);
+    return write_notice(cmd, {}, {}).append(bytes);
 }
 
 bool read_notice(std::string_view text, Notice &notice) {
-    std::string_view cmd;
-    std::string_view list;
-    notice.fields.clear();
-    if (!take_until(text, ' ', cmd) || !parse(cmd, notice.cmd) || !take_until(text, ' ', notice.written) ||
-        !take_until(text, '\n', list)) {
+    constexpr size_t kHead = 3;
+    const char *head = take(text, kHead);
+    const char *written = head ? take(text, at(head, 1)) : nullptr;
+    const char *fields = written ? take(text, uint64_t{2} * at(head, 2)) : nullptr;
+    if (!fields) {
         return false;
     }
-    notice.bytes = text;
-    return list == "-" || read_fields(list, text, notice.fields);
-}
-
-bool notice_names(const Notice &notice, int32_t field) {
-    std::string_view rest = notice.written;
-    while (!rest.empty()) {
-        const std::string_view entry = rest.substr(0, rest.find(','));
-        rest.remove_prefix(std::min(entry.size() + 1, rest.size()));
-        int32_t number = 0;
-        if (parse(entry, number) && number == field) {
-            return true;
-        }
+    notice.cmd = static_cast<int32_t>(at(head, 0));
+    notice.written.clear();
+    for (size_t i = 0; i < at(head, 1); ++i) {
+        notice.written.push_back(static_cast<int32_t>(at(written, i)));
     }
-    return false;
+    notice.bytes = text;
+    notice.fields.clear();
+    for (size_t i = 0; i < at(head, 2); ++i) {
+        const uint32_t length = at(fields, 2 * i + 1);
+        if (length > text.size()) {
+            return false;
+        }
+        notice.fields.push_back({.number = at(fields, 2 * i), .value = text.substr(0, length)});
+        text.remove_prefix(length);
+    }
+    return at(head, 2) == 0 || text.empty();
 }
 
 }  // namespace mom

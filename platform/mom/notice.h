@@ -1,10 +1,13 @@
-// The text of a notification: "CMD WRITTEN FIELDS\n" and the record's bytes. WRITTEN is the numbers of the fields that
-// were written, FIELDS number:length of every field present; "-" stands for none. The server's scripts write the same.
+// The form of a notification: numbers of 32 bits, little-endian, and the record's bytes. The numbers are the command, how
+// many fields were written, how many are present; each field written; of each field present its number and length.
+// The server's scripts make the same.
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "store.h"
 
@@ -12,17 +15,15 @@ namespace mom {
 
 struct Notice {
     int32_t cmd = 0;
-    std::string_view written = {};  // numbers, comma between them
-    std::string_view bytes = {};    // a single object's
-    StoredFields fields = {};       // a hash's
+    std::vector<int32_t> written = {};
+    StoredFields fields = {};     // a hash's
+    std::string_view bytes = {};  // of the whole record
 };
 
-std::string write_notice(int32_t cmd, std::string_view written, const StoredFields &fields);
+std::string write_notice(int32_t cmd, std::span<const int32_t> written, const StoredFields &fields);
 std::string write_object_notice(int32_t cmd, std::string_view bytes);
 
-// False when the text is none.
+// False when the bytes are none.
 bool read_notice(std::string_view text, Notice &notice);
-
-bool notice_names(const Notice &notice, int32_t field);
 
 }  // namespace mom

@@ -120,10 +120,6 @@ int32_t EncodedFields::encode(const ProtobufCMessage &record, std::span<const in
         if (!field) {
             return fail(OX_MOM_E_ARGUMENT, "%s has no field %d", type.name, id);
         }
-        if (!written_.empty()) {
-            written_ += ',';
-        }
-        append_number(written_, id);
         if (id != static_cast<int32_t>(kIndexField)) {
             append(record, *field);
         }

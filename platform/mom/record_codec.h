@@ -29,14 +29,12 @@ public:
     int32_t encode(const ProtobufCMessage &record, std::span<const int32_t> field_ids);
 
     const StoredFields &fields() const { return fields_; }
-    std::string_view written() const { return written_; }
 
 private:
     void append(const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field);
 
     std::vector<std::max_align_t> alone_;
     std::string values_;
-    std::string written_;
     std::vector<size_t> starts_;  // of the values
     StoredFields fields_;
 };

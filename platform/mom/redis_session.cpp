@@ -16,6 +16,8 @@ namespace {
 // would otherwise be followed in silence for ever.
 constexpr Millis kPulse{10000};
 
+constexpr int kPieces = 32;  // received in one go, before what has come is delivered
+
 constexpr std::string_view kHighestDatabase = "28";
 static_assert(kDatabases == 29);
 
@@ -340,19 +342,25 @@ void RedisSession::on_ready(int events) {
 
 // False when the connection is lost.
 bool RedisSession::read_link() {
-    if (!link_->receive()) {
-        return false;
-    }
-    hear();
-    while (link_) {
-        const Reply *reply = link_->next_reply(link_arena_);
-        if (!reply) {
-            return !link_->is_broken();
+    auto received = Connection::Received::kMore;
+    for (int piece = 0; piece < kPieces && received == Connection::Received::kMore; ++piece) {
+        received = link_->receive();
+        if (received == Connection::Received::kLost) {
+            return false;
         }
-        on_push(*reply);
-        link_arena_.clear();  // not before the next one: part of it may have been built already
+        hear();
+        while (const Reply *reply = link_->next_reply(link_arena_)) {
+            on_push(*reply);
+            if (!link_) {
+                return true;  // given up by the listener meanwhile
+            }
+            link_arena_.clear();  // not before the next one: part of it may have been built already
+        }
+        if (link_->is_broken()) {
+            return false;
+        }
     }
-    return true;  // given up by the listener meanwhile
+    return true;
 }
 
 void RedisSession::on_push(const Reply &reply) {

@@ -55,10 +55,12 @@ public:
         return !reply ? code : to_fields(*reply, fields) ? 0 : refusal(name.key, *reply);
     }
 
-    int32_t write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) override {
+    int32_t write_hash(const RecordName &name, const StoredFields &fields, std::span<const int32_t> written) override {
         const std::string of_type = channel_of(name.db, name.type);
         const std::string of_record = channel_of(name.db, name.key);
-        words_.assign({of_type, of_record, written});
+        const std::string n_written = std::to_string(written.size());
+        const auto *numbers = reinterpret_cast<const char *>(written.data());
+        words_.assign({of_type, of_record, n_written, {numbers, written.size_bytes()}});
         numbers_.clear();
         numbers_.reserve(fields.size());
         for (const StoredField &field : fields) {

@@ -72,7 +72,8 @@ public:
     // No such record: no fields.
     virtual int32_t read_hash(const RecordName &name, StoredFields &fields) = 0;
     // written: the numbers of the fields that followers are told of.
-    virtual int32_t write_hash(const RecordName &name, const StoredFields &fields, std::string_view written) = 0;
+    virtual int32_t write_hash(const RecordName &name, const StoredFields &fields,
+                               std::span<const int32_t> written) = 0;
     virtual int32_t remove_hash(const RecordName &name) = 0;
 
     virtual int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) = 0;

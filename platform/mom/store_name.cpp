@@ -10,7 +10,7 @@ namespace mom {
 namespace {
 
 constexpr uint16_t kRedisPort = 6379;
-constexpr uint16_t kSentinelPort = 26379;
+constexpr uint16_t kNoPort = 0;
 
 // Takes prefix off the front of text if it is there.
 bool take(std::string_view &text, std::string_view prefix) {
@@ -65,7 +65,7 @@ std::optional<uint16_t> parse_port(std::string_view text) {
     return static_cast<uint16_t>(port);
 }
 
-// host, host:port, [ipv6] or [ipv6]:port
+// host, host:port, [ipv6] or [ipv6]:port; the port is needed where there is no default.
 std::optional<Endpoint> parse_host(std::string_view whole, std::string_view text, uint16_t default_port) {
     std::string_view host = text;
     std::string_view rest;
@@ -84,7 +84,7 @@ std::optional<Endpoint> parse_host(std::string_view whole, std::string_view text
         return refuse(whole, "no usable host in", text);
     }
     Endpoint endpoint{.path = {}, .host = std::string(host), .port = default_port};
-    if (!rest.empty()) {
+    if (!rest.empty() || default_port == kNoPort) {
         const auto port = take(rest, ":") ? parse_port(rest) : std::nullopt;
         if (!port) {
             return refuse(whole, "no port from 1 to 65535 in", text);
@@ -145,7 +145,7 @@ std::optional<StoreName> parse_sentinel(std::string_view whole, std::string_view
     for (bool more = true; more;) {
         const size_t comma = hosts.find(',');
         more = comma != std::string_view::npos;
-        const auto endpoint = parse_host(whole, hosts.substr(0, comma), kSentinelPort);
+        const auto endpoint = parse_host(whole, hosts.substr(0, comma), kNoPort);
         if (!endpoint) {
             return std::nullopt;
         }

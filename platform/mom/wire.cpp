@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <span>
 #include <string>
+#include <utility>
 
 namespace mom {
 
@@ -22,6 +22,9 @@ public:
     void fail() { bad_ = true; }
 
     uint64_t varint() {
+        if (at_ != end_ && static_cast<uint8_t>(*at_) < 0x80) {
+            return static_cast<uint8_t>(*at_++);
+        }
         uint64_t value = 0;
         for (unsigned shift = 0; shift < 64 && at_ != end_; shift += 7) {
             const auto byte = static_cast<uint8_t>(*at_++);
@@ -83,10 +86,6 @@ void skip(Cursor &cursor, unsigned wire_type) {
     }
 }
 
-std::span<const ProtobufCFieldDescriptor> fields_of(const ProtobufCMessageDescriptor &type) {
-    return {type.fields, type.n_fields};
-}
-
 unsigned wire_type_of(ProtobufCType type) {
     switch (type) {
         case PROTOBUF_C_TYPE_SFIXED32:
@@ -111,22 +110,40 @@ T zigzag(uint64_t value) {
     return static_cast<T>((value >> 1) ^ (~(value & 1) + 1));
 }
 
-// Singular fields without presence only: a message inside may be of another kind, and is then decoded in its own way.
-bool is_plain(const ProtobufCMessageDescriptor &type) {
-    return std::ranges::all_of(fields_of(type), [](const ProtobufCFieldDescriptor &field) {
-        return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0;
-    });
+// A singular field without presence: the only kind that is decoded here.
+bool is_plain(const ProtobufCFieldDescriptor &field) {
+    return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0;
 }
+
+// Finds the fields of a type by number. They mostly come in ascending order, and are then the next in the list.
+class Fields {
+public:
+    explicit Fields(const ProtobufCMessageDescriptor &type) : type_(type) {}
+
+    const ProtobufCFieldDescriptor *find(uint32_t number) {
+        if (next_ < type_.n_fields && type_.fields[next_].id == number) {
+            return &type_.fields[next_++];
+        }
+        const auto *field = protobuf_c_message_descriptor_get_field(&type_, number);
+        next_ = field ? static_cast<unsigned>(field - type_.fields) + 1 : next_;
+        return field;
+    }
+
+private:
+    const ProtobufCMessageDescriptor &type_;
+    unsigned next_ = 0;
+};
 
 class Decoder {
 public:
     explicit Decoder(ResultArena &arena) : arena_(arena) {}
 
     ProtobufCMessage *message(const ProtobufCMessageDescriptor &type, std::string_view bytes);
-    ProtobufCMessage *from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields);
+    ProtobufCMessage *from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &stored);
 
 private:
     ProtobufCMessage *blank(const ProtobufCMessageDescriptor &type);
+    ProtobufCMessage *end_to_end(const ProtobufCMessageDescriptor &type, const StoredFields &stored);
     ProtobufCMessage *generally(const ProtobufCMessageDescriptor &type, std::string_view bytes);
     bool one_field(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, unsigned wire_type,
                    Cursor &cursor);
@@ -135,6 +152,7 @@ private:
 
     ResultArena &arena_;
     int depth_ = 0;
+    bool general_ = false;  // a field came that is not plain
 };
 
 ProtobufCMessage *Decoder::blank(const ProtobufCMessageDescriptor &type) {
@@ -154,49 +172,47 @@ ProtobufCMessage *Decoder::generally(const ProtobufCMessageDescriptor &type, std
 }
 
 ProtobufCMessage *Decoder::message(const ProtobufCMessageDescriptor &type, std::string_view bytes) {
-    if (depth_ == kDeepest || !is_plain(type)) {
-        return depth_ == kDeepest ? nullptr : generally(type, bytes);
-    }
+    ProtobufCMessage *message = depth_ < kDeepest ? blank(type) : nullptr;
     ++depth_;
-    ProtobufCMessage *message = blank(type);
+    Fields fields(type);
     Cursor cursor(bytes);
     while (message && !cursor.at_end()) {
         const uint64_t tag = cursor.varint();
-        const auto number = static_cast<unsigned>(tag >> 3);
-        const auto *field = protobuf_c_message_descriptor_get_field(&type, number);
-        if (cursor.bad() || number == 0 || !one_field(*message, field, tag & 7, cursor)) {
+        const auto number = static_cast<uint32_t>(tag >> 3);
+        if (cursor.bad() || number == 0 || !one_field(*message, fields.find(number), tag & 7, cursor)) {
             message = nullptr;
         }
     }
     --depth_;
+    return !message && std::exchange(general_, false) ? generally(type, bytes) : message;
+}
+
+ProtobufCMessage *Decoder::from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &stored) {
+    ProtobufCMessage *message = blank(type);
+    Fields fields(type);
+    for (const StoredField &one : stored) {
+        if (!message || one.number == 0) {
+            return nullptr;
+        }
+        if (one.value.empty()) {
+            continue;  // at its default
+        }
+        Cursor cursor(one.value);
+        const uint64_t tag = cursor.varint();
+        if (cursor.bad() || tag >> 3 != one.number || !one_field(*message, fields.find(one.number), tag & 7, cursor) ||
+            !cursor.at_end()) {
+            return std::exchange(general_, false) ? end_to_end(type, stored) : nullptr;
+        }
+    }
     return message;
 }
 
-ProtobufCMessage *Decoder::from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields) {
-    if (!is_plain(type)) {
-        std::string bytes;
-        for (const StoredField &field : fields) {
-            bytes += field.value;
-        }
-        return generally(type, bytes);
+ProtobufCMessage *Decoder::end_to_end(const ProtobufCMessageDescriptor &type, const StoredFields &stored) {
+    std::string bytes;
+    for (const StoredField &one : stored) {
+        bytes += one.value;
     }
-    ProtobufCMessage *message = blank(type);
-    for (const StoredField &stored : fields) {
-        if (!message || stored.number == 0) {
-            return nullptr;
-        }
-        if (stored.value.empty()) {
-            continue;  // at its default
-        }
-        Cursor cursor(stored.value);
-        const uint64_t tag = cursor.varint();
-        const auto *field = protobuf_c_message_descriptor_get_field(&type, stored.number);
-        if (cursor.bad() || tag >> 3 != stored.number || !one_field(*message, field, tag & 7, cursor) ||
-            !cursor.at_end()) {
-            return nullptr;
-        }
-    }
-    return message;
+    return generally(type, bytes);
 }
 
 // False when the value is damaged or memory is exhausted.
@@ -206,7 +222,8 @@ bool Decoder::one_field(ProtobufCMessage &message, const ProtobufCFieldDescripto
         skip(cursor, wire_type);
         return !cursor.bad();
     }
-    if (wire_type != wire_type_of(field->type)) {
+    general_ = !is_plain(*field);
+    if (general_ || wire_type != wire_type_of(field->type)) {
         return false;
     }
     auto *member = reinterpret_cast<std::byte *>(&message) + field->offset;

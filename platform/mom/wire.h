@@ -1,5 +1,6 @@
-// Decoding protobuf's wire form into an arena. A type of plain fields, as records are, is decoded here, field by field
-// as it is stored, in a third of the instructions that protobuf-c's general way takes; any other type goes that way.
+// Decoding protobuf's wire form into an arena. Plain fields, which is all that records have, are decoded here, one by
+// one as they are stored, in a third of the instructions that protobuf-c's general way takes. A message with a field of
+// another kind goes that way.
 #pragma once
 
 #include <cstdint>
