@@ -30,12 +30,11 @@ void write_text(const char *path, const std::string &text) {
     }
 }
 
-// An ordinary user may mount in a user namespace of his own.
+// Who may not mount may do so in a user namespace of his own.
 void unshare_mounts() {
     const uid_t uid = geteuid();
     const gid_t gid = getegid();
-    if (uid == 0) {
-        require(unshare(CLONE_NEWNS), "no mount namespace");
+    if (unshare(CLONE_NEWNS) == 0) {
         return;
     }
     require(unshare(CLONE_NEWUSER | CLONE_NEWNS), "no user and mount namespace");
@@ -59,13 +58,14 @@ void show_in(const fs::path &root, const fs::directory_entry &entry) {
             "cannot bind " + entry.path().string());
 }
 
-// TREL_CAP_TESTS_MOUNT_POINT is an empty directory, kept for this. Processes may share it: each sees its own mount.
+// The new root is built over a directory of /proc. That is a mount of its own even where / is none, in a changed root,
+// and so it can be kept from telling the rest of the machine of what is mounted there.
 void build_and_enter() {
-    const fs::path root = TREL_CAP_TESTS_MOUNT_POINT;
+    const fs::path root = "/proc/fs";
     unshare_mounts();
-    require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "cannot make mounts private");
+    require(mount(nullptr, "/proc", nullptr, MS_REC | MS_PRIVATE, nullptr), "cannot make the mounts of /proc private");
     require(mount("private_root", root.c_str(), "tmpfs", 0, "mode=0755"), "cannot mount a root");
-    // Or the bind of the directory above would hold a copy of it.
+    // Or the bind of /proc would hold a copy of it.
     require(mount(nullptr, root.c_str(), nullptr, MS_UNBINDABLE, nullptr), "cannot make the root unbindable");
     for (const fs::directory_entry &entry : fs::directory_iterator("/")) {
         if (entry.path().filename() != "data") {
@@ -76,6 +76,7 @@ void build_and_enter() {
     require(mount("private_data", (root / "data").c_str(), "tmpfs", 0, "mode=0755"), "cannot mount /data");
     const fs::path here = fs::current_path();
     require(chroot(root.c_str()), "cannot change the root");
+    require(mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr), "cannot make mounts private");
     std::error_code ignored;
     fs::current_path(here, ignored);
     if (ignored) {
