@@ -13,32 +13,48 @@ bool is_fully_ready(const CapNodeRecord &record) {
 
 bool is_in_advance(const CapNodeRecord &record) { return record.real_time == 0; }
 
-/* Sets the `ready` of the CapNodeReady in param when the entry is one of its node and the condition holds. */
-template <typename Condition>
-int32_t judge(Caller caller, const CapNode *pos, void *param, Condition condition) {
+/* Sets the `ready` of what is judged when the condition holds. Answers whether the entry is one of its node at all. */
+template <bool (*kCondition)(const CapNodeRecord &)>
+bool apply(const CapNodeRecord &record, CapNodeReady &judged) {
+    if (static_cast<uint32_t>(record.node) != judged.node) {
+        return false;
+    }
+    if (kCondition(record)) {
+        judged.ready = 1;
+    }
+    return true;
+}
+
+template <bool (*kCondition)(const CapNodeRecord &)>
+[[gnu::cold, gnu::noinline]] int32_t judge_and_log(Caller caller, const CapNode *pos, void *param) {
     if (is_null(caller, "pos", pos) || is_null(caller, "param", param)) {
         return TREL_CAP_E_ARGUMENT;
     }
     TREL_CAP_LOG_AS(caller, kDetail, "enter");
-    auto &judged = *static_cast<CapNodeReady *>(param);
-    if (static_cast<uint32_t>(pos->record.node) != judged.node) {
-        return TREL_CAP_OK;
+    if (apply<kCondition>(pos->record, *static_cast<CapNodeReady *>(param))) {
+        TREL_CAP_LOG_AS(caller, kDetail, "leave");
     }
-    if (condition(pos->record)) {
-        judged.ready = 1;
+    return TREL_CAP_OK;
+}
+
+/* A walk judges every entry there is, nearly all of them other nodes': that path has nothing but the comparison. */
+template <bool (*kCondition)(const CapNodeRecord &)>
+int32_t judge(Caller caller, const CapNode *pos, void *param) {
+    if (pos == nullptr || param == nullptr || gate_is_open(kDetail)) [[unlikely]] {
+        return judge_and_log<kCondition>(caller, pos, param);
     }
-    TREL_CAP_LOG_AS(caller, kDetail, "leave");
+    apply<kCondition>(pos->record, *static_cast<CapNodeReady *>(param));
     return TREL_CAP_OK;
 }
 
 }  // namespace
 
 int32_t trel_cap_judge_node_ready(CapNode *pos, void *param) {
-    return judge(TREL_CAP_CALLER, pos, param, is_fully_ready);
+    return judge<is_fully_ready>(TREL_CAP_CALLER, pos, param);
 }
 
 int32_t trel_cap_judge_node_real_time(CapNode *pos, void *param) {
-    return judge(TREL_CAP_CALLER, pos, param, is_in_advance);
+    return judge<is_in_advance>(TREL_CAP_CALLER, pos, param);
 }
 
 int32_t trel_cap_is_preinstall_card(int32_t node) {

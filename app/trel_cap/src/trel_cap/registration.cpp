@@ -43,7 +43,7 @@ CapCallbackReg *allocate(const CallbackList &list, uint32_t flag) {
 
 /* What a registration counts for. The padding that a 64-bit machine puts behind the mask is not counted. */
 int32_t counted_size(const CallbackList &list) {
-    return sizeof(CapCallbackReg) + (list.has_masks ? sizeof(CapClassCallbackReg::flag) : 0);
+    return static_cast<int32_t>(sizeof(CapCallbackReg) + (list.has_masks ? sizeof(CapClassCallbackReg::flag) : 0));
 }
 
 bool append(CallbackList &list, const Request &request) {

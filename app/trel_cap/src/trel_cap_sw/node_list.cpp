@@ -1,9 +1,9 @@
 #include "trel_cap/node_list.h"
 
 #include <atomic>
-#include <new>
 
 #include "log/arguments.h"
+#include "node_lanes.h"
 
 using namespace trel_cap;
 
@@ -16,6 +16,9 @@ namespace {
 
 /* The one flag of the process, although each thread has a head of its own. */
 std::atomic<bool> list_is_initialised;
+
+/* Out of line, or loops ask for the address of the thread's variable anew at every entry. */
+[[gnu::noinline]] CapNodeList &this_threads_list() { return cap_nodes_list; }
 
 /* What ends the list in either direction: the head, in a node's clothes. Only ever compared, never looked into. */
 CapNode *end_of(const CapNodeList &list) { return reinterpret_cast<CapNode *>(const_cast<CapNodeList *>(&list)); }
@@ -34,11 +37,13 @@ CapNode *&next_of(CapNodeList &list, CapNode *node) { return node == end_of(list
 
 CapNode *&prev_of(CapNodeList &list, CapNode *node) { return node == end_of(list) ? list.prev : node->prev; }
 
-/* The entry behind which a new one of this number goes. From the back, because cards mostly come in ascending order. */
-CapNode *place_of(CapNodeList &list, int32_t node) {
-    CapNode *pos = list.prev;
-    while (pos != end_of(list) && pos->record.node > node) {
-        pos = pos->prev;
+bool is_empty(const CapNodeList &list) { return first_of(list) == end_of(list); }
+
+/* The entry, or the head, behind which a new entry of this number goes. `from` is not behind that place. */
+CapNode *place_of(CapNodeList &list, CapNode *from, int32_t node) {
+    CapNode *pos = from;
+    for (CapNode *next = next_of(list, pos); next != end_of(list) && next->record.node <= node; next = next->next) {
+        pos = next;
     }
     return pos;
 }
@@ -49,6 +54,18 @@ void insert_behind(CapNodeList &list, CapNode *pos, CapNode *added) {
     added->next = following;
     next_of(list, pos) = added;
     prev_of(list, following) = added;
+}
+
+/* Lanes lead over the list of the thread only, not over one that a caller has made. */
+void add_to_own_list(CapNode *added) {
+    CapNodeList &list = this_threads_list();
+    if (is_empty(list)) {
+        clear_lanes();  // the head is exported: whoever emptied the list may not have gone through this file
+    }
+    link_head(list);
+    CapNode *const from = lane_entry_up_to(added->record.node);
+    insert_behind(list, place_of(list, from != nullptr ? from : end_of(list), added->record.node), added);
+    add_to_lanes(added);
 }
 
 /* A walk under way. A visitor may run the client's loop, and with it delete any entry or walk again. */
@@ -66,14 +83,24 @@ void remove(CapNodeList &list, CapNode *node) {
     }
     next_of(list, node->prev) = node->next;
     prev_of(list, node->next) = node->prev;
-    delete node;
+    remove_from_lanes(node);
+    free_entry(node);
 }
 
-template <typename Matches>
-CapNode *search(Caller caller, Matches matches) {
-    CapNodeList &list = cap_nodes_list;
-    for (CapNode *pos = first_of(list); pos != end_of(list); pos = pos->next) {
-        if (matches(pos->record)) {
+/* The first entry of a node for which the condition holds as well. */
+template <typename Condition>
+CapNode *search(Caller caller, int32_t node, Condition condition) {
+    const CapNodeList &list = this_threads_list();
+    if (is_empty(list)) {
+        return nullptr;
+    }
+    CapNode *const below = lane_entry_below(node);
+    CapNode *pos = below != nullptr ? below->next : list.next;
+    while (pos != end_of(list) && pos->record.node < node) {
+        pos = pos->next;
+    }
+    for (; pos != end_of(list) && pos->record.node == node; pos = pos->next) {
+        if (condition(pos->record)) {
             TREL_CAP_LOG_AS(caller, kNotice, "node:0x%x, config_dev_type:%d, ready:%d\r\n", pos->record.node,
                             pos->record.config_dev_type, pos->record.ready);
             return pos;
@@ -96,15 +123,19 @@ CapNode *trel_cap_sw_node_init(CapNodeRecord record, CapNodeList *list) {
         return nullptr;
     }
     TREL_CAP_LOG(kNotice, "enter");
-    auto *const added = new (std::nothrow) CapNode{nullptr, nullptr, record};
+    CapNode *const added = allocate_entry(record);
     if (added == nullptr) {
         TREL_CAP_LOG(kError, "new_node malloc failed");
         return nullptr;
     }
     trel_cap_sw_dump_node(record);
 
-    link_head(*list);
-    insert_behind(*list, place_of(*list, record.node), added);
+    if (list == &this_threads_list()) {
+        add_to_own_list(added);
+    } else {
+        link_head(*list);
+        insert_behind(*list, place_of(*list, end_of(*list), record.node), added);
+    }
     TREL_CAP_LOG(kNotice, "leave");
     return added;
 }
@@ -117,13 +148,12 @@ CapNode *trel_cap_sw_node_init_cur(CapNodeRecord record) {
 }
 
 CapNode *trel_cap_sw_node_search(int32_t node) {
-    return search(TREL_CAP_CALLER, [=](const CapNodeRecord &record) { return record.node == node; });
+    return search(TREL_CAP_CALLER, node, [](const CapNodeRecord &) { return true; });
 }
 
 CapNode *trel_cap_sw_node_and_type_search(int32_t node, int32_t config_dev_type) {
-    return search(TREL_CAP_CALLER, [=](const CapNodeRecord &record) {
-        return record.node == node && record.config_dev_type == config_dev_type;
-    });
+    return search(TREL_CAP_CALLER, node,
+                  [=](const CapNodeRecord &record) { return record.config_dev_type == config_dev_type; });
 }
 
 int32_t trel_cap_sw_node_del(int32_t node, int32_t config_dev_type) {
@@ -139,7 +169,7 @@ void trel_cap_sw_node_walk_cur(CapNodeVisitor visitor, void *argument) {
     if (visitor == nullptr) {
         return;
     }
-    CapNodeList &list = cap_nodes_list;
+    const CapNodeList &list = this_threads_list();
     Walk walk{nullptr, innermost_walk};
     innermost_walk = &walk;
     for (CapNode *pos = first_of(list); pos != end_of(list); pos = walk.next) {
