@@ -3,8 +3,12 @@
 #define TREL_CAP_EXPORT_H
 
 #ifdef __cplusplus
-#define TREL_CAP_BEGIN_DECLS extern "C" { _Pragma("GCC visibility push(default)")
-#define TREL_CAP_END_DECLS _Pragma("GCC visibility pop") }
+#define TREL_CAP_BEGIN_DECLS                                                                                           \
+    extern "C" {                                                                                                       \
+    _Pragma("GCC visibility push(default)")
+#define TREL_CAP_END_DECLS                                                                                             \
+    _Pragma("GCC visibility pop")                                                                                      \
+    }
 #else
 #define TREL_CAP_BEGIN_DECLS _Pragma("GCC visibility push(default)")
 #define TREL_CAP_END_DECLS _Pragma("GCC visibility pop")

@@ -30,30 +30,24 @@ struct Caller {
  * To C programs the level and the category are plain variables, which any thread may change at any time; relaxed
  * atomic accesses keep that from being a data race and cost nothing.
  */
-inline int32_t log_level() {
-    return std::atomic_ref(g_trel_cap_zlog_level).load(std::memory_order_relaxed);
-}
+inline int32_t log_level() { return std::atomic_ref(g_trel_cap_zlog_level).load(std::memory_order_relaxed); }
 
 inline void set_log_level(int32_t level) {
     std::atomic_ref(g_trel_cap_zlog_level).store(level, std::memory_order_relaxed);
 }
 
-inline void *log_category() {
-    return std::atomic_ref(g_trel_cap_zlog_category).load(std::memory_order_relaxed);
-}
+inline void *log_category() { return std::atomic_ref(g_trel_cap_zlog_category).load(std::memory_order_relaxed); }
 
 inline void set_log_category(void *category) {
     std::atomic_ref(g_trel_cap_zlog_category).store(category, std::memory_order_relaxed);
 }
 
 /* The comparison is unsigned, so that a negative level opens every gate. */
-inline bool gate_is_open(Severity severity) {
-    return static_cast<uint32_t>(log_level()) >= severity.gate;
-}
+inline bool gate_is_open(Severity severity) { return static_cast<uint32_t>(log_level()) >= severity.gate; }
 
 /* Forms one message and passes it on. Out of line and cold, so that what logs keeps no buffer and stays small. */
-[[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]]
-void write_message(Caller caller, int zlog_level, long line, const char *format, ...);
+[[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]] void write_message(Caller caller, int zlog_level, long line,
+                                                                           const char *format, ...);
 
 }  // namespace trel_cap
 
