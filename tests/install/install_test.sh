@@ -84,6 +84,23 @@ cmake_package_version() {
   [[ $output == *"requested version \"$later\""* ]] || fail "$output"
 }
 
+# The library, built against a platform that is named from outside: the stand-ins, where they are not recognised.
+other_platform() {
+  local build=$WORK/other_platform platform
+  platform=$(mktemp -d)
+  # shellcheck disable=SC2064 # the value of now
+  trap "rm -rf '$platform'" EXIT
+  cp -P "$prefix"/include/*.h "$prefix/$LIBDIR"/libox_* "$platform"
+  "$CMAKE" -S "$SOURCE_DIR" -B "$build" -G Ninja -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" \
+    -DCMAKE_BUILD_TYPE=Debug -DTREL_CAP_PLATFORM_INCLUDE_DIRS="$platform" \
+    -DTREL_CAP_PLATFORM_LIBRARIES="$platform/libox_mom.so;$platform/libox_zlog.so"
+  "$CMAKE" --build "$build"
+  "$CMAKE" --install "$build" --prefix "$WORK/other_prefix"
+  [ ! -e "$WORK/other_prefix/include/ox_mom.h" ] || fail "a header of the platform's was installed"
+  PKG_CONFIG_PATH=$WORK/other_prefix/$LIBDIR/pkgconfig compile_outside on_other_platform c "$CC" -std=c11
+  LD_LIBRARY_PATH=$platform expect_output "48 success" "$WORK/on_other_platform"
+}
+
 headers() {
   local flags header count=0
   read -ra flags <<<"$(pkg-config --cflags trel_cap)"
