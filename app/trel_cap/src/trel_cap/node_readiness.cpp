@@ -7,56 +7,51 @@ using namespace trel_cap;
 
 namespace {
 
-/*
- * Where the classes differ: the record with its names, how its entry is found, when a node counts at all, and whether
- * it has to be in real time to be ready.
- */
-struct LineCardNodes : LineCards {
+/* The records: what they are called in messages, whether a node has to be in real time to be ready, and their flag. */
+struct FeReadyRecords {
     using Record = CapFeReady;
     static constexpr RecordNames kNames{"fe_ready", "fe_ready->index"};
     static constexpr bool kReadyInRealTime = true;
+    static uint8_t &validated() { return g_trel_cap_fe_node_validated; }
+};
+
+struct CmReadyRecords {
+    using Record = CapCmReady;
+    static constexpr RecordNames kNames{"cm_ready", "cm_ready->index"};
+    static constexpr bool kReadyInRealTime = false;
+    static uint8_t &validated() { return g_trel_cap_cm_node_validated; }
+};
+
+/* Where the classes differ besides: how the entry of a record is found, and when its node counts at all. */
+struct LineCardNodes : LineCards, FeReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_fe_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_install_node_pro;
-    static uint8_t &validated() { return g_trel_cap_fe_node_validated; }
     static CapNode *find(const CapNodeRecord &place) { return trel_cap_sw_node_search(place.node); }
-    /* All that are not HPS cards: the cards of the other classes too, whose own processors tell of them in their turn.
-     */
+    /* All but HPS cards: also those of the other classes, whose own processors tell of them as well. */
     static bool counts(const CapNodeRecord &record) {
         return record.node_type != HpsCards::kNodeType && is_admitted(record);
     }
 };
 
-struct FabricNodes : FabricCards {
-    using Record = CapFeReady;
-    static constexpr RecordNames kNames{"fe_ready", "fe_ready->index"};
-    static constexpr bool kReadyInRealTime = true;
+struct FabricNodes : FabricCards, FeReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_fab_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_fab_install_node_pro;
-    static uint8_t &validated() { return g_trel_cap_fe_node_validated; }
     static CapNode *find(const CapNodeRecord &place) { return trel_cap_sw_node_search(place.node); }
     static bool counts(const CapNodeRecord &record) { return record.dm_install != 0 && record.node_type == kNodeType; }
 };
 
 /* Their records hold control modules only, so their type is not asked. */
-struct ControlModuleNodes : ControlModules {
-    using Record = CapCmReady;
-    static constexpr RecordNames kNames{"cm_ready", "cm_ready->index"};
-    static constexpr bool kReadyInRealTime = false;
+struct ControlModuleNodes : ControlModules, CmReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_cm_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_cm_install_node_pro;
-    static uint8_t &validated() { return g_trel_cap_cm_node_validated; }
     static CapNode *find(const CapNodeRecord &place) { return trel_cap_sw_node_search(place.node); }
     static bool counts(const CapNodeRecord &record) { return record.dm_install != 0; }
 };
 
 /* One node may carry several HPS cards, which their device type tells apart. */
-struct HpsNodes : HpsCards {
-    using Record = CapFeReady;
-    static constexpr RecordNames kNames{"fe_ready", "fe_ready->index"};
-    static constexpr bool kReadyInRealTime = true;
+struct HpsNodes : HpsCards, FeReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_hps_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_hps_install_node_pro;
-    static uint8_t &validated() { return g_trel_cap_fe_node_validated; }
     static CapNode *find(const CapNodeRecord &place) {
         return trel_cap_sw_node_and_type_search(place.node, place.config_dev_type);
     }
