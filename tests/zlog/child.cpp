@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr unsigned kLimitSeconds = 60;
+constexpr unsigned kLimitSeconds = 50;
 
 [[noreturn]] void run(const std::function<int()> &body, int error_output) {
     alarm(kLimitSeconds);

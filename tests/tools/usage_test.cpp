@@ -1,0 +1,100 @@
+// Command lines that are wrong: nothing is done, standard error says what is wrong, the status is 2.
+#include "program.h"
+
+namespace capctl_test {
+
+namespace {
+
+// A store that is never reached.
+const Environment kNowhere = {{"OX_MOM_STORE", "unix:///nonexistent/socket"}};
+
+Outcome run_nowhere(const Arguments &arguments) { return run(arguments, kNowhere); }
+
+TEST(Usage, NeedsAKnownVerb) {
+    EXPECT_THAT(run_nowhere({}), FailsWith(2, "a verb is missing\nTry trel_capctl --help."));
+    EXPECT_THAT(run_nowhere({"fetch", "/a"}), FailsWith(2, "fetch"));
+    EXPECT_THAT(run_nowhere({"GET", "/a"}), FailsWith(2, "GET"));
+}
+
+TEST(Usage, NeedsAUrl) {
+    EXPECT_THAT(run_nowhere({"get"}), FailsWith(2, "URL is required"));
+    EXPECT_THAT(run_nowhere({"set", "--int", "1"}), FailsWith(2, "URL is required"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "/b"}), FailsWith(2, "/b"));
+}
+
+TEST(Usage, LimitsAUrlTo255Bytes) {
+    const std::string too_long(256, 'u');
+    EXPECT_THAT(run_nowhere({"get", too_long}), FailsWith(2, "URL: at most 255 bytes expected, not 256"));
+    EXPECT_THAT(run_nowhere({"set", too_long, "--int", "1"}), FailsWith(2, "at most 255 bytes"));
+    EXPECT_EQ(run_nowhere({"get", std::string(255, 'u')}).status, 3);
+}
+
+TEST(Usage, NeedsExactlyOneValueToSet) {
+    EXPECT_THAT(run_nowhere({"set", "/a"}), FailsWith(2, "[--bool,--int,--str,--state] is required"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--bool", "1", "--int", "2"}), FailsWith(2, "2 were given"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--int", "1", "--int", "2"}), FailsWith(2, "--int"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--int"}), FailsWith(2, "--int"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--pri", "1"}), FailsWith(2, "is required"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "1"}), FailsWith(2, "1"));
+}
+
+TEST(Usage, AllowsOneValueToGet) {
+    EXPECT_THAT(run_nowhere({"get", "/a", "--bool", "--int"}), FailsWith(2, "--bool,--int"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--int=3"}), FailsWith(2, "int was given"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--int", "3"}), FailsWith(2, "3"));
+}
+
+TEST(Usage, ReadsIntegersStrictly) {
+    for (const std::string bad : {"12x", "x", "", " 1", "1 ", "+1", "0x10", "1.0", "1e3", "2147483648", "-2147483649",
+                                  "99999999999999999999", "-", "--1", "true"}) {
+        EXPECT_THAT(run_nowhere({"set", "/a", "--int", bad}),
+                    FailsWith(2, "--int: a whole number from -2147483648 to 2147483647 expected, not \"" + bad + "\""))
+            << bad;
+    }
+}
+
+TEST(Usage, ReadsBooleansStrictly) {
+    for (const std::string bad : {"2", "-1", "", "true", "yes", "01", "1 ", "on"}) {
+        for (const std::string option : {"--bool", "--state"}) {
+            EXPECT_THAT(run_nowhere({"set", "/a", option, bad}),
+                        FailsWith(2, option + ": 0 or 1 expected, not \"" + bad + "\""));
+        }
+    }
+}
+
+TEST(Usage, KnowsTwoFormats) {
+    EXPECT_THAT(run_nowhere({"get", "/a", "--output", "xml"}), FailsWith(2, "xml"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--output", "JSON"}), FailsWith(2, "JSON"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--output"}), FailsWith(2, "--output"));
+}
+
+TEST(Usage, RefusesUnknownOptions) {
+    EXPECT_THAT(run_nowhere({"get", "/a", "--verbose"}), FailsWith(2, "--verbose"));
+    EXPECT_THAT(run_nowhere({"--verbose", "get", "/a"}), FailsWith(2, "--verbose"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--in"}), FailsWith(2, "--in"));
+    EXPECT_THAT(run_nowhere({"ready", "glb", "--int", "1"}), FailsWith(2, "--int"));
+}
+
+TEST(Usage, NeedsAStore) {
+    const Arguments get = {"get", "/a"};
+    EXPECT_THAT(run(get), FailsWith(2, "no store is named: give --store NAME, or set OX_MOM_STORE"));
+    EXPECT_THAT(run(get, {{"OX_MOM_STORE", ""}}), FailsWith(2, "no store is named"));
+    EXPECT_THAT(run({"get", "/a", "--store", ""}), FailsWith(2, "no store is named"));
+    EXPECT_THAT(run({"get", "/a", "--store"}, kNowhere), FailsWith(2, "--store"));
+}
+
+// Nothing could ever be found there, and what is written would be gone at once.
+TEST(Usage, RefusesAStoreOfItsOwn) {
+    EXPECT_THAT(run({"get", "/a"}, {{"OX_MOM_STORE", "mem:"}}), FailsWith(2, "store \"mem:\""));
+    EXPECT_THAT(run({"set", "/a", "--int", "1", "--store", "mem:demo"}), FailsWith(2, "store \"mem:demo\""));
+}
+
+TEST(Usage, RefusesAStoreThatIsNoName) {
+    for (const char *bad : {"nonsense", "http://host", "redis://", "unix://"}) {
+        EXPECT_THAT(run({"get", "/a", "--store", bad}), FailsWith(2, bad)) << bad;
+    }
+}
+
+}  // namespace
+
+}  // namespace capctl_test

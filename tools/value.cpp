@@ -1,0 +1,51 @@
+#include "value.h"
+
+#include <trel_cap/status.h>
+
+#include <charconv>
+
+#include "exit_code.h"
+#include "text.h"
+
+namespace capctl {
+
+namespace {
+
+[[noreturn]] void refuse(const std::string &argument, const std::string &expected, const std::string &text) {
+    throw Failure(kUsage, argument + ": " + expected + " expected, not " + quote(text));
+}
+
+}  // namespace
+
+bool parse_bool(const std::string &argument, const std::string &text) {
+    if (text != "0" && text != "1") {
+        refuse(argument, "0 or 1", text);
+    }
+    return text == "1";
+}
+
+int32_t parse_int32(const std::string &argument, const std::string &text) {
+    int32_t value = 0;
+    const char *end = text.data() + text.size();
+    const auto [stopped, error] = std::from_chars(text.data(), end, value);
+    if (error != std::errc() || stopped != end) {
+        refuse(argument, "a whole number from -2147483648 to 2147483647", text);
+    }
+    return value;
+}
+
+bool parse_switch(const std::string &argument, const std::string &text) {
+    if (text != "on" && text != "off") {
+        refuse(argument, "on or off", text);
+    }
+    return text == "on";
+}
+
+void check_url(const std::string &url) {
+    if (url.size() > TREL_CAP_URL_MAX) {
+        throw Failure(kUsage, "URL: at most " + std::to_string(TREL_CAP_URL_MAX) + " bytes expected, not " +
+                                  std::to_string(url.size()));
+    }
+}
+
+}  // namespace capctl

@@ -1,0 +1,20 @@
+// Values as they are written on the command line.
+#ifndef TREL_CAPCTL_VALUE_H
+#define TREL_CAPCTL_VALUE_H
+
+#include <cstdint>
+#include <string>
+
+namespace capctl {
+
+// Each reads the whole text or throws a usage failure that names the argument and what it was given.
+bool parse_bool(const std::string &argument, const std::string &text);  // 0 or 1
+int32_t parse_int32(const std::string &argument, const std::string &text);
+bool parse_switch(const std::string &argument, const std::string &text);  // on or off
+
+// Refuses what is longer than a capability's URL can be.
+void check_url(const std::string &url);
+
+}  // namespace capctl
+
+#endif
