@@ -83,5 +83,5 @@ TEST(BackoffTest, TheTimeBetweenFailuresAloneDoesNotBeginAfresh) {
     EXPECT_GE(backoff.failed(now) - now, milliseconds(1000));
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -12,6 +12,4 @@ _Static_assert(offsetof(MomMsg, result) == offsetof(MomMsg, cmd) + sizeof(int32_
 
 int32_t boundary_test_cmd_of(const MomMsg *msg);
 
-int32_t boundary_test_cmd_of(const MomMsg *msg) {
-    return msg->cmd;
-}
+int32_t boundary_test_cmd_of(const MomMsg *msg) { return msg->cmd; }

@@ -16,9 +16,7 @@ constexpr int kUrls = 40;
 class CompletenessTest : public StoreTest {};
 INSTANTIATE_OVER_STORES(CompletenessTest);
 
-std::string url_number(int number) {
-    return "/shared/" + std::to_string(number);
-}
+std::string url_number(int number) { return "/shared/" + std::to_string(number); }
 
 // Writes and deletes of records that all writers share. Every write carries its writer and a serial number.
 void write_at_random(const std::string &store, int writer, int writes) {
@@ -31,9 +29,10 @@ void write_at_random(const std::string &store, int writer, int writes) {
         if (random() % 10 == 0) {
             ASSERT_EQ(del(client, cap.message()), 0);
         } else {
-            ASSERT_EQ(put(client, cap.message(), random() % 2 == 0 ? std::vector<int32_t>{kInt, kPri}
-                                                                   : std::vector<int32_t>{kState, kPri, kInt}),
-                      0);
+            ASSERT_EQ(
+                put(client, cap.message(),
+                    random() % 2 == 0 ? std::vector<int32_t>{kInt, kPri} : std::vector<int32_t>{kState, kPri, kInt}),
+                0);
         }
     }
 }
@@ -174,5 +173,5 @@ TEST_P(CompletenessTest, BetweenScanAndNotificationsThereIsNoGap) {
     EXPECT_TRUE(complete);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

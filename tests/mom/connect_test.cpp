@@ -184,5 +184,5 @@ TEST_P(JustEnoughDatabasesTest, NothingIsLeftInTheLastOneByAsking) {
     EXPECT_EQ(raw.text({"INFO", "keyspace"}).find("db"), std::string::npos) << raw.text({"INFO", "keyspace"});
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -18,7 +18,7 @@
 namespace {
 
 struct Plan {
-    int until_failure; // 0: not armed
+    int until_failure;  // 0: not armed
     bool stays;
     bool happened;
     int suspended;
@@ -53,7 +53,7 @@ bool fails(void *caller) {
     return true;
 }
 
-} // namespace
+}  // namespace
 
 extern "C" {
 
@@ -74,11 +74,9 @@ __attribute__((visibility("default"))) void *realloc(void *memory, size_t size) 
     return fails(__builtin_return_address(0)) ? nullptr : REAL(realloc)(memory, size);
 }
 
-__attribute__((visibility("default"))) void free(void *memory) noexcept {
-    REAL(free)(memory);
-}
+__attribute__((visibility("default"))) void free(void *memory) noexcept { REAL(free)(memory); }
 
-} // extern "C"
+}  // extern "C"
 
 __attribute__((visibility("default"))) void *operator new(size_t size) {
     void *memory = fails(__builtin_return_address(0)) ? nullptr : REAL(malloc)(size == 0 ? 1 : size);
@@ -92,13 +90,9 @@ __attribute__((visibility("default"))) void *operator new(size_t size, const std
     return fails(__builtin_return_address(0)) ? nullptr : REAL(malloc)(size == 0 ? 1 : size);
 }
 
-__attribute__((visibility("default"))) void operator delete(void *memory) noexcept {
-    REAL(free)(memory);
-}
+__attribute__((visibility("default"))) void operator delete(void *memory) noexcept { REAL(free)(memory); }
 
-__attribute__((visibility("default"))) void operator delete(void *memory, size_t) noexcept {
-    REAL(free)(memory);
-}
+__attribute__((visibility("default"))) void operator delete(void *memory, size_t) noexcept { REAL(free)(memory); }
 
 // The forms for arrays call these by default.
 
@@ -108,20 +102,12 @@ FailingAllocations::FailingAllocations(int nth, Length length) {
     plan = {nth, length == Length::kFromThenOn, false, 0};
 }
 
-FailingAllocations::~FailingAllocations() {
-    plan.until_failure = 0;
-}
+FailingAllocations::~FailingAllocations() { plan.until_failure = 0; }
 
-bool an_allocation_failed() {
-    return plan.happened;
-}
+bool an_allocation_failed() { return plan.happened; }
 
-SafeAllocations::SafeAllocations() {
-    ++plan.suspended;
-}
+SafeAllocations::SafeAllocations() { ++plan.suspended; }
 
-SafeAllocations::~SafeAllocations() {
-    --plan.suspended;
-}
+SafeAllocations::~SafeAllocations() { --plan.suspended; }
 
-} // namespace mom_test
+}  // namespace mom_test

@@ -27,6 +27,6 @@ public:
     SafeAllocations &operator=(const SafeAllocations &) = delete;
 };
 
-} // namespace mom_test
+}  // namespace mom_test
 
 #endif

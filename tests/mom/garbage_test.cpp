@@ -89,8 +89,7 @@ TEST_P(GarbageTest, ASetOfAnotherKindIsSaidToBe) {
     ASSERT_EQ(put_int(client, "/a", 1), 0);
     const std::string set = key_of_the_set();
     raw().must({"SET", set, "text"});
-    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr),
-              OX_MOM_E_TYPE);
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), OX_MOM_E_TYPE);
     EXPECT_EQ(put_int(client, "/b", 1), OX_MOM_E_TYPE);
     EXPECT_TRUE(slot().events.empty());
 }
@@ -157,7 +156,7 @@ TEST_P(GarbageTest, ANotificationThatDoesNotDecodeIsReportedAndFollowingGoesOn) 
     ASSERT_EQ(follow_field(client, Cap("/bad").message(), kBool, on_field<1>), 0);
     spoil("/bad", "7");
     StandardError printed;
-    put(writer, Cap("/bad").message(), {kBool}); // whose notification carries the spoilt field
+    put(writer, Cap("/bad").message(), {kBool});  // whose notification carries the spoilt field
     ASSERT_EQ(put_int(writer, "/good", 2), 0);
     ASSERT_TRUE(settle(client, writer));
     EXPECT_EQ(slot(0).commands(), (std::vector<int32_t>{29, 4}));
@@ -247,5 +246,5 @@ TEST_P(GarbageTest, AReadOnlyServerRefusesWritesAndAnswersReads) {
     EXPECT_EQ(put_int(client, "/a", 2), 0);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -286,5 +286,5 @@ TEST_P(HashTest, AWrongReadIsNoResult) {
     EXPECT_STRNE(ox_mom_last_error(), "");
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -53,11 +53,9 @@ TEST_P(LayoutTest, AHashIsKeyedByTypeAndIndexAndHoldsItsFieldsEncoded) {
     cap.record.str_value = text;
     ASSERT_EQ(put(client, cap.message(), {kBool, kInt, kStr, kState}), 0);
     EXPECT_EQ(keys_of_kind("hash"), (Keys{"p_libpub.cap_table:/a/b"}));
-    EXPECT_EQ(stored_hash("p_libpub.cap_table:/a/b"), (Fields{{"5", "\x2a\x06\x0a\x04/a/b"},
-                                                               {"6", ""},
-                                                               {"7", "\x38\xac\x02"},
-                                                               {"8", "\x42\x03yes"},
-                                                               {"22", ""}}));
+    EXPECT_EQ(
+        stored_hash("p_libpub.cap_table:/a/b"),
+        (Fields{{"5", "\x2a\x06\x0a\x04/a/b"}, {"6", ""}, {"7", "\x38\xac\x02"}, {"8", "\x42\x03yes"}, {"22", ""}}));
 }
 
 TEST_P(LayoutTest, TheValuesEndToEndAreTheRecordsEncoding) {
@@ -139,7 +137,7 @@ TEST_P(LayoutTest, WhatAnotherProgramStoredIsRead) {
 
 TEST_P(LayoutTest, AWriteWithItsNotificationIsOneStepOnTheServer) {
     const ClientPtr client = connect();
-    ASSERT_EQ(put_int(client, "/warm", 1), 0); // whatever the first write needs once
+    ASSERT_EQ(put_int(client, "/warm", 1), 0);  // whatever the first write needs once
     RedisConnection monitor = server().connection();
     monitor.must({"MONITOR"});
     ASSERT_EQ(put_int(client, "/a", 1), 0);
@@ -182,5 +180,5 @@ TEST_P(LayoutTest, AnEmptiedServerIsAnEmptyStore) {
     EXPECT_EQ(stored_state<CapTable>(client).size(), 1u);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -12,8 +12,8 @@ protected:
         RedisOptions options;
         options.tcp = true;
         options.password = "main-secret";
-        options.arguments = {"--requirepass", "main-secret", "--user", "app", "on",
-                             ">app:secret@1", "~*", "&*", "+@all"};
+        options.arguments = {"--requirepass", "main-secret", "--user", "app",  "on",
+                             ">app:secret@1", "~*",          "&*",     "+@all"};
         return options;
     }
 
@@ -120,5 +120,5 @@ TEST_P(LockedSocketTest, IsRefusedBecauseItsNameHasNoPlaceForAPassword) {
     EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), OX_MOM_E_REFUSED);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

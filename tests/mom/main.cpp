@@ -9,7 +9,7 @@ class EmptyRecorder : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo &) override { mom_test::recorder() = {}; }
 };
 
-} // namespace
+}  // namespace
 
 int main(int argc, char **argv) {
     testing::InitGoogleTest(&argc, argv);

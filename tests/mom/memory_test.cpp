@@ -7,7 +7,7 @@ namespace {
 
 using Length = FailingAllocations::Length;
 
-constexpr int kMostAllocations = 2000; // of one call; more means that it never ends
+constexpr int kMostAllocations = 2000;  // of one call; more means that it never ends
 
 class MemoryTest : public StoreTest {
 protected:
@@ -100,34 +100,38 @@ TEST_P(MemoryTest, Connect) {
 }
 
 TEST_P(MemoryTest, Hmset) {
-    const ClientPtr client = connect();
+    ClientPtr client;
     const ClientPtr reader = connect();
     char text[] = "a text that is longer than what is kept without an allocation";
     Cap cap("/a/url/that/is/longer/than/what/is/kept/without/an/allocation", 2);
     cap.record.str_value = text;
     const Cap before(cap.record.index->url, 1);
     const int32_t fields[] = {kInt, kStr, kState};
-    fail_each_allocation([&] { ASSERT_EQ(put(reader, before.message(), {kInt}), 0); },
-                         [&] { return ox_mom_hmset_sync(client.get(), kGlobalDb, cap.message(), fields, 3); },
-                         [&](int32_t status) {
-                             const HashResultPtr result = read(reader, cap.message());
-                             ASSERT_NE(result->record, nullptr);
-                             const bool written = as<CapTable>(result).int32_value == 2;
-                             EXPECT_EQ(written, as<CapTable>(result).str_value == std::string(text)) << "whole or not";
-                             EXPECT_TRUE(written || status != 0);
-                             ASSERT_EQ(del(reader, cap.message()), 0);
-                             ASSERT_TRUE(recovers(client));
-                         });
+    fail_each_allocation(
+        [&] {
+            client = connect();
+            ASSERT_EQ(put(reader, before.message(), {kInt}), 0);
+        },
+        [&] { return ox_mom_hmset_sync(client.get(), kGlobalDb, cap.message(), fields, 3); },
+        [&](int32_t status) {
+            const HashResultPtr result = read(reader, cap.message());
+            ASSERT_NE(result->record, nullptr);
+            const bool written = as<CapTable>(result).int32_value == 2;
+            EXPECT_EQ(written, as<CapTable>(result).str_value == std::string(text)) << "whole or not";
+            EXPECT_TRUE(written || status != 0);
+            ASSERT_EQ(del(reader, cap.message()), 0);
+            ASSERT_TRUE(recovers(client));
+        });
 }
 
 TEST_P(MemoryTest, Hgetall) {
-    const ClientPtr client = connect();
+    ClientPtr client = connect();
     char text[] = "a text that is longer than what is kept without an allocation";
     Cap cap("/a", 5);
     cap.record.str_value = text;
     ASSERT_EQ(put(client, cap.message(), {kInt, kStr, kState}), 0);
     HashResultPtr result;
-    fail_each_allocation([] {},
+    fail_each_allocation([&] { client = connect(); },
                          [&] {
                              result = read(client, cap.message());
                              return result == nullptr ? OX_MOM_E_MEMORY : result->error_code;
@@ -144,13 +148,14 @@ TEST_P(MemoryTest, Hgetall) {
 }
 
 TEST_P(MemoryTest, GetAndSet) {
-    const ClientPtr client = connect();
+    ClientPtr client;
     const Single<CapGlbState> state(true);
-    fail_each_allocation([] {}, [&] { return ox_mom_set_sync(client.get(), kGlobalDb, state.message()); },
+    fail_each_allocation([&] { client = connect(); },
+                         [&] { return ox_mom_set_sync(client.get(), kGlobalDb, state.message()); },
                          [&](int32_t) { ASSERT_TRUE(recovers(client)); });
     ASSERT_EQ(set<CapGlbState>(client, true), 0);
     ObjectPtr object;
-    fail_each_allocation([] {},
+    fail_each_allocation([&] { client = connect(); },
                          [&] {
                              int32_t error = 0;
                              object.reset(ox_mom_get_sync(client.get(), kGlobalDb, state.message(), &error));
@@ -163,56 +168,59 @@ TEST_P(MemoryTest, GetAndSet) {
 }
 
 TEST_P(MemoryTest, Del) {
-    const ClientPtr client = connect();
+    ClientPtr client;
     const ClientPtr writer = connect();
     const Cap cap("/a/url/that/is/longer/than/what/is/kept/without/an/allocation", 1);
-    fail_each_allocation([&] { ASSERT_EQ(put(writer, cap.message(), {kInt}), 0); },
-                         [&] { return ox_mom_del_sync(client.get(), kGlobalDb, cap.message()); },
-                         [&](int32_t status) {
-                             const size_t left = stored_state<CapTable>(writer).size();
-                             const bool is_read = read(writer, cap.message())->record != nullptr;
-                             EXPECT_EQ(left, is_read ? 1u : 0u);
-                             EXPECT_TRUE(status != 0 || !is_read);
-                             ASSERT_TRUE(recovers(client));
-                         });
+    fail_each_allocation(
+        [&] {
+            client = connect();
+            ASSERT_EQ(put(writer, cap.message(), {kInt}), 0);
+        },
+        [&] { return ox_mom_del_sync(client.get(), kGlobalDb, cap.message()); },
+        [&](int32_t status) {
+            const size_t left = stored_state<CapTable>(writer).size();
+            const bool is_read = read(writer, cap.message())->record != nullptr;
+            EXPECT_EQ(left, is_read ? 1u : 0u);
+            EXPECT_TRUE(status != 0 || !is_read);
+            ASSERT_TRUE(recovers(client));
+        });
 }
 
 TEST_P(MemoryTest, Scan) {
-    const ClientPtr client = connect();
+    ClientPtr client = connect();
     for (const char *url : {"/a", "/b", "/c"}) {
         ASSERT_EQ(put_int(client, url, 1), 0);
     }
     const Cap request("");
-    fail_each_allocation([] { slot().events.clear(); },
-                         [&] {
-                             return ox_mom_scan_sync(client.get(), kGlobalDb, request.message(), 0, safely_record,
-                                                     nullptr);
-                         },
-                         [&](int32_t status) {
-                             EXPECT_TRUE(status != 0 || slot().events.size() == 3u) << "success means all of them";
-                             ASSERT_TRUE(recovers(client));
-                         });
+    fail_each_allocation(
+        [&] {
+            client = connect();
+            slot().events.clear();
+        },
+        [&] { return ox_mom_scan_sync(client.get(), kGlobalDb, request.message(), 0, safely_record, nullptr); },
+        [&](int32_t status) {
+            EXPECT_TRUE(status != 0 || slot().events.size() == 3u) << "success means all of them";
+            ASSERT_TRUE(recovers(client));
+        });
 }
 
 TEST_P(MemoryTest, Subscribe) {
     ClientPtr client;
     const ClientPtr writer = connect();
     const Cap request("");
-    fail_each_allocation([&] { client = connect(); },
-                         [&] {
-                             return ox_mom_subscribe(client.get(), kGlobalDb, request.message(), 0, safely_record,
-                                                     nullptr);
-                         },
-                         [&](int32_t status) {
-                             if (status != 0) {
-                                 ASSERT_TRUE(recovers(client));
-                                 ASSERT_EQ(follow<CapTable>(client, safely_record), 0);
-                             }
-                             slot().events.clear();
-                             ASSERT_EQ(put_int(writer, "/a", 1), 0);
-                             ASSERT_TRUE(settle(client, writer));
-                             EXPECT_EQ(slot().commands(), (std::vector<int32_t>{29, 4}));
-                         });
+    fail_each_allocation(
+        [&] { client = connect(); },
+        [&] { return ox_mom_subscribe(client.get(), kGlobalDb, request.message(), 0, safely_record, nullptr); },
+        [&](int32_t status) {
+            if (status != 0) {
+                ASSERT_TRUE(recovers(client));
+                ASSERT_EQ(follow<CapTable>(client, safely_record), 0);
+            }
+            slot().events.clear();
+            ASSERT_EQ(put_int(writer, "/a", 1), 0);
+            ASSERT_TRUE(settle(client, writer));
+            EXPECT_EQ(slot().commands(), (std::vector<int32_t>{29, 4}));
+        });
 }
 
 TEST_P(MemoryTest, SubscribeField) {
@@ -221,18 +229,16 @@ TEST_P(MemoryTest, SubscribeField) {
     const Cap request("/a/url/that/is/longer/than/what/is/kept/without/an/allocation");
     const int32_t fields[] = {kInt, kBool};
     const MomFieldCb cbs[] = {safely_record_field, safely_record_field};
-    fail_each_allocation([&] { client = connect(); },
-                         [&] {
-                             return ox_mom_subscribe_field(client.get(), kGlobalDb, request.message(), 1, fields, cbs,
-                                                           nullptr, 2);
-                         },
-                         [&](int32_t status) {
-                             ASSERT_TRUE(recovers(client));
-                             slot(1).events.clear();
-                             ASSERT_EQ(put(writer, request.message(), {kInt, kBool}), 0);
-                             ASSERT_TRUE(settle(client, writer));
-                             EXPECT_EQ(slot(1).events.size(), status == 0 ? 2u : 0u) << "both or none";
-                         });
+    fail_each_allocation(
+        [&] { client = connect(); },
+        [&] { return ox_mom_subscribe_field(client.get(), kGlobalDb, request.message(), 1, fields, cbs, nullptr, 2); },
+        [&](int32_t status) {
+            ASSERT_TRUE(recovers(client));
+            slot(1).events.clear();
+            ASSERT_EQ(put(writer, request.message(), {kInt, kBool}), 0);
+            ASSERT_TRUE(settle(client, writer));
+            EXPECT_EQ(slot(1).events.size(), status == 0 ? 2u : 0u) << "both or none";
+        });
 }
 
 // A follower that applies what it is told and loads afresh when told to.
@@ -247,7 +253,9 @@ public:
                 update(state_, slot().events.back());
             }
         };
-        recorder().reconnect_hook = [this](MomClient *, int32_t) { EXPECT_EQ(follow<CapTable>(client_, safely_record), 0); };
+        recorder().reconnect_hook = [this](MomClient *, int32_t) {
+            EXPECT_EQ(follow<CapTable>(client_, safely_record), 0);
+        };
         const MomReconnectCb cb = [](MomClient *running, int32_t db, int32_t type) {
             const SafeAllocations safe;
             return on_reconnect(running, db, type);
@@ -258,7 +266,8 @@ public:
     }
 
     bool ends_in(const State &state) {
-        return pump_until(client_, [&] { return state_ == state; }, milliseconds(5000));
+        return pump_until(
+            client_, [&] { return state_ == state; }, milliseconds(5000));
     }
 
 private:
@@ -344,5 +353,5 @@ TEST_P(ServerMemoryTest, AReconnectionIsTriedAgainUntilThereIsMemory) {
         });
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -14,6 +14,7 @@
 
 namespace mom_test {
 
+using std::chrono::milliseconds;
 using test_support::ClientPtr;
 using test_support::RedisConnection;
 using test_support::RedisOptions;
@@ -21,7 +22,6 @@ using test_support::RedisReply;
 using test_support::RedisServer;
 using test_support::ServerTest;
 using test_support::StoreTest;
-using std::chrono::milliseconds;
 
 struct HashResultDeleter {
     void operator()(MomHashResult *result) const { ox_mom_hash_res_free(result); }
@@ -42,7 +42,8 @@ inline int32_t put_int(const ClientPtr &client, const std::string &url, int32_t 
     return put(client, Cap(url, value).message(), {kInt});
 }
 
-template <typename Record> int32_t set(const ClientPtr &client, bool ready, int32_t db = kGlobalDb) {
+template <typename Record>
+int32_t set(const ClientPtr &client, bool ready, int32_t db = kGlobalDb) {
     return ox_mom_set_sync(client.get(), db, Single<Record>(ready).message());
 }
 
@@ -58,7 +59,8 @@ inline std::vector<int32_t> fields_of(const HashResultPtr &result) {
     return {result->field_ids, result->field_ids + result->n_field_ids};
 }
 
-template <typename Record> const Record &as(const HashResultPtr &result) {
+template <typename Record>
+const Record &as(const HashResultPtr &result) {
     return *reinterpret_cast<const Record *>(result->record);
 }
 
@@ -85,12 +87,9 @@ inline int32_t follow_field(const ClientPtr &client, const ProtobufCMessage *req
     return ox_mom_subscribe_field(client.get(), db, request, 1, &field, &cb, &arg, 1);
 }
 
-inline Slot &slot(int number = 0) {
-    return recorder().slots[number];
-}
+inline Slot &slot(int number = 0) { return recorder().slots[number]; }
 
-inline bool pump_until(const ClientPtr &client, const std::function<bool()> &done,
-                       milliseconds limit = kLongEnough) {
+inline bool pump_until(const ClientPtr &client, const std::function<bool()> &done, milliseconds limit = kLongEnough) {
     return pump_until(client.get(), done, limit);
 }
 
@@ -98,12 +97,13 @@ inline bool settle(const ClientPtr &client, const ClientPtr &publisher, int32_t 
     return settle(client.get(), publisher.get(), db);
 }
 
-template <typename Record> State stored_state(const ClientPtr &client, int32_t db = kGlobalDb) {
+template <typename Record>
+State stored_state(const ClientPtr &client, int32_t db = kGlobalDb) {
     Record request;
     protobuf_c_message_init(descriptor<Record>(), &request);
     return stored_state(client.get(), db, &request.base);
 }
 
-} // namespace mom_test
+}  // namespace mom_test
 
 #endif

@@ -14,9 +14,7 @@ ObjectPtr get(const ClientPtr &client, const ProtobufCMessage *request, int32_t 
     return ObjectPtr(ox_mom_get_sync(client.get(), db, request, error));
 }
 
-const CapGlbState &glb(const ObjectPtr &object) {
-    return *reinterpret_cast<const CapGlbState *>(object.get());
-}
+const CapGlbState &glb(const ObjectPtr &object) { return *reinterpret_cast<const CapGlbState *>(object.get()); }
 
 TEST_P(ObjectTest, AMissingOneIsNoError) {
     const ClientPtr client = connect();
@@ -115,5 +113,5 @@ TEST_P(ObjectTest, ARecordOfTheOtherKindIsRefused) {
     EXPECT_TRUE(stored_state<CapTable>(client).empty());
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

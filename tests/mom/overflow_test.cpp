@@ -4,7 +4,7 @@
 namespace mom_test {
 namespace {
 
-constexpr int kBound = 65536; // notifications that may wait
+constexpr int kBound = 65536;  // notifications that may wait
 
 class OverflowTest : public StoreTest {
 protected:
@@ -118,5 +118,5 @@ TEST_P(ServerOverflowTest, WhatARequestReadsOnItsWayIsBoundedToo) {
     EXPECT_EQ(put_int(client, "/a", 1), 0);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -69,7 +69,8 @@ TEST_P(OwnershipTest, EveryCallFromAnotherThreadIsRefusedAndTouchesNothing) {
 }
 
 // Runs the function in a forked child and returns what it returned there.
-template <typename Function> std::string in_child(Function function) {
+template <typename Function>
+std::string in_child(Function function) {
     int ends[2];
     EXPECT_EQ(pipe(ends), 0);
     const pid_t child = fork();
@@ -184,7 +185,7 @@ size_t entries(const char *directory) {
 }
 
 TEST_P(OwnershipTest, AClientHasNoThreadOfItsOwn) {
-    std::thread([] {}).join(); // whatever the runtime starts with the first thread
+    std::thread([] {}).join();  // whatever the runtime starts with the first thread
     const size_t before = entries("/proc/self/task");
     const ClientPtr client = connect({kCardDb, kGlobalDb});
     ASSERT_EQ(follow<CapTable>(client), 0);
@@ -209,5 +210,5 @@ TEST_P(OwnershipTest, AClientLeavesNoDescriptorBehind) {
     EXPECT_EQ(entries("/proc/self/fd"), before);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -144,5 +144,5 @@ TEST_P(ProcessTest, APollLoopAloneDeliversEverything) {
     EXPECT_EQ(slot().count(4), kWrites);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -35,10 +35,11 @@ bool send_all(int fd, const char *bytes, size_t length) {
     return true;
 }
 
-} // namespace
+}  // namespace
 
 Proxy::Proxy(const std::string &server_socket)
-    : socket_path_(directory_.file("proxy")), server_socket_(server_socket),
+    : socket_path_(directory_.file("proxy")),
+      server_socket_(server_socket),
       listener_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     const sockaddr_un address = address_of(socket_path_);
     if (bind(listener_, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0 ||
@@ -131,4 +132,4 @@ void Proxy::run() {
     }
 }
 
-} // namespace mom_test
+}  // namespace mom_test

@@ -53,6 +53,6 @@ private:
     std::thread thread_;
 };
 
-} // namespace mom_test
+}  // namespace mom_test
 
 #endif

@@ -98,7 +98,7 @@ TEST_P(ReconnectTest, CallbacksComeInOrderOfDatabaseAfterAllAreBack) {
 TEST_P(ReconnectTest, OnlyConnectedDatabasesAreToldAndOnlyByTheLatestCallback) {
     const ClientPtr client = connect({kGlobalDb, 2});
     watch(client, 2);
-    watch(client, kCardDb); // never connected
+    watch(client, kCardDb);  // never connected
     watch(client, kGlobalDb);
     ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), 2, nullptr, nullptr), 0);
     server().restart(Data::kDropped);
@@ -235,7 +235,7 @@ TEST_P(ReconnectTest, WritesWhileTheFollowerIsCutOffAreLoadedAfterwards) {
         ASSERT_EQ(put_int(writer, "/cut", round), 0);
         ASSERT_EQ(del(writer, Cap("/gone/" + std::to_string(round - 1)).message()), 0);
         ASSERT_EQ(put_int(writer, "/gone/" + std::to_string(round), round), 0);
-        error_of_read(client); // whoever makes no request need not notice that those are cut
+        error_of_read(client);  // whoever makes no request need not notice that those are cut
         ASSERT_TRUE(pump_until(client, [&] { return follower.loads() == round + 1; })) << round;
         ASSERT_TRUE(settle(client, writer));
         EXPECT_EQ(follower.state(), stored_state<CapTable>(writer)) << round;
@@ -450,5 +450,5 @@ TEST_P(ReconnectTest, LossesLeaveNoDescriptorBehind) {
     EXPECT_EQ(descriptors(), before);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

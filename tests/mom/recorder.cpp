@@ -45,7 +45,7 @@ int32_t write_down(Slot &slot, Event event, MomMsg *msg, bool is_hash) {
     MomClient *client = event.client;
     slot.events.push_back(std::move(event));
     if (slot.hook) {
-        const auto hook = slot.hook; // which may replace itself
+        const auto hook = slot.hook;  // which may replace itself
         hook(client, msg);
     }
     return 0;
@@ -61,7 +61,7 @@ std::string key_of(const ProtobufCMessage *record) {
     return key;
 }
 
-} // namespace
+}  // namespace
 
 int Slot::count(int32_t cmd) const {
     return static_cast<int>(
@@ -159,4 +159,4 @@ milliseconds Stopwatch::elapsed() const {
     return duration_cast<milliseconds>(std::chrono::steady_clock::now() - start_);
 }
 
-} // namespace mom_test
+}  // namespace mom_test

@@ -21,14 +21,17 @@ struct Event {
     MomClient *client = nullptr;
     int32_t db = 0;
     int32_t cmd = 0;
-    void *arg = nullptr;                      // of a field callback
-    bool has_result = false;                  // the message pointed to something
-    std::shared_ptr<ProtobufCMessage> record; // empty: none
+    void *arg = nullptr;                       // of a field callback
+    bool has_result = false;                   // the message pointed to something
+    std::shared_ptr<ProtobufCMessage> record;  // empty: none
     std::vector<int32_t> fields;
     int32_t error_code = 0;
-    uint64_t order = 0; // among everything recorded on this thread
+    uint64_t order = 0;  // among everything recorded on this thread
 
-    template <typename Record> const Record &as() const { return *reinterpret_cast<const Record *>(record.get()); }
+    template <typename Record>
+    const Record &as() const {
+        return *reinterpret_cast<const Record *>(record.get());
+    }
 };
 
 struct Reconnection {
@@ -50,8 +53,8 @@ struct Slot {
 };
 
 inline constexpr int kSlots = 8;
-inline constexpr int kFenceSlot = 6; // settle()'s
-inline constexpr int kScanSlot = 7;  // stored_state()'s
+inline constexpr int kFenceSlot = 6;  // settle()'s
+inline constexpr int kScanSlot = 7;   // stored_state()'s
 
 struct Recorder {
     Slot slots[kSlots];
@@ -67,17 +70,18 @@ int32_t record_message(int slot, MomClient *client, MomMsg *msg);
 int32_t record_field(int slot, MomClient *client, MomMsg *msg, void *arg);
 int32_t on_reconnect(MomClient *client, int32_t db, int32_t type);
 
-template <int kSlot = 0> int32_t on_message(MomClient *client, MomMsg *msg) {
+template <int kSlot = 0>
+int32_t on_message(MomClient *client, MomMsg *msg) {
     return record_message(kSlot, client, msg);
 }
 
-template <int kSlot = 0> int32_t on_field(MomClient *client, MomMsg *msg, void *arg) {
+template <int kSlot = 0>
+int32_t on_field(MomClient *client, MomMsg *msg, void *arg) {
     return record_field(kSlot, client, msg, arg);
 }
 
 // Runs the client until done() or the limit; false when the limit passed or the client failed.
-bool pump_until(MomClient *client, const std::function<bool()> &done,
-                std::chrono::milliseconds limit = kLongEnough);
+bool pump_until(MomClient *client, const std::function<bool()> &done, std::chrono::milliseconds limit = kLongEnough);
 
 // Runs the client until everything published so far has been delivered to it: subscribes CapHpsGlbState with a
 // callback of its own and has `publisher` write one. False when that failed.
@@ -100,6 +104,6 @@ private:
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-} // namespace mom_test
+}  // namespace mom_test
 
 #endif

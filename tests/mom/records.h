@@ -24,10 +24,12 @@ inline constexpr int32_t kStr = 8;
 inline constexpr int32_t kPri = 21;
 inline constexpr int32_t kState = 22;
 
-template <typename Message> const ProtobufCMessageDescriptor *descriptor() = delete;
+template <typename Message>
+const ProtobufCMessageDescriptor *descriptor() = delete;
 
 #define MOM_TEST_DESCRIPTOR(Message, name)                                                                             \
-    template <> inline const ProtobufCMessageDescriptor *descriptor<Message>() {                                       \
+    template <>                                                                                                        \
+    inline const ProtobufCMessageDescriptor *descriptor<Message>() {                                                   \
         return &name##__descriptor;                                                                                    \
     }
 MOM_TEST_DESCRIPTOR(CapTable, cap_table)
@@ -49,7 +51,8 @@ MOM_TEST_DESCRIPTOR(CapHpsGlbState, cap_hps_glb_state)
 #undef MOM_TEST_DESCRIPTOR
 
 // A record with its index beside it.
-template <typename Record> struct Hash {
+template <typename Record>
+struct Hash {
     using Index = std::remove_pointer_t<decltype(Record::index)>;
 
     Index index;
@@ -66,7 +69,8 @@ template <typename Record> struct Hash {
     const ProtobufCMessage *message() const { return &record.base; }
 };
 
-template <typename Record> struct Single {
+template <typename Record>
+struct Single {
     Record record;
 
     explicit Single(bool ready = false) {
@@ -78,7 +82,8 @@ template <typename Record> struct Single {
 };
 
 // A record addressed by URL: CapTable and its class variants.
-template <typename Record> struct ByUrl : Hash<Record> {
+template <typename Record>
+struct ByUrl : Hash<Record> {
     explicit ByUrl(const std::string &url, int32_t value = 0) : url_(url) {
         this->index.url = url_.data();
         this->record.int32_value = value;
@@ -120,6 +125,6 @@ inline std::string text_of(const ProtobufCBinaryData &bytes) {
     return {reinterpret_cast<const char *>(bytes.data), bytes.len};
 }
 
-} // namespace mom_test
+}  // namespace mom_test
 
 #endif

@@ -273,5 +273,5 @@ TEST_P(ReentrancyTest, TwoFollowersMayWriteToEachOther) {
     EXPECT_EQ(slot(1).events[49].as<CapTable>().int32_value, 99);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

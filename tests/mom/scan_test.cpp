@@ -11,7 +11,8 @@ namespace {
 class ScanTest : public StoreTest {};
 INSTANTIATE_OVER_STORES(ScanTest);
 
-template <typename Record> int32_t scan(const ClientPtr &client, int32_t db = kGlobalDb, MomMsgCb cb = on_message<0>) {
+template <typename Record>
+int32_t scan(const ClientPtr &client, int32_t db = kGlobalDb, MomMsgCb cb = on_message<0>) {
     Record request;
     protobuf_c_message_init(descriptor<Record>(), &request);
     return ox_mom_scan_sync(client.get(), db, &request.base, 0, cb, nullptr);
@@ -170,5 +171,5 @@ TEST_P(ScanTest, AWrongCallIsRefused) {
     EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, request.message(), 0, nullptr, nullptr), OX_MOM_E_ARGUMENT);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

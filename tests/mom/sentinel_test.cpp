@@ -24,7 +24,8 @@ protected:
         options.tcp = true;
         options.arguments = {"--repl-diskless-sync-delay", "0"};
         master_ = std::make_unique<RedisServer>(options);
-        options.arguments.insert(options.arguments.end(), {"--replicaof", "127.0.0.1", std::to_string(master_->port())});
+        options.arguments.insert(options.arguments.end(),
+                                 {"--replicaof", "127.0.0.1", std::to_string(master_->port())});
         replica_ = std::make_unique<RedisServer>(options);
 
         RedisOptions sentinel;
@@ -122,13 +123,13 @@ void expect_to_follow_the_change(const ClientPtr &client, const std::string &new
     ASSERT_EQ(follow<CapTable>(client), 0);
     ASSERT_EQ(put_int(client, "/before", 1), 0);
     change();
-    ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty() && slot().count(29) >= 2; },
-                           milliseconds(30000)));
+    ASSERT_TRUE(pump_until(
+        client, [] { return !recorder().reconnections.empty() && slot().count(29) >= 2; }, milliseconds(30000)));
 
     const ClientPtr writer = test_support::connect_client(new_master, {kGlobalDb});
     const Stopwatch watch;
     while (put_int(writer, "/after", 2) != 0 && watch.elapsed() < kLongEnough) {
-        std::this_thread::sleep_for(milliseconds(20)); // until it has taken the part
+        std::this_thread::sleep_for(milliseconds(20));  // until it has taken the part
     }
     ASSERT_TRUE(pump_until(client, [&followed] { return followed.size() == 2; }))
         << followed.size() << " records after " << recorder().reconnections.size() << " reconnections";
@@ -154,5 +155,5 @@ TEST_P(SentinelTest, ADemotedMasterIsNotFollowedAnyLonger) {
     });
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

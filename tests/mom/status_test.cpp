@@ -90,5 +90,5 @@ TEST(StatusTest, CAndCppAgreeOnTheMessage) {
     EXPECT_EQ(OX_MOM_REQUEST_TIMEOUT_MS, 3000);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

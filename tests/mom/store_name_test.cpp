@@ -17,16 +17,12 @@ using test_support::connect_client;
 struct Malformed {
     std::string label;
     std::string name;
-    std::string part; // what the message must speak of
+    std::string part;  // what the message must speak of
 };
 
-std::ostream &operator<<(std::ostream &out, const Malformed &malformed) {
-    return out << malformed.label;
-}
+std::ostream &operator<<(std::ostream &out, const Malformed &malformed) { return out << malformed.label; }
 
-std::string label_of(const testing::TestParamInfo<Malformed> &info) {
-    return info.param.label;
-}
+std::string label_of(const testing::TestParamInfo<Malformed> &info) { return info.param.label; }
 
 class MalformedNameTest : public testing::TestWithParam<Malformed> {};
 
@@ -40,45 +36,44 @@ TEST_P(MalformedNameTest, IsRefusedByItsPart) {
     EXPECT_NE(why.find(GetParam().part), std::string::npos) << why;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Names, MalformedNameTest,
-    testing::ValuesIn(std::vector<Malformed>{
-        {"Word", "memory", "memory"},
-        {"BareMem", "mem", "mem"},
-        {"OtherScheme", "http://127.0.0.1:6379", "http"},
-        {"OtherCase", "REDIS://127.0.0.1", "redis"},
-        {"LeadingBlank", " redis://127.0.0.1", " redis"},
-        {"LongerScheme", "rediss://127.0.0.1", "rediss"},
-        {"UnixWithoutPath", "unix://", "path"},
-        {"UnixWithRelativePath", "unix://relative/path", "path"},
-        {"UnixPathTooLong", "unix:///" + std::string(200, 'x'), "path"},
-        {"RedisWithoutHost", "redis://", "host"},
-        {"RedisWithPortOnly", "redis://:6379", "host"},
-        {"RedisWithoutPort", "redis://127.0.0.1:", "port"},
-        {"RedisPortNotANumber", "redis://127.0.0.1:abc", "port"},
-        {"RedisPortWithTail", "redis://127.0.0.1:6379x", "port"},
-        {"RedisPortWithBlank", "redis://127.0.0.1: 6379", "port"},
-        {"RedisPortWithSign", "redis://127.0.0.1:+6379", "port"},
-        {"RedisPortZero", "redis://127.0.0.1:0", "port"},
-        {"RedisPortNegative", "redis://127.0.0.1:-1", "port"},
-        {"RedisPortTooLarge", "redis://127.0.0.1:65536", "port"},
-        {"RedisPortFarTooLarge", "redis://127.0.0.1:18446744073709558000", "port"},
-        {"RedisPortWithDatabase", "redis://127.0.0.1:6379/0", "port"},
-        {"RedisUserAlone", "redis://user@127.0.0.1", "password"},
-        {"RedisLoginWithoutHost", "redis://user:password@", "host"},
-        {"SentinelNothing", "sentinel://", "service"},
-        {"SentinelWithoutService", "sentinel://127.0.0.1:26379", "service"},
-        {"SentinelEmptyService", "sentinel://127.0.0.1:26379/", "service"},
-        {"SentinelWithoutHosts", "sentinel:///service", "host"},
-        {"SentinelWithoutPort", "sentinel://127.0.0.1/service", "port"},
-        {"SentinelEmptyPort", "sentinel://127.0.0.1:/service", "port"},
-        {"SentinelBadPort", "sentinel://127.0.0.1:x/service", "port"},
-        {"SentinelPortTooLarge", "sentinel://127.0.0.1:65536/service", "port"},
-        {"SentinelEmptyFirst", "sentinel://,127.0.0.1:26379/service", "host"},
-        {"SentinelEmptyLast", "sentinel://127.0.0.1:26379,/service", "host"},
-        {"SentinelBadSecond", "sentinel://127.0.0.1:26379,127.0.0.1:y/service", "port"},
-    }),
-    label_of);
+INSTANTIATE_TEST_SUITE_P(Names, MalformedNameTest,
+                         testing::ValuesIn(std::vector<Malformed>{
+                             {"Word", "memory", "memory"},
+                             {"BareMem", "mem", "mem"},
+                             {"OtherScheme", "http://127.0.0.1:6379", "http"},
+                             {"OtherCase", "REDIS://127.0.0.1", "redis"},
+                             {"LeadingBlank", " redis://127.0.0.1", " redis"},
+                             {"LongerScheme", "rediss://127.0.0.1", "rediss"},
+                             {"UnixWithoutPath", "unix://", "path"},
+                             {"UnixWithRelativePath", "unix://relative/path", "path"},
+                             {"UnixPathTooLong", "unix:///" + std::string(200, 'x'), "path"},
+                             {"RedisWithoutHost", "redis://", "host"},
+                             {"RedisWithPortOnly", "redis://:6379", "host"},
+                             {"RedisWithoutPort", "redis://127.0.0.1:", "port"},
+                             {"RedisPortNotANumber", "redis://127.0.0.1:abc", "port"},
+                             {"RedisPortWithTail", "redis://127.0.0.1:6379x", "port"},
+                             {"RedisPortWithBlank", "redis://127.0.0.1: 6379", "port"},
+                             {"RedisPortWithSign", "redis://127.0.0.1:+6379", "port"},
+                             {"RedisPortZero", "redis://127.0.0.1:0", "port"},
+                             {"RedisPortNegative", "redis://127.0.0.1:-1", "port"},
+                             {"RedisPortTooLarge", "redis://127.0.0.1:65536", "port"},
+                             {"RedisPortFarTooLarge", "redis://127.0.0.1:18446744073709558000", "port"},
+                             {"RedisPortWithDatabase", "redis://127.0.0.1:6379/0", "port"},
+                             {"RedisUserAlone", "redis://user@127.0.0.1", "password"},
+                             {"RedisLoginWithoutHost", "redis://user:password@", "host"},
+                             {"SentinelNothing", "sentinel://", "service"},
+                             {"SentinelWithoutService", "sentinel://127.0.0.1:26379", "service"},
+                             {"SentinelEmptyService", "sentinel://127.0.0.1:26379/", "service"},
+                             {"SentinelWithoutHosts", "sentinel:///service", "host"},
+                             {"SentinelWithoutPort", "sentinel://127.0.0.1/service", "port"},
+                             {"SentinelEmptyPort", "sentinel://127.0.0.1:/service", "port"},
+                             {"SentinelBadPort", "sentinel://127.0.0.1:x/service", "port"},
+                             {"SentinelPortTooLarge", "sentinel://127.0.0.1:65536/service", "port"},
+                             {"SentinelEmptyFirst", "sentinel://,127.0.0.1:26379/service", "host"},
+                             {"SentinelEmptyLast", "sentinel://127.0.0.1:26379,/service", "host"},
+                             {"SentinelBadSecond", "sentinel://127.0.0.1:26379,127.0.0.1:y/service", "port"},
+                         }),
+                         label_of);
 
 TEST(StoreNameTest, TheEmptyNameIsRefused) {
     EXPECT_EQ(ox_mom_client_create(""), nullptr);
@@ -165,5 +160,5 @@ TEST(EmbeddedStoreTest, KeepsItsDataWithoutClients) {
     ox_mom_ox_obj_free(read);
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -198,5 +198,5 @@ TEST_P(SubscribeFieldTest, AWrongCallIsRefusedWhole) {
     EXPECT_TRUE(slot().events.empty());
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

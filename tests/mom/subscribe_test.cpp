@@ -298,5 +298,5 @@ TEST_P(SubscribeTest, WhatACallbackReturnsDoesNotMatter) {
     EXPECT_EQ(slot().commands(), (Commands{29, 4, 4}));
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -25,7 +25,8 @@ protected:
 };
 INSTANTIATE_OVER_SERVERS(TimeoutTest);
 
-template <typename Request> void expect_timeout(const char *name, Request request) {
+template <typename Request>
+void expect_timeout(const char *name, Request request) {
     const Stopwatch watch;
     EXPECT_EQ(request(), OX_MOM_E_TIMEOUT) << name;
     EXPECT_GE(watch.elapsed(), kTimeout - milliseconds(10)) << name;
@@ -48,8 +49,7 @@ TEST_P(TimeoutTest, EveryRequestEndsInTime) {
          }},
         {"set", [&] { return ox_mom_set_sync(client.get(), kGlobalDb, state.message()); }},
         {"del", [&] { return del(client, cap.message()); }},
-        {"scan",
-         [&] { return ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_message<0>, nullptr); }},
+        {"scan", [&] { return ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_message<0>, nullptr); }},
         {"subscribe", [&] { return follow<CapTable>(client); }},
         {"subscribe_field",
          [&] {
@@ -185,5 +185,5 @@ TEST_P(TimeoutTest, ANotificationCutAnywhereIsALossAndNothingElse) {
     }
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -113,8 +113,8 @@ TEST_P(UrlTest, AFollowerOfOneHearsNothingOfTheOthers) {
 TEST_P(UrlTest, NodesAndUrlsNeverCollide) {
     const ClientPtr client = connect();
     const std::vector<std::pair<int32_t, std::string>> indexes = {
-        {1, "2:x"}, {12, "x"},    {1, "2"},       {12, ""},      {1, ""},          {1, ":2"},
-        {-1, "2"},  {1, "-2"},    {1, "2:3:4"},   {12, ":3:4"},  {123, ":4"},      {0, "1:2:x"},
+        {1, "2:x"}, {12, "x"},     {1, "2"},       {12, ""},      {1, ""},          {1, ":2"},
+        {-1, "2"},  {1, "-2"},     {1, "2:3:4"},   {12, ":3:4"},  {123, ":4"},      {0, "1:2:x"},
         {0, ""},    {INT_MIN, ""}, {INT_MIN, "0"}, {INT_MAX, ""}, {INT_MAX, "-1:"}, {-1, ""},
     };
     int32_t value = 0;
@@ -196,5 +196,5 @@ TEST_P(ServerUrlTest, NoUrlReachesTheClientsOwnKeysAndChannels) {
     EXPECT_EQ(slot(3).events.size(), distinct.size());
 }
 
-} // namespace
-} // namespace mom_test
+}  // namespace
+}  // namespace mom_test

@@ -32,9 +32,7 @@ constexpr char kDirectoryPrefix[] = "ox-redis-";
 constexpr auto kStartLimit = std::chrono::seconds(20);
 constexpr timeval kReplyLimit = {20, 0};
 
-[[noreturn]] void fail(const std::string &what) {
-    throw std::runtime_error(what);
-}
+[[noreturn]] void fail(const std::string &what) { throw std::runtime_error(what); }
 
 bool is_directory(int fd, const std::string &path) {
     struct stat opened = {};
@@ -91,7 +89,7 @@ sockaddr_in loopback(int port) {
     _exit(127);
 }
 
-} // namespace
+}  // namespace
 
 PrivateDirectory::PrivateDirectory() : lock_(-1) {
     const fs::path parent = fs::temp_directory_path();
@@ -112,13 +110,9 @@ PrivateDirectory::~PrivateDirectory() {
     close(lock_);
 }
 
-void RedisReplyDeleter::operator()(redisReply *reply) const {
-    freeReplyObject(reply);
-}
+void RedisReplyDeleter::operator()(redisReply *reply) const { freeReplyObject(reply); }
 
-void RedisConnection::ContextDeleter::operator()(redisContext *context) const {
-    redisFree(context);
-}
+void RedisConnection::ContextDeleter::operator()(redisContext *context) const { redisFree(context); }
 
 RedisConnection::RedisConnection(const std::string &socket_path)
     : context_(redisConnectUnixWithTimeout(socket_path.c_str(), kReplyLimit)) {
@@ -195,26 +189,27 @@ void RedisConnection::repeat(const std::vector<std::string> &arguments, int time
     }
 }
 
-RedisReply RedisConnection::next_message() {
-    return read_reply();
-}
+RedisReply RedisConnection::next_message() { return read_reply(); }
 
-RedisServer::RedisServer(RedisOptions options) : options_(std::move(options)) {
-    start();
-}
+RedisServer::RedisServer(RedisOptions options) : options_(std::move(options)) { start(); }
 
-RedisServer::~RedisServer() {
-    kill();
-}
+RedisServer::~RedisServer() { kill(); }
 
 std::vector<std::string> RedisServer::command_line() const {
     if (!options_.sentinel_config.empty()) {
         return {options_.program, directory_.file("sentinel.conf"), "--sentinel"};
     }
-    std::vector<std::string> line = {options_.program, "--save",       "",
-                                     "--appendonly",   "no",           "--dir",
-                                     directory_.path(), "--databases", std::to_string(options_.databases),
-                                     "--port",         std::to_string(port_)};
+    std::vector<std::string> line = {options_.program,
+                                     "--save",
+                                     "",
+                                     "--appendonly",
+                                     "no",
+                                     "--dir",
+                                     directory_.path(),
+                                     "--databases",
+                                     std::to_string(options_.databases),
+                                     "--port",
+                                     std::to_string(port_)};
     if (!options_.tcp) {
         line.insert(line.end(), {"--unixsocket", socket_path()});
     }
@@ -291,9 +286,7 @@ void RedisServer::pause() {
     waitpid(pid_, &status, WUNTRACED);
 }
 
-void RedisServer::resume() {
-    ::kill(pid_, SIGCONT);
-}
+void RedisServer::resume() { ::kill(pid_, SIGCONT); }
 
 RedisConnection RedisServer::connection() const {
     RedisConnection made = port_ != 0 ? RedisConnection(port_) : RedisConnection(socket_path());
@@ -337,4 +330,4 @@ int unused_port() {
     return ntohs(address.sin_port);
 }
 
-} // namespace test_support
+}  // namespace test_support

@@ -25,7 +25,7 @@ public:
 
 private:
     std::string path_;
-    int lock_; // held as long as the owner lives, so that nobody else takes the directory for abandoned
+    int lock_;  // held as long as the owner lives, so that nobody else takes the directory for abandoned
 };
 
 struct RedisReplyDeleter {
@@ -61,11 +61,11 @@ private:
 
 struct RedisOptions {
     std::string program = "redis-server";
-    bool tcp = false; // an ephemeral port of 127.0.0.1 in place of the Unix socket
+    bool tcp = false;  // an ephemeral port of 127.0.0.1 in place of the Unix socket
     int databases = 32;
-    std::vector<std::string> arguments; // more, as on the server's command line
-    std::string password;               // what its own connections log in with
-    std::string sentinel_config;        // not empty: runs as a sentinel with these settings
+    std::vector<std::string> arguments;  // more, as on the server's command line
+    std::string password;                // what its own connections log in with
+    std::string sentinel_config;         // not empty: runs as a sentinel with these settings
 };
 
 // The server dies with the thread that started it, however that ends, and is gone with its directory afterwards.
@@ -109,6 +109,6 @@ bool program_is_installed(const std::string &name);
 // A port of 127.0.0.1 on which nobody listens.
 int unused_port();
 
-} // namespace test_support
+}  // namespace test_support
 
 #endif

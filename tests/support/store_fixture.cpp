@@ -24,13 +24,9 @@ std::vector<StoreKind> every_store() {
     return kinds;
 }
 
-std::string store_label(const testing::TestParamInfo<StoreKind> &info) {
-    return info.param.label;
-}
+std::string store_label(const testing::TestParamInfo<StoreKind> &info) { return info.param.label; }
 
-std::ostream &operator<<(std::ostream &out, const StoreKind &kind) {
-    return out << kind.label;
-}
+std::ostream &operator<<(std::ostream &out, const StoreKind &kind) { return out << kind.label; }
 
 ClientPtr connect_client(const std::string &store, const std::vector<int32_t> &databases) {
     ClientPtr client(ox_mom_client_create(store.c_str()));
@@ -57,4 +53,4 @@ void StoreTest::SetUp() {
     store_ = server_->store_name();
 }
 
-} // namespace test_support
+}  // namespace test_support

@@ -15,7 +15,7 @@ namespace test_support {
 
 struct StoreKind {
     std::string label;
-    std::string program; // the server's; empty for the embedded store
+    std::string program;  // the server's; empty for the embedded store
 };
 
 std::vector<StoreKind> every_store();
@@ -55,12 +55,10 @@ private:
 class ServerTest : public StoreTest {};
 
 #define INSTANTIATE_OVER_STORES(suite)                                                                                 \
-    INSTANTIATE_TEST_SUITE_P(Stores, suite, testing::ValuesIn(test_support::every_store()),                            \
-                             test_support::store_label)
+    INSTANTIATE_TEST_SUITE_P(Stores, suite, testing::ValuesIn(test_support::every_store()), test_support::store_label)
 #define INSTANTIATE_OVER_SERVERS(suite)                                                                                \
-    INSTANTIATE_TEST_SUITE_P(Servers, suite, testing::ValuesIn(test_support::every_server()),                          \
-                             test_support::store_label)
+    INSTANTIATE_TEST_SUITE_P(Servers, suite, testing::ValuesIn(test_support::every_server()), test_support::store_label)
 
-} // namespace test_support
+}  // namespace test_support
 
 #endif
