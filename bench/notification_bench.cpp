@@ -52,8 +52,8 @@ void notification(benchmark::State &state) {
         receive_bare(store.bare());
     };
     bench::compare(
-        state, [&] { return bench::thread_time(); }, kNotifications, 1.0,
-        [&] { receive_bare(subscriber); }, [&] { receive_ours(store.client()); }, publish);
+        state, [&] { return bench::thread_time(); }, kNotifications, 1.0, [&] { receive_bare(subscriber); },
+        [&] { receive_ours(store.client()); }, publish);
     redisFree(subscriber);
 }
 

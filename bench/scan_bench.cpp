@@ -19,7 +19,8 @@ void fetch_bare(redisContext *context) {
     for (size_t from = 0; from < keys->elements; from += kBatch) {
         const size_t to = std::min(from + kBatch, keys->elements);
         for (size_t i = from; i < to; ++i) {
-            redisAppendCommand(context, "HGETALL %b", keys->element[i]->str, static_cast<size_t>(keys->element[i]->len));
+            redisAppendCommand(context, "HGETALL %b", keys->element[i]->str,
+                               static_cast<size_t>(keys->element[i]->len));
         }
         for (size_t i = from; i < to; ++i) {
             void *reply = nullptr;

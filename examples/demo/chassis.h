@@ -9,8 +9,14 @@
 
 namespace demo {
 
-// What a step has published, in words; empty when there is no such step.
-std::vector<std::string> publish(MomClient *client, std::string_view step);
+// Publishes a step, such as "capabilities" or "install 2" (the card in slot 2). Returns what it has published, in
+// words; nothing when there is no such step.
+std::vector<std::string> publish(MomClient *client, const std::string &step);
+
+// The line cards' nodes, by slot.
+inline constexpr int32_t kFirstSlot = 1;
+inline constexpr int32_t kLastSlot = 3;
+constexpr int32_t node_of(int32_t slot) { return 0x10 + slot; }
 
 // The capabilities that the story asks for.
 inline constexpr const char *kStackSupport = "/device/stack/support";

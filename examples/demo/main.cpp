@@ -13,15 +13,18 @@
 namespace {
 
 void run_on_redis(int log_level) {
-    const demo::RedisServer server;
+    demo::RedisServer server;
     const auto publisher = demo::publish_from_process(server.store());
-    demo::tell_story(server.store(), log_level, *publisher);
+    demo::tell_story({.store = server.store(),
+                      .publisher = *publisher,
+                      .restart_server = [&server] { server.restart(); },
+                      .log_level = log_level});
 }
 
 void run_embedded(int log_level) {
     const std::string store = "mem:demo";
     const auto publisher = demo::publish_from_thread(store);
-    demo::tell_story(store, log_level, *publisher);
+    demo::tell_story({.store = store, .publisher = *publisher, .restart_server = {}, .log_level = log_level});
 }
 
 }  // namespace

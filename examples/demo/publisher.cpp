@@ -1,6 +1,7 @@
 #include "publisher.h"
 
 #include <cstdio>
+#include <fcntl.h>
 #include <iostream>
 #include <spawn.h>
 #include <stdexcept>
@@ -36,6 +37,20 @@ public:
     ~Client() { ox_mom_client_destroy(client_); }
 
     MomClient *get() const { return client_; }
+
+    // After a loss, requests fail until the client's loop has run and brought the connection back.
+    void wait_for_store() const {
+        const CapGlbState request = CAP_GLB_STATE__INIT;
+        int32_t error = 0;
+        for (int tries = 0; tries < 100; ++tries) {
+            ox_mom_ox_obj_free(ox_mom_get_sync(client_, TREL_CAP_DB_CAPABILITIES, &request.base, &error));
+            if (error == 0) {
+                return;
+            }
+            ox_mom_client_process(client_, 50);
+        }
+        throw std::runtime_error(std::string("the publisher has lost the store: ") + ox_mom_last_error());
+    }
 
 private:
     MomClient *client_;
@@ -75,16 +90,14 @@ public:
     explicit ProcessPublisher(const std::string &store) {
         int to_child[2];
         int from_child[2];
-        if (pipe(to_child) != 0 || pipe(from_child) != 0) {
+        // Closed in every other program that is started: an end left open there would keep the publisher waiting.
+        if (pipe2(to_child, O_CLOEXEC) != 0 || pipe2(from_child, O_CLOEXEC) != 0) {
             throw std::runtime_error("no pipes for the publisher");
         }
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, to_child[0], STDIN_FILENO);
         posix_spawn_file_actions_adddup2(&actions, from_child[1], STDOUT_FILENO);
-        for (const int fd : {to_child[0], to_child[1], from_child[0], from_child[1]}) {
-            posix_spawn_file_actions_addclose(&actions, fd);
-        }
         std::string program = "trel_cap_demo";
         std::string verb = "publish";
         std::string option = "--store";
@@ -144,6 +157,7 @@ std::unique_ptr<Publisher> publish_from_process(const std::string &store) {
 int serve_steps(const std::string &store) {
     const Client client(store);
     for (std::string step; std::getline(std::cin, step);) {
+        client.wait_for_store();
         for (const std::string &line : publish(client.get(), step)) {
             std::cout << line << '\n';
         }

@@ -36,7 +36,7 @@ RedisServer::RedisServer() {
 }
 
 RedisServer::~RedisServer() {
-    stop();
+    stop(SIGTERM);
     std::error_code ignored;
     std::filesystem::remove_all(directory_, ignored);
 }
@@ -44,8 +44,9 @@ RedisServer::~RedisServer() {
 void RedisServer::start() {
     std::string socket = directory_ + "/redis.sock";
     std::string log = directory_ + "/redis.log";
-    std::string words[] = {"redis-server", "--port",      "0",      "--unixsocket", socket,      "--databases", "32",
-                           "--save",       "",            "--dir",  directory_,     "--logfile", log};
+    std::string words[] = {
+        "redis-server", "--port",    "0", "--unixsocket", socket, "--databases", "32", "--save", "", "--dir",
+        directory_,     "--logfile", log};
     char *arguments[std::size(words) + 1] = {};
     for (size_t i = 0; i < std::size(words); ++i) {
         arguments[i] = words[i].data();
@@ -61,13 +62,18 @@ void RedisServer::start() {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     const std::string reason = ox_mom_last_error();
-    stop();
+    stop(SIGTERM);
     throw std::runtime_error("redis-server does not answer: " + reason);
 }
 
-void RedisServer::stop() {
+void RedisServer::restart() {
+    stop(SIGKILL);
+    start();
+}
+
+void RedisServer::stop(int signal) {
     if (pid_ > 0) {
-        kill(pid_, SIGTERM);
+        kill(pid_, signal);
         waitpid(pid_, nullptr, 0);
         pid_ = -1;
     }

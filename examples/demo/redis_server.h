@@ -14,11 +14,14 @@ public:
     RedisServer &operator=(const RedisServer &) = delete;
     ~RedisServer();
 
+    // As a crash and a new start: all that was stored is gone.
+    void restart();
+
     std::string store() const { return "unix://" + directory_ + "/redis.sock"; }
 
 private:
     void start();
-    void stop();
+    void stop(int signal);
 
     std::string directory_;
     pid_t pid_ = -1;

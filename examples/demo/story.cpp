@@ -1,47 +1,18 @@
 #include "story.h"
 
 #include <cinttypes>
-#include <cstdarg>
 #include <cstdio>
 #include <stdexcept>
 
 #include <trel_cap/trel_cap.h>
 
 #include "chassis.h"
+#include "readiness_story.h"
+#include "teller.h"
 
 namespace demo {
 
 namespace {
-
-class Teller {
-public:
-    void chapter(const char *title) { std::printf("\n%d. %s\n", ++chapter_, title); }
-
-    [[gnu::format(printf, 2, 3)]] void line(const char *format, ...) {
-        va_list arguments;
-        va_start(arguments, format);
-        std::fputs("   ", stdout);
-        std::vprintf(format, arguments);
-        std::fputc('\n', stdout);
-        va_end(arguments);
-    }
-
-    void play(Publisher &publisher, const std::string &step) {
-        for (const std::string &record : publisher.play(step)) {
-            line("%s published: %s", publisher.who().c_str(), record.c_str());
-        }
-    }
-
-private:
-    int chapter_ = 0;
-};
-
-// The demo is also a check: what it says must be so.
-void expect(bool as_told, const char *what) {
-    if (!as_told) {
-        throw std::runtime_error(std::string("not as told: ") + what);
-    }
-}
 
 const char *meaning(int32_t status) {
     switch (status) {
@@ -91,7 +62,8 @@ void write_capability(Teller &teller, MomClient *client) {
     read_integer(teller, client, kVlanMax, TREL_CAP_OK, 2048);
 }
 
-// What a callback has seen; it is checked afterwards, as a callback must not throw.
+// What a callback has seen; it is checked afterwards, as a callback must not throw. It lives as long as the client: the
+// client keeps the subscription, and calls again after a reconnection.
 struct Seen {
     int32_t status = TREL_CAP_E_NO_ANSWER;
     char url[TREL_CAP_URL_MAX + 1] = "";
@@ -105,7 +77,7 @@ int32_t on_limit_changed(MomClient *, MomMsg *message, void *argument) {
     return 0;
 }
 
-void follow_capability(Teller &teller, MomClient *client, Publisher &publisher) {
+void follow_capability(Teller &teller, MomClient *client, Publisher &publisher, Seen &seen) {
     teller.chapter("A change, followed");
     CapTableIndex index = CAP_TABLE_INDEX__INIT;
     CapTable request = CAP_TABLE__INIT;
@@ -114,16 +86,13 @@ void follow_capability(Teller &teller, MomClient *client, Publisher &publisher) 
     request.index = &index;
     const int32_t field = TREL_CAP_FIELD_INT32;
     const MomFieldCb callback = on_limit_changed;
-    Seen seen;
     void *const argument = &seen;
     expect(ox_mom_subscribe_field(client, TREL_CAP_DB_CAPABILITIES, &request.base, 1, &field, &callback, &argument,
                                   1) == 0,
            "the subscription");
     teller.line("following %s", kMtuLimit);
     teller.play(publisher, "change");
-    constexpr int32_t kPatience = 5000;
-    expect(ox_mom_client_process(client, kPatience) == 1, "one change, one callback");
-    expect(seen.status == TREL_CAP_OK && seen.value == 1500, "the notification");
+    run_until(client, "the notification", [&seen] { return seen.status == TREL_CAP_OK && seen.value == 1500; });
     teller.line("callback: %s is now %" PRId32, seen.url, seen.value);
 }
 
@@ -151,28 +120,31 @@ void ask_readiness(Teller &teller, MomClient *client, Publisher &publisher) {
 
 }  // namespace
 
-void tell_story(const std::string &store, int32_t log_level, Publisher &publisher) {
+void tell_story(const Stage &stage) {
     Teller teller;
-    std::printf("A chassis on the store %s.\n", store.c_str());
+    std::printf("A chassis on the store %s.\n", stage.store.c_str());
     teller.chapter("The library starts on this thread, with a client of its own");
-    MomClient *client = ox_mom_client_create(store.c_str());
+    register_callback(teller);
+    MomClient *client = ox_mom_client_create(stage.store.c_str());
     if (!client || trel_cap_init(client, "demo") != TREL_CAP_OK) {
         const std::string reason = ox_mom_last_error();
         ox_mom_client_destroy(client);
         throw std::runtime_error("the library does not start: " + reason);
     }
-    trel_cap_log_level(log_level);
+    trel_cap_log_level(stage.log_level);
     teller.line("trel_cap_init: 0, databases %d and %d are connected", TREL_CAP_DB_CARDS, TREL_CAP_DB_CAPABILITIES);
-    if (log_level == 0) {
+    if (stage.log_level == 0) {
         teller.line("(its log is off here: --log-level 4 shows all of it on standard error)");
     }
 
     teller.chapter("The other side publishes what the device can do");
-    teller.play(publisher, "capabilities");
+    teller.play(stage.publisher, "capabilities");
     read_capabilities(teller, client);
     write_capability(teller, client);
-    follow_capability(teller, client, publisher);
-    ask_readiness(teller, client, publisher);
+    Seen seen;
+    follow_capability(teller, client, stage.publisher, seen);
+    ask_readiness(teller, client, stage.publisher);
+    follow_cards(teller, client, stage);
 
     ox_mom_client_destroy(client);
     std::printf("\nThat was all. docs/ and the headers in include/trel_cap tell the rest.\n");

@@ -2,13 +2,22 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "publisher.h"
 
 namespace demo {
 
+// Where the story plays.
+struct Stage {
+    std::string store;
+    Publisher &publisher;
+    std::function<void()> restart_server;  // none: there is no server to restart
+    int32_t log_level = 0;
+};
+
 // Throws std::runtime_error when something that the story is about does not happen.
-void tell_story(const std::string &store, int32_t log_level, Publisher &publisher);
+void tell_story(const Stage &stage);
 
 }  // namespace demo
