@@ -23,10 +23,12 @@ std::atomic<bool> list_is_initialised;
 /* What ends the list in either direction: the head, in a node's clothes. Only ever compared, never looked into. */
 CapNode *end_of(const CapNodeList &list) { return reinterpret_cast<CapNode *>(const_cast<CapNodeList *>(&list)); }
 
+void make_empty(CapNodeList &list) { list.next = list.prev = end_of(list); }
+
 /* Makes an empty list of a head that is all zero. */
 void link_head(CapNodeList &list) {
     if (list.next == nullptr) {
-        list.next = list.prev = end_of(list);
+        make_empty(list);
     }
 }
 
@@ -113,7 +115,7 @@ CapNode *search(Caller caller, int32_t node, Condition condition) {
 
 int32_t trel_cap_sw_init() {
     if (!list_is_initialised.exchange(true, std::memory_order_relaxed)) {
-        link_head(cap_nodes_list);
+        make_empty(cap_nodes_list);
     }
     return TREL_CAP_OK;
 }
