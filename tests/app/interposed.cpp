@@ -5,7 +5,6 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <dlfcn.h>
 #include <unistd.h>
 
 #include "trel_cap/trel_cap.h"
@@ -19,14 +18,6 @@ Script &script() {
 
 void reset() { script() = {}; }
 
-namespace {
-
-template <class Function>
-Function *behind(Function *, const char *name) {
-    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
-}
-
-// The next answer, when there is one that says something.
 std::optional<int32_t> answer_to(const char *name) {
     Script &now = script();
     now.calls.emplace_back(name);
@@ -38,12 +29,6 @@ std::optional<int32_t> answer_to(const char *name) {
     return answer;
 }
 
-template <class... Arguments>
-void note(Arguments... arguments) {
-    script().arguments = {static_cast<const void *>(arguments)...};
-}
-
-}  // namespace
 }  // namespace interposed
 
 using interposed::answer_to;

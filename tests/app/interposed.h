@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <dlfcn.h>
 #include <functional>
 #include <optional>
 #include <string>
@@ -18,8 +19,8 @@ namespace interposed {
 
 // Everything said and seen on this thread since the latest reset().
 struct Script {
-    std::vector<std::string> calls;              // of exported functions: their names
-    std::deque<std::optional<int32_t>> answers;  // for exported functions, in turn; none: pass on
+    std::vector<std::string> calls;              // of exported functions and of locks: their names
+    std::deque<std::optional<int32_t>> answers;  // for them, in turn; none: pass on
 
     std::optional<std::string> app_name;  // instead of looking
     pid_t app_name_pid = 0;
@@ -39,6 +40,21 @@ struct Script {
 
 Script &script();
 void reset();
+
+// For the functions themselves. What comes next under a function's name:
+template <class Function>
+Function *behind(Function *, const char *name) {
+    return reinterpret_cast<Function *>(dlsym(RTLD_NEXT, name));
+}
+
+// Notes the call; the next answer, when there is one that says something.
+std::optional<int32_t> answer_to(const char *name);
+
+// The pointers of a call.
+template <class... Arguments>
+void note(Arguments... arguments) {
+    script().arguments = {static_cast<const void *>(arguments)...};
+}
 
 }  // namespace interposed
 

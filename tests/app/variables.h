@@ -5,6 +5,7 @@
 #include <stdint.h>
 
 #include "ox_mom.h"
+#include "trel_cap/node_list.h"
 
 #ifdef __cplusplus
 extern "C" {
@@ -17,6 +18,10 @@ struct library_variables {
     int32_t *zlog_level;
     void **zlog_category;
     int32_t *callback_reg_mem;
+    CapNodeList *nodes;
+    uint32_t *flags[4];
+    uint8_t *validated[8];
+    uint8_t *calc_ready[4];
 };
 
 struct library_variables library_variables_of_this_thread(void);

@@ -19,6 +19,16 @@ void expect_the_same_to_c() {
     EXPECT_EQ(seen.zlog_level, &g_trel_cap_zlog_level);
     EXPECT_EQ(seen.zlog_category, &g_trel_cap_zlog_category);
     EXPECT_EQ(seen.callback_reg_mem, &g_trel_callback_reg_mem);
+    EXPECT_EQ(seen.nodes, &cap_nodes_list);
+    EXPECT_THAT(seen.flags, ::testing::ElementsAre(&g_trel_cap_flag, &g_trel_fab_cm_cap_flag, &g_trel_hps_cap_flag,
+                                                   &g_trel_lc_and_hps_cap_flag));
+    EXPECT_THAT(seen.validated,
+                ::testing::ElementsAre(&g_trel_cap_install_validated, &g_trel_cap_rec_disable_validated,
+                                       &g_trel_cap_fe_node_validated, &g_trel_cap_cm_node_validated,
+                                       &g_trel_cap_glb_ready_validated, &g_trel_cap_fab_glb_ready_validated,
+                                       &g_trel_cap_cm_glb_ready_validated, &g_trel_cap_hps_glb_ready_validated));
+    EXPECT_THAT(seen.calc_ready, ::testing::ElementsAre(&g_trel_g_cap_calc_ready, &g_trel_g_fab_cap_calc_ready,
+                                                        &g_trel_g_cm_cap_calc_ready, &g_trel_g_hps_cap_calc_ready));
 }
 
 TEST_F(Variables, AreTheSameToC) {
@@ -42,6 +52,10 @@ TEST_F(Variables, OfAThreadAreItsOwn) {
         EXPECT_NE(here.global, there.global);
         EXPECT_NE(here.dbg_inited, there.dbg_inited);
         EXPECT_NE(here.config_reconnect, there.config_reconnect);
+        EXPECT_NE(here.nodes, there.nodes);
+        EXPECT_NE(here.flags[0], there.flags[0]);
+        EXPECT_NE(here.validated[0], there.validated[0]);
+        EXPECT_NE(here.calc_ready[0], there.calc_ready[0]);
         EXPECT_EQ(here.zlog_level, there.zlog_level);
         EXPECT_EQ(here.zlog_category, there.zlog_category);
         EXPECT_EQ(here.callback_reg_mem, there.callback_reg_mem);

@@ -1,10 +1,10 @@
-// Counts the heap allocations of one thread between two points.
+// Counts the heap allocations of one thread between two points, or has them fail.
 #ifndef TREL_CAP_TESTS_ALLOCATIONS_H
 #define TREL_CAP_TESTS_ALLOCATIONS_H
 
 namespace test_support {
 
-// Counts what the thread allocates from here on. One at a time on a thread.
+// Counts what the thread allocates and frees from here on. One at a time on a thread.
 class AllocationCount {
 public:
     AllocationCount();
@@ -13,9 +13,20 @@ public:
     AllocationCount &operator=(const AllocationCount &) = delete;
 
     int count() const;
+    int freed() const;
 };
 
-// What the tests' own side allocates meanwhile does not count.
+// Has what the thread allocates from here on fail: malloc and its kin, and new (std::nothrow). Under a sanitizer, which
+// keeps malloc to itself, new (std::nothrow) alone.
+class FailingAllocations {
+public:
+    FailingAllocations();
+    ~FailingAllocations();
+    FailingAllocations(const FailingAllocations &) = delete;
+    FailingAllocations &operator=(const FailingAllocations &) = delete;
+};
+
+// What the tests' own side allocates meanwhile does not count, and does not fail.
 class UncountedAllocations {
 public:
     UncountedAllocations();
