@@ -1,0 +1,40 @@
+// The library on a scripted platform, played a history step by step.
+#ifndef TREL_CAP_TESTS_PROPERTY_LIBRARY_H
+#define TREL_CAP_TESTS_PROPERTY_LIBRARY_H
+
+#include "history.h"
+#include "outcome.h"
+#include "scripted_platform.h"
+
+namespace property {
+
+// Makes the process's registrations. Throws std::runtime_error when one is refused.
+void register_callbacks();
+
+// The calling thread's library, from the thread's start on: one for each thread.
+class Library {
+public:
+    explicit Library(test_support::ScriptedPlatform &platform);
+    ~Library();
+    Library(const Library &) = delete;
+    Library &operator=(const Library &) = delete;
+
+    Outcome play(const Step &step);
+
+private:
+    int32_t act(const Deliver &action);
+    int32_t act(const DeliverNothing &action);
+    int32_t act(const ClearValidated &action);
+    int32_t act(const Reconnect &action);
+    int32_t act(const AskForEvents &action);
+    int32_t act(const Add &action);
+    int32_t act(const Delete &action);
+
+    void script(const Step &step);
+
+    test_support::ScriptedPlatform &platform_;
+};
+
+}  // namespace property
+
+#endif
