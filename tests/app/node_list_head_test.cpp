@@ -80,12 +80,19 @@ TEST_F(NodeListHead, OfTheFirstThreadThatStartsTheLibraryIsLinked) {
 
 // The first call forgets what was listed before it.
 TEST_F(NodeListHead, IsEmptiedByTheFirstCall) {
-    static const auto forgotten = add_nodes({node_record(1), node_record(2)});
+    std::vector<CapNodeRecord> records;
+    for (int32_t node = 0; node < 100; ++node) {
+        records.push_back(node_record(node));
+    }
+    static const auto forgotten = add_nodes(records);
     EXPECT_EQ(trel_cap_sw_init(), 0);
     EXPECT_TRUE(is_linked_to_itself(cap_nodes_list));
     EXPECT_EQ(trel_cap_sw_node_search(1), nullptr);
-    const auto added = add_nodes({node_record(2), node_record(1)});
-    EXPECT_THAT(entries(), ElementsAre(added[1], added[0]));
+    const auto added = add_nodes(records);
+    EXPECT_THAT(entries(), ::testing::ElementsAreArray(added));
+    for (const CapNode *entry : added) {
+        EXPECT_EQ(trel_cap_sw_node_search(entry->record.node), entry);
+    }
     delete_all_nodes();
     EXPECT_TRUE(is_linked_to_itself(cap_nodes_list));
 }
