@@ -13,7 +13,6 @@
 
 using test_support::Call;
 using test_support::HashAnswer;
-using test_support::Log;
 using test_support::ObjectAnswer;
 using test_support::Record;
 using test_support::ScanAnswer;
