@@ -59,8 +59,9 @@ int32_t expect_kind(const ProtobufCMessageDescriptor &type, bool indexed) {
     if ((mom::index_of(type) != nullptr) == indexed) {
         return 0;
     }
-    return fail(OX_MOM_E_ARGUMENT, indexed ? "%s is a single object: it has no fields of its own"
-                                           : "%s has an index: it is no single object",
+    return fail(OX_MOM_E_ARGUMENT,
+                indexed ? "%s is a single object: it has no fields of its own"
+                        : "%s has an index: it is no single object",
                 type.name);
 }
 
@@ -180,9 +181,8 @@ int32_t ox_mom_client_set_reconnect_cb(MomClient *client, int32_t db, MomReconne
 
 MomHashResult *ox_mom_hgetall_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
     mom::ResultArenaPtr arena;
-    const int32_t code = call(client, request, [&](const ProtobufCMessageDescriptor &) {
-        return read_hash(*client, db, *request, arena);
-    });
+    const int32_t code = call(
+        client, request, [&](const ProtobufCMessageDescriptor &) { return read_hash(*client, db, *request, arena); });
     return code == 0 ? mom::ResultArena::first<MomHashResult>(arena.release()) : nullptr;
 }
 
@@ -270,8 +270,9 @@ int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMes
             }
         }
         const int32_t code = expect_kind(type, true);
-        return code != 0 ? code
-                         : client->subscribe_fields(db, *request, {field_ids, static_cast<size_t>(n_fields)}, cbs, args);
+        return code != 0
+                   ? code
+                   : client->subscribe_fields(db, *request, {field_ids, static_cast<size_t>(n_fields)}, cbs, args);
     });
 }
 
@@ -285,8 +286,8 @@ const char *ox_mom_strerror(int32_t code) {
     switch (code) {
         case 0:
             return "success";
-#define OX_MOM_ERROR_TEXT(name, number, text) \
-    case number:                              \
+#define OX_MOM_ERROR_TEXT(name, number, text)                                                                          \
+    case number:                                                                                                       \
         return text;
             OX_MOM_ERRORS(OX_MOM_ERROR_TEXT)
 #undef OX_MOM_ERROR_TEXT

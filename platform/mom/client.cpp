@@ -249,7 +249,8 @@ int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view tex
     const bool all_fields = notice.cmd == OX_MOM_CMD_DELETED || delivery.kind == Delivery::Kind::kPresent;
     for (size_t i = 0, count = channel.fields.size(); i < count && !destroyed_; ++i) {
         const auto subscription = channel.fields[i];
-        if (subscription.since >= delivery.place || !(all_fields || std::ranges::count(notice.written, subscription.field) != 0)) {
+        if (subscription.since >= delivery.place ||
+            !(all_fields || std::ranges::count(notice.written, subscription.field) != 0)) {
             continue;
         }
         if (const auto result = decoded.for_field(*subscription.type)) {
@@ -270,8 +271,8 @@ int32_t MomClient::deliver_present(const Delivery &delivery) {
         return 0;
     }
     // Callbacks may make requests, which take the memory that the fields are in.
-    return deliver_notice(
-        delivery, mom::write_notice(stored.empty() ? OX_MOM_CMD_DELETED : OX_MOM_CMD_DELIVERED, {}, stored));
+    return deliver_notice(delivery,
+                          mom::write_notice(stored.empty() ? OX_MOM_CMD_DELETED : OX_MOM_CMD_DELIVERED, {}, stored));
 }
 
 int32_t MomClient::deliver_confirmation(const Delivery &delivery) {

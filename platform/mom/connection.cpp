@@ -107,7 +107,9 @@ ssize_t Connection::receive_some() {
 
 Connection::Received Connection::receive() {
     const ssize_t received = receive_some();
-    return received < 0 ? Received::kLost : static_cast<size_t>(received) < kReceiveSize ? Received::kLast : Received::kMore;
+    return received < 0                                   ? Received::kLost
+           : static_cast<size_t>(received) < kReceiveSize ? Received::kLast
+                                                          : Received::kMore;
 }
 
 Reply *Connection::next_reply(ReplyArena &arena) {

@@ -51,9 +51,7 @@ std::string write_notice(int32_t cmd, std::span<const int32_t> written, const St
     return text;
 }
 
-std::string write_object_notice(int32_t cmd, std::string_view bytes) {
-    return write_notice(cmd, {}, {}).append(bytes);
-}
+std::string write_object_notice(int32_t cmd, std::string_view bytes) { return write_notice(cmd, {}, {}).append(bytes); }
 
 bool read_notice(std::string_view text, Notice &notice) {
     constexpr size_t kHead = 3;

@@ -1,5 +1,5 @@
-// The form of a notification: numbers of 32 bits, little-endian, and the record's bytes. The numbers are the command, how
-// many fields were written, how many are present; each field written; of each field present its number and length.
+// The form of a notification: numbers of 32 bits, little-endian, and the record's bytes. The numbers are the command,
+// how many fields were written, how many are present; each field written; of each field present its number and length.
 // The server's scripts make the same.
 #pragma once
 

@@ -40,11 +40,7 @@ std::string explain(const Endpoint &server, const Reply &error) {
 }  // namespace
 
 RedisSession::RedisSession(StoreName name, Loop &loop, StoreListener &listener, Millis timeout)
-    : name_(std::move(name)),
-      loop_(loop),
-      listener_(listener),
-      timeout_(timeout),
-      backoff_(std::random_device()()) {
+    : name_(std::move(name)), loop_(loop), listener_(listener), timeout_(timeout), backoff_(std::random_device()()) {
     loop_.set_handler(this);
 }
 

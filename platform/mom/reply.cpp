@@ -40,8 +40,7 @@ void *make_text(const redisReadTask *task, char *text, size_t length) {
 void *make_array(const redisReadTask *task, int elements) {
     const auto count = static_cast<size_t>(std::max(elements, 0));
     Reply *reply = place(task);
-    void *memory =
-        reply ? static_cast<ReplyArena *>(task->privdata)->allocate(count * sizeof(Reply)) : nullptr;
+    void *memory = reply ? static_cast<ReplyArena *>(task->privdata)->allocate(count * sizeof(Reply)) : nullptr;
     if (!memory) {
         return nullptr;
     }

@@ -15,7 +15,7 @@ struct Reply {
 
     Type type;
     int64_t integer;
-    std::string_view text;     // strings, statuses, errors
+    std::string_view text;      // strings, statuses, errors
     std::span<Reply> elements;  // arrays
 
     bool is_error() const { return type == Type::kError; }

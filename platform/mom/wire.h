@@ -18,7 +18,6 @@ ProtobufCMessage *decode_message(const ProtobufCMessageDescriptor &type, std::st
 
 // Every value must be exactly the field that it is stored as, so that a damaged one can't swallow its neighbours. A
 // field that the type does not know (one of a newer schema) is passed over.
-ProtobufCMessage *decode_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields,
-                                ResultArena &arena);
+ProtobufCMessage *decode_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields, ResultArena &arena);
 
 }  // namespace mom

@@ -1,6 +1,7 @@
 // Help, the man page and the completion, and that they agree.
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -111,17 +112,22 @@ TEST(Help, EveryVerbIsInTheManPage) {
     }
 }
 
+// Known requests only, and what is opened is closed.
 TEST(Help, ManPageIsWellFormed) {
-    const std::string command =
-        std::string("man --warnings --local-file ") + CAPCTL_SOURCES + "/trel_capctl.1 2>&1 >/dev/null";
-    if (!test_support::program_is_installed("man")) {
-        GTEST_SKIP() << "man is not installed";
+    const Names known = {".TH", ".SH", ".TP", ".PP", ".B",  ".I",  ".BI",
+                         ".BR", ".IR", ".br", ".RS", ".RE", ".nf", ".fi"};
+    std::map<std::string, int> count;
+    std::istringstream in(source_file("trel_capctl.1"));
+    for (std::string line; std::getline(in, line);) {
+        if (line[0] == '.' && !line.starts_with(".\\\"")) {
+            const std::string request = line.substr(0, line.find(' '));
+            EXPECT_TRUE(known.contains(request)) << line;
+            ++count[request];
+        }
     }
-    FILE *man = popen(command.c_str(), "r");
-    ASSERT_NE(man, nullptr);
-    char complaint[1024] = "";
-    EXPECT_EQ(fread(complaint, 1, sizeof complaint - 1, man), 0U) << complaint;
-    EXPECT_EQ(pclose(man), 0);
+    EXPECT_EQ(count[".TH"], 1);
+    EXPECT_EQ(count[".RS"], count[".RE"]);
+    EXPECT_EQ(count[".nf"], count[".fi"]);
 }
 
 // What bash offers after these words.
@@ -129,6 +135,7 @@ Names completed(const std::string &words) {
     const std::string script = std::string("source ") + CAPCTL_SOURCES + "/trel_capctl.bash; COMP_WORDS=(trel_capctl " +
                                words + " ''); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _trel_capctl; " +
                                "echo \"${COMPREPLY[@]}\"";
+    // NOLINTNEXTLINE(cert-env33-c): the words are the tests' own
     FILE *bash = popen(("bash -c \"$(cat <<'END'\n" + script + "\nEND\n)\"").c_str(), "r");
     EXPECT_NE(bash, nullptr);
     char offered[1024] = "";

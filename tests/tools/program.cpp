@@ -92,9 +92,9 @@ test_support::RedisConnection ServerTest::raw() const {
     return connection;
 }
 
-void PrintTo(const Outcome &outcome, std::ostream *out) {
-    *out << "status " << outcome.status << ", output " << testing::PrintToString(outcome.out) << ", message "
-         << testing::PrintToString(outcome.err);
+std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
+    return out << "status " << outcome.status << ", output " << testing::PrintToString(outcome.out) << ", message "
+               << testing::PrintToString(outcome.err);
 }
 
 }  // namespace capctl_test

@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <cstdio>
+#include <iosfwd>
 #include <map>
 #include <memory>
 #include <string>
@@ -89,7 +90,7 @@ MATCHER_P2(FailsWith, status, message,
            arg.err.find(message) != std::string::npos && arg.err.ends_with("\n");
 }
 
-void PrintTo(const Outcome &outcome, std::ostream *out);
+std::ostream &operator<<(std::ostream &out, const Outcome &outcome);
 
 }  // namespace capctl_test
 

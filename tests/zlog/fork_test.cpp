@@ -26,9 +26,9 @@ constexpr int kForks = 100;
 // Forks while other threads are inside the logging layer; returns how many children did not come to their end.
 int fork_among_loggers() {
     std::atomic<bool> stop = false;
-    std::vector<std::thread> loggers;
-    for (int i = 0; i < 3; ++i) {
-        loggers.emplace_back([&stop] {
+    std::vector<std::thread> loggers(3);
+    for (std::thread &logger : loggers) {
+        logger = std::thread([&stop] {
             for (void *category = ox_zlog_init("parent"); !stop; ox_zlog_init("parent")) {
                 say(category, "from the parent");
             }

@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -28,7 +29,8 @@ const char *before_a_hole(const std::string &text) {
     void *pages = mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     char *hole = static_cast<char *>(pages) + page;
     mprotect(hole, page, PROT_NONE);
-    return static_cast<const char *>(std::memcpy(hole - text.size(), text.data(), text.size()));
+    std::copy(text.begin(), text.end(), hole - text.size());
+    return hole - text.size();
 }
 
 std::string message_as_written(const std::string &message) {

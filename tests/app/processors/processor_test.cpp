@@ -34,18 +34,18 @@ constexpr uint32_t kAllEvents = UINT32_MAX;
 // What the callbacks answer: logged, and without effect.
 constexpr int32_t kAnswer = -77;
 
-template <const List &list>
+template <const List &kList>
 int32_t note(int32_t event, void *arg) {
     const auto *node = static_cast<const CapNodeReady *>(arg);
     ScriptedPlatform::current().note_call(
-        node == nullptr ? told(list, event) : told(list, event, static_cast<int32_t>(node->node), node->ready));
+        node == nullptr ? told(kList, event) : told(kList, event, static_cast<int32_t>(node->node), node->ready));
     return kAnswer;
 }
 
-template <const List &list>
+template <const List &kList>
 void register_callback() {
     // Again for the same list: nothing changes but the flag words.
-    EXPECT_EQ(list.kind.reg(list.callback, note<list>, kAllEvents), 0);
+    EXPECT_EQ(kList.kind.reg(kList.callback, note<kList>, kAllEvents), 0);
 }
 
 Events around(const List &list, int event, const Call &call) {
