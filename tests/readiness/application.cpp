@@ -1,8 +1,6 @@
 #include "application.h"
 
-#include <algorithm>
 #include <array>
-#include <atomic>
 #include <chrono>
 #include <ostream>
 #include <stdexcept>
@@ -48,9 +46,11 @@ int32_t collect(CapNode *pos, void *param) {
 
 int32_t remove(CapNode *pos, void *) { return trel_cap_sw_node_del(pos->record.node, pos->record.config_dev_type); }
 
+constexpr std::array<const char *, 5> kLists = {"fe", "fab", "cm", "hps", "lc and hps"};
+
 const char *list_of(int32_t event) {
-    constexpr std::array<const char *, 9> kLists = {"fe", "fe", "cm", "fab", "fab", "cm", "hps", "hps", "lc and hps"};
-    return kLists.at(static_cast<size_t>(event));
+    constexpr std::array<size_t, 9> kListOfEvent = {0, 0, 2, 1, 1, 2, 3, 3, 4};
+    return kLists.at(kListOfEvent.at(static_cast<size_t>(event)));
 }
 
 }  // namespace
@@ -152,11 +152,11 @@ void Application::start(const std::string &store) {
     const auto reg = [](auto function, CapEventCb cb, uint32_t mask) {
         check(mask == 0 ? 0 : function("readiness_test", cb, mask), "registration");
     };
-    reg(trel_cap_event_callback_reg, callback<'l'>, wanted_.fe);
-    reg(trel_cap_fab_event_callback_reg, callback<'f'>, wanted_.fab);
-    reg(trel_cap_cm_event_callback_reg, callback<'c'>, wanted_.cm);
-    reg(trel_cap_hps_event_callback_reg, callback<'h'>, wanted_.hps);
-    reg(trel_cap_lc_and_hps_event_callback_reg, callback<'b'>, wanted_.lc_and_hps);
+    reg(trel_cap_event_callback_reg, callback<0>, wanted_.fe);
+    reg(trel_cap_fab_event_callback_reg, callback<1>, wanted_.fab);
+    reg(trel_cap_cm_event_callback_reg, callback<2>, wanted_.cm);
+    reg(trel_cap_hps_event_callback_reg, callback<3>, wanted_.hps);
+    reg(trel_cap_lc_and_hps_event_callback_reg, callback<4>, wanted_.lc_and_hps);
     client_ = ox_mom_client_create(store.c_str());
     check(client_ == nullptr ? 1 : 0, "client");
     check(trel_cap_init(client_, "readiness_test"), "trel_cap_init");
@@ -169,6 +169,9 @@ void Application::loop() {
         look_at_conditions();
         if (done_) {
             return;
+        }
+        if (stalled_.valid()) {
+            stalled_.get();
         }
         std::array<pollfd, 2> polled = {{{wake_fd_, POLLIN, 0}, {-1, POLLIN, 0}}};
         if (client_ != nullptr) {
@@ -183,12 +186,12 @@ void Application::loop() {
     }
 }
 
-int32_t Application::hear(const char *list, int32_t event, void *arg) {
+int32_t Application::hear(size_t list, int32_t event, void *arg) {
     Application *const self = current_;
     if (self == nullptr) {
         return 0;
     }
-    Heard heard{event, std::nullopt, 0, list};
+    Heard heard{event, std::nullopt, 0, kLists.at(list)};
     if (const auto *ready = static_cast<const CapNodeReady *>(arg)) {
         heard.node = static_cast<int32_t>(ready->node);
         heard.ready = ready->ready;
@@ -200,20 +203,9 @@ int32_t Application::hear(const char *list, int32_t event, void *arg) {
     return 0;
 }
 
-template <char kList>
+template <size_t kList>
 int32_t Application::callback(int32_t event, void *arg) {
-    switch (kList) {
-        case 'l':
-            return hear("fe", event, arg);
-        case 'f':
-            return hear("fab", event, arg);
-        case 'c':
-            return hear("cm", event, arg);
-        case 'h':
-            return hear("hps", event, arg);
-        default:
-            return hear("lc and hps", event, arg);
-    }
+    return hear(kList, event, arg);
 }
 
 int32_t Application::on_fence(MomClient *, MomMsg *msg) {
@@ -253,16 +245,16 @@ std::vector<Heard> Application::heard(Publisher &publisher) {
     return taken;
 }
 
-void Application::stall() {
-    resumed_ = {};
-    std::promise<void> stalled;
-    std::future<void> is_stalled = stalled.get_future();
-    std::shared_future<void> go_on = resumed_.get_future().share();
-    const std::lock_guard lock(mutex_);
-    static_cast<void>(go_on);
+Application::Stall::Stall(Application &application) {
+    application.run([&] { application.stalled_ = resumed_->get_future(); });
 }
 
-void Application::resume() { resumed_.set_value(); }
+void Application::Stall::end() {
+    if (resumed_.has_value()) {
+        resumed_->set_value();
+        resumed_.reset();
+    }
+}
 
 std::vector<Entry> Application::nodes() {
     std::vector<Entry> entries;
@@ -281,11 +273,17 @@ bool Application::comes_back(int reconnections) {
 }
 
 bool Application::is_loaded() const {
+    const auto wants = [](uint32_t mask, int32_t event) { return (mask & TREL_CAP_EVENT_BIT(event)) != 0; };
+    const auto holds_if = [](bool wanted, int32_t loaded) { return !wanted || loaded != 0; };
     return g_trel_cap_global == client_ && g_trel_cap_config_reconnect == 0 &&
-           (wanted_.fe == 0 || trel_cap_fe_ready_is_all_validated() != 0) &&
-           (wanted_.fab == 0 || trel_cap_fab_ready_is_all_validated() != 0) &&
-           (wanted_.cm == 0 || trel_cap_cm_ready_is_all_validated() != 0) &&
-           (wanted_.hps == 0 || trel_cap_hps_ready_is_all_validated() != 0);
+           holds_if(wanted_.fe != 0 || wanted_.lc_and_hps != 0, g_trel_cap_glb_ready_validated) &&
+           holds_if(wants(wanted_.fe, TREL_CAP_EVENT_FE_NODE), trel_cap_fe_ready_is_all_validated()) &&
+           holds_if(wanted_.fab != 0, g_trel_cap_fab_glb_ready_validated) &&
+           holds_if(wants(wanted_.fab, TREL_CAP_EVENT_FAB_NODE), trel_cap_fab_ready_is_all_validated()) &&
+           holds_if(wanted_.cm != 0, g_trel_cap_cm_glb_ready_validated) &&
+           holds_if(wants(wanted_.cm, TREL_CAP_EVENT_CM_NODE), trel_cap_cm_ready_is_all_validated()) &&
+           holds_if(wanted_.hps != 0 || wanted_.lc_and_hps != 0, g_trel_cap_hps_glb_ready_validated) &&
+           holds_if(wants(wanted_.hps, TREL_CAP_EVENT_HPS_NODE), trel_cap_hps_ready_is_all_validated());
 }
 
 }  // namespace readiness

@@ -3,7 +3,7 @@
 #ifndef TREL_CAP_TESTS_READINESS_APPLICATION_H
 #define TREL_CAP_TESTS_READINESS_APPLICATION_H
 
-#include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <future>
@@ -41,7 +41,7 @@ struct Heard {
     int32_t ready = 0;
     std::string list;  // of the registration
 
-    auto operator<=>(const Heard &) const = default;
+    bool operator==(const Heard &) const = default;
 };
 std::ostream &operator<<(std::ostream &out, const Heard &heard);
 
@@ -75,20 +75,30 @@ public:
     // Lets everything that was published so far arrive, and takes what was heard since the latest time.
     std::vector<Heard> heard(Publisher &publisher);
 
-    // Holds the thread up, inside its loop, until resume().
-    void stall();
-    void resume();
-
     std::vector<Entry> nodes();
-    // How often the connection has come back, and whether everything has been read since.
+    // How often the connection has come back.
     int reconnections();
+    // Waits until it has done so that often and everything has been read since.
     bool comes_back(int reconnections);
-    // Whether the flags say that all has been read and no reconnection is under way. On the application's thread.
+    // Whether all that is wanted has been read, and no reconnection is under way. On the application's thread.
     bool is_loaded() const;
 
     MomClient *client() const { return client_; }
-    // For callbacks: run with every event, after it has been written down.
+    // Run on the application's thread with every event, after it has been written down. Set it there too.
     std::function<void(const Heard &)> on_event;
+
+    // Holds the application's thread up between two rounds of its loop.
+    class Stall {
+    public:
+        explicit Stall(Application &application);
+        ~Stall() { end(); }
+        Stall(const Stall &) = delete;
+        Stall &operator=(const Stall &) = delete;
+        void end();
+
+    private:
+        std::optional<std::promise<void>> resumed_ = std::promise<void>();
+    };
 
 private:
     struct Waiting {
@@ -102,8 +112,8 @@ private:
     void look_at_conditions();
     void wake();
     bool passes_fence(Publisher &publisher, int32_t db);
-    static int32_t hear(const char *list, int32_t event, void *arg);
-    template <char kList>
+    static int32_t hear(size_t list, int32_t event, void *arg);
+    template <size_t kList>
     static int32_t callback(int32_t event, void *arg);
     static int32_t on_fence(MomClient *client, MomMsg *msg);
     static int32_t on_reconnect(MomClient *client, int32_t db, int32_t type);
@@ -115,13 +125,13 @@ private:
     bool done_ = false;
     std::mutex mutex_;  // of the conditions
     std::list<Waiting> waiting_;
-    std::promise<void> resumed_;
 
     // Of the application's thread.
     std::vector<Heard> heard_;
     int32_t fence_ = 0;
     int32_t fences_ = 0;
     int reconnections_ = 0;
+    std::future<void> stalled_;
 
     std::thread thread_;  // last: it uses all of the above
 };
