@@ -11,8 +11,8 @@
 
 // AddressSanitizer does not notice how a cancelled thread leaves its stack, and takes giving back the thread's signal
 // stack for an overflow afterwards.
-// NOLINTBEGIN(cert-dcl37-c,cert-dcl51-cpp,bugprone-reserved-identifier,readability-identifier-naming): it looks for
-// this
+// The sanitizer looks for this name.
+// NOLINTBEGIN(cert-dcl37-c,cert-dcl51-cpp,bugprone-reserved-identifier,readability-identifier-naming)
 extern "C" __attribute__((visibility("default"))) const char *__asan_default_options();
 const char *__asan_default_options() { return "use_sigaltstack=0"; }
 // NOLINTEND(cert-dcl37-c,cert-dcl51-cpp,bugprone-reserved-identifier,readability-identifier-naming)
