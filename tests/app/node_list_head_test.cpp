@@ -84,7 +84,9 @@ TEST_F(NodeListHead, IsEmptiedByTheFirstCall) {
     for (int32_t node = 0; node < 100; ++node) {
         records.push_back(node_record(node));
     }
-    static const auto forgotten = add_nodes(records);
+    // The first call forgets entries without freeing them; a list that is never destroyed keeps them reachable at exit.
+    static const auto &forgotten = *new auto(add_nodes(records));
+    EXPECT_EQ(trel_cap_sw_node_search(1), forgotten[1]);
     EXPECT_EQ(trel_cap_sw_init(), 0);
     EXPECT_TRUE(is_linked_to_itself(cap_nodes_list));
     EXPECT_EQ(trel_cap_sw_node_search(1), nullptr);
