@@ -1,0 +1,78 @@
+/*
+ * quib.h - the console: commands of a running program that an operator calls from another terminal.
+ *
+ * A program registers a module and its commands. The operator's program, quib, finds the module by its name, reads a
+ * command with its arguments and has it run; what the command prints on standard output while it runs is shown to the
+ * operator.
+ *
+ * Conventions:
+ *
+ *  1. Threads. A module belongs to the thread that made it, that of its client. Its commands run there, inside
+ *     ox_mom_client_process(), and so show that thread's state. Both functions are called on that thread.
+ *  2. Output. Descriptor 1 is the process's: what other threads print while a command runs goes to the operator too.
+ *     Commands of several threads run one after another.
+ *  3. Where. A module listens on the Unix socket DIR/MODULE, mode 0600, DIR being $QUIB_DIR, else
+ *     $XDG_RUNTIME_DIR/quib, else /run/quib; a directory that is missing is made, mode 0700. Only the user of the
+ *     process and root are served.
+ */
+#ifndef QUIB_H
+#define QUIB_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+/* A program may define these functions itself and be called instead, even one that hides its symbols by default. */
+#pragma GCC visibility push(default)
+
+enum {
+    QUIB_NAME_MAX = 95, /* bytes of a module's name; a socket's path has room for little more */
+
+    QUIB_E_ARGUMENT = -201,
+    QUIB_E_MEMORY = -202,
+    QUIB_E_CLIENT = -203,
+    QUIB_E_SOCKET = -204,
+    QUIB_E_IN_USE = -205,
+    QUIB_E_MODULE = -206
+};
+
+typedef struct MomClient MomClient;
+
+/*
+ * A command's function, cast to this. It is called with the arguments that its format names, in their order: %d as
+ * int32_t, %s as const char *, valid until it returns. It returns an int32_t status; a negative one is a failure.
+ */
+typedef void (*QuibHandler)(void);
+
+/*
+ * Makes a module of that name, served from the client's loop until the client is destroyed. When the process has one
+ * of that name already, made by another thread, this one is called MODULE.2, MODULE.3 and so on. Again on the same
+ * thread with the same client: success, nothing done. 0, or:
+ *
+ * QUIB_E_ARGUMENT   an argument is NULL, or the name is empty, longer than QUIB_NAME_MAX or holds a '/' or a blank
+ * QUIB_E_MEMORY     out of memory
+ * QUIB_E_CLIENT     the client belongs to another thread or process
+ * QUIB_E_SOCKET     the socket cannot be made; why is printed on standard error
+ * QUIB_E_IN_USE     another process serves a module of that name
+ */
+int32_t quib_lib_init(MomClient *client, const char *module);
+
+/*
+ * Adds a command to this thread's module of that name; one of the same name is replaced. argument_format is "void" or
+ * words separated by one blank, each NAME=%d, NAME=%s, %d or %s; an operator gives arguments by name or in order.
+ * reserved is 0. 0, or:
+ *
+ * QUIB_E_ARGUMENT   an argument is NULL, the command's name is no word, the format is not understood
+ * QUIB_E_MEMORY     out of memory
+ * QUIB_E_MODULE     this thread has no module of that name
+ */
+int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t reserved, const char *argument_format,
+                         QuibHandler handler);
+
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif
+
+#endif
