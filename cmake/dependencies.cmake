@@ -10,6 +10,7 @@ else()
   set(TREL_CAP_USES_OWN_PLATFORM ON)
   pkg_check_modules(hiredis REQUIRED IMPORTED_TARGET hiredis)
   pkg_check_modules(libuv REQUIRED IMPORTED_TARGET libuv)
+  pkg_check_modules(libffi REQUIRED IMPORTED_TARGET libffi)
 
   # zlog ships no description for pkg-config.
   find_path(zlog_INCLUDE_DIR zlog.h REQUIRED)

@@ -8,7 +8,7 @@ set(pkgconfig_dir ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 set(libraries trel_cap platform platform_headers)
 if(TREL_CAP_USES_OWN_PLATFORM)
-  list(APPEND libraries ox_mom ox_zlog)
+  list(APPEND libraries ox_mom ox_zlog quib)
   install(TARGETS trel_cap_demo RUNTIME)
   install(
     DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
@@ -41,7 +41,7 @@ file(RELATIVE_PATH pc_to_prefix /${pkgconfig_dir} /)
 string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
 if(TREL_CAP_USES_OWN_PLATFORM)
   set(pc_platform_cflags "")
-  set(pc_platform_libs "-lox_mom -lox_zlog")
+  set(pc_platform_libs "-lox_mom -lox_zlog -lquib")
 else()
   list(TRANSFORM TREL_CAP_PLATFORM_INCLUDE_DIRS PREPEND "-I" OUTPUT_VARIABLE pc_platform_cflags)
   list(JOIN pc_platform_cflags " " pc_platform_cflags)

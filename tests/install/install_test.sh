@@ -90,10 +90,10 @@ other_platform() {
   platform=$(mktemp -d)
   # shellcheck disable=SC2064 # the value of now
   trap "rm -rf '$platform'" EXIT
-  cp -P "$prefix"/include/*.h "$prefix/$LIBDIR"/libox_* "$platform"
+  cp -P "$prefix"/include/*.h "$prefix/$LIBDIR"/lib{ox_,quib}* "$platform"
   "$CMAKE" -S "$SOURCE_DIR" -B "$build" -G Ninja -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" \
     -DCMAKE_BUILD_TYPE=Debug -DTREL_CAP_PLATFORM_INCLUDE_DIRS="$platform" \
-    -DTREL_CAP_PLATFORM_LIBRARIES="$platform/libox_mom.so;$platform/libox_zlog.so"
+    -DTREL_CAP_PLATFORM_LIBRARIES="$platform/libox_mom.so;$platform/libox_zlog.so;$platform/libquib.so"
   "$CMAKE" --build "$build"
   "$CMAKE" --install "$build" --prefix "$WORK/other_prefix"
   [ ! -e "$WORK/other_prefix/include/ox_mom.h" ] || fail "a header of the platform's was installed"
@@ -109,7 +109,7 @@ headers() {
     "$CXX" -std=c++17 "${warnings[@]}" -fsyntax-only -x c++ "${flags[@]}" - <<<"#include <$header>"
     count=$((count + 1))
   done < <(cd "$prefix/include" && find . -name '*.h' -printf '%P\n')
-  for header in ox_mom.h ox_zlog.h trel_cap/trel_cap.h trel_cap/p_libpub.pb-c.h; do
+  for header in ox_mom.h ox_zlog.h quib.h trel_cap/trel_cap.h trel_cap/p_libpub.pb-c.h; do
     [ -e "$prefix/include/$header" ] || fail "$header is not installed"
   done
   echo "$count headers"

@@ -8,7 +8,7 @@ declare -A allowed=(
   [platform/include]="protobuf-c"
   [platform/mom]="platform/include protobuf-c hiredis libuv"
   [platform/zlog]="platform/include zlog"
-  [platform/quib]="platform/include libedit libuv"
+  [platform/quib]="platform/include attachment libffi libedit"
   [app/trel_cap/include]="platform/include records"
   [app/trel_cap/src/log]="app/trel_cap/include platform/include"
   [app/trel_cap/src/trel_cap_sw]="app/trel_cap/include platform/include app/trel_cap/src/log"
@@ -29,6 +29,8 @@ place_of() { # NAME INCLUDING_FILE
     hiredis.h | hiredis/* | async.h | read.h) echo hiredis && return ;;
     uv.h | uv/*) echo libuv && return ;;
     zlog.h) echo zlog && return ;;
+    ffi.h) echo libffi && return ;;
+    mom/attachment.h) echo attachment && return ;;
     histedit.h | editline/*) echo libedit && return ;;
     CLI/*) echo cli11 && return ;;
     nlohmann/*) echo nlohmann-json && return ;;

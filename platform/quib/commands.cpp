@@ -1,0 +1,24 @@
+#include "commands.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace quib {
+
+bool is_command_name(std::string_view text) {
+    constexpr std::string_view kSpecial = "'\"\\";
+    return !text.empty() && text.size() <= QUIB_NAME_MAX && text.front() != '.' && text != kHelp &&
+           std::ranges::all_of(
+               text, [&](char c) { return c > ' ' && c < 0x7f && kSpecial.find(c) == std::string_view::npos; });
+}
+
+void Commands::put(Command command) {
+    const auto same = std::ranges::find(commands_, command.name, &Command::name);
+    if (same != commands_.end()) {
+        *same = std::move(command);
+    } else {
+        commands_.push_back(std::move(command));
+    }
+}
+
+}  // namespace quib

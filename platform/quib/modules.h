@@ -1,0 +1,18 @@
+// The modules of the calling thread.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+
+#include "commands.h"
+#include "ox_mom.h"
+
+namespace quib {
+
+// 0 or a code, as quib_lib_init().
+int32_t make_module(MomClient *client, std::string_view name);
+
+// The commands of the thread's latest module of that name; nullptr when it has none.
+Commands *commands_of(std::string_view name);
+
+}  // namespace quib

@@ -1,0 +1,71 @@
+// What the console's two sides say to each other: a running module, and the operator's program.
+//
+// A module listens on the Unix stream socket DIR/MODULE. The operator's side sends lines: a command with its arguments
+// as it was typed, one a line, kLineLimit bytes with the '\n' at most; a '\r' before the '\n' is dropped. The module
+// splits it into words, finds the command, and answers line by line, in order, with frames: a byte for the kind, four
+// bytes for the length of what follows (least significant first), and that.
+//
+// The module knows these words itself: `help` lists the commands with their arguments, `help COMMAND` shows one;
+// `.commands` is for completion and prints a line for each: its name, a tab, its argument format. An empty line is
+// answered by its exit code alone, 0.
+//
+// A module that refuses an operator, is sent a line that is too long, or hears nothing for kIdleLimit says why and
+// closes. It may do so before it has read all that was sent: a failed write is no reason not to read the rest.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+namespace quib {
+
+enum FrameKind : char {
+    kFrameOutput = 'o',      // bytes for standard output
+    kFrameDiagnostic = 'e',  // text for standard error, with its '\n'
+    kFrameExit = 'x'         // the end of an answer: the exit code, in decimal
+};
+
+enum ExitCode : int {
+    kExitDone = 0,
+    kExitFailed = 1,  // the handler's status was negative
+    kExitUsage = 2,   // nothing was called: no such command, or arguments that are not as its format has them
+    kExitRefused = 5  // the module does not serve this operator, or cannot run the command now
+};
+
+inline constexpr size_t kLineLimit = 4096;
+inline constexpr size_t kOperatorLimit = 8;
+inline constexpr std::chrono::milliseconds kIdleLimit = std::chrono::minutes(10);
+inline constexpr size_t kFrameHeaderSize = 5;
+
+using FrameHeader = std::array<char, kFrameHeaderSize>;
+
+inline FrameHeader frame_header(FrameKind kind, uint32_t length) {
+    FrameHeader header{kind};
+    for (size_t i = 1; i < header.size(); ++i, length >>= 8U) {
+        header[i] = static_cast<char>(length & 0xffU);
+    }
+    return header;
+}
+
+inline uint32_t frame_length(const FrameHeader &header) {
+    uint32_t length = 0;
+    for (size_t i = header.size() - 1; i > 0; --i) {
+        length = length << 8U | static_cast<unsigned char>(header[i]);
+    }
+    return length;
+}
+
+// DIR, where modules listen: $QUIB_DIR, else $XDG_RUNTIME_DIR/quib, else /run/quib. Empty variables count as unset.
+inline std::string socket_directory() {
+    const char *own = std::getenv("QUIB_DIR");
+    if (own && *own != '\0') {
+        return own;
+    }
+    const char *runtime = std::getenv("XDG_RUNTIME_DIR");
+    return runtime && *runtime != '\0' ? std::string(runtime) + "/quib" : "/run/quib";
+}
+
+}  // namespace quib

@@ -1,0 +1,58 @@
+// The exported functions: what may be asked for; the work is done elsewhere.
+#include "quib.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "commands.h"
+#include "format.h"
+#include "modules.h"
+#include "ox_mom.h"
+
+namespace {
+
+// A name that can be a file's, and that an operator can type as one word.
+bool is_module_name(std::string_view name) {
+    return !name.empty() && name.size() <= QUIB_NAME_MAX && name.front() != '.' &&
+           std::ranges::none_of(name, [](char c) {
+               const auto byte = static_cast<unsigned char>(c);
+               return byte <= ' ' || byte == 0x7f || byte == '/';
+           });
+}
+
+}  // namespace
+
+extern "C" {
+
+int32_t quib_lib_init(MomClient *client, const char *module) try {
+    if (!client || !module || !is_module_name(module)) {
+        return QUIB_E_ARGUMENT;
+    }
+    return ox_mom_client_fd(client) < 0 ? QUIB_E_CLIENT : quib::make_module(client, module);
+} catch (const std::bad_alloc &) {
+    return QUIB_E_MEMORY;
+}
+
+int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t, const char *argument_format,
+                         QuibHandler handler) try {
+    if (!module || !command || !argument_format || !handler || !quib::is_command_name(command)) {
+        return QUIB_E_ARGUMENT;
+    }
+    auto format = quib::parse_format(argument_format);
+    if (!format) {
+        return QUIB_E_ARGUMENT;
+    }
+    quib::Commands *commands = quib::commands_of(module);
+    if (!commands) {
+        return QUIB_E_MODULE;
+    }
+    commands->put({.name = command, .format_text = argument_format, .format = std::move(*format), .handler = handler});
+    return 0;
+} catch (const std::bad_alloc &) {
+    return QUIB_E_MEMORY;
+}
+
+}  // extern "C"
