@@ -70,6 +70,27 @@ int32_t trel_cap_ce_set_g_cap_state(MomClient *global, const char *url, int32_t 
 /* As trel_cap_ce_set_g_cap_state(), repeated on failure as trel_cap_ce_get_glb_view_bool() is. */
 int32_t trel_cap_ce_set_cap_view_state(MomClient *global, const char *url, int32_t state);
 
+/*
+ * Following a capability of the whole device. fp is called, on this thread inside ox_mom_client_process(), whenever the
+ * value is written, with arg as its user data (NULL without), and reads it with the functions for notifications above.
+ * It is not called for the value that is there already: read that once, after subscribing.
+ *
+ * Nothing is remembered here: every call is one more subscription, which the client keeps as long as it lives, across
+ * reconnections.
+ *
+ * TREL_CAP_E_ARGUMENT  an argument but arg is NULL, or the URL too long
+ * OX_MOM_E_...         the store's code
+ */
+int32_t trel_cap_ce_subscribe_g_cap_bool_ext(MomClient *global, const char *url, MomFieldCb fp, void *arg);
+int32_t trel_cap_ce_subscribe_g_cap_int32_ext(MomClient *global, const char *url, MomFieldCb fp, void *arg);
+
+/* The same without user data. */
+int32_t trel_cap_ce_subscribe_g_cap_bool(MomClient *global, const char *url, MomFieldCb fp);
+int32_t trel_cap_ce_subscribe_g_cap_int32(MomClient *global, const char *url, MomFieldCb fp);
+
+/* As trel_cap_ce_subscribe_g_cap_bool(), repeated on failure as trel_cap_ce_get_glb_view_bool() is. */
+int32_t trel_cap_subscribe_glb_view_bool(MomClient *global, const char *url, MomFieldCb fp);
+
 TREL_CAP_END_DECLS
 
 #endif

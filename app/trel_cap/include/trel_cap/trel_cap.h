@@ -20,9 +20,11 @@
 #define TREL_CAP_TREL_CAP_H
 
 #include "trel_cap/capability.h"
+#include "trel_cap/class_capability.h"
 #include "trel_cap/dispatch.h"
 #include "trel_cap/events.h"
 #include "trel_cap/init.h"
+#include "trel_cap/node_capability.h"
 #include "trel_cap/node_list.h"
 #include "trel_cap/processors.h"
 #include "trel_cap/readiness.h"

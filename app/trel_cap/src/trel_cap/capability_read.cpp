@@ -1,5 +1,5 @@
 // Reading the capabilities of the whole device.
-#include "record_read.h"
+#include "capability_get.h"
 #include "repeat.h"
 #include "trel_cap/capability.h"
 

@@ -1,5 +1,4 @@
 // Reading a capability out of a notification.
-#include <algorithm>
 #include <cstring>
 
 #include "delivery.h"
@@ -10,16 +9,6 @@
 using namespace trel_cap;
 
 namespace {
-
-/* Copies a received URL into a zeroed buffer of size bytes, and answers how much of it there was room for. */
-uint32_t copy_url(char *dst, uint32_t size, const char *url) {
-    if (url == nullptr || size == 0) {
-        return 0;
-    }
-    const size_t length = std::min<size_t>(strnlen(url, TREL_CAP_URL_MAX), size - 1);
-    memcpy(dst, url, length);
-    return static_cast<uint32_t>(length);
-}
 
 /* 0 for a result whose record has an index and the wanted value; anything else is logged. */
 template <typename Value>
@@ -60,7 +49,7 @@ int32_t read_notification(Caller caller, const MomMsg *pmsg, uint32_t size, char
         return rv;
     }
     const auto &record = record_of<CapTable>(*result);
-    *length = copy_url(url, size, record.index->url);
+    *length = copy_into_zeroed(url, size, record.index->url);
     *value = Value::of(record);
     TREL_CAP_LOG_AS(caller, kDetail, "url %s, value is %d length %d", url, *value, *length);
     return TREL_CAP_OK;

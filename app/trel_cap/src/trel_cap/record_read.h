@@ -2,6 +2,8 @@
 #ifndef TREL_CAP_RECORD_READ_H
 #define TREL_CAP_RECORD_READ_H
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "log/arguments.h"
@@ -63,36 +65,17 @@ const Record &record_of(const MomHashResult &result) {
     return reinterpret_cast<const Record &>(*result.record);
 }
 
-/* The getter of a capability that is addressed by its URL alone: one of the device, or of a card class. */
-template <typename Record, typename Value>
-int32_t get_by_url(Caller caller, MomClient *global, const char *url, typename Value::Type *value) {
-    if (is_bad_target(caller, global, url) || is_null(caller, "value", value)) {
-        return TREL_CAP_E_ARGUMENT;
-    }
-    TREL_CAP_LOG_AS(caller, kDetail, "global %p, enter url %s", static_cast<void *>(global), url);
+/* What a caller gets of a received string, a URL or a value, however large the buffer. */
+inline constexpr size_t kStringMax = 255;
 
-    const UrlRequest<Record> request(url);
-    HashResult result = fetch_record(caller, global, url, request.record.base);
-    if (result == nullptr) {
-        return TREL_CAP_E_NO_ANSWER;
+/* Copies a received string into a zeroed buffer of size bytes, cut to it and to kStringMax; returns its length. */
+inline uint32_t copy_into_zeroed(char *dst, size_t size, const char *string) {
+    if (string == nullptr || size == 0) {
+        return 0;
     }
-    if constexpr (Value::kClassGetterPresets) {
-        *value = Value::kAbsent;
-    }
-    if (result->record == nullptr) {
-        TREL_CAP_LOG_AS(caller, kError, "url %s, tmp NULL", url);
-        return TREL_CAP_E_NO_RECORD;
-    }
-    if (!has_field(*result, Value::kField)) {
-        TREL_CAP_LOG_AS(caller, kError, "url %s, value field invalid", url);
-        return TREL_CAP_E_NO_VALUE;
-    }
-    *value = Value::of(record_of<Record>(*result));
-    TREL_CAP_LOG_AS(caller, kDetail, "url %s value %d", url, *value);
-
-    result.reset();
-    TREL_CAP_LOG_AS(caller, kDetail, "leave");
-    return TREL_CAP_OK;
+    const size_t length = std::min<size_t>(strnlen(string, kStringMax), size - 1);
+    memcpy(dst, string, length);
+    return static_cast<uint32_t>(length);
 }
 
 }  // namespace trel_cap

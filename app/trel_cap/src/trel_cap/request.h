@@ -21,6 +21,30 @@ inline CapTable initial() {
     return CAP_TABLE__INIT;
 }
 template <>
+inline CapHpsTable initial() {
+    return CAP_HPS_TABLE__INIT;
+}
+template <>
+inline CapFabTable initial() {
+    return CAP_FAB_TABLE__INIT;
+}
+template <>
+inline CapCmTable initial() {
+    return CAP_CM_TABLE__INIT;
+}
+template <>
+inline CapGlbTableIndex initial() {
+    return CAP_GLB_TABLE_INDEX__INIT;
+}
+template <>
+inline CapGlbTable initial() {
+    return CAP_GLB_TABLE__INIT;
+}
+template <>
+inline CapCmGlbTable initial() {
+    return CAP_CM_GLB_TABLE__INIT;
+}
+template <>
 inline CapGlbState initial() {
     return CAP_GLB_STATE__INIT;
 }
@@ -76,6 +100,21 @@ struct UrlRequest {
     UrlRequest &operator=(const UrlRequest &) = delete;
 
     CapTableIndex index = initial<CapTableIndex>();
+    Record record = initial<Record>();
+};
+
+/* The same for a record that is addressed by a node and a URL. */
+template <typename Record>
+struct NodeRequest {
+    NodeRequest(int32_t node, const char *url) {
+        index.node = node;
+        index.url = const_cast<char *>(url);
+        record.index = &index;
+    }
+    NodeRequest(const NodeRequest &) = delete;
+    NodeRequest &operator=(const NodeRequest &) = delete;
+
+    CapGlbTableIndex index = initial<CapGlbTableIndex>();
     Record record = initial<Record>();
 };
 
