@@ -275,6 +275,12 @@ TEST_P(Reconnections, OfAllClasses) {
         EXPECT_EQ(followers(), followed);
     }
     EXPECT_EQ(application.nodes().size(), 7U);
+    publisher().ready(kFabricCard);
+    publisher().ready(kHpsCard);
+    publisher().cm_ready(kControlModule);
+    EXPECT_THAT(heard(application),
+                ElementsAre(node_ready(kFabricCard), of_node(4, kFabricCard.node, true),
+                            of_node(6, kHpsCard.node, true), of_node(5, kControlModule.node, true)));
 }
 
 }  // namespace
