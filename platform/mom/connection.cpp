@@ -88,15 +88,13 @@ bool Connection::send() {
     return true;
 }
 
-// Bytes received; 0 when there are none now; -1 when the connection is lost.
-ssize_t Connection::receive_some() {
-    char buffer[kReceiveSize];
+ssize_t Connection::receive_into(std::span<char> room) const {
     ssize_t received = 0;
     do {
-        received = recv(fd(), buffer, sizeof buffer, 0);
+        received = recv(fd(), room.data(), room.size(), 0);
     } while (received < 0 && errno == EINTR);
     if (received > 0) {
-        return redisReaderFeed(context_->reader, buffer, static_cast<size_t>(received)) == REDIS_OK ? received : -1;
+        return received;
     }
     if (received < 0 && errno == EAGAIN) {
         return 0;
@@ -105,11 +103,14 @@ ssize_t Connection::receive_some() {
     return -1;
 }
 
-Connection::Received Connection::receive() {
-    const ssize_t received = receive_some();
-    return received < 0                                   ? Received::kLost
-           : static_cast<size_t>(received) < kReceiveSize ? Received::kLast
-                                                          : Received::kMore;
+ssize_t Connection::receive() {
+    char buffer[kReceiveSize];
+    const ssize_t received = receive_into(buffer);
+    if (received > 0 && redisReaderFeed(context_->reader, buffer, static_cast<size_t>(received)) != REDIS_OK) {
+        fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), context_->reader->errstr);
+        return -1;
+    }
+    return received;
 }
 
 Reply *Connection::next_reply(ReplyArena &arena) {
@@ -145,7 +146,7 @@ Reply *Connection::await_reply(ReplyArena &arena, int32_t *code) {
         if (is_broken()) {
             return nullptr;
         }
-        const ssize_t received = receive_some();
+        const ssize_t received = receive();
         if (received < 0) {
             return nullptr;
         }

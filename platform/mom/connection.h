@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <sys/types.h>
 
 #include "backoff.h"
 #include "reply.h"
@@ -35,10 +36,11 @@ public:
     // Neither waits. Sends what it can; false when the connection is lost, with the reason in last_error().
     bool send();
 
-    enum class Received : uint8_t { kLost, kLast, kMore };
+    // Receives into the room. How many bytes; 0 when there are none now; -1 when the connection is lost.
+    ssize_t receive_into(std::span<char> room) const;
 
-    // Receives one piece, and tells whether more of it may have come already.
-    Received receive();
+    // Receives one piece for next_reply(). The same result.
+    ssize_t receive();
 
     // The next reply that has been received whole, built in the arena; nullptr when there is none, or when the server
     // does not speak the protocol, which is_broken() tells.
@@ -58,7 +60,6 @@ private:
     };
 
     Connection(redisContext *context, std::string peer);
-    ssize_t receive_some();
 
     std::unique_ptr<redisContext, FreeContext> context_;
     std::string peer_;

@@ -13,7 +13,6 @@ namespace mom {
 namespace {
 
 constexpr size_t kScratchCapacity = 2048;  // more than any record of usual length; a longer one overflows
-constexpr size_t kIdleScratches = 4;
 constexpr size_t kFirstRing = 64;
 constexpr size_t kKeptRing = 1024;  // a longer one is not kept once it is empty
 
@@ -34,7 +33,13 @@ Delivery &DeliveryQueue::push(Delivery::Kind kind, uint64_t place) {
 }
 
 void DeliveryQueue::pop(Delivery &into) {
-    std::swap(into, ring_[first_]);
+    Delivery &slot = ring_[first_];
+    into.notice.swap(slot.notice);
+    into.kind = slot.kind;
+    into.place = slot.place;
+    into.channel = slot.channel;
+    into.cb = slot.cb;
+    into.db = slot.db;
     first_ = (first_ + 1) % ring_.size();
     if (--count_ == 0 && ring_.size() > kKeptRing) {
         clear();
@@ -56,24 +61,24 @@ void DeliveryQueue::grow() {
     first_ = 0;
 }
 
-Scratch ScratchPool::take() {
-    if (!idle_.empty()) {
-        Scratch scratch = std::move(idle_.back());
-        idle_.pop_back();
+std::unique_ptr<Scratch> ScratchPool::take() {
+    if (idle_) {
+        std::unique_ptr<Scratch> scratch = std::move(idle_);
+        idle_ = std::move(scratch->next);
         return scratch;
     }
-    Scratch scratch{.arena = ResultArenaPtr(ResultArena::create(kScratchCapacity)), .notice = {}};
-    if (!scratch.arena) {
+    auto scratch = std::make_unique<Scratch>();
+    scratch->arena.reset(ResultArena::create(kScratchCapacity));
+    if (!scratch->arena) {
         throw std::bad_alloc();
     }
     return scratch;
 }
 
-void ScratchPool::give_back(Scratch scratch) {
-    scratch.arena->clear();
-    if (idle_.size() < kIdleScratches) {
-        idle_.push_back(std::move(scratch));
-    }
+void ScratchPool::give_back(std::unique_ptr<Scratch> scratch) noexcept {
+    scratch->arena->clear();
+    scratch->next = std::move(idle_);
+    idle_ = std::move(scratch);
 }
 
 std::optional<void *> DecodedNotice::for_record(const ProtobufCMessageDescriptor &type) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -53,6 +54,7 @@ private:
 struct Scratch {
     ResultArenaPtr arena;
     Notice notice;
+    std::unique_ptr<Scratch> next;  // in the pool
 };
 
 class ScratchPool {
@@ -65,19 +67,19 @@ public:
         Lease &operator=(const Lease &) = delete;
         ~Lease() { pool_.give_back(std::move(scratch_)); }
 
-        ResultArena &arena() const { return *scratch_.arena; }
-        Notice &notice() { return scratch_.notice; }
+        ResultArena &arena() const { return *scratch_->arena; }
+        Notice &notice() const { return scratch_->notice; }
 
     private:
         ScratchPool &pool_;
-        Scratch scratch_;
+        std::unique_ptr<Scratch> scratch_;
     };
 
 private:
-    Scratch take();
-    void give_back(Scratch scratch);
+    std::unique_ptr<Scratch> take();
+    void give_back(std::unique_ptr<Scratch> scratch) noexcept;
 
-    std::vector<Scratch> idle_;
+    std::unique_ptr<Scratch> idle_;
 };
 
 // A notice as its listeners get it: decoded when the first of them asks, and once for all whose type is the same.

@@ -60,7 +60,7 @@ bool Dialogue::advance(int events) {
         connected_ = true;
     }
     code_ = OX_MOM_E_LOST;
-    if (!connection_->send() || ((events & UV_READABLE) && connection_->receive() == Connection::Received::kLost)) {
+    if (!connection_->send() || ((events & UV_READABLE) && connection_->receive() < 0)) {
         return false;
     }
     while (replies_.size() < expected_) {

@@ -62,21 +62,22 @@ bool read_notice(std::string_view text, Notice &notice) {
         return false;
     }
     notice.cmd = static_cast<int32_t>(at(head, 0));
-    notice.written.clear();
-    for (size_t i = 0; i < at(head, 1); ++i) {
-        notice.written.push_back(static_cast<int32_t>(at(written, i)));
+    notice.written.resize(at(head, 1));
+    if (!notice.written.empty()) {
+        std::memcpy(notice.written.data(), written, notice.written.size() * sizeof(int32_t));
     }
     notice.bytes = text;
-    notice.fields.clear();
-    for (size_t i = 0; i < at(head, 2); ++i) {
-        const uint32_t length = at(fields, 2 * i + 1);
+    notice.fields.resize(at(head, 2));
+    for (StoredField &field : notice.fields) {
+        const uint32_t length = at(fields, 1);
         if (length > text.size()) {
             return false;
         }
-        notice.fields.push_back({.number = at(fields, 2 * i), .value = text.substr(0, length)});
+        field = {.number = at(fields, 0), .value = text.substr(0, length)};
         text.remove_prefix(length);
+        fields += 2 * sizeof(uint32_t);
     }
-    return at(head, 2) == 0 || text.empty();
+    return notice.fields.empty() || text.empty();
 }
 
 }  // namespace mom

@@ -86,9 +86,13 @@ int32_t append_index_value(const ProtobufCMessage &index, const ProtobufCFieldDe
 }  // namespace
 
 const ProtobufCFieldDescriptor *index_of(const ProtobufCMessageDescriptor &type) {
-    const ProtobufCFieldDescriptor *field = protobuf_c_message_descriptor_get_field(&type, kIndexField);
-    const bool is_index = field && field->type == PROTOBUF_C_TYPE_MESSAGE && std::strcmp(field->name, "index") == 0;
-    return is_index ? field : nullptr;
+    for (const ProtobufCFieldDescriptor &field : std::span(type.fields, type.n_fields)) {
+        if (field.id == kIndexField) {
+            const bool is_index = field.type == PROTOBUF_C_TYPE_MESSAGE && std::strcmp(field.name, "index") == 0;
+            return is_index ? &field : nullptr;
+        }
+    }
+    return nullptr;
 }
 
 int32_t append_key(const ProtobufCMessage &message, std::string &key) {

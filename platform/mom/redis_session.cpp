@@ -16,8 +16,6 @@ namespace {
 // would otherwise be followed in silence for ever.
 constexpr Millis kPulse{10000};
 
-constexpr int kPieces = 32;  // received in one go, before what has come is delivered
-
 constexpr std::string_view kHighestDatabase = "28";
 static_assert(kDatabases == 29);
 
@@ -224,7 +222,7 @@ void RedisSession::opened_one() {
 // Only now that the notifications' connection is watched can confirmations come.
 void RedisSession::follow_lasting() {
     link_watch_ = std::make_unique<Watch>(loop_, link_->fd(), *this);
-    link_arena_.clear();
+    pushes_.emplace();
     followed_.clear();
     unconfirmed_ = 0;
     for (const std::string &channel : listener_.lasting_channels()) {
@@ -336,30 +334,33 @@ void RedisSession::on_ready(int events) {
     }
 }
 
-// False when the connection is lost.
+// False when the connection is lost. One piece at a time, so that what has come is delivered before more is received.
 bool RedisSession::read_link() {
-    auto received = Connection::Received::kMore;
-    for (int piece = 0; piece < kPieces && received == Connection::Received::kMore; ++piece) {
-        received = link_->receive();
-        if (received == Connection::Received::kLost) {
-            return false;
-        }
-        hear();
-        while (const Reply *reply = link_->next_reply(link_arena_)) {
-            on_push(*reply);
-            if (!link_) {
-                return true;  // given up by the listener meanwhile
-            }
-            link_arena_.clear();  // not before the next one: part of it may have been built already
-        }
-        if (link_->is_broken()) {
-            return false;
+    const ssize_t received = link_->receive_into(pushes_->room());
+    if (received <= 0) {
+        return received == 0;
+    }
+    pushes_->received(static_cast<size_t>(received));
+    hear();
+    while (link_) {  // until the listener gives it up
+        switch (pushes_->next()) {
+            case PushReader::Item::kMessage:
+                listener_.on_message(pushes_->channel(), pushes_->payload());
+                break;
+            case PushReader::Item::kReply:
+                on_reply(pushes_->reply());
+                break;
+            case PushReader::Item::kNone:
+                return true;
+            case PushReader::Item::kBroken:
+                fail(OX_MOM_E_LOST, "%s: %s", server_.text().c_str(), pushes_->error());
+                return false;
         }
     }
     return true;
 }
 
-void RedisSession::on_push(const Reply &reply) {
+void RedisSession::on_reply(const Reply &reply) {
     if (reply.is_error()) {
         lose(explain(server_, reply), OX_MOM_E_REFUSED);
         return;

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "dialogue.h"
 #include "loop.h"
 #include "ox_mom.h"
+#include "push_reader.h"
 #include "store.h"
 #include "store_name.h"
 
@@ -92,7 +94,7 @@ private:
     void watch_link();
     void on_ready(int events) override;
     bool read_link();
-    void on_push(const Reply &reply);
+    void on_reply(const Reply &reply);
     void hear();
     void check_pulse();
 
@@ -120,7 +122,7 @@ private:
 
     std::unique_ptr<Connection> link_;
     std::unique_ptr<Watch> link_watch_;
-    ReplyArena link_arena_;
+    std::optional<PushReader> pushes_;
     std::set<std::string, std::less<>> followed_;  // confirmed
     size_t unconfirmed_ = 0;
     TimePoint last_heard_{};

@@ -88,9 +88,16 @@ int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &
     if (!record) {
         return refuse(OX_MOM_E_DECODE, "does not decode as its type");
     }
-    std::ranges::transform(fields, ids, [](const StoredField &field) { return static_cast<int32_t>(field.number); });
-    if (!std::is_sorted(ids, ids + fields.size())) {
-        std::sort(ids, ids + fields.size());
+    bool ascending = true;
+    int32_t before = 0;
+    int32_t *next = ids;
+    for (const StoredField &field : fields) {
+        *next++ = static_cast<int32_t>(field.number);
+        ascending = ascending && before <= static_cast<int32_t>(field.number);
+        before = static_cast<int32_t>(field.number);
+    }
+    if (!ascending) {
+        std::sort(ids, next);
     }
     result.record = record;
     result.field_ids = ids;

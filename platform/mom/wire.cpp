@@ -12,6 +12,24 @@ namespace {
 
 constexpr int kDeepest = 32;  // messages inside messages
 
+struct LongVarint {
+    const char *end;  // nullptr: none
+    uint64_t value;
+};
+
+// Apart from the usual case of one byte, which is read in line.
+LongVarint long_varint(const char *at, const char *end) {
+    uint64_t value = 0;
+    for (unsigned shift = 0; shift < 64 && at != end; shift += 7) {
+        const auto byte = static_cast<uint8_t>(*at++);
+        value |= uint64_t{byte & 0x7FU} << shift;
+        if (byte < 0x80) {
+            return {.end = at, .value = value};
+        }
+    }
+    return {.end = nullptr, .value = 0};
+}
+
 // Bytes being read. Reading past the end, or what no reader takes, makes it bad for good.
 class Cursor {
 public:
@@ -19,22 +37,17 @@ public:
 
     bool at_end() const { return at_ == end_; }
     bool bad() const { return bad_; }
+    std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
     void fail() { bad_ = true; }
 
     uint64_t varint() {
         if (at_ != end_ && static_cast<uint8_t>(*at_) < 0x80) {
             return static_cast<uint8_t>(*at_++);
         }
-        uint64_t value = 0;
-        for (unsigned shift = 0; shift < 64 && at_ != end_; shift += 7) {
-            const auto byte = static_cast<uint8_t>(*at_++);
-            value |= uint64_t{byte & 0x7FU} << shift;
-            if (byte < 0x80) {
-                return value;
-            }
-        }
-        fail();
-        return 0;
+        const LongVarint read = long_varint(at_, end_);
+        bad_ = bad_ || !read.end;
+        at_ = read.end ? read.end : end_;
+        return read.value;
     }
 
     std::string_view take(uint64_t size) {
@@ -115,6 +128,23 @@ bool is_plain(const ProtobufCFieldDescriptor &field) {
     return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0;
 }
 
+constexpr size_t kSmallField = 2;
+
+// Takes what most fields are: a number or truth value whose tag and value have a byte each. False when it is anything
+// else, which is decoded with more care.
+bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, std::string_view bytes) {
+    constexpr unsigned kPlainNumbers = 1U << PROTOBUF_C_TYPE_INT32 | 1U << PROTOBUF_C_TYPE_UINT32 |
+                                       1U << PROTOBUF_C_TYPE_ENUM | 1U << PROTOBUF_C_TYPE_BOOL;
+    if (bytes.size() < kSmallField || !field || static_cast<uint8_t>(bytes[0]) != field->id << 3 ||
+        static_cast<uint8_t>(bytes[1]) > 0x7F || (kPlainNumbers >> field->type & 1U) == 0 || !is_plain(*field)) {
+        return false;
+    }
+    const auto number = static_cast<uint32_t>(bytes[1]);
+    const uint32_t value = field->type == PROTOBUF_C_TYPE_BOOL ? number != 0 : number;
+    std::memcpy(reinterpret_cast<std::byte *>(&message) + field->offset, &value, sizeof value);
+    return true;
+}
+
 // Finds the fields of a type by number. They mostly come in ascending order, and are then the next in the list.
 class Fields {
 public:
@@ -128,6 +158,10 @@ public:
         next_ = field ? static_cast<unsigned>(field - type_.fields) + 1 : next_;
         return field;
     }
+
+    // The one that is expected next.
+    const ProtobufCFieldDescriptor *next() const { return next_ < type_.n_fields ? &type_.fields[next_] : nullptr; }
+    void pass() { ++next_; }
 
 private:
     const ProtobufCMessageDescriptor &type_;
@@ -177,6 +211,11 @@ ProtobufCMessage *Decoder::message(const ProtobufCMessageDescriptor &type, std::
     Fields fields(type);
     Cursor cursor(bytes);
     while (message && !cursor.at_end()) {
+        if (take_small(*message, fields.next(), cursor.rest())) {
+            fields.pass();
+            cursor.take(kSmallField);
+            continue;
+        }
         const uint64_t tag = cursor.varint();
         const auto number = static_cast<uint32_t>(tag >> 3);
         if (cursor.bad() || number == 0 || !one_field(*message, fields.find(number), tag & 7, cursor)) {
@@ -197,9 +236,13 @@ ProtobufCMessage *Decoder::from_fields(const ProtobufCMessageDescriptor &type, c
         if (one.value.empty()) {
             continue;  // at its default
         }
+        const auto *field = fields.find(one.number);
+        if (one.value.size() == kSmallField && take_small(*message, field, one.value)) {
+            continue;
+        }
         Cursor cursor(one.value);
         const uint64_t tag = cursor.varint();
-        if (cursor.bad() || tag >> 3 != one.number || !one_field(*message, fields.find(one.number), tag & 7, cursor) ||
+        if (cursor.bad() || tag >> 3 != one.number || !one_field(*message, field, tag & 7, cursor) ||
             !cursor.at_end()) {
             return std::exchange(general_, false) ? end_to_end(type, stored) : nullptr;
         }
