@@ -1,4 +1,4 @@
-// Reading a capability by URL.
+// Reading a capability by URL: one of the device, or of a card class.
 
 #include <cstring>
 
@@ -34,21 +34,32 @@ int32_t call_getter(int32_t (*getter)(MomClient *, const char *, Value *), MomCl
 
 struct Getter {
     const char *name;
+    const ProtobufCMessageDescriptor *record;
     int32_t field;
     int32_t other_field;
     bool presets_value;  // to -1, once the store has answered
     int32_t (*get)(MomClient *client, const char *url, int32_t *value);
 };
 
+template <auto function>
+int32_t with_value(MomClient *client, const char *url, int32_t *value) {
+    return call_getter(function, client, url, value);
+}
+
+#define BOOL_GETTER(function, record)                                                                                  \
+    { #function, &record##__descriptor, 6, 7, false, with_value < function> }
+#define INT32_GETTER(function, record)                                                                                 \
+    { #function, &record##__descriptor, 7, 6, true, with_value < function> }
+
 const Getter kGetters[] = {
-    {"trel_cap_ce_get_g_cap_bool", 6, 7, false,
-     [](MomClient *client, const char *url, int32_t *value) {
-         return call_getter(trel_cap_ce_get_g_cap_bool, client, url, value);
-     }},
-    {"trel_cap_ce_get_g_cap_int32", 7, 6, true,
-     [](MomClient *client, const char *url, int32_t *value) {
-         return call_getter(trel_cap_ce_get_g_cap_int32, client, url, value);
-     }},
+    BOOL_GETTER(trel_cap_ce_get_g_cap_bool, cap_table),
+    INT32_GETTER(trel_cap_ce_get_g_cap_int32, cap_table),
+    BOOL_GETTER(trel_cap_ce_get_hps_g_cap_bool, cap_hps_table),
+    INT32_GETTER(trel_cap_ce_get_hps_g_cap_int32, cap_hps_table),
+    BOOL_GETTER(trel_cap_ce_get_fab_g_cap_bool, cap_fab_table),
+    INT32_GETTER(trel_cap_ce_get_fab_g_cap_int32, cap_fab_table),
+    BOOL_GETTER(trel_cap_ce_get_cm_g_cap_bool, cap_cm_table),
+    INT32_GETTER(trel_cap_ce_get_cm_g_cap_int32, cap_cm_table),
 };
 
 std::string name_of(const ::testing::TestParamInfo<Getter> &getter) { return getter.param.name; }
@@ -60,6 +71,14 @@ protected:
     const std::string url = "/chassis/fan count";
     int32_t value = kHeld;
 
+    Record table(const std::string &its_url, const Fields &fields = {}) const {
+        return Record::of(*getter.record, fields).with_index({{1, its_url}});
+    }
+    // A record whose other value is another.
+    Record holding(int32_t stored, const std::string &its_url) const {
+        return table(its_url,
+                     {{static_cast<uint32_t>(getter.field), stored}, {static_cast<uint32_t>(getter.other_field), 99}});
+    }
     int32_t get(const std::string &wanted) {
         value = kHeld;
         return getter.get(client, wanted.c_str(), &value);
@@ -71,13 +90,13 @@ protected:
     Log enter(const std::string &wanted) const {
         return detail(text("global %p, enter url %s", static_cast<void *>(client), wanted.c_str()));
     }
-    Call request(const std::string &wanted) const { return call::hgetall_sync(client, 28, cap_table(wanted)); }
+    Call request(const std::string &wanted) const { return call::hgetall_sync(client, 28, table(wanted)); }
 };
 
 INSTANTIATE_TEST_SUITE_P(Getters, CapabilityRead, ::testing::ValuesIn(kGetters), name_of);
 
 TEST_P(CapabilityRead, YieldsTheValueOfTheRecord) {
-    platform.hgetall_sync.always(HashAnswer::found(cap_table(url, {{6, 1}, {7, 1}}), {5, getter.field}));
+    platform.hgetall_sync.always(HashAnswer::found(holding(1, url), {5, getter.field}));
     at_every_log_level([this] {
         EXPECT_EQ(get(url), 0);
         EXPECT_EQ(value, 1);
@@ -87,7 +106,7 @@ TEST_P(CapabilityRead, YieldsTheValueOfTheRecord) {
 }
 
 TEST_P(CapabilityRead, YieldsAWrittenZero) {
-    platform.hgetall_sync.always(HashAnswer::found(cap_table(url), {5, getter.field}));
+    platform.hgetall_sync.always(HashAnswer::found(table(url), {5, getter.field}));
     EXPECT_EQ(get(url), 0);
     EXPECT_EQ(value, 0);
 }
@@ -97,14 +116,14 @@ TEST_P(CapabilityRead, FindsTheFieldWhereverItStands) {
     for (size_t place = 0; place <= others.size(); ++place) {
         std::vector<int32_t> ids = others;
         ids.insert(ids.begin() + static_cast<std::ptrdiff_t>(place), getter.field);
-        platform.hgetall_sync.then(HashAnswer::found(cap_table(url, {{6, 1}, {7, 1}}), ids));
+        platform.hgetall_sync.then(HashAnswer::found(holding(1, url), ids));
         EXPECT_EQ(get(url), 0) << "at " << place;
         EXPECT_EQ(value, 1) << "at " << place;
     }
 }
 
 TEST_P(CapabilityRead, TakesUrlsOfUpTo255Bytes) {
-    platform.hgetall_sync.always(HashAnswer::found(cap_table(url, {{6, 1}, {7, 1}}), {getter.field}));
+    platform.hgetall_sync.always(HashAnswer::found(holding(1, url), {getter.field}));
     for (const size_t length : {size_t{0}, size_t{1}, size_t{254}, size_t{255}}) {
         const std::string wanted = length == 0 ? "" : url_of_length(length).substr(0, length);
         platform.forget();
@@ -176,7 +195,7 @@ TEST_P(CapabilityRead, AnErrorCodeIsNoAnswer) {
 }
 
 TEST_P(CapabilityRead, AnErrorCodeCountsMoreThanARecord) {
-    HashAnswer answer = HashAnswer::found(cap_table(url, {{6, 1}, {7, 1}}), {getter.field});
+    HashAnswer answer = HashAnswer::found(holding(1, url), {getter.field});
     answer.error_code = -108;
     platform.hgetall_sync.always(answer);
     EXPECT_EQ(get(url), -21);
@@ -201,7 +220,7 @@ TEST_P(CapabilityRead, AMissingRecordCountsMoreThanAPresentField) {
 TEST_P(CapabilityRead, AFieldThatIsNotPresentIsNoValue) {
     const std::vector<std::vector<int32_t>> absent = {{}, {5}, {getter.other_field}, {5, 8, getter.other_field, 22}};
     for (const auto &field_ids : absent) {
-        platform.hgetall_sync.always(HashAnswer::found(cap_table(url, {{6, 1}, {7, 1}}), field_ids));
+        platform.hgetall_sync.always(HashAnswer::found(holding(1, url), field_ids));
         at_every_log_level([this] {
             EXPECT_EQ(get(url), -24);
             EXPECT_EQ(value, value_after_failed_search());
@@ -214,12 +233,12 @@ TEST_P(CapabilityRead, AFieldThatIsNotPresentIsNoValue) {
 TEST_P(CapabilityRead, AsksTheClientItIsGiven) {
     g_trel_cap_global = client;
     getter.get(other_client, url.c_str(), &value);
-    EXPECT_THAT(platform.calls(), ::testing::ElementsAre(call::hgetall_sync(other_client, 28, cap_table(url))));
+    EXPECT_THAT(platform.calls(), ::testing::ElementsAre(call::hgetall_sync(other_client, 28, table(url))));
 }
 
 TEST_P(CapabilityRead, AsksTheStoreAnewEveryTime) {
-    platform.hgetall_sync.then(HashAnswer::found(cap_table(url, {{6, 1}, {7, 1}}), {getter.field}));
-    platform.hgetall_sync.then(HashAnswer::found(cap_table(url), {getter.field}));
+    platform.hgetall_sync.then(HashAnswer::found(holding(1, url), {getter.field}));
+    platform.hgetall_sync.then(HashAnswer::found(table(url), {getter.field}));
     EXPECT_EQ(get(url), 0);
     EXPECT_EQ(value, 1);
     EXPECT_EQ(get(url), 0);
@@ -230,10 +249,10 @@ TEST_P(CapabilityRead, BuildsItsRequestOnTheStackAroundTheCallersUrl) {
     const char *const given = url.c_str();
     platform.on_call = [given](const Call &, const ProtobufCMessage *request) {
         if (request != nullptr) {
-            const auto *table = reinterpret_cast<const CapTable *>(request);
-            EXPECT_TRUE(test_support::is_on_this_stack(table));
-            EXPECT_TRUE(test_support::is_on_this_stack(table->index));
-            EXPECT_EQ(static_cast<const void *>(table->index->url), static_cast<const void *>(given));
+            const auto *record = reinterpret_cast<const CapTable *>(request);  // its index is where every type has it
+            EXPECT_TRUE(test_support::is_on_this_stack(record));
+            EXPECT_TRUE(test_support::is_on_this_stack(record->index));
+            EXPECT_EQ(static_cast<const void *>(record->index->url), static_cast<const void *>(given));
         }
     };
     EXPECT_EQ(getter.get(client, given, &value), -21);
@@ -244,8 +263,8 @@ TEST_P(CapabilityRead, AllocatesNothing) {
     platform.hgetall_sync.then(HashAnswer::none());
     platform.hgetall_sync.then(HashAnswer::error(-108));
     platform.hgetall_sync.then(HashAnswer::no_record());
-    platform.hgetall_sync.then(HashAnswer::found(cap_table(url), {}));
-    platform.hgetall_sync.then(HashAnswer::found(cap_table(url), {getter.field}));
+    platform.hgetall_sync.then(HashAnswer::found(table(url), {}));
+    platform.hgetall_sync.then(HashAnswer::found(table(url), {getter.field}));
     const std::string long_url = url_of_length(300);
     const test_support::AllocationCount allocations;
     EXPECT_EQ(getter.get(client, long_url.c_str(), &value), -4);
@@ -257,32 +276,18 @@ TEST_P(CapabilityRead, AllocatesNothing) {
     EXPECT_EQ(allocations.count(), 0);
 }
 
-using CapabilityReadBool = LibraryTest;
-
-TEST_F(CapabilityReadBool, EveryStoredNumberButZeroIsOne) {
-    for (const int32_t stored : {1, 2, 5, 256, -1, INT32_MIN}) {
-        platform.hgetall_sync.always(HashAnswer::found(cap_table("/a", {{6, stored}}), {6}));
-        uint8_t value = 0x2a;
-        EXPECT_EQ(trel_cap_ce_get_g_cap_bool(client, "/a", &value), 0);
-        EXPECT_EQ(value, 1) << stored;
-        EXPECT_THAT(platform.logs(), ::testing::Contains(Log{40, "trel_cap_ce_get_g_cap_bool", "url /a value 1"}));
+TEST_P(CapabilityRead, ABooleanIsZeroOrOneAndAnIntegerComesUnchanged) {
+    for (const int32_t stored : {0, 1, 2, 5, 256, -1, INT32_MAX, INT32_MIN}) {
+        platform.hgetall_sync.always(HashAnswer::found(holding(stored, url), {5, getter.field}));
+        const int32_t expected = getter.field == 6 ? stored != 0 : stored;
+        EXPECT_EQ(get(url), 0);
+        EXPECT_EQ(value, expected) << stored;
+        EXPECT_THAT(platform.logs(), ::testing::Contains(detail(text("url /chassis/fan count value %d", expected))));
         platform.forget();
     }
 }
 
 using CapabilityReadInt32 = LibraryTest;
-
-TEST_F(CapabilityReadInt32, TheStoredNumberComesUnchanged) {
-    for (const int32_t stored : {0, 1, -1, 42, INT32_MAX, INT32_MIN}) {
-        platform.hgetall_sync.always(HashAnswer::found(cap_table("/a", {{7, stored}}), {7}));
-        int32_t value = 0x2a;
-        EXPECT_EQ(trel_cap_ce_get_g_cap_int32(client, "/a", &value), 0);
-        EXPECT_EQ(value, stored);
-        EXPECT_THAT(platform.logs(),
-                    ::testing::Contains(Log{40, "trel_cap_ce_get_g_cap_int32", text("url /a value %d", stored)}));
-        platform.forget();
-    }
-}
 
 TEST_F(CapabilityReadInt32, ReadsWhatABooleanReadFindsUnset) {
     platform.hgetall_sync.always(HashAnswer::found(cap_table("/a", {{7, 42}}), {5, 7}));
