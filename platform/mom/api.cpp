@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "attachment.h"
 #include "client.h"
 #include "error.h"
 #include "ox_mom.h"
@@ -280,6 +281,18 @@ int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *
     return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
         return cb ? client->scan(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
     });
+}
+
+int32_t ox_mom_attach(MomClient *client, int fd, const MomAttachment *attachment) {
+    return call(client, [&] {
+        return fd >= 0 && attachment && attachment->on_ready && attachment->on_destroy
+                   ? client->attach(fd, *attachment)
+                   : fail(OX_MOM_E_ARGUMENT, "a descriptor and two functions expected");
+    });
+}
+
+int32_t ox_mom_detach(MomClient *client) {
+    return call(client, [&] { return client->detach(); });
 }
 
 const char *ox_mom_strerror(int32_t code) {

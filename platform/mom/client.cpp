@@ -37,6 +37,14 @@ uint32_t fork_generation() {
 
 MomClient::MomClient() : owner_(this_thread()), fork_generation_(fork_generation()) {}
 
+MomClient::~MomClient() {
+    if (attached_) {
+        const MomAttachment attachment = attached_->attachment();
+        attached_.reset();
+        attachment.on_destroy(attachment.arg);
+    }
+}
+
 MomClient *MomClient::create(const mom::StoreName &name, mom::Millis timeout) {
     std::unique_ptr<MomClient> client(new MomClient);
     if (!client->loop_.open()) {
@@ -55,7 +63,7 @@ MomClient::CallScope::~CallScope() {
     }
     if (client_.destroyed_) {
         delete &client_;
-    } else if (!client_.queue_.empty()) {
+    } else if (!client_.queue_.empty() || client_.attached_ready()) {
         client_.loop_.wake();
     }
 }
@@ -97,6 +105,20 @@ int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
         reconnect_cbs_[static_cast<size_t>(db)] = cb;
     }
     return code;
+}
+
+int32_t MomClient::attach(int fd, const MomAttachment &attachment) {
+    if (attached_) {
+        return fail(OX_MOM_E_ARGUMENT, "a descriptor is attached already");
+    }
+    attached_ = std::make_unique<mom::Attached>(loop_, fd, attachment);
+    loop_.run();
+    return 0;
+}
+
+int32_t MomClient::detach() {
+    attached_.reset();
+    return 0;
 }
 
 // Following.
@@ -206,7 +228,18 @@ int32_t MomClient::deliver_waiting() {
         queue_.pop(delivery);
         made += deliver(delivery);
     }
-    return made;
+    return made + deliver_attached();
+}
+
+int32_t MomClient::deliver_attached() {
+    if (!attached_ready() || destroyed_) {
+        return 0;
+    }
+    attached_->call();
+    if (!destroyed_) {
+        loop_.run();
+    }
+    return 1;
 }
 
 int32_t MomClient::deliver(Delivery &delivery) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "attached.h"
 #include "delivery.h"
 #include "loop.h"
 #include "ox_mom.h"
@@ -22,7 +23,7 @@ public:
     static MomClient *create(const mom::StoreName &name, mom::Millis timeout);
     MomClient(const MomClient &) = delete;
     MomClient &operator=(const MomClient &) = delete;
-    ~MomClient() = default;
+    ~MomClient();
 
     // A call of the client, from its beginning to its end. What must wait for the end of the outermost one, when no
     // callback is under way, is done there: destroying the client, and making fd() readable for what is in the queue.
@@ -54,6 +55,8 @@ public:
                              const MomFieldCb *cbs, void *const *args);
     int32_t scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb);
     int32_t process(int32_t timeout_ms);
+    int32_t attach(int fd, const MomAttachment &attachment);
+    int32_t detach();
 
     int fd() const { return loop_.fd(); }
     mom::Store &store() { return *store_; }
@@ -69,6 +72,8 @@ private:
 
     mom::Delivery &put(mom::Delivery::Kind kind);
     int32_t deliver_waiting();
+    int32_t deliver_attached();
+    bool attached_ready() const { return attached_ && attached_->ready(); }
     int32_t deliver(mom::Delivery &delivery);
     int32_t deliver_notice(const mom::Delivery &delivery, std::string_view text);
     int32_t deliver_present(const mom::Delivery &delivery);
@@ -87,4 +92,5 @@ private:
     mom::DeliveryQueue queue_;
     uint64_t place_ = 0;  // of the latest delivery
     mom::ScratchPool scratches_;
+    std::unique_ptr<mom::Attached> attached_;
 };

@@ -1,6 +1,8 @@
 // A client belongs to its thread and process.
 #include "mom_test.h"
 
+#include "mom/attachment.h"
+
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -38,6 +40,9 @@ std::string calls_not_refused(MomClient *client, int32_t code) {
     expect(ox_mom_client_process(client, 0) == code, "process");
     expect(ox_mom_set_sync(client, db, state.message()) == code, "set");
     expect(ox_mom_del_sync(client, db, cap.message()) == code, "del");
+    const MomAttachment attachment{.on_ready = [](void *) {}, .on_destroy = [](void *) {}, .arg = nullptr};
+    expect(ox_mom_attach(client, 0, &attachment) == code, "attach");
+    expect(ox_mom_detach(client) == code, "detach");
     ox_mom_client_destroy(client);
     return wrong;
 }

@@ -1,0 +1,22 @@
+#include "attached.h"
+
+namespace mom {
+
+Attached::Attached(Loop &loop, int fd, const MomAttachment &attachment)
+    : attachment_(attachment), watch_(loop, fd, *this) {
+    watch_.set(UV_READABLE);
+}
+
+void Attached::on_ready(int) {
+    ready_ = true;
+    watch_.set(0);
+}
+
+void Attached::call() {
+    ready_ = false;
+    watch_.set(UV_READABLE);
+    const MomAttachment attachment = attachment_;
+    attachment.on_ready(attachment.arg);
+}
+
+}  // namespace mom

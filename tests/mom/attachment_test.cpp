@@ -1,0 +1,313 @@
+// A descriptor of another library's in the client's loop.
+#include "mom_test.h"
+
+#include "mom/attachment.h"
+
+#include <sys/eventfd.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <thread>
+
+namespace mom_test {
+namespace {
+
+constexpr milliseconds kSoon(5000);
+constexpr milliseconds kMoment(20);
+
+// Something to attach: a counter that makes its descriptor readable.
+class Attached {
+public:
+    Attached() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
+    Attached(const Attached &) = delete;
+    Attached &operator=(const Attached &) = delete;
+    ~Attached() { close(fd_); }
+
+    int32_t attach(MomClient *client) { return ox_mom_attach(client, fd_, &attachment_); }
+    void make_readable() const { EXPECT_EQ(eventfd_write(fd_, 1), 0); }
+    void make_quiet() const {
+        eventfd_t count = 0;
+        eventfd_read(fd_, &count);
+    }
+
+    int calls = 0;
+    int destroyed = 0;
+    bool drains = true;
+    std::function<void()> on_ready;
+    std::function<void()> on_destroy;
+
+private:
+    static void ready(void *arg) {
+        auto *self = static_cast<Attached *>(arg);
+        ++self->calls;
+        if (self->drains) {
+            self->make_quiet();
+        }
+        if (self->on_ready) {
+            self->on_ready();
+        }
+    }
+
+    static void destroy(void *arg) {
+        auto *self = static_cast<Attached *>(arg);
+        ++self->destroyed;
+        if (self->on_destroy) {
+            self->on_destroy();
+        }
+    }
+
+    int fd_;
+    MomAttachment attachment_{.on_ready = ready, .on_destroy = destroy, .arg = this};
+};
+
+class AttachmentTest : public StoreTest {
+protected:
+    Attached attached_;  // gone after the client
+};
+INSTANTIATE_OVER_STORES(AttachmentTest);
+
+TEST_P(AttachmentTest, IsCalledFromProcessAndCounted) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
+    attached_.make_readable();
+    EXPECT_EQ(attached_.calls, 0);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(attached_.calls, 1);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 2) << "with a confirmation";
+}
+
+TEST_P(AttachmentTest, MakesTheClientsDescriptorReadableAndLeavesItQuiet) {
+    const ClientPtr client = connect();
+    const int fd = ox_mom_client_fd(client.get());
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    while (ox_mom_client_process(client.get(), 0) > 0 || readable(fd, milliseconds(0))) {
+    }
+    for (int times = 1; times <= 5; ++times) {
+        attached_.make_readable();
+        EXPECT_TRUE(readable(fd, kSoon));
+        EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+        EXPECT_FALSE(readable(fd, kMoment));
+    }
+}
+
+TEST_P(AttachmentTest, IsCalledAgainAsLongAsTheDescriptorIsReadable) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    attached_.drains = false;
+    attached_.make_readable();
+    for (int times = 1; times <= 5; ++times) {
+        EXPECT_TRUE(readable(ox_mom_client_fd(client.get()), milliseconds(0)));
+        EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+        EXPECT_EQ(attached_.calls, times);
+    }
+    attached_.make_quiet();
+    EXPECT_LE(ox_mom_client_process(client.get(), 0), 1) << "it was readable when the loop ran last";
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
+}
+
+TEST_P(AttachmentTest, EndsTheWaitOfProcess) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    std::thread other([this] {
+        std::this_thread::sleep_for(milliseconds(50));
+        attached_.make_readable();
+    });
+    EXPECT_EQ(ox_mom_client_process(client.get(), -1), 1);
+    EXPECT_EQ(attached_.calls, 1);
+    other.join();
+}
+
+TEST_P(AttachmentTest, IsReadableAlreadyWhenItIsAttached) {
+    const ClientPtr client = connect();
+    attached_.make_readable();
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    EXPECT_EQ(attached_.calls, 0);
+    EXPECT_TRUE(readable(ox_mom_client_fd(client.get()), milliseconds(0)));
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+}
+
+TEST_P(AttachmentTest, IsNeverCalledInsideARequestOrAScan) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    attached_.make_readable();
+    EXPECT_EQ(put_int(client, "/a", 2), 0);
+    EXPECT_EQ(stored_int(client, "/a"), 2);
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
+    EXPECT_EQ(follow<CapTable>(client), 0);
+    EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kCardDb), 0);
+    EXPECT_EQ(attached_.calls, 0);
+    EXPECT_TRUE(readable(ox_mom_client_fd(client.get()), milliseconds(0)));
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 2);
+    EXPECT_EQ(attached_.calls, 1);
+}
+
+TEST_P(AttachmentTest, DetachedIsCalledNoMore) {
+    const ClientPtr client = connect();
+    EXPECT_EQ(ox_mom_detach(client.get()), 0) << "nothing attached";
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_detach(client.get()), 0);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1) << "attached again";
+}
+
+TEST_P(AttachmentTest, MayBeDetachedAndAttachedFromItsOwnCall) {
+    Attached other;
+    const ClientPtr client = connect();
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    attached_.on_ready = [&] {
+        EXPECT_EQ(ox_mom_detach(client.get()), 0);
+        EXPECT_EQ(other.attach(client.get()), 0);
+    };
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    attached_.make_readable();
+    other.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(attached_.calls, 1);
+    EXPECT_EQ(other.calls, 1);
+    EXPECT_EQ(ox_mom_detach(client.get()), 0);
+}
+
+TEST_P(AttachmentTest, OneToAClientAndNothingMissing) {
+    Attached other;
+    const ClientPtr client = connect();
+    const MomAttachment good{.on_ready = [](void *) {}, .on_destroy = [](void *) {}, .arg = nullptr};
+    const MomAttachment no_ready{.on_ready = nullptr, .on_destroy = good.on_destroy, .arg = nullptr};
+    const MomAttachment no_destroy{.on_ready = good.on_ready, .on_destroy = nullptr, .arg = nullptr};
+    EXPECT_EQ(ox_mom_attach(nullptr, 0, &good), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_attach(client.get(), -1, &good), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_attach(client.get(), 0, nullptr), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_attach(client.get(), 0, &no_ready), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_attach(client.get(), 0, &no_destroy), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_detach(nullptr), OX_MOM_E_ARGUMENT);
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    EXPECT_EQ(other.attach(client.get()), OX_MOM_E_ARGUMENT);
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1) << "the first one stays";
+}
+
+TEST_P(AttachmentTest, IsToldThatTheClientGoes) {
+    {
+        const ClientPtr client = connect();
+        ASSERT_EQ(attached_.attach(client.get()), 0);
+        attached_.make_readable();
+        attached_.on_destroy = [&] {
+            EXPECT_EQ(ox_mom_client_process(client.get(), 0), OX_MOM_E_DESTROYED);
+            EXPECT_EQ(ox_mom_detach(client.get()), OX_MOM_E_DESTROYED);
+        };
+    }
+    EXPECT_EQ(attached_.destroyed, 1);
+    EXPECT_EQ(attached_.calls, 0);
+    const ClientPtr another = connect();
+    ASSERT_EQ(attached_.attach(another.get()), 0);
+    ASSERT_EQ(ox_mom_detach(another.get()), 0);
+    ox_mom_client_process(another.get(), 0);
+    EXPECT_EQ(attached_.destroyed, 1);
+}
+
+TEST_P(AttachmentTest, MayDestroyTheClient) {
+    MomClient *client = connect().release();
+    ASSERT_EQ(attached_.attach(client), 0);
+    attached_.on_ready = [&] {
+        ox_mom_client_destroy(client);
+        EXPECT_EQ(ox_mom_client_fd(client), OX_MOM_E_DESTROYED) << "still there until the call returns";
+        EXPECT_EQ(attached_.destroyed, 0);
+    };
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
+    EXPECT_EQ(attached_.destroyed, 1);
+}
+
+TEST_P(AttachmentTest, MayDestroyTheClientInsideProcessInsideItself) {
+    MomClient *client = connect().release();
+    ASSERT_EQ(attached_.attach(client), 0);
+    int32_t inner = 0;
+    attached_.on_ready = [&] {
+        attached_.make_readable();
+        if (attached_.calls == 1) {
+            inner = ox_mom_client_process(client, 1000);
+            EXPECT_EQ(attached_.destroyed, 0);
+        } else {
+            ox_mom_client_destroy(client);
+        }
+    };
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
+    EXPECT_EQ(inner, OX_MOM_E_DESTROYED);
+    EXPECT_EQ(attached_.calls, 2);
+    EXPECT_EQ(attached_.destroyed, 1);
+}
+
+TEST_P(AttachmentTest, AnotherCallbackMayDestroyTheClient) {
+    MomClient *client = connect().release();
+    ASSERT_EQ(attached_.attach(client), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
+    slot().hook = [](MomClient *running, MomMsg *) { ox_mom_client_destroy(running); };
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
+    EXPECT_EQ(attached_.calls, 0);
+    EXPECT_EQ(attached_.destroyed, 1);
+}
+
+TEST_P(AttachmentTest, MayMakeRequestsAndRunTheClient) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    ASSERT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    ASSERT_EQ(attached_.attach(client.get()), 0);
+    attached_.on_ready = [&] {
+        attached_.on_ready = nullptr;
+        EXPECT_EQ(put_int(client, "/a", 1), 0);
+        EXPECT_EQ(stored_int(client, "/a"), 1);
+        EXPECT_TRUE(pump_until(client, [] { return slot().count(4) == 1; }));
+        attached_.make_readable();
+        EXPECT_TRUE(pump_until(client, [this] { return attached_.calls == 2; })) << "inside itself";
+    };
+    attached_.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client.get(), 1000), 1);
+    EXPECT_EQ(attached_.calls, 2);
+    EXPECT_FALSE(readable(ox_mom_client_fd(client.get()), kMoment));
+}
+
+milliseconds processor_time() {
+    rusage usage{};
+    getrusage(RUSAGE_THREAD, &usage);
+    const auto of = [](const timeval &time) { return milliseconds(time.tv_sec * 1000 + time.tv_usec / 1000); };
+    return of(usage.ru_utime) + of(usage.ru_stime);
+}
+
+// While a request waits, nobody takes what makes the descriptor readable: that must not turn waiting into spinning.
+class WaitingRequestTest : public ServerTest {
+protected:
+    void SetUp() override {
+        setenv("OX_MOM_TIMEOUT_MS", "500", 1);
+        ServerTest::SetUp();
+    }
+    void TearDown() override { unsetenv("OX_MOM_TIMEOUT_MS"); }
+};
+INSTANTIATE_OVER_SERVERS(WaitingRequestTest);
+
+TEST_P(WaitingRequestTest, SleepsThoughTheDescriptorIsReadable) {
+    Attached attached;
+    const ClientPtr client = connect();
+    ASSERT_EQ(attached.attach(client.get()), 0);
+    attached.make_readable();
+    server().pause();
+    const milliseconds before = processor_time();
+    EXPECT_EQ(follow<CapTable>(client), OX_MOM_E_TIMEOUT);
+    EXPECT_LT(processor_time() - before, milliseconds(150));
+    server().resume();
+    EXPECT_EQ(attached.calls, 0);
+    EXPECT_GE(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(attached.calls, 1);
+}
+
+}  // namespace
+}  // namespace mom_test
