@@ -14,6 +14,13 @@ packages_redis=(redis-server)
 packages_valkey=(valkey-server)
 packages_style=(clang-format clang-tidy)
 packages_bench=(libbenchmark-dev)
+packages_arm=(crossbuild-essential-armhf qemu-user)
+# What is linked on ARM, in a system tree of its own; the rest of packages_build runs on the machine that builds.
+packages_arm_tree=(
+  libc6-dev libstdc++6
+  libprotobuf-c-dev libhiredis-dev libuv1-dev libzlog-dev libffi-dev libedit-dev
+  libcli11-dev nlohmann-json3-dev libgmock-dev libgtest-dev
+)
 
 # What a release of Debian lacks, and the suite that has it: prints the suite and the packages to take from there.
 borrowed_from() { # RELEASE PACKAGE
@@ -66,13 +73,19 @@ missing_packages() { # PACKAGE...
 
 # A mirror that is just being updated hands out an index and packages that do not fit; a little later they do.
 try_install() { # ATTEMPTS PACKAGE...
-  local attempts=$1 attempt
+  local attempts=$1
   shift
   [ "$(id -u)" = 0 ] || command -v sudo >/dev/null || fail "installing $* takes root or sudo"
+  repeat_until_done "$attempts" install_packages "$@"
+}
+
+repeat_until_done() { # ATTEMPTS COMMAND...
+  local attempts=$1 attempt
+  shift
   mkdir -p "$(dirname "$install_log")"
   for ((attempt = 1; attempt <= attempts; attempt++)); do
     [ "$attempt" = 1 ] || sleep $((attempt * 5))
-    install_packages "$@" >"$install_log" 2>&1 && return 0
+    "$@" >"$install_log" 2>&1 && return 0
   done
   return 1
 }
@@ -95,21 +108,33 @@ has_candidate() { # PACKAGE
   [[ $(LC_ALL=C apt-cache policy "$1") =~ Candidate:\ [^\(] ]]
 }
 
-# Downloads a package of a neighbouring suite into DIR. apt sees that suite here only, in a configuration of its own:
-# the machine's sources, preferences and lists stay as they are, and nothing else can come from there.
-borrow() { # DIR PACKAGE
-  local dir=$1 release from suite options
-  release=$(. /etc/os-release 2>/dev/null && echo "${VERSION_CODENAME:-unknown}")
+# Downloads a package of a neighbouring suite into DIR.
+borrow() { # DIR PACKAGE [ARCHITECTURE]
+  local release from suite
+  release=$(release_here)
   from=$(borrowed_from "$release" "$2") || { echo "No package $2 is known for $release" && return 1; }
   read -r suite from <<<"$from"
+  apt_apart "$1" "$release" "$suite" "${3:-}" || return 1
+  # shellcheck disable=SC2086 # a list of words
+  (cd "$1" && apt-get "${apt_options[@]}" -qq update && apt-get "${apt_options[@]}" -qq download $from)
+}
+
+release_here() {
+  (. /etc/os-release 2>/dev/null && echo "${VERSION_CODENAME:-unknown}")
+}
+
+# Sets apt_options to a configuration under DIR that knows SUITE only, of the mirror that has RELEASE: the machine's
+# sources, preferences and lists stay as they are, and nothing else can come from there.
+apt_apart() { # DIR RELEASE SUITE [ARCHITECTURE]
+  local dir=$1
   mkdir -p "$dir/sources" "$dir/lists/partial" "$dir/cache/archives/partial"
+  rm -f "$dir"/sources/*
+  source_of_suite "$2" "$3" "$dir/sources" || { echo "No apt source holds $2" && return 1; }
   chmod -R go+rX "$dir"
-  source_of_suite "$release" "$suite" "$dir/sources" || { echo "No apt source holds $release" && return 1; }
-  options=(-o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$dir/sources"
+  apt_options=(-o Dir::Etc::sourcelist=/dev/null -o Dir::Etc::sourceparts="$dir/sources"
     -o Dir::Etc::preferences=/dev/null -o Dir::Etc::preferencesparts=/dev/null
     -o Dir::State::lists="$dir/lists" -o Dir::Cache="$dir/cache" -o APT::Update::Error-Mode=any)
-  # shellcheck disable=SC2086 # a list of words
-  (cd "$dir" && apt-get "${options[@]}" -qq update && apt-get "${options[@]}" -qq download $from)
+  [ -z "${4:-}" ] || apt_options+=(-o APT::Architecture="$4" -o APT::Architectures="$4")
 }
 
 # Writes the machine's own source of RELEASE, with its mirror and its key, into DIR as a source of SUITE.
