@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <new>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_ADDRESS__) || defined(TREL_CAP_TESTS_THREAD_SANITIZED)
 #define TREL_CAP_TESTS_SANITIZED
 #define BEHIND(function) __interceptor_##function
 extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*on_malloc)(const volatile void *, size_t),
