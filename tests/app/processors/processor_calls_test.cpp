@@ -3,6 +3,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <pthread.h>
 
 #include "card_classes.h"
 #include "interposed.h"
@@ -128,6 +129,17 @@ CapNode *trel_cap_sw_node_init_cur(CapNodeRecord record) {
 void trel_cap_sw_dump_node(CapNodeRecord record) {
     const Entered entered("trel_cap_sw_dump_node");
     behind(&trel_cap_sw_dump_node, "trel_cap_sw_dump_node")(record);
+}
+
+// A processor leaves the locks to the dispatchers; one of its own would show among its calls.
+int pthread_rwlock_rdlock(pthread_rwlock_t *lock) noexcept {
+    const Entered entered("pthread_rwlock_rdlock");
+    return behind(&pthread_rwlock_rdlock, "pthread_rwlock_rdlock")(lock);
+}
+
+int pthread_rwlock_wrlock(pthread_rwlock_t *lock) noexcept {
+    const Entered entered("pthread_rwlock_wrlock");
+    return behind(&pthread_rwlock_wrlock, "pthread_rwlock_wrlock")(lock);
 }
 
 void trel_cap_sw_node_walk_cur(CapNodeVisitor visitor, void *argument) {
