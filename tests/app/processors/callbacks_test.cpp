@@ -4,6 +4,7 @@
 #include <thread>
 #include <utility>
 
+#include "allocations.h"
 #include "card_classes.h"
 #include "messages.h"
 
@@ -74,6 +75,19 @@ TEST_P(NodeCallbacks, MayRemoveTheNodeThatTheyAreToldOf) {
     expect_listed({});
     // The event itself, and one of each removal.
     EXPECT_EQ(platform.calls().size(), 4U);
+}
+
+// What they are given is no heap memory either: whoever notes the calls looks at where it lies.
+TEST_P(NodeCallbacks, AreCalledWithoutAllocating) {
+    start_with({ready_entry()});
+    g_trel_cap_flag = UINT32_MAX;
+    Message message = GetParam().message;
+    MomMsg *const msg = message.to(client, 28);
+    const test_support::AllocationCount allocations;
+    EXPECT_EQ(processor_(client, msg), 0);
+    EXPECT_EQ(allocations.count(), 0);
+    EXPECT_EQ(allocations.freed(), 0);
+    EXPECT_EQ(platform.calls().size(), 1U);
 }
 
 TEST_P(NodeCallbacks, MayAddNodes) {

@@ -200,6 +200,20 @@ TEST_P(Delivery, AddsANodeOnce) {
     }
 }
 
+TEST_P(Delivery, AllocatesTheNodesEntryOnly) {
+    for (const int32_t cmd : taker.deliveries) {
+        start_with();
+        Message message = delivered(taker.whole, cmd);
+        MomMsg *const msg = message.to(client, 28);
+        const test_support::AllocationCount allocations;
+        for (int i = 0; i < 2; ++i) {
+            EXPECT_EQ(processor_(client, msg), 0);
+            EXPECT_EQ(allocations.count(), 1);
+            EXPECT_EQ(allocations.freed(), 0);
+        }
+    }
+}
+
 TEST_P(Delivery, WithoutMemoryForTheNodeIsReported) {
     for (const int32_t cmd : taker.deliveries) {
         at_every_log_level([&] {

@@ -1,7 +1,9 @@
 // The confirmation of a subscription to records of nodes: what the store already holds is read through the processor.
 
+#include "allocations.h"
 #include "card_classes.h"
 #include "messages.h"
+#include "thread_stack.h"
 
 namespace trel_cap_tests::processors {
 namespace {
@@ -101,6 +103,20 @@ TEST_P(Loading, AsksTheClientThatIsConfirmed) {
     const Call other =
         call::scan_sync(other_client, loader.db, Record::of(*loader.type).with_index({}), 0, loader.process, nullptr);
     EXPECT_THAT(platform.calls(), ::testing::ElementsAre(other));
+}
+
+TEST_P(Loading, BuildsItsRequestOnTheStack) {
+    int looked_at = 0;
+    platform.on_call = [&](const Call &, const ProtobufCMessage *request) {
+        ++looked_at;
+        EXPECT_TRUE(test_support::is_on_this_stack(request));
+    };
+    Message confirmation(29);
+    MomMsg *const msg = confirmation.to(client, loader.db);
+    const test_support::AllocationCount allocations;
+    EXPECT_EQ(processor_(client, msg), 0);
+    EXPECT_EQ(allocations.count(), 0);
+    EXPECT_EQ(looked_at, 1);
 }
 
 // Only the class's own: the others are announced by their own sources.

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "allocations.h"
+#include "thread_stack.h"
+
 namespace trel_cap_tests::processors {
 
 const List kLineCards = {kKinds[0], "line cards"};
@@ -36,6 +39,8 @@ constexpr int32_t kAnswer = -77;
 
 template <const List &kList>
 int32_t note(int32_t event, void *arg) {
+    const test_support::UncountedAllocations not_the_librarys;
+    EXPECT_TRUE(arg == nullptr || test_support::is_on_this_stack(arg));
     const auto *node = static_cast<const CapNodeReady *>(arg);
     ScriptedPlatform::current().note_call(
         node == nullptr ? told(kList, event) : told(kList, event, static_cast<int32_t>(node->node), node->ready));

@@ -1,8 +1,10 @@
 // The readiness of the device and of the three classes: what the four processors of state records do alike, and in what
 // order each of them tells of it.
 
+#include "allocations.h"
 #include "card_classes.h"
 #include "messages.h"
+#include "thread_stack.h"
 
 namespace trel_cap_tests::processors {
 namespace {
@@ -136,6 +138,23 @@ TEST_P(StateReadiness, AsksTheClientThatIsConfirmed) {
     EXPECT_EQ(processor_(other_client, Message(29).to(other_client, 28)), 0);
     EXPECT_THAT(platform.calls(),
                 ::testing::ElementsAre(call::get_sync(other_client, 28, Record::of(*card_class.state_type))));
+}
+
+TEST_P(StateReadiness, AllocatesNothing) {
+    start_with(entries);
+    allow_everything();
+    platform.get_sync.always({state_record(1), 0});
+    Message news = written(state_record(1));
+    Message confirmation(29);
+    platform.on_call = [](const Call &call, const ProtobufCMessage *request) {
+        EXPECT_TRUE(call.function != "ox_mom_get_sync" || test_support::is_on_this_stack(request));
+    };
+    const test_support::AllocationCount allocations;
+    EXPECT_EQ(processor_(client, news.to(client, 28)), 0);
+    EXPECT_EQ(processor_(client, confirmation.to(client, 28)), 0);
+    EXPECT_EQ(allocations.count(), 0);
+    EXPECT_EQ(platform.calls("ox_mom_get_sync").size(), 1U);
+    EXPECT_EQ(platform.calls(card_class.list.callback).size(), 4U);  // twice of the class, twice of its node
 }
 
 // Nothing else of the thread's state changes, whatever comes.
