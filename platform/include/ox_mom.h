@@ -13,7 +13,10 @@
  *     which run before ox_mom_scan_sync() returns. A callback may call any function of its client, process() and
  *     destroy() included. What a callback is given is valid until it returns.
  *  3. Statuses. 0 is success, everything else one of the OX_MOM_E_ codes below; ox_mom_strerror() names a code,
- *     ox_mom_last_error() tells in words why this thread's latest failing call failed.
+ *     ox_mom_last_error() tells in words why this thread's latest failing call failed. Every call of a client may fail
+ *     with ARGUMENT (a NULL argument), THREAD, FORK and MEMORY, every request (to read, write, delete, scan or
+ *     subscribe) with NOT_CONNECTED, LOST, TIMEOUT, REFUSED and TYPE, one that reads with DECODE too, and one whose
+ *     callback destroyed the client with DESTROYED. The functions name what else a code means there.
  *  4. Time. A request waits for the server no longer than OX_MOM_REQUEST_TIMEOUT_MS. One that runs out of time closes
  *     the connection, so that a late answer is never taken for another's.
  *  5. Memory. Requests and records passed in are only read, and never kept. Results belong to the caller until the

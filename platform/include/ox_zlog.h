@@ -21,7 +21,7 @@ extern "C" {
 
 /*
  * Returns the category of that name, the same handle every time; it is never released. NULL when the name is NULL or
- * memory is exhausted.
+ * longer than 1024 bytes, or memory is exhausted.
  */
 void *ox_zlog_init(const char *category);
 

@@ -162,6 +162,17 @@ TEST(Category, IsTheSameHandleForTheSameName) {
     EXPECT_EQ(outcome.error_output, "");
 }
 
+TEST(Category, HasANameOfUpTo1024Bytes) {
+    const Outcome outcome = in_child([] {
+        const std::string name(1024, 'c');
+        say(ox_zlog_init(name.c_str()), "message");
+        return ox_zlog_init((name + "c").c_str()) == nullptr ? 0 : 1;
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(lines_of(outcome.error_output),
+                ElementsAre(EndsWith(" ERROR " + std::string(1024, 'c') + " speak:7 message")));
+}
+
 TEST(Category, IsInitialisedInTheMiddleOfStrtok) {
     const Outcome outcome = in_child([] {
         char text[] = "a b c";
