@@ -65,6 +65,20 @@ TEST_F(Calls, LevelFilesSetTheLevel) {
     EXPECT_THAT(script.log_levels, IsEmpty());
 }
 
+// Nobody sees the message, as there is no category then; the level decides all the same whether it is put together.
+TEST_F(Calls, ACategoryThatCannotBeOpenedIsPutIntoWords) {
+    platform.zlog_init.always(nullptr);
+    const std::string name(127, 'n');
+    EXPECT_EQ(trel_cap_zlog_init("router"), 0);
+    EXPECT_STREQ(script.latest_text.data(), "trel_cap_router.zlog init fail");
+    EXPECT_EQ(trel_cap_zlog_init(name.c_str()), 0);
+    EXPECT_EQ(script.latest_text.data(), ("trel_cap_" + name).substr(0, 127) + " init fail");
+    g_trel_cap_zlog_level = 0;
+    EXPECT_EQ(trel_cap_zlog_init("router"), 0);
+    EXPECT_STREQ(script.latest_text.data(), "trel_cap_router.zlog");
+    EXPECT_THAT(platform.logs(), IsEmpty());
+}
+
 TEST_F(Calls, TheBooleanViewReads) {
     script.answers = {-21, -22, -24};
     const char *const url = "/a";

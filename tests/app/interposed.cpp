@@ -116,7 +116,13 @@ int vsnprintf(char *buffer, size_t size, const char *format, va_list arguments) 
     ++script().formatted;
     using Function = int(char *, size_t, const char *, va_list);
     static Function *const next = behind(static_cast<Function *>(nullptr), "vsnprintf");
-    return next(buffer, size, format, arguments);
+    const int length = next(buffer, size, format, arguments);
+    std::array<char, 1024> &text = script().latest_text;
+    text.fill('\0');
+    if (length > 0 && size > 0) {
+        std::memcpy(text.data(), buffer, std::min({static_cast<size_t>(length), size - 1, text.size() - 1}));
+    }
+    return length;
 }
 
 int snprintf(char *buffer, size_t size, const char *format, ...) {

@@ -3,6 +3,7 @@
 #ifndef TREL_CAP_TESTS_APP_INTERPOSED_H
 #define TREL_CAP_TESTS_APP_INTERPOSED_H
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -35,7 +36,8 @@ struct Script {
     size_t link_room = 0;
     int links_read = 0;
 
-    int formatted = 0;  // calls of the printf family that format into a buffer
+    int formatted = 0;                     // calls of the printf family that format into a buffer
+    std::array<char, 1024> latest_text{};  // what the latest of them made
 };
 
 Script &script();
