@@ -44,9 +44,8 @@ pkg_config_cxx() {
   expect_output "1 read, 1 delivered" "$WORK/by_pkg_config_cxx"
 }
 
-# What the installed trel_capctl writes into a server, the outside program reads.
-pkg_config_redis() {
-  compile_outside by_pkg_config_redis c "$CC" -std=c11
+# Until the script ends; sets store.
+start_redis() {
   local dir server
   dir=$(mktemp -d)
   redis-server --port 0 --unixsocket "$dir/redis" --databases 32 --save '' --dir "$dir" >"$dir/log" &
@@ -57,8 +56,41 @@ pkg_config_redis() {
     [ ! -S "$dir/redis" ] || break
     sleep 0.1
   done
-  "$prefix/bin/trel_capctl" --store "unix://$dir/redis" set "/a b:%" --int -7
-  expect_output "-7 success" "$WORK/by_pkg_config_redis" "unix://$dir/redis" "/a b:%"
+  store=unix://$dir/redis
+}
+
+# What the installed trel_capctl writes into a server, the outside program reads.
+pkg_config_redis() {
+  compile_outside by_pkg_config_redis c "$CC" -std=c11
+  start_redis
+  "$prefix/bin/trel_capctl" --store "$store" set "/a b:%" --int -7
+  expect_output "-7 success" "$WORK/by_pkg_config_redis" "$store" "/a b:%"
+}
+
+# The program of README.md, but for the store's name, compiled and served as it says there.
+readme() {
+  local flags
+  start_redis
+  sed -n '/^```c$/,/^```$/p' "$SOURCE_DIR/README.md" |
+    sed "/^\`\`\`/d; s,unix:///run/redis/redis.sock,$store," >"$WORK/reader.c"
+  grep -qF "$store" "$WORK/reader.c" || fail "README.md's program names another store"
+  read -ra flags <<<"$(pkg-config --cflags --libs trel_cap)"
+  "$CC" -std=c11 "${warnings[@]}" -o "$WORK/reader" "$WORK/reader.c" "${flags[@]}"
+  if "$WORK/reader" >"$WORK/unpublished"; then fail "a capability that nobody has published is read"; fi
+  grep -q '(never published)$' "$WORK/unpublished" || fail "$(cat "$WORK/unpublished")"
+  "$prefix/bin/trel_capctl" --store "$store" set /l3/arp/capacity --int 4096
+  expect_output "4096 (success)" "$WORK/reader"
+}
+
+# By default a program finds the libraries where they are; on demand that is left to the system's loader.
+pkg_config_rpath() {
+  local flags
+  compile_outside with_rpath c "$CC" -std=c11
+  expect_output "48 success" "$WORK/with_rpath"
+  read -ra flags <<<"$(pkg-config --define-variable=rpath= --cflags --libs trel_cap)"
+  "$CC" -std=c11 "${warnings[@]}" -o "$WORK/without_rpath" "$SOURCE_DIR/tests/install/outside.c" "${flags[@]}"
+  if "$WORK/without_rpath" 2>/dev/null; then fail "the libraries are found without being told where"; fi
+  LD_LIBRARY_PATH=$prefix/$LIBDIR expect_output "48 success" "$WORK/without_rpath"
 }
 
 pkg_config_version() {
