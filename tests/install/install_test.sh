@@ -93,6 +93,22 @@ pkg_config_rpath() {
   LD_LIBRARY_PATH=$prefix/$LIBDIR expect_output "48 success" "$WORK/without_rpath"
 }
 
+# The examples, compiled as their README says.
+examples() {
+  local source program flags output status=0
+  read -ra flags <<<"$(pkg-config --cflags --libs trel_cap)"
+  for source in "$SOURCE_DIR"/examples/*.c "$SOURCE_DIR"/examples/*.cpp; do
+    program=$WORK/$(basename "${source%.*}")
+    case $source in
+      *.c) "$CC" -std=c11 "${warnings[@]}" -o "$program" "$source" "${flags[@]}" ;;
+      *) "$CXX" -std=c++17 -pthread "${warnings[@]}" -o "$program" "$source" "${flags[@]}" ;;
+    esac
+  done
+  "$WORK/publish" /l3/arp/capacity 4096 || fail "publish ended with $?"
+  output=$("$WORK/read_capability" /l3/arp/capacity) || status=$?
+  [ "$status $output" = "1 /l3/arp/capacity was never published" ] || fail "read_capability: $status $output"
+}
+
 pkg_config_version() {
   expect_output "$VERSION" pkg-config --modversion trel_cap
 }
