@@ -66,6 +66,17 @@ TEST_F(ReadinessCalls, WalkingTheNodes) {
                                     "visitor", "trel_cap_sw_dump_node", dump_line(node_record(2)), "visitor"));
 }
 
+// A program's own function sees what the log does not.
+TEST_F(ReadinessCalls, WalkingTheNodesWhenNothingIsLogged) {
+    add_nodes({node_record(1), node_record(2)});
+    for (const int32_t level : {0, 1, 3}) {
+        g_trel_cap_zlog_level = level;
+        take();
+        trel_cap_sw_node_walk_cur([](CapNode *, void *) { return 0; }, nullptr);
+        EXPECT_THAT(take(), ElementsAre("trel_cap_sw_node_walk_cur", "trel_cap_sw_dump_node", "trel_cap_sw_dump_node"));
+    }
+}
+
 TEST_F(ReadinessCalls, PrintingTheNodes) {
     add_nodes({node_record(1), node_record(2)});
     take();

@@ -1,6 +1,7 @@
 // Following the application's check of cards. A card that is denied never counts as ready.
 #include "card_class.h"
 #include "delivery.h"
+#include "judge.h"
 #include "node_steps.h"
 
 using namespace trel_cap;

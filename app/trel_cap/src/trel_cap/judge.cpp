@@ -1,6 +1,9 @@
 // Judging a node by its entries in the node list.
+#include "judge.h"
+
 #include "log/arguments.h"
 #include "trel_cap/dispatch.h"
+#include "trel_cap_sw/node_walk.h"
 
 using namespace trel_cap;
 
@@ -47,7 +50,29 @@ int32_t judge(Caller caller, const CapNode *pos, void *param) {
     return TREL_CAP_OK;
 }
 
+/*
+ * What the judge says after it has walked the list. It minds the entries of one node, so where nobody can tell the
+ * difference it is given no others: with many nodes, to walk over all would cost more than everything else.
+ */
+uint8_t judged(CapNodeVisitor judge, CapNodeVisitor own_judge, int32_t node, uint8_t from) {
+    CapNodeReady asked{static_cast<uint32_t>(node), from};
+    if (judge == own_judge && !walks_are_noticed()) [[likely]] {
+        visit_node(node, judge, &asked);
+    } else {
+        trel_cap_sw_node_walk_cur(judge, &asked);
+    }
+    return asked.ready;
+}
+
 }  // namespace
+
+/* This library's own judges, whatever stands in front of them. */
+extern "C" {
+[[gnu::alias("trel_cap_judge_node_ready"), gnu::visibility("hidden")]] int32_t
+trel_cap_own_judge_node_ready(CapNode *pos, void *param);
+[[gnu::alias("trel_cap_judge_node_real_time"), gnu::visibility("hidden")]] int32_t
+trel_cap_own_judge_node_real_time(CapNode *pos, void *param);
+}
 
 int32_t trel_cap_judge_node_ready(CapNode *pos, void *param) {
     return judge<is_fully_ready>(TREL_CAP_CALLER, pos, param);
@@ -58,10 +83,13 @@ int32_t trel_cap_judge_node_real_time(CapNode *pos, void *param) {
 }
 
 int32_t trel_cap_is_preinstall_card(int32_t node) {
-    CapNodeReady in_advance{static_cast<uint32_t>(node), 0};
-    trel_cap_sw_node_walk_cur(trel_cap_judge_node_real_time, &in_advance);
-    if (in_advance.ready != 0) {
+    const uint8_t in_advance = judged(trel_cap_judge_node_real_time, trel_cap_own_judge_node_real_time, node, 0);
+    if (in_advance != 0) {
         TREL_CAP_LOG(kProgress, "this card is pre_install");
     }
-    return in_advance.ready;
+    return in_advance;
+}
+
+bool trel_cap::is_judged_ready(int32_t node, uint8_t from) {
+    return judged(trel_cap_judge_node_ready, trel_cap_own_judge_node_ready, node, from) != 0;
 }

@@ -1,6 +1,7 @@
 // Following the readiness of nodes: line cards, fabric, control modules and HPS cards.
 #include "card_class.h"
 #include "delivery.h"
+#include "judge.h"
 #include "node_steps.h"
 
 using namespace trel_cap;

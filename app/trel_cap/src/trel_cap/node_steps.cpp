@@ -1,6 +1,7 @@
 #include "node_steps.h"
 
 #include "card_class.h"
+#include "judge.h"
 
 namespace trel_cap {
 
@@ -41,12 +42,6 @@ void dump(Caller caller, const CapNode &entry) {
 
 bool is_admitted(const CapNodeRecord &record) {
     return record.dm_install != 0 && (!is_checked(record.node_type) || (record.app_df_chk != 0 && record.cns == 0));
-}
-
-bool is_judged_ready(int32_t node, uint8_t from) {
-    CapNodeReady judged{static_cast<uint32_t>(node), from};
-    trel_cap_sw_node_walk_cur(trel_cap_judge_node_ready, &judged);
-    return judged.ready != 0;
 }
 
 void send_line_card_node(Caller caller, int32_t node, uint8_t ready) {

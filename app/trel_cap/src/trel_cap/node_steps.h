@@ -67,9 +67,6 @@ void dump(Caller caller, const CapNode &entry);
 /* What a card's class asks before its nodes count: that it be installed and, where the check decides, not denied. */
 bool is_admitted(const CapNodeRecord &record);
 
-/* Whether any entry of the node is fully ready; `from` is what is assumed at first. */
-bool is_judged_ready(int32_t node, uint8_t from = 0);
-
 /* Sends the node event of the line cards. */
 void send_line_card_node(Caller caller, int32_t node, uint8_t ready);
 

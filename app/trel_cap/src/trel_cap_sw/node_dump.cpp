@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "log/log.h"
+#include "node_walk.h"
 #include "trel_cap/node_list.h"
 #include "trel_cap/registration.h"
 
@@ -30,6 +31,8 @@ int32_t print_node(CapNode *pos, void * /*param*/) {
 }  // namespace
 
 void trel_cap_sw_dump_node(CapNodeRecord record) { TREL_CAP_LOG(kDetail, "%s", Line(record).text); }
+
+extern "C" [[gnu::alias("trel_cap_sw_dump_node")]] void trel_cap_own_dump_node(CapNodeRecord record);
 
 int32_t trel_cap_sw_dump_node_with_printf(CapNodeRecord record) { return printf("%s", Line(record).text); }
 

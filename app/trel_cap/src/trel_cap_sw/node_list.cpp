@@ -4,6 +4,7 @@
 
 #include "log/arguments.h"
 #include "node_lanes.h"
+#include "node_walk.h"
 
 using namespace trel_cap;
 
@@ -91,7 +92,7 @@ void remove(CapNodeList &list, CapNode *node) {
 
 /* The first entry of a node for which the condition holds as well. */
 template <typename Condition>
-CapNode *search(Caller caller, int32_t node, Condition condition) {
+CapNode *find(int32_t node, Condition condition) {
     const CapNodeList &list = this_threads_list();
     if (is_empty(list)) {
         return nullptr;
@@ -102,13 +103,21 @@ CapNode *search(Caller caller, int32_t node, Condition condition) {
         pos = pos->next;
     }
     for (; pos != end_of(list) && pos->record.node == node; pos = pos->next) {
-        if (condition(pos->record)) {
-            TREL_CAP_LOG_AS(caller, kNotice, "node:0x%x, config_dev_type:%d, ready:%d\r\n", pos->record.node,
-                            pos->record.config_dev_type, pos->record.ready);
+        if (condition(pos)) {
             return pos;
         }
     }
     return nullptr;
+}
+
+template <typename Condition>
+CapNode *search(Caller caller, int32_t node, Condition condition) {
+    CapNode *const found = find(node, condition);
+    if (found != nullptr) {
+        TREL_CAP_LOG_AS(caller, kNotice, "node:0x%x, config_dev_type:%d, ready:%d\r\n", found->record.node,
+                        found->record.config_dev_type, found->record.ready);
+    }
+    return found;
 }
 
 }  // namespace
@@ -150,12 +159,12 @@ CapNode *trel_cap_sw_node_init_cur(CapNodeRecord record) {
 }
 
 CapNode *trel_cap_sw_node_search(int32_t node) {
-    return search(TREL_CAP_CALLER, node, [](const CapNodeRecord &) { return true; });
+    return search(TREL_CAP_CALLER, node, [](const CapNode *) { return true; });
 }
 
 CapNode *trel_cap_sw_node_and_type_search(int32_t node, int32_t config_dev_type) {
     return search(TREL_CAP_CALLER, node,
-                  [=](const CapNodeRecord &record) { return record.config_dev_type == config_dev_type; });
+                  [=](const CapNode *pos) { return pos->record.config_dev_type == config_dev_type; });
 }
 
 int32_t trel_cap_sw_node_del(int32_t node, int32_t config_dev_type) {
@@ -176,8 +185,7 @@ void trel_cap_sw_node_walk_cur(CapNodeVisitor visitor, void *argument) {
     innermost_walk = &walk;
     for (CapNode *pos = first_of(list); pos != end_of(list); pos = walk.next) {
         walk.next = pos->next;
-        // Tested here too, so that a closed gate does not cost a copy of the record.
-        if (gate_is_open(kDetail)) [[unlikely]] {
+        if (dumps_are_noticed()) [[unlikely]] {
             trel_cap_sw_dump_node(pos->record);
         }
         if (visitor(pos, argument) != 0) {
@@ -185,4 +193,11 @@ void trel_cap_sw_node_walk_cur(CapNodeVisitor visitor, void *argument) {
         }
     }
     innermost_walk = walk.outer;
+}
+
+extern "C" [[gnu::alias("trel_cap_sw_node_walk_cur")]] void trel_cap_own_node_walk_cur(CapNodeVisitor visitor,
+                                                                                       void *argument);
+
+void trel_cap::visit_node(int32_t node, CapNodeVisitor visitor, void *argument) {
+    find(node, [=](CapNode *pos) { return visitor(pos, argument) != 0; });
 }
