@@ -45,6 +45,8 @@ struct Report {
     int32_t real_time = 0;
     int32_t is_online = 0;
     bool denied = false;
+
+    bool operator==(const Report &) const = default;
 };
 
 // An entry of the node list. Flags are numbers, so that one that is neither 0 nor 1 shows.

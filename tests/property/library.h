@@ -8,9 +8,6 @@
 
 namespace property {
 
-// Makes the process's registrations. Throws std::runtime_error when one is refused.
-void register_callbacks();
-
 // The calling thread's library, from the thread's start on: one for each thread.
 class Library {
 public:

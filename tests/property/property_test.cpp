@@ -1,8 +1,6 @@
-// The library does on random histories what the model says. $TREL_CAP_SEED names the first seed, $TREL_CAP_SEEDS how
-// many; a seed alone is played once.
+// The library does on random histories what the model says.
 
 #include <algorithm>
-#include <cstdlib>
 #include <set>
 #include <string>
 
@@ -10,27 +8,25 @@
 #include <gtest/gtest.h>
 
 #include "generator.h"
-#include "library.h"
 #include "model.h"
+#include "observed.h"
 #include "play.h"
+#include "scripted_platform.h"
+#include "seeds.h"
 
 namespace property {
 namespace {
 
 constexpr uint64_t kUsualSeeds = 100;
 
-uint64_t number_in(const char *variable, uint64_t otherwise) {
-    const char *text = std::getenv(variable);
-    return text == nullptr || *text == '\0' ? otherwise : std::strtoull(text, nullptr, 10);
-}
-
 TEST(Histories, EndAsTheModelSays) {
-    const bool named = std::getenv("TREL_CAP_SEED") != nullptr;
-    const uint64_t first = number_in("TREL_CAP_SEED", 1);
-    const uint64_t count = number_in("TREL_CAP_SEEDS", named ? 1 : kUsualSeeds);
-    ASSERT_GT(count, 0U) << "$TREL_CAP_SEEDS is no number of histories";
-    register_callbacks();
-    for (uint64_t seed = first; seed < first + count; ++seed) {
+    const Seeds chosen = seeds(kUsualSeeds);
+    ASSERT_GT(chosen.count, 0U) << "$TREL_CAP_SEEDS is no number of histories";
+    {
+        const test_support::ScriptedPlatform platform;
+        register_callbacks();
+    }
+    for (uint64_t seed = chosen.first; seed < chosen.first + chosen.count; ++seed) {
         const History history = random_history(seed);
         if (!play(history).has_value()) {
             ASSERT_FALSE(::testing::Test::HasFailure()) << "TREL_CAP_SEED=" << seed;
@@ -47,6 +43,8 @@ TEST(Histories, ComeToEverythingThatCanHappen) {
     std::set<int32_t> class_events;
     std::set<int32_t> codes;
     std::set<int32_t> all_loaded;
+    std::set<int32_t> reconnecting;
+    std::set<int32_t> node_types;
     size_t most_nodes = 0;
     for (uint64_t seed = 1; seed <= 30; ++seed) {
         Model model;
@@ -60,6 +58,10 @@ TEST(Histories, ComeToEverythingThatCanHappen) {
             for (int32_t i = 0; i < 4; ++i) {
                 all_loaded.insert(outcome.all_loaded.at(static_cast<size_t>(i)) ? i : -1);
             }
+            reconnecting.insert(outcome.state.reconnecting);
+            for (const Node &node : outcome.state.nodes) {
+                node_types.insert(node.node_type);
+            }
             most_nodes = std::max(most_nodes, outcome.state.nodes.size());
         }
     }
@@ -69,6 +71,8 @@ TEST(Histories, ComeToEverythingThatCanHappen) {
                                                     ::testing::Pair(6, 0), ::testing::Pair(6, 1)));
     EXPECT_THAT(codes, ::testing::IsSupersetOf({0, -4, -11, -21, -108, 7}));
     EXPECT_THAT(all_loaded, ::testing::ElementsAre(-1, 0, 1, 2, 3));
+    EXPECT_THAT(reconnecting, ::testing::ElementsAre(0, 1));
+    EXPECT_THAT(node_types, ::testing::ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8));
     EXPECT_GE(most_nodes, 20U);
 }
 

@@ -1,0 +1,122 @@
+#include "store_contents.h"
+
+#include <algorithm>
+
+#include "trel_cap/records.h"
+
+namespace property {
+namespace {
+
+template <class Record>
+Report readiness(const ProtobufCMessage &message) {
+    const auto &record = reinterpret_cast<const Record &>(message);
+    Report report;
+    report.node = record.index->node;
+    report.config_dev_type = record.index->config_dev_type;
+    report.devid = record.devid;
+    report.slotid = record.slotid;
+    report.sslotid = record.sslotid;
+    report.node_type = record.node_type;
+    report.ready = record.ready;
+    report.real_time = record.real_time;
+    return report;
+}
+
+template <class Record>
+Report card(const Record &record) {
+    Report report;
+    report.node = record.card_nodeid;
+    report.config_dev_type = record.config_dev_type;
+    report.devid = record.index->devid;
+    report.slotid = record.index->slotid;
+    report.sslotid = record.index->sslotid;
+    return report;
+}
+
+// Less what the type does not carry.
+Report carried(Processor type, Report report) {
+    report.cmd = Report().cmd;
+    if (follows_a_state(type)) {
+        Report state;
+        state.ready = report.ready;
+        return state;
+    }
+    const bool is_readiness = type == Processor::kFeNode || type == Processor::kCmNode;
+    report.ready = is_readiness ? report.ready : 0;
+    report.real_time = is_readiness ? report.real_time : 0;
+    report.is_online = type == Processor::kInstall ? report.is_online : 0;
+    report.node_type = type == Processor::kCheck ? 0 : report.node_type;
+    report.denied = type == Processor::kCheck && report.denied;
+    return report;
+}
+
+}  // namespace
+
+Processor type_of(Processor processor) {
+    return processor == Processor::kFabNode || processor == Processor::kHpsNode ? Processor::kFeNode : processor;
+}
+
+Report report_of(Processor type, const ProtobufCMessage &message) {
+    switch (type) {
+        case Processor::kFeNode:
+            return readiness<CapFeReady>(message);
+        case Processor::kCmNode:
+            return readiness<CapCmReady>(message);
+        case Processor::kInstall: {
+            const auto &record = reinterpret_cast<const CardInfo &>(message);
+            Report report = card(record);
+            report.node_type = record.static_info->node_type;
+            report.is_online = record.is_online;
+            return report;
+        }
+        case Processor::kCheck: {
+            const auto &record = reinterpret_cast<const AppDfCardDenyCheckResult &>(message);
+            Report report = card(record);
+            report.denied = record.stat == APP_DF_CHECK_DENY;
+            return report;
+        }
+        default:
+            return {};
+    }
+}
+
+StoreContents::Key StoreContents::key_of(Processor type, const Report &report) {
+    if (follows_a_state(type)) {
+        return {type, {}};
+    }
+    if (type == Processor::kInstall || type == Processor::kCheck) {
+        return {type, {report.devid, report.slotid, report.sslotid}};
+    }
+    return {type, {report.node, report.config_dev_type, 0}};
+}
+
+void StoreContents::write(Processor type, const Report &report) {
+    records_[key_of(type, report)] = carried(type, report);
+}
+
+std::optional<Report> StoreContents::erase(Processor type, const Report &report) {
+    const auto found = records_.find(key_of(type, report));
+    if (found == records_.end()) {
+        return std::nullopt;
+    }
+    const Report erased = found->second;
+    records_.erase(found);
+    return erased;
+}
+
+bool StoreContents::are(Processor type, std::vector<Report> reports) const {
+    std::vector<Report> held;
+    for (const auto &[key, report] : records_) {
+        if (key.type == type) {
+            held.push_back(report);
+        }
+    }
+    return std::is_permutation(held.begin(), held.end(), reports.begin(), reports.end());
+}
+
+std::optional<Report> StoreContents::state(Processor type) const {
+    const auto found = records_.find({type, {}});
+    return found == records_.end() ? std::nullopt : std::optional(found->second);
+}
+
+}  // namespace property

@@ -1,0 +1,46 @@
+// What a store holds, as reports.
+#ifndef TREL_CAP_TESTS_PROPERTY_STORE_CONTENTS_H
+#define TREL_CAP_TESTS_PROPERTY_STORE_CONTENTS_H
+
+#include <compare>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include <protobuf-c/protobuf-c.h>
+
+#include "history.h"
+
+namespace property {
+
+// The processor that stands for the record type which this one follows.
+Processor type_of(Processor processor);
+
+// A record as it was delivered. Only what its type carries is set.
+Report report_of(Processor type, const ProtobufCMessage &record);
+
+class StoreContents {
+public:
+    void write(Processor type, const Report &report);
+    // What was erased, when there was something.
+    std::optional<Report> erase(Processor type, const Report &report);
+    void clear() { records_.clear(); }
+
+    // Less than all of it, more, or something else: no.
+    bool are(Processor type, std::vector<Report> reports) const;
+    std::optional<Report> state(Processor type) const;
+
+private:
+    struct Key {
+        Processor type;
+        std::array<int32_t, 3> index;
+        auto operator<=>(const Key &) const = default;
+    };
+    static Key key_of(Processor type, const Report &report);
+
+    std::map<Key, Report> records_;
+};
+
+}  // namespace property
+
+#endif

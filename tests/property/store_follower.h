@@ -1,0 +1,47 @@
+// The calling thread's library with a client of a store, and what it does there.
+#ifndef TREL_CAP_TESTS_PROPERTY_STORE_FOLLOWER_H
+#define TREL_CAP_TESTS_PROPERTY_STORE_FOLLOWER_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "history.h"
+#include "store_fixture.h"
+
+namespace property {
+
+// A scan that the library made, with the records in the order in which they were delivered.
+struct Scanned {
+    Processor processor;
+    std::vector<Report> reports;
+};
+
+// A record that the library does not follow. What is published before it arrives before it.
+void publish_fence(MomClient *publisher, int32_t number);
+
+class StoreFollower {
+public:
+    // Starts the library. Throws std::runtime_error when it does not start.
+    explicit StoreFollower(const std::string &store);
+    ~StoreFollower();
+    StoreFollower(const StoreFollower &) = delete;
+    StoreFollower &operator=(const StoreFollower &) = delete;
+
+    // Run the client's loop. False when that takes too long.
+    bool reaches_fence(int32_t number);
+    bool reconnects();
+
+    // Since the latest time.
+    std::vector<Scanned> take_scans();
+
+private:
+    bool run_until(const std::function<bool()> &condition);
+
+    test_support::ClientPtr client_;
+    int reconnections_awaited_ = 0;
+};
+
+}  // namespace property
+
+#endif

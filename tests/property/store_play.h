@@ -1,0 +1,25 @@
+// Histories of a store, played over a real one.
+#ifndef TREL_CAP_TESTS_PROPERTY_STORE_PLAY_H
+#define TREL_CAP_TESTS_PROPERTY_STORE_PLAY_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "outcome.h"
+#include "store_fixture.h"
+#include "store_history.h"
+
+namespace property {
+
+struct StorePlayed {
+    std::optional<std::string> disagreement;  // in words
+    std::vector<Heard> heard;                 // all of it
+};
+
+// On a thread of its own, and in a store of its own.
+StorePlayed play(const StoreHistory &history, const test_support::StoreKind &kind);
+
+}  // namespace property
+
+#endif
