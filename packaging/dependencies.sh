@@ -7,6 +7,7 @@ packages_build=(
   libprotobuf-c-dev libprotobuf-dev protobuf-c-compiler # record types
   libhiredis-dev libuv1-dev                             # object-store client
   libzlog-dev                                           # logging layer, 1.2.18
+  libffi-dev libedit-dev                                # console
   libcli11-dev nlohmann-json3-dev                       # trel_capctl
 )
 packages_test=(libgmock-dev libgtest-dev)
