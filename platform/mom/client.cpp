@@ -236,7 +236,8 @@ int32_t MomClient::deliver_attached() {
         return 0;
     }
     attached_->call();
-    if (!destroyed_) {
+    // In a child that it forked the loop is still the parent's, and the descriptor may be closed.
+    if (!destroyed_ && fork_generation_ == fork_generation()) {
         loop_.run();
     }
     return 1;
