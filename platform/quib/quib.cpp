@@ -9,8 +9,8 @@
 
 #include "commands.h"
 #include "format.h"
-#include "modules.h"
 #include "ox_mom.h"
+#include "server.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ int32_t quib_lib_init(MomClient *client, const char *module) try {
     if (!client || !module || !is_module_name(module)) {
         return QUIB_E_ARGUMENT;
     }
-    return ox_mom_client_fd(client) < 0 ? QUIB_E_CLIENT : quib::make_module(client, module);
+    return ox_mom_client_fd(client) < 0 ? QUIB_E_CLIENT : quib::add_module(client, module);
 } catch (const std::bad_alloc &) {
     return QUIB_E_MEMORY;
 }

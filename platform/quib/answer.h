@@ -1,0 +1,30 @@
+// The answer to one line.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "capture.h"
+#include "protocol.h"
+
+namespace quib {
+
+struct Answer {
+    Captured output;     // sent first
+    std::string frames;  // sent after it
+};
+
+inline void append_frame(std::string &to, FrameKind kind, std::string_view payload) {
+    const FrameHeader header = frame_header(kind, static_cast<uint32_t>(payload.size()));
+    to.append(header.data(), header.size()).append(payload);
+}
+
+// Ends an answer, after a diagnostic if there is one.
+inline void append_end(std::string &to, ExitCode code, const std::string &diagnostic = {}) {
+    if (!diagnostic.empty()) {
+        append_frame(to, kFrameDiagnostic, diagnostic + "\n");
+    }
+    append_frame(to, kFrameExit, std::to_string(code));
+}
+
+}  // namespace quib

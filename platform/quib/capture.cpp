@@ -1,0 +1,91 @@
+#include "capture.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <fcntl.h>
+#include <stdio_ext.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utility>
+
+#include "process.h"
+
+namespace quib {
+
+namespace {
+
+// The file has its full size from the beginning and cannot grow: writing past it fails instead of eating memory. What
+// is beyond the limit shows that something was cut; it leaves room for kernels that refuse a write as a whole.
+constexpr size_t kBeyond = size_t{4} << 20U;
+
+Fd make_file() {
+    Fd file(memfd_create("quib", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+    const bool sized = file && ftruncate(file.get(), static_cast<off_t>(kOutputLimit + kBeyond)) == 0 &&
+                       fcntl(file.get(), F_ADD_SEALS, F_SEAL_GROW) == 0;
+    return sized ? std::move(file) : Fd();
+}
+
+// How the stream is buffered is settled at its first use, by what it leads to. That must not be the file.
+void settle_buffering() {
+    if (__fbufsize(stdout) == 0) {
+        setvbuf(stdout, nullptr, isatty(STDOUT_FILENO) != 0 ? _IOLBF : _IOFBF, BUFSIZ);
+    }
+}
+
+// What cannot be written is dropped, and not written later to wherever descriptor 1 leads then.
+void flush_or_drop() {
+    if (fflush(stdout) != 0) {
+        __fpurge(stdout);
+    }
+}
+
+}  // namespace
+
+Capture::Capture() {
+    Process::get().lock_output();
+    saved_flags_ = fcntl(STDOUT_FILENO, F_GETFD);
+    had_error_ = ferror(stdout) != 0;
+    if (saved_flags_ >= 0) {
+        settle_buffering();
+        fflush(stdout);
+        saved_ = Fd(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
+        if (!saved_) {
+            return;
+        }
+    } else {
+        flush_or_drop();
+    }
+    Fd file = make_file();
+    if (file && dup2(file.get(), STDOUT_FILENO) == STDOUT_FILENO) {
+        file_ = std::move(file);
+    }
+}
+
+Capture::~Capture() {
+    if (file_) {
+        end();
+    }
+    Process::get().unlock_output();
+}
+
+Captured Capture::end() {
+    flush_or_drop();
+    if (!had_error_) {
+        clearerr(stdout);
+    }
+    restore();
+    const off_t written = lseek(file_.get(), 0, SEEK_CUR);
+    const size_t size = written > 0 ? static_cast<size_t>(written) : 0;
+    return {.file = std::move(file_), .size = std::min(size, kOutputLimit), .cut = size > kOutputLimit};
+}
+
+void Capture::restore() {
+    if (saved_flags_ < 0) {
+        close(STDOUT_FILENO);
+    } else {
+        dup3(saved_.get(), STDOUT_FILENO, (saved_flags_ & FD_CLOEXEC) != 0 ? O_CLOEXEC : 0);
+    }
+}
+
+}  // namespace quib

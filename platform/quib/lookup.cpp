@@ -1,0 +1,99 @@
+#include "lookup.h"
+
+#include <algorithm>
+#include <numeric>
+#include <vector>
+
+#include "words.h"
+
+namespace quib {
+
+namespace {
+
+// How many bytes must be put in, taken out, replaced, or exchanged with their neighbour to make one word the other.
+size_t distance(std::string_view a, std::string_view b) {
+    std::vector<size_t> before(b.size() + 1);
+    std::vector<size_t> row(b.size() + 1);
+    std::vector<size_t> next(b.size() + 1);
+    std::iota(row.begin(), row.end(), size_t{0});
+    for (size_t i = 1; i <= a.size(); ++i) {
+        next[0] = i;
+        for (size_t j = 1; j <= b.size(); ++j) {
+            const size_t replaced = row[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
+            next[j] = std::min({row[j] + 1, next[j - 1] + 1, replaced});
+            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
+                next[j] = std::min(next[j], before[j - 2] + 1);
+            }
+        }
+        before.swap(row);
+        row.swap(next);
+    }
+    return row.back();
+}
+
+std::vector<std::string_view> names_of(const Commands &commands) {
+    std::vector<std::string_view> names;
+    for (const Command &command : commands.all()) {
+        names.push_back(command.name);
+    }
+    names.push_back(kHelp);
+    return names;
+}
+
+std::string joined(const std::vector<std::string_view> &names) {
+    std::string text;
+    for (const std::string_view name : names) {
+        text.append(text.empty() ? "" : ", ").append(name);
+    }
+    return text;
+}
+
+// The names nearest to the word, if they are near enough for a slip of the fingers.
+std::vector<std::string_view> similar(const std::vector<std::string_view> &names, std::string_view word) {
+    constexpr size_t kLongest = 2 * QUIB_NAME_MAX;
+    std::vector<std::string_view> nearest;
+    if (word.size() > kLongest) {
+        return nearest;
+    }
+    size_t least = std::max<size_t>(1, word.size() / 3);
+    for (const std::string_view name : names) {
+        const size_t how_far = distance(word, name);
+        if (how_far < least) {
+            nearest.clear();
+        }
+        if (how_far <= least) {
+            least = how_far;
+            nearest.push_back(name);
+        }
+    }
+    return nearest;
+}
+
+}  // namespace
+
+Lookup find_command(const Commands &commands, std::string_view word) {
+    const std::vector<std::string_view> names = names_of(commands);
+    std::vector<std::string_view> meant;
+    for (const std::string_view name : names) {
+        if (name == word) {
+            meant = {name};
+            break;
+        }
+        if (!word.empty() && name.starts_with(word)) {
+            meant.push_back(name);
+        }
+    }
+    if (meant.empty()) {
+        const auto nearest = similar(names, word);
+        const std::string hint = nearest.empty() ? "help lists the commands" : "did you mean " + joined(nearest) + "?";
+        return {.command = nullptr, .help = false, .error = "unknown command " + shown(word) + "; " + hint};
+    }
+    if (meant.size() > 1) {
+        return {.command = nullptr, .help = false, .error = shown(word) + " is ambiguous: " + joined(meant)};
+    }
+    const auto command = std::ranges::find(commands.all(), meant.front(), &Command::name);
+    const bool help = command == commands.all().end();
+    return {.command = help ? nullptr : &*command, .help = help, .error = {}};
+}
+
+}  // namespace quib

@@ -1,0 +1,252 @@
+// Standard output, while a command runs and afterwards.
+#include "console.h"
+#include "handlers.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+
+namespace quib_test {
+namespace {
+
+constexpr size_t kOutputLimit = size_t{64} << 20U;
+
+// Descriptor 1 leads into a file as long as this lives.
+class OutputFile {
+public:
+    explicit OutputFile(std::string path) : path_(std::move(path)) {
+        fflush(stdout);
+        saved_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+        const int file = open(path_.c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0600);
+        dup2(file, STDOUT_FILENO);
+        close(file);
+    }
+    OutputFile(const OutputFile &) = delete;
+    OutputFile &operator=(const OutputFile &) = delete;
+    ~OutputFile() {
+        fflush(stdout);
+        dup2(saved_, STDOUT_FILENO);
+        close(saved_);
+    }
+
+    std::string content() const {
+        fflush(stdout);
+        std::ifstream file(path_);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+private:
+    std::string path_;
+    int saved_ = -1;
+};
+
+bool same_file(const struct stat &one, const struct stat &other) {
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+class OutputTest : public ConsoleTest {
+protected:
+    void SetUp() override {
+        ConsoleTest::SetUp();
+        ASSERT_EQ(register_command("hook", "void", call_hook), 0);
+    }
+
+    Answer answer_of(std::function<void()> what) const {
+        hook = std::move(what);
+        return ask("hook");
+    }
+};
+
+TEST_F(OutputTest, WhateverWayItIsPrinted) {
+    const Answer answer = answer_of([] {
+        printf("%s %d\n", "printf", 1);
+        puts("puts");
+        fflush(stdout);
+        static_cast<void>(write(STDOUT_FILENO, "write\n", 6));
+        static_cast<void>(system("echo child; echo grandchild | cat"));  // NOLINT(cert-env33-c)
+        fputs("no end of line", stdout);
+    });
+    EXPECT_EQ(answer, printed("printf 1\nputs\nwrite\nchild\ngrandchild\nno end of line"));
+}
+
+TEST_F(OutputTest, BytesOfEveryKind) {
+    std::string every(256, '\0');
+    for (size_t i = 0; i < every.size(); ++i) {
+        every[i] = static_cast<char>(i);
+    }
+    EXPECT_EQ(answer_of([&] { fwrite(every.data(), 1, every.size(), stdout); }), printed(every));
+}
+
+TEST_F(OutputTest, TheStatusTellsTheExitCode) {
+    for (const auto &[status, code] : {std::pair(0, 0), {1, 0}, {INT_MAX, 0}, {-1, 1}, {-11, 1}, {INT_MIN, 1}}) {
+        status_to_return = status;
+        const Answer answer = answer_of([] { puts("printed anyway"); });
+        EXPECT_EQ(answer, (Answer{.output = "printed anyway\n", .errors = "", .code = code})) << status;
+    }
+}
+
+TEST_F(OutputTest, WhatTheProgramPrintsBeforeAndAfterIsItsOwn) {
+    Operator mine = connect();
+    const OutputFile file(root() + "/output");
+    printf("before, not flushed;");
+    hook = [] { printf("the command's"); };
+    EXPECT_EQ(ask(mine, "hook"), printed("the command's"));
+    printf("after");
+    EXPECT_EQ(file.content(), "before, not flushed;after");
+}
+
+TEST_F(OutputTest, DescriptorOneIsWhatItWas) {
+    Operator mine = connect();
+    const OutputFile file(root() + "/output");
+    for (const int flags : {FD_CLOEXEC, 0}) {
+        struct stat before {};
+        struct stat during {};
+        struct stat after {};
+        ASSERT_EQ(fcntl(STDOUT_FILENO, F_SETFD, flags), 0);
+        ASSERT_EQ(fstat(STDOUT_FILENO, &before), 0);
+        hook = [&during] { fstat(STDOUT_FILENO, &during); };
+        EXPECT_EQ(ask(mine, "hook"), printed(""));
+        ASSERT_EQ(fstat(STDOUT_FILENO, &after), 0);
+        EXPECT_FALSE(same_file(before, during));
+        EXPECT_TRUE(same_file(before, after));
+        EXPECT_EQ(fcntl(STDOUT_FILENO, F_GETFD), flags);
+    }
+}
+
+TEST_F(OutputTest, DescriptorOneThatWasClosedIsClosedAgain) {
+    Operator mine = connect();
+    settle();
+    const OutputFile file(root() + "/output");
+    close(STDOUT_FILENO);
+    hook = [] { puts("heard"); };
+    for (int times = 0; times < 3; ++times) {
+        EXPECT_EQ(ask(mine, "hook"), printed("heard\n"));
+        EXPECT_EQ(fcntl(STDOUT_FILENO, F_GETFD), -1);
+    }
+}
+
+TEST_F(OutputTest, NothingOfTheConsoleTakesThePlaceOfAClosedDescriptorOne) {
+    hook = [] { puts("heard"); };
+    const OutputFile file(root() + "/output");
+    close(STDOUT_FILENO);
+    Operator mine = connect();  // takes it, and is what the command must not write to
+    ASSERT_EQ(mine.fd(), STDOUT_FILENO);
+    const int moved = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    close(STDOUT_FILENO);
+    settle();
+    EXPECT_EQ(fcntl(STDOUT_FILENO, F_GETFD), -1) << "the module's end of the connection";
+    ASSERT_EQ(dup2(moved, STDOUT_FILENO), STDOUT_FILENO);
+    EXPECT_EQ(ask(mine, "hook"), printed("heard\n"));
+    close(moved);
+}
+
+TEST_F(OutputTest, ACommandMayRedirectIt) {
+    const std::string path = root() + "/collected";
+    const Answer answer = answer_of([&path] {
+        puts("first");
+        fflush(stdout);
+        const int saved = dup(STDOUT_FILENO);
+        const int file = open(path.c_str(), O_CREAT | O_RDWR, 0600);
+        dup2(file, STDOUT_FILENO);
+        close(file);
+        puts("collected");
+        fflush(stdout);
+        dup2(saved, STDOUT_FILENO);
+        close(saved);
+        puts("last");
+    });
+    EXPECT_EQ(answer, printed("first\nlast\n"));
+    std::ifstream file(path);
+    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(file), {}), "collected\n");
+}
+
+TEST_F(OutputTest, ACommandMayLeaveItClosedOrElsewhere) {
+    struct stat before {};
+    struct stat after {};
+    ASSERT_EQ(fstat(STDOUT_FILENO, &before), 0);
+    EXPECT_EQ(answer_of([] {
+                  puts("said");
+                  fflush(stdout);
+                  close(STDOUT_FILENO);
+              }),
+              printed("said\n"));
+    EXPECT_EQ(answer_of([] {
+                  puts("said");
+                  fflush(stdout);
+                  const int null = open("/dev/null", O_WRONLY | O_CLOEXEC);
+                  dup2(null, STDOUT_FILENO);
+                  close(null);
+                  puts("lost");
+              }),
+              printed("said\n"));
+    ASSERT_EQ(fstat(STDOUT_FILENO, &after), 0);
+    EXPECT_TRUE(same_file(before, after));
+}
+
+void print_bytes(size_t count) {
+    const std::string block(size_t{1} << 16U, 'x');
+    for (size_t left = count; left > 0;) {
+        const size_t now = std::min(left, block.size());
+        fwrite(block.data(), 1, now, stdout);
+        left -= now;
+    }
+}
+
+TEST_F(OutputTest, MegabytesArrive) {
+    const Answer answer = answer_of([] {
+        for (int i = 0; i < 500000; ++i) {
+            printf("line %d of a long answer\n", i);
+        }
+    });
+    EXPECT_EQ(answer.code, 0);
+    EXPECT_EQ(std::ranges::count(answer.output, '\n'), 500000);
+    EXPECT_TRUE(answer.output.ends_with("line 499999 of a long answer\n"));
+}
+
+TEST_F(OutputTest, UpToALimit) {
+    const Answer exactly = answer_of([] { print_bytes(kOutputLimit); });
+    EXPECT_EQ(exactly.output.size(), kOutputLimit);
+    EXPECT_EQ(exactly.errors, "");
+    EXPECT_EQ(exactly.code, 0);
+}
+
+TEST_F(OutputTest, BeyondTheLimitItIsCutAndNothingOfItComesLater) {
+    Operator mine = connect();
+    const OutputFile file(root() + "/output");
+    for (const size_t beyond : {size_t{1}, size_t{20} << 20U}) {
+        hook = [beyond] { print_bytes(kOutputLimit + beyond); };
+        const Answer cut = ask(mine, "hook");
+        EXPECT_EQ(cut.output.size(), kOutputLimit);
+        EXPECT_EQ(cut.errors, "the output was cut after 67108864 bytes\n");
+        EXPECT_EQ(cut.code, 0);
+    }
+    EXPECT_EQ(ferror(stdout), 0);
+    printf("the program's");
+    EXPECT_EQ(file.content(), "the program's");
+}
+
+TEST_F(OutputTest, NoCommandIsRunWhenDescriptorsAreShort) {
+    Operator mine = connect();
+    hook = [] { ADD_FAILURE() << "called"; };
+    settle();
+    std::vector<int> taken;
+    for (int fd = dup(STDERR_FILENO); fd >= 0; fd = dup(STDERR_FILENO)) {
+        taken.push_back(fd);
+    }
+    const Answer answer = ask(mine, "hook");
+    for (const int fd : taken) {
+        close(fd);
+    }
+    EXPECT_EQ(answer, refused("the program has no descriptors or memory left to run a command", 5));
+    hook = [] { puts("again"); };
+    EXPECT_EQ(ask(mine, "hook"), printed("again\n"));
+}
+
+}  // namespace
+}  // namespace quib_test

@@ -1,0 +1,245 @@
+// Where modules listen, and who may connect.
+#include "console.h"
+#include "handlers.h"
+#include "other_program.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+
+namespace quib_test {
+namespace {
+
+class SocketTest : public ConsoleTest {
+protected:
+    ~SocketTest() override { umask(mask_); }
+
+    static mode_t mode_of(const std::string &path) {
+        struct stat status {};
+        EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
+        return status.st_mode;
+    }
+
+    int32_t init(const std::string &module) const {
+        testing::internal::CaptureStderr();
+        const int32_t code = quib_lib_init(client(), module.c_str());
+        said_ = testing::internal::GetCapturedStderr();
+        return code;
+    }
+
+    mutable std::string said_;  // on standard error, by the latest init()
+
+private:
+    mode_t mask_ = umask(022);
+};
+
+TEST_F(SocketTest, OnlyTheUserMayComeNear) {
+    for (const mode_t mask : {0U, 022U, 077U}) {
+        setenv("QUIB_DIR", (root() + "/" + std::to_string(mask)).c_str(), 1);
+        umask(mask);
+        ASSERT_EQ(init("n" + std::to_string(mask)), 0) << said_;
+        EXPECT_EQ(mode_of(root() + "/" + std::to_string(mask)), S_IFDIR | 0700U);
+        EXPECT_EQ(mode_of(root() + "/" + std::to_string(mask) + "/n" + std::to_string(mask)), S_IFSOCK | 0600U);
+    }
+}
+
+TEST_F(SocketTest, TheDirectoryIsNamedByTheEnvironment) {
+    unsetenv("QUIB_DIR");
+    setenv("XDG_RUNTIME_DIR", root().c_str(), 1);
+    ASSERT_EQ(init("n"), 0) << said_;
+    EXPECT_TRUE(exists(root() + "/quib/n"));
+    setenv("QUIB_DIR", "", 1);
+    ASSERT_EQ(init("empty_is_unset"), 0) << said_;
+    EXPECT_TRUE(exists(root() + "/quib/empty_is_unset"));
+}
+
+TEST_F(SocketTest, WhatIsAboveTheDirectoryIsNotMade) {
+    setenv("QUIB_DIR", (root() + "/missing/sockets").c_str(), 1);
+    EXPECT_EQ(init("n"), QUIB_E_SOCKET);
+    EXPECT_EQ(said_, "quib: cannot make " + root() + "/missing/sockets: No such file or directory\n");
+    EXPECT_FALSE(exists(root() + "/missing"));
+}
+
+TEST_F(SocketTest, ADirectoryThatOthersMayWriteToIsRefused) {
+    for (const mode_t mode : {0770U, 0707U, 01777U}) {
+        ASSERT_EQ(chmod(directory().c_str(), mode), 0);
+        EXPECT_EQ(init("n"), QUIB_E_SOCKET);
+        EXPECT_THAT(said_, testing::StartsWith("quib: " + directory() + ": others may write there (mode ")) << mode;
+    }
+    ASSERT_EQ(chmod(directory().c_str(), 0755), 0);
+    EXPECT_EQ(init("n"), 0) << said_;
+    EXPECT_EQ(mode_of(directory()), S_IFDIR | 0755U) << "and is left as it is";
+}
+
+TEST_F(SocketTest, ADirectoryOfAnotherUserIsRefused) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a directory away";
+    }
+    ASSERT_EQ(chown(directory().c_str(), 65534, 65534), 0);
+    EXPECT_EQ(init("n"), QUIB_E_SOCKET);
+    EXPECT_EQ(said_, "quib: " + directory() + " belongs to another user\n");
+}
+
+TEST_F(SocketTest, AFileInPlaceOfTheDirectoryIsRefused) {
+    setenv("QUIB_DIR", (root() + "/file").c_str(), 1);
+    std::ofstream(root() + "/file") << "text";
+    EXPECT_EQ(init("n"), QUIB_E_SOCKET);
+    EXPECT_EQ(said_, "quib: cannot open " + root() + "/file: Not a directory\n");
+}
+
+TEST_F(SocketTest, AFileInPlaceOfTheSocketIsLeftAlone) {
+    std::ofstream(path("n")) << "text";
+    EXPECT_EQ(init("n"), QUIB_E_SOCKET);
+    EXPECT_EQ(said_, "quib: " + path("n") + " is in the way: it is no socket\n");
+    EXPECT_TRUE(exists(path("n")));
+}
+
+TEST_F(SocketTest, APathThatIsTooLongIsToldSo) {
+    const std::string longest(sizeof sockaddr_un::sun_path - 1 - directory().size() - 1, 'x');
+    if (longest.size() < QUIB_NAME_MAX) {
+        EXPECT_EQ(init(longest + "x"), QUIB_E_SOCKET);
+        EXPECT_EQ(said_, "quib: " + path(longest + "x") + ": the path of a socket has room for 107 bytes only\n");
+    }
+    EXPECT_EQ(init(longest.substr(0, QUIB_NAME_MAX)), 0) << said_;
+    EXPECT_TRUE(connect(longest.substr(0, QUIB_NAME_MAX)).connected());
+}
+
+TEST_F(SocketTest, GoesWithTheClient) {
+    ASSERT_EQ(init("n"), 0);
+    Operator mine = connect();
+    settle();
+    destroy_client();
+    EXPECT_FALSE(exists(path("m")));
+    EXPECT_FALSE(exists(path("n")));
+    EXPECT_TRUE(exists(directory()));
+    EXPECT_FALSE(mine.receive());
+}
+
+TEST_F(SocketTest, OfAnotherThatCameInItsPlaceStays) {
+    ASSERT_EQ(unlink(path().c_str()), 0);
+    std::ofstream(path()) << "another's";
+    destroy_client();
+    EXPECT_TRUE(exists(path()));
+}
+
+TEST_F(SocketTest, OfALivingProgramIsNotTaken) {
+    OtherProgram other([](const auto &say) { serve_module("n", say); });
+    ASSERT_EQ(other.heard(), "ready");
+    EXPECT_EQ(init("n"), QUIB_E_IN_USE);
+    Operator mine = connect("n");
+    EXPECT_TRUE(mine.send("nothing\n"));
+    EXPECT_TRUE(readable(mine.fd(), kLongEnough)) << "it is still served";
+    EXPECT_EQ(init("another"), 0);
+}
+
+TEST_F(SocketTest, OfAProgramThatIsBusyIsNotTaken) {
+    OtherProgram other([](const auto &say) {
+        const ClientPtr its = make_client();
+        say(std::to_string(quib_lib_init(its.get(), "n")));
+        pause();
+    });
+    ASSERT_EQ(other.heard(), "0");
+    std::vector<Operator> waiting;
+    for (int i = 0; i < 40; ++i) {
+        waiting.push_back(connect("n"));  // more than wait to be accepted there
+        if (!waiting.back().connected()) {
+            break;
+        }
+    }
+    EXPECT_EQ(init("n"), QUIB_E_IN_USE);
+}
+
+TEST_F(SocketTest, OfADeadProgramIsCleared) {
+    for (int times = 0; times < 3; ++times) {
+        OtherProgram other([](const auto &say) { serve_module("n", say); });
+        ASSERT_EQ(other.heard(), "ready");
+        other.kill();
+        EXPECT_TRUE(exists(path("n")));
+    }
+    EXPECT_EQ(init("n"), 0) << said_;
+    ASSERT_EQ(register_command("nothing", "void", nothing, "n"), 0);
+    Operator mine = connect("n");
+    EXPECT_EQ(ask(mine, "nothing"), printed(""));
+}
+
+TEST_F(SocketTest, OfADeadProgramIsTakenByOneOfManyAtOnce) {
+    {
+        OtherProgram dead([](const auto &say) { serve_module("n", say); });
+        ASSERT_EQ(dead.heard(), "ready");
+    }
+    std::vector<std::unique_ptr<OtherProgram>> all;
+    for (int i = 0; i < 6; ++i) {
+        all.push_back(std::make_unique<OtherProgram>([](const auto &say) { serve_module("n", say); }));
+    }
+    std::vector<std::string> heard;
+    for (const auto &each : all) {
+        heard.push_back(each->heard());
+    }
+    EXPECT_EQ(std::ranges::count(heard, "ready"), 1);
+    EXPECT_EQ(std::ranges::count(heard, std::to_string(QUIB_E_IN_USE)), 5);
+}
+
+TEST_F(SocketTest, AnotherUserIsRefusedEvenIfThePathIsOpen) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    ASSERT_EQ(chmod(root().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(directory().c_str(), 0755), 0);
+    ASSERT_EQ(chmod(path().c_str(), 0666), 0);
+    OtherProgram foreigner([this](const auto &say) {
+        if (setresuid(65534, 65534, 65534) != 0) {
+            return;
+        }
+        Operator its = connect();
+        its.send("help\n");
+        say("connected");
+        while (its.receive()) {
+            readable(its.fd(), milliseconds(100));
+        }
+        const auto answer = its.take_answer();
+        say(answer ? answer->output + answer->errors + std::to_string(answer->code.value_or(-1)) : "no answer");
+    });
+    ASSERT_EQ(foreigner.heard(), "connected");
+    settle();
+    EXPECT_EQ(foreigner.heard(), "only the user who runs the program, and root, are served");
+    EXPECT_EQ(foreigner.heard(), "5");
+}
+
+TEST_F(SocketTest, RootIsServedByAnotherUsersProgram) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "only root can become another user";
+    }
+    ASSERT_EQ(chmod(root().c_str(), 0777), 0);
+    setenv("QUIB_DIR", (root() + "/theirs").c_str(), 1);
+    OtherProgram theirs([](const auto &say) {
+        if (setresuid(65534, 65534, 65534) == 0) {
+            serve_module("n", say);
+        }
+    });
+    ASSERT_EQ(theirs.heard(), "ready");
+    Operator mine(root() + "/theirs/n");
+    EXPECT_TRUE(mine.send("nothing\n"));
+    EXPECT_TRUE(readable(mine.fd(), kLongEnough));
+    mine.receive();
+    EXPECT_EQ(mine.take_answer(), printed(""));
+}
+
+TEST_F(SocketTest, NothingIsPassedOnToProgramsThatAreStarted) {
+    ASSERT_EQ(register_command("hook", "void", call_hook), 0);
+    hook = [] { static_cast<void>(system("ls -l /proc/self/fd")); };  // NOLINT(cert-env33-c)
+    Operator other = connect();
+    const Answer answer = ask("hook");
+    EXPECT_THAT(answer.output, testing::HasSubstr("1 -> /memfd:quib"));
+    for (const char *of_the_console : {"socket:", "eventpoll", "timerfd"}) {
+        EXPECT_THAT(answer.output, testing::Not(testing::HasSubstr(of_the_console)));
+    }
+    EXPECT_EQ(answer.output.find("/memfd:quib"), answer.output.rfind("/memfd:quib")) << answer.output;
+}
+
+}  // namespace
+}  // namespace quib_test
