@@ -4,8 +4,8 @@
 #include <charconv>
 #include <cstring>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 
 #include "error.h"
 
@@ -123,38 +123,37 @@ Reply *Connection::next_reply(ReplyArena &arena) {
     return static_cast<Reply *>(reply);
 }
 
-void Connection::make_blocking(Millis limit) {
-    limit_ = limit;
-    const int flags = fcntl(fd(), F_GETFL);
-    fcntl(fd(), F_SETFL, flags & ~O_NONBLOCK);
-    const timeval wait{.tv_sec = static_cast<time_t>(limit.count() / 1000),
-                       .tv_usec = static_cast<suseconds_t>(limit.count() % 1000 * 1000)};
-    setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-    setsockopt(fd(), SOL_SOCKET, SO_SNDTIMEO, &wait, sizeof wait);
+bool Connection::wait_for(short events, TimePoint deadline) const {
+    pollfd waiting{.fd = fd(), .events = events, .revents = 0};
+    for (TimePoint now = Clock::now(); now < deadline; now = Clock::now()) {
+        const auto left = std::chrono::ceil<Millis>(deadline - now);
+        if (poll(&waiting, 1, static_cast<int>(left.count())) > 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
+// Sleeps in poll(), never in recv(): from that, the server takes a good deal longer to wake a client.
 Reply *Connection::await_reply(ReplyArena &arena, int32_t *code) {
     const TimePoint deadline = Clock::now() + limit_;
     *code = OX_MOM_E_LOST;
     if (!send()) {
         return nullptr;
     }
-    for (bool waited = has_unsent(); !waited;) {
-        if (Reply *reply = next_reply(arena)) {
-            return reply;
-        }
-        if (is_broken()) {
+    Reply *reply = next_reply(arena);  // what follows in a batch has often come already
+    while (!reply && !is_broken()) {
+        if (!wait_for(has_unsent() ? POLLOUT : POLLIN, deadline)) {
+            *code = fail(OX_MOM_E_TIMEOUT, "%s: no answer in %lld ms", peer_.c_str(),
+                         static_cast<long long>(limit_.count()));
             return nullptr;
         }
-        const ssize_t received = receive();
-        if (received < 0) {
+        if (has_unsent() ? !send() : receive() < 0) {
             return nullptr;
         }
-        // The socket's own limit starts anew with every piece of an answer; this one does not.
-        waited = received == 0 || Clock::now() > deadline;
+        reply = next_reply(arena);
     }
-    *code = fail(OX_MOM_E_TIMEOUT, "%s: no answer in %lld ms", peer_.c_str(), static_cast<long long>(limit_.count()));
-    return nullptr;
+    return reply;
 }
 
 }  // namespace mom

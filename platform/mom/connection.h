@@ -47,8 +47,8 @@ public:
     Reply *next_reply(ReplyArena &arena);
     bool is_broken() const { return context_->reader->err != 0; }
 
-    // Requests: from here on sending and receiving wait, each no longer than the limit.
-    void make_blocking(Millis limit);
+    // How long await_reply() waits in all.
+    void set_limit(Millis limit) { limit_ = limit; }
 
     // Sends what was added and waits for one reply. nullptr: *code tells whether the connection is lost or the time
     // ran out. Either way the connection can't be used again.
@@ -60,6 +60,9 @@ private:
     };
 
     Connection(redisContext *context, std::string peer);
+
+    // False when the deadline has passed.
+    bool wait_for(short events, TimePoint deadline) const;
 
     std::unique_ptr<redisContext, FreeContext> context_;
     std::string peer_;

@@ -191,7 +191,7 @@ void RedisSession::open_requests(int32_t db) {
         }
         RequestConnection &request = requests_[static_cast<size_t>(db)];
         request.watch = std::make_unique<IdleWatch>(*this, loop_, connection->fd());
-        connection->make_blocking(timeout_);  // after libuv has made it the opposite
+        connection->set_limit(timeout_);
         request.connection = std::move(connection);
         opened_one();
     });
