@@ -1,0 +1,95 @@
+// Reading a capability over a Unix socket: asked for, decoded, checked and released, beside a bare HGETALL of the same
+// record.
+#include <cstdint>
+
+#include "ratio.h"
+#include "store.h"
+
+#include <trel_cap/trel_cap.h>
+
+namespace {
+
+constexpr int kReads = 500;
+constexpr int32_t kNode = 17;
+constexpr const char *kUrl = "/port/mtu/limit";
+constexpr int32_t kFields[] = {TREL_CAP_FIELD_BOOL, TREL_CAP_FIELD_INT32, TREL_CAP_FIELD_STR};
+
+// A record with a value of each type.
+template <class Record, class Index>
+void write(const bench::Store &store, Record record, Index index) {
+    std::string url = kUrl;
+    std::string text = "9216 bytes, or 1500 with tunnels";
+    index.url = url.data();
+    record.index = &index;
+    record.bool_value = 1;
+    record.int32_value = 9216;
+    record.str_value = text.data();
+    bench::must(
+        ox_mom_hmset_sync(store.client(), TREL_CAP_DB_CAPABILITIES, &record.base, kFields, std::size(kFields)) == 0);
+}
+
+void write_device(const bench::Store &store) {
+    write(store, CapTable(CAP_TABLE__INIT), CapTableIndex(CAP_TABLE_INDEX__INIT));
+}
+
+void write_node(const bench::Store &store) {
+    CapGlbTableIndex index = CAP_GLB_TABLE_INDEX__INIT;
+    index.node = kNode;
+    write(store, CapGlbTable(CAP_GLB_TABLE__INIT), index);
+}
+
+int32_t read_bool(MomClient *client) {
+    uint8_t value = 0;
+    return trel_cap_ce_get_g_cap_bool(client, kUrl, &value);
+}
+
+int32_t read_int32(MomClient *client) {
+    int32_t value = 0;
+    return trel_cap_ce_get_g_cap_int32(client, kUrl, &value);
+}
+
+int32_t read_str(MomClient *client) {
+    char value[TREL_CAP_URL_MAX + 1];
+    uint32_t length = 0;
+    return trel_cap_ce_get_fe_cap_str(client, kNode, kUrl, sizeof value, value, &length);
+}
+
+void read(benchmark::State &state, void (*write)(const bench::Store &), const char *key, int32_t (*read)(MomClient *)) {
+    const bench::Store store;
+    write(store);
+    bench::compare(
+        state, bench::wall_time, kReads, 1.0,
+        [&] {
+            for (int i = 0; i < kReads; ++i) {
+                auto *reply = static_cast<redisReply *>(redisCommand(store.bare(), "HGETALL %s", key));
+                bench::must(reply->elements == 2 * (1 + std::size(kFields)));
+                freeReplyObject(reply);
+            }
+        },
+        [&] {
+            for (int i = 0; i < kReads; ++i) {
+                bench::must(read(store.client()) == TREL_CAP_OK);
+            }
+        });
+}
+
+constexpr const char *kDeviceKey = "p_libpub.cap_table:/port/mtu/limit";
+constexpr const char *kNodeKey = "s_frame.cap_glb_table:17:/port/mtu/limit";
+
+}  // namespace
+
+BENCHMARK_CAPTURE(read, bool, write_device, kDeviceKey, read_bool)
+    ->Name("a boolean read")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(100);
+BENCHMARK_CAPTURE(read, int32, write_device, kDeviceKey, read_int32)
+    ->Name("an integer read")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(100);
+BENCHMARK_CAPTURE(read, str, write_node, kNodeKey, read_str)
+    ->Name("a string of a node read")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(100);
