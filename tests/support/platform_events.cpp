@@ -134,6 +134,13 @@ Call scan_sync(MomClient *client, int32_t db, const Record &request, int32_t fla
 
 Call zlog_init(const std::string &category) { return {"ox_zlog_init", {category}}; }
 
+Call quib_lib_init(MomClient *client, const std::string &module) { return {"quib_lib_init", {client, module}}; }
+
+Call quib_reg_mod_cmd(const std::string &module, const std::string &command, int32_t reserved,
+                      const std::string &argument_format, QuibHandler handler) {
+    return {"quib_reg_mod_cmd", {module, command, reserved, argument_format, address(handler)}};
+}
+
 }  // namespace call
 
 bool level_lets_out(int32_t gate, int zlog_level) {

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ox_mom.h"
+#include "quib.h"
 #include "record.h"
 
 namespace test_support {
@@ -50,6 +51,9 @@ Call subscribe_field(MomClient *client, int32_t db, const Record &request, int32
                      const Call::Argument &args);
 Call scan_sync(MomClient *client, int32_t db, const Record &request, int32_t flags, MomMsgCb cb, void *arg);
 Call zlog_init(const std::string &category);
+Call quib_lib_init(MomClient *client, const std::string &module);
+Call quib_reg_mod_cmd(const std::string &module, const std::string &command, int32_t reserved,
+                      const std::string &argument_format, QuibHandler handler);
 }  // namespace call
 
 // The source places that messages come from.

@@ -9,6 +9,7 @@
 #include "allocations.h"
 #include "ox_mom.h"
 #include "ox_zlog.h"
+#include "quib.h"
 #include "scripted_platform.h"
 
 using test_support::Call;
@@ -139,6 +140,21 @@ void *ox_zlog_init(const char *category) {
     auto &platform = ScriptedPlatform::current();
     platform.note_call(test_support::call::zlog_init(category));
     return platform.give_category(platform.answer(platform.zlog_init));
+}
+
+int32_t quib_lib_init(MomClient *client, const char *module) {
+    const UncountedAllocations uncounted;
+    auto &platform = ScriptedPlatform::current();
+    platform.note_call(test_support::call::quib_lib_init(client, module));
+    return platform.answer(platform.quib_lib_init);
+}
+
+int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t reserved, const char *argument_format,
+                         QuibHandler handler) {
+    const UncountedAllocations uncounted;
+    auto &platform = ScriptedPlatform::current();
+    platform.note_call(test_support::call::quib_reg_mod_cmd(module, command, reserved, argument_format, handler));
+    return platform.answer(platform.quib_reg_mod_cmd);
 }
 
 void oxdf_zlog(void *category, const char *file, size_t filelen, const char *func, size_t funclen, long line, int level,

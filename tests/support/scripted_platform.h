@@ -120,6 +120,8 @@ public:
     Script<int32_t> subscribe_field{0};
     Script<ScanAnswer> scan_sync{ScanAnswer{}};
     Script<void *> zlog_init{category()};
+    Script<int32_t> quib_lib_init{0};
+    Script<int32_t> quib_reg_mod_cmd{0};
 
     // Run inside each call, before it is answered, with the record it was given; and inside each message, with the
     // buffer it was given. They may look at the library's state at that moment.

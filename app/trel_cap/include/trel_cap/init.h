@@ -15,8 +15,9 @@ TREL_CAP_BEGIN_DECLS
  * Starts the library on the calling thread with its client `global`; `reg_name` names the application in the log.
  * In order: initialises logging (once per thread), sets up the node list (node_list.h), connects databases 1 and 28,
  * subscribes the records that the events asked for on this thread need (registration.h), installs the reconnection
- * handler for both databases, and remembers the client in g_trel_cap_global. There is no counterpart: the library's
- * state lives as long as the thread.
+ * handler for both databases, registers the operators' commands (diagnosis.h; without a console it goes on all the
+ * same), and remembers the client in g_trel_cap_global. There is no counterpart: the library's state lives as long as
+ * the thread.
  *
  * The same client again: 0, and nothing is done. Another client: a warning in the log, then start-up with that one.
  * After a failure g_trel_cap_global is what it was, so that the call can be made again; connections and subscriptions

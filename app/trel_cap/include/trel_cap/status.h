@@ -7,6 +7,7 @@ enum {
     TREL_CAP_E_MEMORY = -2,     /* no memory for a registration */
     TREL_CAP_E_ARGUMENT = -4,   /* a NULL argument, or a URL longer than TREL_CAP_URL_MAX */
     TREL_CAP_E_NO_NODE = -11,   /* a node could not be added to the node list */
+    TREL_CAP_E_REFUSED = -11,   /* the console refused the module */
     TREL_CAP_E_NO_ANSWER = -21, /* the store gave no answer, or an error code */
     TREL_CAP_E_NO_RECORD = -22, /* there is no such record */
     TREL_CAP_E_NO_INDEX = -23,  /* the record of a notification has no index */

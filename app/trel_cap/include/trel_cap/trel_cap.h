@@ -21,6 +21,7 @@
 
 #include "trel_cap/capability.h"
 #include "trel_cap/class_capability.h"
+#include "trel_cap/diagnosis.h"
 #include "trel_cap/dispatch.h"
 #include "trel_cap/events.h"
 #include "trel_cap/init.h"

@@ -4,6 +4,7 @@
 #include "log/arguments.h"
 #include "repeat.h"
 #include "thread_logging.h"
+#include "trel_cap/diagnosis.h"
 #include "trel_cap/node_list.h"
 #include "trel_cap/records.h"
 #include "trel_cap/registration.h"
@@ -63,6 +64,7 @@ int32_t trel_cap_init(MomClient *global, const char *reg_name) {
     if (const int32_t rv = install_reconnect_handler(caller, global, TREL_CAP_DB_CAPABILITIES, "cap"); rv != 0) {
         return rv;
     }
+    trel_cap_quib_init(global, app_name.data());  // an application can do without an operator
 
     g_trel_cap_global = global;
     TREL_CAP_LOG(kProgress, "reg_name %s trel_cap_init success", reg_name);

@@ -61,7 +61,15 @@ int32_t trel_cap_zlog_init(const char *app_name) {
     return TREL_CAP_OK;
 }
 
-void trel_cap_log_level(int32_t level) {
+/*
+ * To applications trel_cap_log_level() is void. The console calls it too, and takes what is left in the return register
+ * for its status; so what is defined under this name leaves one there.
+ */
+extern "C" [[gnu::visibility("default")]] int32_t log_level_with_status(int32_t level) __asm__("trel_cap_log_level");
+
+int32_t log_level_with_status(int32_t level) {
+    const Caller caller{TREL_CAP_SOURCE_PATH, "trel_cap_log_level"};
     set_log_level(level);
-    TREL_CAP_LOG(kDetail, "set debug level %d", level);
+    TREL_CAP_LOG_AS(caller, kDetail, "set debug level %d", level);
+    return TREL_CAP_OK;
 }

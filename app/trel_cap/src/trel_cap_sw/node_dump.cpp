@@ -5,6 +5,7 @@
 #include "node_walk.h"
 #include "trel_cap/node_list.h"
 #include "trel_cap/registration.h"
+#include "trel_cap/status.h"
 
 using namespace trel_cap;
 
@@ -36,8 +37,15 @@ extern "C" [[gnu::alias("trel_cap_sw_dump_node")]] void trel_cap_own_dump_node(C
 
 int32_t trel_cap_sw_dump_node_with_printf(CapNodeRecord record) { return printf("%s", Line(record).text); }
 
-void trel_cap_sw_dump_all_node() {
+/*
+ * To applications trel_cap_sw_dump_all_node() is void. The console calls it too, and takes what is left in the return
+ * register for its status; so what is defined under this name leaves one there.
+ */
+extern "C" [[gnu::visibility("default")]] int32_t dump_all_with_status() __asm__("trel_cap_sw_dump_all_node");
+
+int32_t dump_all_with_status() {
     puts("\n===================CURRENT_NODE_INFO===================");
     printf("g_trel_cap_flag is %d, node_info is valid when bit 1 is set\n", g_trel_cap_flag);
     trel_cap_sw_node_walk_cur(print_node, nullptr);
+    return TREL_CAP_OK;
 }
