@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <fcntl.h>
 #include <iostream>
-#include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
@@ -13,8 +12,7 @@
 #include <trel_cap/records.h>
 
 #include "chassis.h"
-
-extern char **environ;
+#include "child.h"
 
 namespace demo {
 
@@ -103,13 +101,13 @@ public:
         std::string option = "--store";
         std::string name = store;
         char *arguments[] = {program.data(), verb.data(), option.data(), name.data(), nullptr};
-        const int failed = posix_spawn(&pid_, "/proc/self/exe", &actions, nullptr, arguments, environ);
+        const bool started = spawn_apart("/proc/self/exe", &actions, arguments, pid_);
         posix_spawn_file_actions_destroy(&actions);
         close(to_child[0]);
         close(from_child[1]);
         to_ = fdopen(to_child[1], "w");
         from_ = fdopen(from_child[0], "r");
-        if (failed != 0 || !to_ || !from_) {
+        if (!started || !to_ || !from_) {
             throw std::runtime_error("the publisher's process does not start");
         }
     }

@@ -1,109 +1,128 @@
 #include "readiness_story.h"
 
-#include <cinttypes>
-#include <cstdio>
 #include <string>
 #include <vector>
 
 #include <trel_cap/trel_cap.h>
 
-#include "chassis.h"
+#include "cards.h"
+#include "events.h"
 
 namespace demo {
 
 namespace {
 
-// What the callback was told and the story has not yet shown. A callback has no argument of its own to keep it in.
-std::vector<std::string> events;
+bool all_loaded() {
+    return trel_cap_fe_ready_is_all_validated() != 0 && trel_cap_fab_ready_is_all_validated() != 0 &&
+           trel_cap_cm_ready_is_all_validated() != 0 && trel_cap_hps_ready_is_all_validated() != 0;
+}
 
-int32_t on_event(int32_t event, void *argument) {
-    if (event == TREL_CAP_EVENT_SYSTEM) {
-        events.emplace_back("the device is ready");
-    } else if (event == TREL_CAP_EVENT_FE_NODE) {
-        const auto *node = static_cast<const CapNodeReady *>(argument);
-        char text[64];
-        std::snprintf(text, sizeof text, "line card node 0x%" PRIx32 " is %s", node->node,
-                      node->ready ? "ready" : "not ready");
-        events.emplace_back(text);
+void ask(Teller &teller, MomClient *client) {
+    struct Query {
+        const char *what;
+        int32_t (*ask)(MomClient *, uint8_t *);
+        bool expected;
+    };
+    constexpr Query kQueries[] = {
+        {"the device", trel_cap_ce_get_glb_ready, true},
+        {"the HPS cards", trel_cap_ce_get_hps_glb_ready, false},
+        {"the control modules", trel_cap_ce_get_cm_glb_ready, false},
+        {"the fabric cards", trel_cap_ce_get_fab_glb_ready, false},
+    };
+    for (const Query &query : kQueries) {
+        uint8_t ready = 0;
+        const int32_t status = query.ask(client, &ready);
+        expect(status == TREL_CAP_OK && (ready == 1) == query.expected, query.what);
+        teller.line("%-20s %s", query.what, ready ? "ready" : "not ready: nobody has said so");
     }
-    return 0;
 }
 
-void tell_events(Teller &teller) {
-    for (const std::string &event : events) {
-        teller.line("    callback: %s", event.c_str());
+void device_becomes_ready(Teller &teller, MomClient *client, Publisher &publisher) {
+    teller.chapter("The device becomes ready: the callback is told, and anybody may ask");
+    run_until(client, "the initial load", all_loaded);
+    cause(teller, client, publisher, "device-ready", {told(TREL_CAP_EVENT_SYSTEM)});
+    ask(teller, client);
+}
+
+std::string node_event(int32_t event, int32_t slot, bool ready) {
+    return told(event, static_cast<uint32_t>(node_of(slot)), ready);
+}
+
+std::string line_card(int32_t slot, bool ready) { return node_event(TREL_CAP_EVENT_FE_NODE, slot, ready); }
+
+std::string in_slot(const char *verb, int32_t slot) { return std::string(verb) + ' ' + std::to_string(slot); }
+
+void line_cards_come_up(Teller &teller, MomClient *client, Publisher &publisher) {
+    teller.chapter("Line cards come up");
+    teller.line("(one is ready when it is installed, the application's check has passed it, and its software says so)");
+    for (int32_t slot = kFirstSlot; slot < kLastLineCardSlot; ++slot) {
+        cause(teller, client, publisher, in_slot("install", slot), {});
+        cause(teller, client, publisher, in_slot("pass", slot), {});
+        cause(teller, client, publisher, in_slot("ready", slot), {line_card(slot, true)});
     }
-    events.clear();
 }
 
-// One record published, and the one event that it causes; none when `event` is empty.
-void cause(Teller &teller, MomClient *client, Publisher &publisher, const std::string &step, const std::string &event) {
-    teller.play(publisher, step);
-    bool delivered = false;
-    run_until(client, step.c_str(), [&] {
-        delivered = delivered || ox_mom_client_process(client, 100) > 0;
-        return delivered;
-    });
-    expect(event.empty() ? events.empty() : events == std::vector<std::string>{event}, step.c_str());
-    tell_events(teller);
+void card_is_denied(Teller &teller, MomClient *client, Publisher &publisher) {
+    teller.chapter("A card that the application's check denies");
+    cause(teller, client, publisher, in_slot("install", kLastLineCardSlot), {});
+    cause(teller, client, publisher, in_slot("deny", kLastLineCardSlot), {line_card(kLastLineCardSlot, false)});
+    cause(teller, client, publisher, in_slot("ready", kLastLineCardSlot), {});
+    teller.line("    no callback: a card that is denied does not become ready");
 }
 
-std::string told(int32_t slot, const char *state) {
-    char text[64];
-    std::snprintf(text, sizeof text, "line card node 0x%" PRIx32 " is %s", static_cast<uint32_t>(node_of(slot)), state);
-    return text;
+void card_is_pulled_out(Teller &teller, MomClient *client, Publisher &publisher) {
+    teller.chapter("A card is pulled out");
+    cause(teller, client, publisher, in_slot("remove", kRemovedSlot), {line_card(kRemovedSlot, false)});
 }
 
-void bring_up(Teller &teller, MomClient *client, Publisher &publisher, int32_t slot) {
-    const std::string number = " " + std::to_string(slot);
-    cause(teller, client, publisher, "install" + number, "");
-    cause(teller, client, publisher, "pass" + number, "");
-    cause(teller, client, publisher, "ready" + number, told(slot, "ready"));
+void other_classes_come_up(Teller &teller, MomClient *client, Publisher &publisher) {
+    struct Class {
+        int32_t slot;
+        int32_t node_event;
+        const char *class_step;
+        int32_t class_event;
+    };
+    constexpr Class kClasses[] = {
+        {kFabricSlot, TREL_CAP_EVENT_FAB_NODE, "fabric-ready", TREL_CAP_EVENT_FAB},
+        {kControlModuleSlot, TREL_CAP_EVENT_CM_NODE, "control-modules-ready", TREL_CAP_EVENT_CM},
+        {kHpsSlot, TREL_CAP_EVENT_HPS_NODE, "hps-ready", TREL_CAP_EVENT_HPS},
+    };
+    teller.chapter("A fabric card, a control module and an HPS card come up, and with each its class");
+    teller.line("(no application checks them; a fabric card's node is told to those who follow line cards, too)");
+    for (const Class &its : kClasses) {
+        std::vector<std::string> ready = {node_event(its.node_event, its.slot, true)};
+        if (its.slot == kFabricSlot) {
+            ready.insert(ready.begin(), line_card(its.slot, true));
+        }
+        cause(teller, client, publisher, in_slot("install", its.slot), {});
+        cause(teller, client, publisher, in_slot("ready", its.slot), ready);
+        cause(teller, client, publisher, its.class_step, {told(its.class_event)});
+    }
 }
 
-void survive_restart(Teller &teller, MomClient *client, const Stage &stage) {
+void server_restarts(Teller &teller, MomClient *client, const Stage &stage) {
     teller.chapter("The server crashes, and starts again with nothing in it");
     stage.restart_server();
     teller.line("the server is up again; the library notices, reconnects, and follows everything anew");
     run_until(client, "the reconnection", [] { return g_trel_cap_glb_ready_validated == 0; });
-    run_until(client, "the new beginning",
-              [] { return trel_cap_fe_ready_is_all_validated() != 0 && g_trel_cap_config_reconnect == 0; });
-    events.clear();
-    teller.line(
-        "the other processes publish again; what the library knew of a card counts until it is told otherwise:");
-    cause(teller, client, stage.publisher, "device-ready", "the device is ready");
-    cause(teller, client, stage.publisher, "install 1", told(kFirstSlot, "ready"));
-    cause(teller, client, stage.publisher, "deny 1", told(kFirstSlot, "not ready"));
+    run_until(client, "the new beginning", [] { return all_loaded() && g_trel_cap_config_reconnect == 0; });
+    expect(no_events(), "silence while nothing is published");
+    teller.line("(what it knew of a card counts until it is told otherwise)");
+    cause(teller, client, stage.publisher, "device-ready", {told(TREL_CAP_EVENT_SYSTEM)});
+    cause(teller, client, stage.publisher, in_slot("install", kFirstSlot), {line_card(kFirstSlot, true)});
+    cause(teller, client, stage.publisher, in_slot("deny", kFirstSlot), {line_card(kFirstSlot, false)});
 }
 
 }  // namespace
 
-void register_callback(Teller &teller) {
-    constexpr uint32_t kEvents = TREL_CAP_EVENT_BIT(TREL_CAP_EVENT_SYSTEM) | TREL_CAP_EVENT_BIT(TREL_CAP_EVENT_FE_NODE);
-    expect(trel_cap_event_callback_reg("demo", on_event, kEvents) == TREL_CAP_OK, "the registration");
-    teller.line("a callback is registered for the device and for line cards");
-}
-
-void follow_cards(Teller &teller, MomClient *client, const Stage &stage) {
-    Publisher &publisher = stage.publisher;
-    teller.chapter("Line cards come up: installed, checked, ready");
-    run_until(client, "the initial load", [] { return trel_cap_fe_ready_is_all_validated() != 0; });
-    run_until(client, "the device's readiness",
-              [] { return events == std::vector<std::string>{"the device is ready"}; });
-    tell_events(teller);
-    for (int32_t slot = kFirstSlot; slot < kLastSlot; ++slot) {
-        bring_up(teller, client, publisher, slot);
-    }
-
-    teller.chapter("A card that the application's check denies");
-    cause(teller, client, publisher, "install 3", "");
-    cause(teller, client, publisher, "deny 3", told(kLastSlot, "not ready"));
-    cause(teller, client, publisher, "ready 3", "");
-
-    teller.chapter("A card is pulled out");
-    cause(teller, client, publisher, "remove 2", told(2, "not ready"));
+void tell_readiness(Teller &teller, MomClient *client, const Stage &stage) {
+    device_becomes_ready(teller, client, stage.publisher);
+    line_cards_come_up(teller, client, stage.publisher);
+    card_is_denied(teller, client, stage.publisher);
+    card_is_pulled_out(teller, client, stage.publisher);
+    other_classes_come_up(teller, client, stage.publisher);
     if (stage.restart_server) {
-        survive_restart(teller, client, stage);
+        server_restarts(teller, client, stage);
     }
 }
 

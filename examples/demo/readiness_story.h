@@ -1,4 +1,4 @@
-// The part of the story in which cards come, become ready, and go.
+// The part of the story in which the device and its cards come, become ready, and go.
 #pragma once
 
 #include <ox_mom.h>
@@ -8,9 +8,6 @@
 
 namespace demo {
 
-// Before the library starts: asks to be told of the device and of line cards.
-void register_callback(Teller &teller);
-
-void follow_cards(Teller &teller, MomClient *client, const Stage &stage);
+void tell_readiness(Teller &teller, MomClient *client, const Stage &stage);
 
 }  // namespace demo

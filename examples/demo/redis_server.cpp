@@ -2,16 +2,14 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdlib>
-#include <filesystem>
-#include <spawn.h>
+#include <iterator>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <thread>
 
 #include <ox_mom.h>
 
-extern char **environ;
+#include "child.h"
 
 namespace demo {
 
@@ -26,32 +24,22 @@ bool answers(const std::string &store) {
 
 }  // namespace
 
-RedisServer::RedisServer() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "trel_cap_demo.XXXXXX").string();
-    if (!mkdtemp(pattern.data())) {
-        throw std::runtime_error("no directory for a Redis server: " + pattern);
-    }
-    directory_ = pattern;
-    start();
-}
+RedisServer::RedisServer() { start(); }
 
-RedisServer::~RedisServer() {
-    stop(SIGTERM);
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
-}
+RedisServer::~RedisServer() { stop(SIGTERM); }
 
 void RedisServer::start() {
-    std::string socket = directory_ + "/redis.sock";
-    std::string log = directory_ + "/redis.log";
+    std::string directory = directory_.path();
+    std::string socket = directory + "/redis.sock";
+    std::string log = directory + "/redis.log";
     std::string words[] = {
         "redis-server", "--port",    "0", "--unixsocket", socket, "--databases", "32", "--save", "", "--dir",
-        directory_,     "--logfile", log};
+        directory,      "--logfile", log};
     char *arguments[std::size(words) + 1] = {};
     for (size_t i = 0; i < std::size(words); ++i) {
         arguments[i] = words[i].data();
     }
-    if (posix_spawnp(&pid_, "redis-server", nullptr, nullptr, arguments, environ) != 0) {
+    if (!spawn_apart("redis-server", nullptr, arguments, pid_)) {
         throw std::runtime_error("redis-server does not start: is it installed?");
     }
     constexpr int kTries = 250;

@@ -4,6 +4,8 @@
 #include <string>
 #include <sys/types.h>
 
+#include "temporary_directory.h"
+
 namespace demo {
 
 class RedisServer {
@@ -17,13 +19,13 @@ public:
     // As a crash and a new start: all that was stored is gone.
     void restart();
 
-    std::string store() const { return "unix://" + directory_ + "/redis.sock"; }
+    std::string store() const { return "unix://" + directory_.path() + "/redis.sock"; }
 
 private:
     void start();
     void stop(int signal);
 
-    std::string directory_;
+    TemporaryDirectory directory_;
     pid_t pid_ = -1;
 };
 

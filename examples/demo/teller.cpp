@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "interruption.h"
+
 namespace demo {
 
 void Teller::chapter(const char *title) { std::printf("\n%d. %s\n", ++chapter_, title); }
@@ -19,6 +21,7 @@ void Teller::line(const char *format, ...) {
 }
 
 void Teller::play(Publisher &publisher, const std::string &step) {
+    throw_if_interrupted();
     for (const std::string &record : publisher.play(step)) {
         line("%s published: %s", publisher.who().c_str(), record.c_str());
     }
@@ -34,6 +37,7 @@ void run_until(MomClient *client, const char *what, const std::function<bool()> 
     using Clock = std::chrono::steady_clock;
     const auto deadline = Clock::now() + std::chrono::seconds(10);
     while (!condition() && Clock::now() < deadline) {
+        throw_if_interrupted();
         expect(ox_mom_client_process(client, 100) >= 0, "the client's loop runs");
     }
     expect(condition(), what);

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
-# demo_test.sh NAME PROGRAM: runs the test function of that name.
+# demo_test.sh NAME PROGRAM [QUIB]: runs the test function of that name.
 set -euo pipefail
 
 program=$2
+quib=${3:-}
 work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
+pid= # of a demo that stays
+trap '[ -z "$pid" ] || kill "$pid" || true; rm -rf "$work"' EXIT
 unset OX_MOM_STORE OX_MOM_TIMEOUT_MS OX_ZLOG_CONF
-export QUIB_DIR=$work # and no console of somebody else's
+export QUIB_DIR=$work/console TMPDIR=$work/tmp # nothing else goes there
+mkdir "$QUIB_DIR" "$TMPDIR"
 
 fail() { # MESSAGE...
   echo "$*" >&2
@@ -25,9 +28,10 @@ run() { # STATUS ARGUMENT...
 expect_lines() { # PATTERN...
   local pattern line=0 at
   for pattern; do
-    at=$(tail -n "+$((line + 1))" "$work/out" | grep -nEm 1 -- "$pattern" | cut -d : -f 1) ||
-      fail "no line '$pattern' after line $line"
-    line=$((line + at))
+    at=$({ grep -nE -- "$pattern" "$work/out" || true; } |
+      awk -F : -v after="$line" '$1 > after && !at { at = $1 } END { print at }')
+    [ -n "$at" ] || fail "no line '$pattern' after line $line"
+    line=$at
   done
 }
 
@@ -37,17 +41,33 @@ expect_story() { # PUBLISHER
     '/device/stack/support +0 .*true' '/l2/vlan/max +0 .*4094' \
     '/device/teleport/support +-22 ' '/l2/vlan/max +-24 ' \
     '/l2/vlan/max +0 .*2048' '/l2/vlan/max +0 .*2048' \
+    "$1 published: .*/port/speeds = 10G,25G,100G" '/port/speeds +0 .*10G,25G,100G' \
     "$1 published: .*/port/mtu/limit = 1500" 'callback: .*/port/mtu/limit .*1500' \
-    "$1 published: .*device is ready" 'the device +ready$' \
+    "$1 published: .*/fabric/links/max = 48" 'callback: .*/fabric/links/max .*48' \
+    "$1 published: .*device is ready" 'callback: .*device.* ready .*event 0' 'the device +ready$' \
     'HPS cards +not ready' 'control modules +not ready' 'fabric cards +not ready' \
-    'callback: .*device.* ready' 'callback: .*node 0x11 is ready' \
-    'callback: .*node 0x13 is not ready' 'callback: .*node 0x12 is not ready'
+    "$1 published: slot 1: .*software is ready" 'callback: .*node 0x11 is ready .*event 1' \
+    "$1 published: slot 3: .*denied" 'callback: .*node 0x13 is not ready .*event 1' \
+    "$1 published: slot 2: .*gone" 'callback: .*node 0x12 is not ready .*event 1' \
+    "$1 published: slot 4: .*software is ready" 'callback: .*node 0x14 is ready .*event 1' \
+    'callback: .*node 0x14 is ready .*event 4' 'callback: .*fabric cards.* ready .*event 3' \
+    "$1 published: slot 5: .*software is ready" 'callback: .*node 0x15 is ready .*event 5' \
+    'callback: .*control modules.* ready .*event 2' \
+    "$1 published: slot 6: .*software is ready" 'callback: .*node 0x16 is ready .*event 6' \
+    'callback: .*HPS cards.* ready .*event 7'
   [ ! -s "$work/err" ] || fail "something was said on standard error"
+}
+
+expect_nothing_left() {
+  local left
+  left=$(find "$QUIB_DIR" "$TMPDIR" -mindepth 1)
+  [ -z "$left" ] || fail "left behind: $left"
 }
 
 embedded() {
   run 0
   expect_story 'another thread'
+  expect_nothing_left
 }
 
 redis() {
@@ -55,9 +75,8 @@ redis() {
   expect_story 'process [0-9]+'
   expect_lines 'server crashes' 'callback: .*device.* ready' 'callback: .*node 0x11 is ready' \
     'callback: .*node 0x11 is not ready'
-  local directory
-  directory=$(sed -nE 's,.*unix://(.*)/redis\.sock.*,\1,p' "$work/out" | head -n 1)
-  [ -n "$directory" ] && [ ! -e "$directory" ] || fail "the server's directory '$directory' is left behind"
+  expect_lines "unix://$TMPDIR/"
+  expect_nothing_left
 }
 
 # The story is the same with the library's log beside it.
@@ -70,13 +89,83 @@ log() {
 without_server() {
   PATH=$work run 1 --redis
   grep -q '^trel_cap_demo: redis-server ' "$work/err" || fail "another message"
+  expect_nothing_left
+}
+
+# It ends where it is, as with Ctrl-C.
+without_reader() {
+  local status=0
+  "$program" --redis 2>"$work/err" | head -n 1 >"$work/out" || status=${PIPESTATUS[0]}
+  [ "$status" = 141 ] || fail "trel_cap_demo --redis ended with $status"
+  expect_nothing_left
+}
+
+# The telling has come to the point where it stays.
+start_to_stay() { # ARGUMENT...
+  "$program" --stay --quib "$quib" "$@" >"$work/out" 2>"$work/err" &
+  pid=$!
+  local i
+  for ((i = 0; i < 400; i++)); do
+    if grep -qs 'Ctrl-C ends it' "$work/out"; then return; fi
+    kill -0 "$pid" || break
+    sleep 0.05
+  done
+  fail "trel_cap_demo --stay does not get there"
+}
+
+end_by() { # SIGNAL
+  local status=0
+  kill -s "$1" "$pid"
+  wait "$pid" || status=$?
+  pid=
+  [ "$status" = 0 ] || fail "trel_cap_demo --stay ended with $status"
+  [ ! -s "$work/err" ] || fail "something was said on standard error"
+  expect_nothing_left
+}
+
+# As the demo says that it is to be called.
+ask() { # COMMAND ARGUMENT...
+  local attach
+  attach=$(sed -n 's/ dump_node$//p' "$work/out")
+  eval "$attach $*" >"$work/answer" 2>&1 || fail "$attach $* failed: $(cat "$work/answer")"
+}
+
+expect_answer() { # LINE
+  grep -qx -- "$1" "$work/answer" || fail "no line '$1' in: $(cat "$work/answer")"
+}
+
+stay() {
+  start_to_stay
+  expect_story 'another thread'
+  ask dump_node
+  expect_answer 'node:0x00000016,.* ready 1, node_type 7,.*'
+  ask ce_get_g_cap_int32 /l2/vlan/max
+  expect_answer 'value 2048'
+  end_by TERM
+}
+
+stay_redis() {
+  start_to_stay --redis
+  ask ce_get_fe_cap_str 17 /port/speeds
+  expect_answer 'str 10G,25G,100G'
+  end_by HUP
+}
+
+# Two cannot have one name; the one that cannot be attached to says so.
+stay_twice() {
+  start_to_stay
+  local status=0
+  "$program" --stay >"$work/answer" 2>&1 || status=$?
+  [ "$status" = 1 ] || fail "the second ended with $status"
+  grep -q 'another demo is running' "$work/answer" || fail "no reason: $(cat "$work/answer")"
+  end_by TERM
 }
 
 usage() {
   run 2 --nonsense
   run 2 --log-level 5
   run 0 --help
-  expect_lines '--redis' '--log-level'
+  expect_lines '--redis' '--log-level' '--stay'
 }
 
 "$1"
