@@ -10,6 +10,8 @@ namespace mom {
 
 namespace {
 
+constexpr size_t kUsualBytes = 256;  // of a key, or of a record's fields
+
 template <class T>
 const T &member(const ProtobufCMessage &message, size_t offset) {
     return *reinterpret_cast<const T *>(reinterpret_cast<const std::byte *>(&message) + offset);
@@ -51,6 +53,67 @@ void copy_field(const ProtobufCFieldDescriptor &field, const ProtobufCMessage &f
     if (field.quantifier_offset != 0) {
         const size_t size = field.label == PROTOBUF_C_LABEL_REPEATED ? sizeof(size_t) : sizeof(uint32_t);
         std::memcpy(to + field.quantifier_offset, source + field.quantifier_offset, size);
+    }
+}
+
+void append_varint(std::string &to, uint64_t value) {
+    for (; value > 0x7F; value >>= 7) {
+        to += static_cast<char>(value | 0x80);
+    }
+    to += static_cast<char>(value);
+}
+
+void append_tag(std::string &to, const ProtobufCFieldDescriptor &field, unsigned wire_type) {
+    append_varint(to, uint64_t{field.id} << 3 | wire_type);
+}
+
+void append_varint_field(std::string &to, const ProtobufCFieldDescriptor &field, uint64_t value) {
+    if (value != 0) {
+        append_tag(to, field, PROTOBUF_C_WIRE_TYPE_VARINT);
+        append_varint(to, value);
+    }
+}
+
+void append_message_field(std::string &to, const ProtobufCFieldDescriptor &field, const ProtobufCMessage *message) {
+    if (message) {
+        const size_t size = protobuf_c_message_get_packed_size(message);
+        append_tag(to, field, PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED);
+        append_varint(to, size);
+        to.resize(to.size() + size);
+        protobuf_c_message_pack(message, reinterpret_cast<uint8_t *>(to.data() + to.size() - size));
+    }
+}
+
+void append_text_field(std::string &to, const ProtobufCFieldDescriptor &field, const char *text) {
+    if (const size_t size = text ? std::strlen(text) : 0) {
+        append_tag(to, field, PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED);
+        append_varint(to, size);
+        to.append(text, size);
+    }
+}
+
+// Appends a field of the kinds that records have, in wire form: nothing when it is at its default. False when it is of
+// another kind.
+bool append_usual_field(std::string &to, const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field) {
+    if (field.label != PROTOBUF_C_LABEL_NONE || (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) != 0) {
+        return false;
+    }
+    switch (field.type) {
+        case PROTOBUF_C_TYPE_INT32:
+        case PROTOBUF_C_TYPE_ENUM:
+            append_varint_field(to, field, static_cast<uint64_t>(int64_t{member<int32_t>(record, field.offset)}));
+            return true;
+        case PROTOBUF_C_TYPE_BOOL:
+            append_varint_field(to, field, member<protobuf_c_boolean>(record, field.offset) != 0 ? 1U : 0U);
+            return true;
+        case PROTOBUF_C_TYPE_MESSAGE:
+            append_message_field(to, field, member<const ProtobufCMessage *>(record, field.offset));
+            return true;
+        case PROTOBUF_C_TYPE_STRING:
+            append_text_field(to, field, member<const char *>(record, field.offset));
+            return true;
+        default:
+            return false;
     }
 }
 
@@ -97,6 +160,7 @@ const ProtobufCFieldDescriptor *index_of(const ProtobufCMessageDescriptor &type)
 
 int32_t append_key(const ProtobufCMessage &message, std::string &key) {
     const ProtobufCMessageDescriptor &type = *message.descriptor;
+    key.reserve(kUsualBytes);
     key += type.name;
     const ProtobufCFieldDescriptor *index_field = index_of(type);
     if (!index_field) {
@@ -117,6 +181,8 @@ int32_t append_key(const ProtobufCMessage &message, std::string &key) {
 
 int32_t EncodedFields::encode(const ProtobufCMessage &record, std::span<const int32_t> field_ids) {
     const ProtobufCMessageDescriptor &type = *record.descriptor;
+    values_.reserve(kUsualBytes);
+    fields_.reserve(field_ids.size() + 1);
     append(record, *index_of(type));
     for (const int32_t id : field_ids) {
         const ProtobufCFieldDescriptor *field =
@@ -129,15 +195,24 @@ int32_t EncodedFields::encode(const ProtobufCMessage &record, std::span<const in
         }
     }
     // Only now do the bytes stay where they are.
-    for (size_t i = 0; i < fields_.size(); ++i) {
-        const size_t end = i + 1 < starts_.size() ? starts_[i + 1] : values_.size();
-        fields_[i].value = std::string_view(values_).substr(starts_[i], end - starts_[i]);
+    const char *start = values_.data();
+    for (StoredField &field : fields_) {
+        field.value = {start, field.value.size()};
+        start += field.value.size();
     }
     return 0;
 }
 
 void EncodedFields::append(const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field) {
-    // A message with nothing else in it packs to exactly this field, or to nothing when it is at its default.
+    const size_t start = values_.size();
+    if (!append_usual_field(values_, record, field)) {
+        append_alone(record, field);
+    }
+    fields_.push_back({.number = field.id, .value = std::string_view(values_).substr(start)});
+}
+
+// A message with nothing else in it packs to exactly this field, or to nothing when it is at its default.
+void EncodedFields::append_alone(const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field) {
     alone_.resize(record.descriptor->sizeof_message / sizeof(std::max_align_t) + 1);
     auto *message = reinterpret_cast<ProtobufCMessage *>(alone_.data());
     protobuf_c_message_init(record.descriptor, message);
@@ -145,8 +220,6 @@ void EncodedFields::append(const ProtobufCMessage &record, const ProtobufCFieldD
     const size_t start = values_.size();
     values_.resize(start + protobuf_c_message_get_packed_size(message));
     protobuf_c_message_pack(message, reinterpret_cast<uint8_t *>(values_.data()) + start);
-    starts_.push_back(start);
-    fields_.push_back({.number = field.id, .value = {}});
 }
 
 std::string encode_object(const ProtobufCMessage &record) {

@@ -32,10 +32,10 @@ public:
 
 private:
     void append(const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field);
+    void append_alone(const ProtobufCMessage &record, const ProtobufCFieldDescriptor &field);
 
     std::vector<std::max_align_t> alone_;
     std::string values_;
-    std::vector<size_t> starts_;  // of the values
     StoredFields fields_;
 };
 
