@@ -1,5 +1,6 @@
 #include "connection.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
@@ -17,12 +18,14 @@ namespace {
 constexpr size_t kReceiveSize = size_t{8} * 1024;
 constexpr size_t kKeptBuffer = size_t{1024} * 1024;
 
-void append_length(std::string &out, char kind, size_t length) {
-    char digits[24];
-    const char *end = std::to_chars(digits, digits + sizeof digits, length).ptr;
-    out += kind;
-    out.append(digits, static_cast<size_t>(end - digits));
-    out += "\r\n";
+constexpr size_t kLongestHead = 24;  // of a word: its kind, its length, and the ends of two lines
+
+char *put_head(char *at, char kind, size_t length) {
+    *at++ = kind;
+    at = std::to_chars(at, at + kLongestHead, length).ptr;
+    *at++ = '\r';
+    *at++ = '\n';
+    return at;
 }
 
 }  // namespace
@@ -63,12 +66,20 @@ bool Connection::finish_connecting() const {
 }
 
 void Connection::add(std::span<const std::string_view> command) {
-    append_length(out_, '*', command.size());
+    size_t longest = kLongestHead;
     for (const std::string_view word : command) {
-        append_length(out_, '$', word.size());
-        out_.append(word);
-        out_ += "\r\n";
+        longest += kLongestHead + word.size();
     }
+    const size_t before = out_.size();
+    out_.resize(before + longest);  // the only step that can fail: a command is added whole or not at all
+    char *at = put_head(out_.data() + before, '*', command.size());
+    for (const std::string_view word : command) {
+        at = put_head(at, '$', word.size());
+        at = std::copy(word.begin(), word.end(), at);
+        *at++ = '\r';
+        *at++ = '\n';
+    }
+    out_.resize(static_cast<size_t>(at - out_.data()));
 }
 
 bool Connection::send() {
