@@ -1,6 +1,7 @@
-// The form of a notification: numbers of 32 bits, little-endian, and the record's bytes. The numbers are the command,
-// how many fields were written, how many are present; each field written; of each field present its number and length.
-// The server's scripts make the same.
+// The form of a notification: a head, and the record. The head is numbers of 32 bits, little-endian: the command,
+// whether the record is fields (a hash) or bytes (a single object), how many fields were written, and the number of
+// each. Fields are a MessagePack array of strings, the number in decimal and the value of each field in turn: what the
+// server's packing function makes of the answer to HGETALL.
 #pragma once
 
 #include <cstdint>
@@ -17,13 +18,16 @@ struct Notice {
     int32_t cmd = 0;
     std::vector<int32_t> written = {};
     StoredFields fields = {};     // a hash's
-    std::string_view bytes = {};  // of the whole record
+    std::string_view bytes = {};  // of a single object
 };
+
+void append_hash_notice_head(std::string &text, int32_t cmd, std::span<const int32_t> written);
+void append_object_notice_head(std::string &text, int32_t cmd);
 
 std::string write_notice(int32_t cmd, std::span<const int32_t> written, const StoredFields &fields);
 std::string write_object_notice(int32_t cmd, std::string_view bytes);
 
-// False when the bytes are none.
+// False when the text is none. What the notice refers to is in the text.
 bool read_notice(std::string_view text, Notice &notice);
 
 }  // namespace mom

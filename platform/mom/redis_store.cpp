@@ -3,6 +3,7 @@
 #include <initializer_list>
 
 #include "error.h"
+#include "notice.h"
 #include "ox_mom.h"
 #include "redis_session.h"
 #include "scripts.h"
@@ -14,8 +15,10 @@ namespace {
 
 constexpr size_t kScanBatch = 256;  // records asked for at once
 
-// The set of a type's records. No type's name has a colon, so it is no record's key.
-std::string set_of(std::string_view type) { return std::string("records:").append(type); }
+// Before a type's name: the set of its records. No type's name has a colon, so it is no record's key.
+constexpr std::string_view kSetPrefix = "records:";
+
+constexpr size_t kDigest = 1;  // the place of a script's digest among the words of the command that runs it
 
 // A script, and the digest by which the server knows it once it has been loaded.
 struct Script {
@@ -25,6 +28,7 @@ struct Script {
 
 bool to_fields(const Reply &reply, StoredFields &fields) {
     fields.clear();
+    fields.reserve(reply.elements.size() / 2);
     for (size_t i = 0; i + 1 < reply.elements.size(); i += 2) {
         fields.push_back({.number = field_number(reply.elements[i].text), .value = reply.elements[i + 1].text});
     }
@@ -56,26 +60,23 @@ public:
     }
 
     int32_t write_hash(const RecordName &name, const StoredFields &fields, std::span<const int32_t> written) override {
-        const std::string of_type = channel_of(name.db, name.type);
-        const std::string of_record = channel_of(name.db, name.key);
-        const std::string n_written = std::to_string(written.size());
-        const auto *numbers = reinterpret_cast<const char *>(written.data());
-        words_.assign({of_type, of_record, n_written, {numbers, written.size_bytes()}});
+        head_.clear();
+        append_hash_notice_head(head_, OX_MOM_CMD_DELIVERED, written);
+        begin_hash_command(name);
         numbers_.clear();
         numbers_.reserve(fields.size());
         for (const StoredField &field : fields) {
-            words_.insert(words_.end(), {numbers_.emplace_back(std::to_string(field.number)), field.value});
+            command_.push_back(numbers_.emplace_back(std::to_string(field.number)));
+            command_.push_back(field.value);
         }
-        const std::string set = set_of(name.type);
-        return run(write_hash_, name, {name.key, set}, words_);
+        return run(write_hash_, name);
     }
 
     int32_t remove_hash(const RecordName &name) override {
-        const std::string of_type = channel_of(name.db, name.type);
-        const std::string of_record = channel_of(name.db, name.key);
-        words_.assign({of_type, of_record});
-        const std::string set = set_of(name.type);
-        return run(remove_hash_, name, {name.key, set}, words_);
+        head_.clear();
+        append_hash_notice_head(head_, OX_MOM_CMD_DELETED, {});
+        begin_hash_command(name);
+        return run(remove_hash_, name);
     }
 
     int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) override {
@@ -90,15 +91,18 @@ public:
     }
 
     int32_t write_object(const RecordName &name, std::string_view bytes) override {
-        const std::string channel = channel_of(name.db, name.key);
-        words_.assign({channel, bytes});
-        return run(write_object_, name, {name.key}, words_);
+        head_.clear();
+        append_object_notice_head(head_, OX_MOM_CMD_WRITTEN);
+        begin_object_command(name);
+        command_.push_back(bytes);
+        return run(write_object_, name);
     }
 
     int32_t remove_object(const RecordName &name) override {
-        const std::string channel = channel_of(name.db, name.key);
-        words_.assign({channel});
-        return run(remove_object_, name, {name.key}, words_);
+        head_.clear();
+        append_object_notice_head(head_, OX_MOM_CMD_DELETED);
+        begin_object_command(name);
+        return run(remove_object_, name);
     }
 
     int32_t scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) override;
@@ -127,34 +131,48 @@ private:
         return reply;
     }
 
-    int32_t run(Script &script, const RecordName &name, std::initializer_list<std::string_view> keys,
-                std::span<const std::string_view> arguments);
+    // The words that scripts begin with, but for the script itself, which run() knows. The head is in head_ already.
+    void begin_hash_command(const RecordName &name) {
+        channel_.clear();
+        append_channel(channel_, name.db, name.key);
+        const auto of_type = std::string_view(channel_).substr(0, channel_.size() - name.key.size() + name.type.size());
+        set_ = kSetPrefix;
+        set_ += name.type;
+        command_.assign({"EVALSHA", {}, "2", name.key, set_, of_type, channel_, head_});
+    }
+
+    void begin_object_command(const RecordName &name) {
+        channel_.clear();
+        append_channel(channel_, name.db, name.key);
+        command_.assign({"EVALSHA", {}, "1", name.key, channel_, head_});
+    }
+
+    int32_t run(Script &script, const RecordName &name);
     int32_t load(Script &script, int32_t db);
     int32_t read_batch(int32_t db, std::span<const Reply> keys, ReplyArena &arena, std::vector<const Reply *> &replies);
 
     RedisSession session_;
     ReplyArena arena_;
-    std::vector<std::string_view> words_;
-    std::vector<std::string> numbers_;
     std::vector<std::string_view> command_;
+    // What the words of a command refer to. Kept from one to the next, so that a write allocates nothing here.
+    std::string channel_;
+    std::string set_;
+    std::string head_;
+    std::vector<std::string> numbers_;
     Script write_hash_{.body = kWriteHashScript, .digest = {}};
     Script remove_hash_{.body = kRemoveHashScript, .digest = {}};
     Script write_object_{.body = kWriteObjectScript, .digest = {}};
     Script remove_object_{.body = kRemoveObjectScript, .digest = {}};
 };
 
-int32_t RedisStore::run(Script &script, const RecordName &name, std::initializer_list<std::string_view> keys,
-                        std::span<const std::string_view> arguments) {
-    const std::string n_keys = std::to_string(keys.size());
+int32_t RedisStore::run(Script &script, const RecordName &name) {
     // The server forgets scripts when it restarts: what it does not know any more is loaded again, once.
     for (bool loaded_now = false;; loaded_now = true) {
         int32_t code = script.digest.empty() || loaded_now ? load(script, name.db) : 0;
         if (code != 0) {
             return code;
         }
-        command_.assign({"EVALSHA", script.digest, n_keys});
-        command_.insert(command_.end(), keys);
-        command_.insert(command_.end(), arguments.begin(), arguments.end());
+        command_[kDigest] = script.digest;
         const Reply *reply = request(name.db, command_, &code);
         if (!reply) {
             return code;
@@ -190,7 +208,7 @@ int32_t RedisStore::scan_hashes(int32_t db, std::string_view type, ScanVisitor &
     if (!connection) {
         return code;
     }
-    const std::string set = set_of(type);
+    const std::string set = std::string(kSetPrefix).append(type);
     connection->add({"SMEMBERS", set});
     const Reply *members = await(*connection, keys_arena, &code);
     if (!members) {

@@ -4,16 +4,18 @@
 
 namespace mom {
 
-std::string channel_of(int32_t db, std::string_view type_or_key) {
-    return std::string("mom:").append(std::to_string(db)).append(":").append(type_or_key);
+void append_channel(std::string &text, int32_t db, std::string_view type_or_key) {
+    constexpr std::string_view kOurs = "mom:";
+    char digits[16];
+    const char *end = std::to_chars(digits, digits + sizeof digits, db).ptr;
+    text.reserve(text.size() + kOurs.size() + sizeof digits + type_or_key.size());
+    text.append(kOurs).append(digits, static_cast<size_t>(end - digits)).append(1, ':').append(type_or_key);
 }
 
-uint32_t field_number(std::string_view name) {
-    constexpr uint32_t kHighest = (1U << 29) - 1;
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
-    const bool valid = error == std::errc() && end == name.data() + name.size() && number <= kHighest;
-    return valid ? number : 0;
+std::string channel_of(int32_t db, std::string_view type_or_key) {
+    std::string text;
+    append_channel(text, db, type_or_key);
+    return text;
 }
 
 }  // namespace mom

@@ -28,12 +28,27 @@ struct StoredField {
 using StoredFields = std::vector<StoredField>;
 
 // A field's number as its stored name has it; 0 when it is none.
-uint32_t field_number(std::string_view name);
+inline uint32_t field_number(std::string_view name) {
+    constexpr uint32_t kHighest = (1U << 29) - 1;
+    constexpr size_t kMostDigits = 9;
+    if (name.size() > kMostDigits) {
+        return 0;
+    }
+    uint32_t number = 0;
+    for (const char digit : name) {
+        if (digit < '0' || digit > '9') {
+            return 0;
+        }
+        number = number * 10 + static_cast<uint32_t>(digit - '0');
+    }
+    return number <= kHighest ? number : 0;
+}
 
 // Notifications that may wait for a client; more, and it is treated as one whose connection was lost.
 constexpr size_t kQueueLimit = 65536;
 
-// Channels: one a type, one a record.
+// Channels: one a type, one a record. A record's begins with its type's, as its key begins with the type's name.
+void append_channel(std::string &text, int32_t db, std::string_view type_or_key);
 std::string channel_of(int32_t db, std::string_view type_or_key);
 
 // The client, as its store sees it. Called from the loop only.
