@@ -1,5 +1,6 @@
 #include "console.h"
 
+#include "handlers.h"
 #include "quib/protocol.h"
 
 #include <poll.h>
@@ -11,6 +12,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -144,9 +146,31 @@ Answer ConsoleTest::ask(const std::string &line) const {
     return ask(mine, line);
 }
 
+bool ConsoleTest::ends(Operator &connection) const {
+    return pump_until([&connection] { return !connection.receive(); });
+}
+
+void ConsoleTest::expect_quiet() const {
+    settle();
+    EXPECT_EQ(ox_mom_client_process(client(), 30), 0);
+    EXPECT_FALSE(readable(ox_mom_client_fd(client()), milliseconds(30)));
+}
+
+void SpeakingTest::SetUp() {
+    ConsoleTest::SetUp();
+    ASSERT_EQ(register_command("say", "%s", say), 0);
+    ASSERT_EQ(register_command("much", "%d", say_much), 0);
+    ASSERT_EQ(register_command("nothing", "void", nothing), 0);
+}
+
 bool exists(const std::string &path) {
     struct stat status {};
     return lstat(path.c_str(), &status) == 0;
+}
+
+std::ptrdiff_t descriptors() {
+    const auto all = std::filesystem::directory_iterator("/proc/self/fd");
+    return std::distance(begin(all), end(all));
 }
 
 bool readable(int fd, milliseconds limit) {

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -97,9 +98,20 @@ protected:
     // Asks as an operator who connects for that alone.
     Answer ask(const std::string &line) const;
 
+    // The module ends the connection.
+    bool ends(Operator &connection) const;
+    // The client has nothing to do, and says so to a poll loop.
+    void expect_quiet() const;
+
 private:
     std::string root_;
     ClientPtr client_;
+};
+
+// The module has commands: "say" and "much", which print, and "nothing".
+class SpeakingTest : public ConsoleTest {
+protected:
+    void SetUp() override;
 };
 
 template <typename Function>
@@ -113,6 +125,8 @@ inline Answer refused(const std::string &errors, int code = 2) {
 }
 
 bool exists(const std::string &path);
+// How many this process has.
+std::ptrdiff_t descriptors();
 bool readable(int fd, milliseconds limit = milliseconds(0));
 
 }  // namespace quib_test

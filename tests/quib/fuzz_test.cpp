@@ -51,7 +51,8 @@ protected:
         std::cout << "QUIB_FUZZ_SEED=" << seed_ << "\n";
     }
 
-    uint32_t below(uint32_t limit) { return static_cast<uint32_t>(random_() % limit); }
+    uint32_t random() { return static_cast<uint32_t>(random_()); }
+    uint32_t below(uint32_t limit) { return random() % limit; }
 
     std::string bytes() {
         std::string text;
@@ -99,6 +100,32 @@ protected:
         }
         EXPECT_LE(fuzzer.answers, fuzzer.lines + (fuzzer.line_too_long ? 1 : 0));
         return there;
+    }
+
+    // Anything that a line can hold.
+    std::string value() {
+        std::string text;
+        for (uint32_t length = below(20); length > 0; --length) {
+            const char byte = below(3) == 0 ? static_cast<char>(below(256)) : " '\"\\=ab"[below(7)];
+            text += byte == '\n' || byte == '\r' || byte == '\0' ? '\t' : byte;
+        }
+        return text;
+    }
+
+    // The value as an operator may type it.
+    std::string quoted(const std::string &text) {
+        std::string typed = "''";
+        for (const char c : text) {
+            const uint32_t way = c == '\'' ? 1 + below(2) : below(3);
+            if (way == 0) {
+                typed.append("'").append(1, c).append("'");
+            } else if (way == 1) {
+                typed.append("\\").append(1, c);
+            } else {
+                typed.append(c == '"' || c == '\\' ? "\"\\" : "\"").append(1, c).append("\"");
+            }
+        }
+        return typed;
     }
 
     void act(Fuzzer &fuzzer) {
@@ -151,6 +178,23 @@ TEST_F(FuzzTest, EveryLineIsAnsweredAndNobodyIsHarmed) {
         EXPECT_EQ(fuzzer.answers, fuzzer.lines);
     }
     EXPECT_EQ(ask("number 5").code, 0);
+}
+
+TEST_F(FuzzTest, WhateverIsQuotedArrives) {
+    Operator mine = connect();
+    for (uint32_t round = 0; round < from_environment("QUIB_FUZZ_ROUNDS", 300); ++round) {
+        const std::string url = value();
+        const auto node = static_cast<int32_t>(random());
+        const std::string number = std::to_string(node);
+        const std::string lines[] = {
+            "get " + number + " " + quoted(url),
+            "get url=" + quoted(url) + " " + quoted(number),
+            "get url=" + quoted(url) + " node=" + number,
+            "get  " + quoted(url) + "\t node=" + quoted(number),
+        };
+        EXPECT_EQ(ask(mine, lines[below(4)]), printed(""));
+        EXPECT_THAT(take_calls(), testing::ElementsAre("number_text " + number + " " + url));
+    }
 }
 
 }  // namespace

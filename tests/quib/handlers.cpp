@@ -1,5 +1,6 @@
 #include "handlers.h"
 
+#include <cstdio>
 #include <utility>
 
 namespace quib_test {
@@ -43,6 +44,19 @@ int32_t call_hook() {
     const std::function<void()> now = hook;
     now();
     return status_to_return;
+}
+
+int32_t say(const char *what) {
+    puts(what);
+    return 0;
+}
+
+int32_t say_much(int32_t megabytes) {
+    const std::string block(kMegabyte, 'x');
+    for (; megabytes > 0; --megabytes) {
+        fwrite(block.data(), 1, block.size(), stdout);
+    }
+    return nothing();
 }
 
 }  // namespace quib_test

@@ -2,6 +2,7 @@
 #ifndef TESTS_QUIB_HANDLERS_H
 #define TESTS_QUIB_HANDLERS_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <string>
@@ -26,6 +27,13 @@ int32_t many(int32_t a, const char *b, int32_t c, const char *d, int32_t e, cons
              int32_t i, const char *j, int32_t k, const char *l);
 inline constexpr const char *kManyFormat = "a=%d b=%s c=%d d=%s e=%d f=%s g=%d h=%s i=%d j=%s k=%d l=%s";
 int32_t call_hook();
+
+inline constexpr size_t kMegabyte = size_t{1} << 20U;
+
+// Prints it.
+int32_t say(const char *what);
+// Prints that many megabytes, and writes down a call of nothing().
+int32_t say_much(int32_t megabytes);
 
 }  // namespace quib_test
 

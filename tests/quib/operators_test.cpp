@@ -1,57 +1,18 @@
-// Operators: several, gone, slow, silent, and talking nonsense.
+// Operators: several, gone, slow.
 #include "console.h"
 #include "handlers.h"
 
 #include "quib/protocol.h"
 
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <list>
-#include <random>
+#include <vector>
 
 namespace quib_test {
 namespace {
 
-constexpr size_t kMegabyte = size_t{1} << 20U;
-
-int32_t say(const char *what) {
-    puts(what);
-    return 0;
-}
-
-int32_t say_much(int32_t megabytes) {
-    const std::string block(kMegabyte, 'x');
-    for (; megabytes > 0; --megabytes) {
-        fwrite(block.data(), 1, block.size(), stdout);
-    }
-    return nothing();
-}
-
-class OperatorsTest : public ConsoleTest {
-protected:
-    void SetUp() override {
-        ConsoleTest::SetUp();
-        ASSERT_EQ(register_command("say", "%s", say), 0);
-        ASSERT_EQ(register_command("much", "%d", say_much), 0);
-        ASSERT_EQ(register_command("nothing", "void", nothing), 0);
-    }
-
-    bool ends(Operator &connection) const {
-        return pump_until([&connection] { return !connection.receive(); });
-    }
-
-    // The client has nothing to do, and says so to a poll loop.
-    void expect_quiet() const {
-        settle();
-        EXPECT_EQ(ox_mom_client_process(client(), 30), 0);
-        EXPECT_FALSE(readable(ox_mom_client_fd(client()), milliseconds(30)));
-    }
-};
+using OperatorsTest = SpeakingTest;
 
 TEST_F(OperatorsTest, TheClientIsQuietUntilOneSpeaks) {
     expect_quiet();
@@ -84,67 +45,6 @@ TEST_F(OperatorsTest, TwoAtOnceGetTheirOwnAnswers) {
         EXPECT_EQ(answer_to(second), printed("second\n"));
         EXPECT_EQ(answer_to(first), printed("first\n"));
     }
-}
-
-TEST_F(OperatorsTest, LinesAreAnsweredInOrder) {
-    Operator mine = connect();
-    ASSERT_TRUE(mine.send("say 1\nsay 2\r\n\nnonsense-\nsay 3\n"));
-    EXPECT_EQ(answer_to(mine), printed("1\n"));
-    EXPECT_EQ(answer_to(mine), printed("2\n"));
-    EXPECT_EQ(answer_to(mine), printed(""));
-    EXPECT_EQ(answer_to(mine).code, 2);
-    EXPECT_EQ(answer_to(mine), printed("3\n"));
-    expect_quiet();
-}
-
-TEST_F(OperatorsTest, ManyLinesAtOnceOfSeveralTakeTurns) {
-    constexpr int kLines = 300;
-    std::list<Operator> all;
-    std::string lines;
-    for (int i = 0; i < kLines; ++i) {
-        lines += "say " + std::to_string(i) + "\n";
-    }
-    for (int i = 0; i < 3; ++i) {
-        all.push_back(connect());
-        ASSERT_TRUE(all.back().send(lines));
-    }
-    for (int i = 0; i < kLines; ++i) {
-        for (Operator &each : all) {
-            ASSERT_EQ(answer_to(each), printed(std::to_string(i) + "\n"));
-        }
-    }
-}
-
-TEST_F(OperatorsTest, ALineMayComeInPieces) {
-    Operator mine = connect();
-    for (const char *piece : {"s", "ay", " '", "a b", "'", "\r", "\n"}) {
-        EXPECT_EQ(mine.take_answer(), std::nullopt);
-        ASSERT_TRUE(mine.send(piece));
-        settle();
-        mine.receive();
-    }
-    EXPECT_EQ(mine.take_answer(), printed("a b\n"));
-}
-
-TEST_F(OperatorsTest, HalfALineHarmsNobody) {
-    Operator half = connect();
-    ASSERT_TRUE(half.send("nothi"));
-    expect_quiet();
-    EXPECT_EQ(ask("say meanwhile"), printed("meanwhile\n"));
-    half.hang_up();
-    expect_quiet();
-    EXPECT_THAT(take_calls(), testing::IsEmpty());
-}
-
-TEST_F(OperatorsTest, LinesBeforeTheEndAreAnsweredAndHalfALineIsNot) {
-    Operator mine = connect();
-    ASSERT_TRUE(mine.send("say 1\nsay 2\nnothing"));
-    mine.end();
-    EXPECT_EQ(answer_to(mine), printed("1\n"));
-    EXPECT_EQ(answer_to(mine), printed("2\n"));
-    EXPECT_TRUE(ends(mine));
-    EXPECT_EQ(mine.take_answer(), std::nullopt);
-    EXPECT_THAT(take_calls(), testing::IsEmpty());
 }
 
 TEST_F(OperatorsTest, ACommandRunsThoughItsOperatorDoesNotWait) {
@@ -203,41 +103,53 @@ TEST_F(OperatorsTest, EightAreServedAndTheNinthIsToldSo) {
     EXPECT_EQ(ask("say next"), printed("next\n"));
 }
 
-TEST_F(OperatorsTest, ALineThatIsTooLongIsRefusedAndTheConnectionClosed) {
-    const std::string fits(quib::kLineLimit - std::string("say \n").size(), 'x');
-    EXPECT_EQ(ask("say " + fits), printed(fits + "\n"));
-    for (const std::string &line : {"say " + fits + "x", "say " + fits + "x\nnothing\n", std::string(100000, 'x')}) {
-        Operator mine = connect();
-        mine.send(line);
-        EXPECT_EQ(answer_to(mine), refused("a line has 4096 bytes at the most"));
-        EXPECT_TRUE(ends(mine));
+TEST_F(OperatorsTest, AreLetGoWhenTheClientIsDestroyed) {
+    settle();
+    const std::ptrdiff_t before = descriptors();
+    Operator unsent = connect();
+    Operator waiting = connect();
+    Operator half = connect();
+    Operator silent = connect();
+    ASSERT_TRUE(unsent.send("much 20\nnothing\n"));
+    ASSERT_TRUE(half.send("noth"));
+    settle();
+    ASSERT_TRUE(waiting.send("nothing\n"));
+    EXPECT_THAT(take_calls(), testing::ElementsAre("nothing"));
+    destroy_client();
+    for (Operator *each : {&unsent, &waiting, &half, &silent}) {
+        EXPECT_FALSE(each->receive());
+        EXPECT_EQ(each->take_answer(), std::nullopt);
+        each->hang_up();
     }
     EXPECT_THAT(take_calls(), testing::IsEmpty());
-    expect_quiet();
+    EXPECT_LT(descriptors(), before) << "nothing of theirs is left, and nothing of the client";
 }
 
-TEST_F(OperatorsTest, GarbageIsAnsweredAsAnyMistypedLine) {
-    Operator mine = connect();
-    std::mt19937 random(20261121);
-    for (int i = 0; i < 200; ++i) {
-        std::string line(1 + random() % 100, '\0');
-        for (char &byte : line) {
-            byte = static_cast<char>(random() % 256);
-            byte = byte == '\n' ? '\0' : byte;
-        }
-        line[0] = '\x01';
-        const Answer answer = ask(mine, line);
-        EXPECT_EQ(answer.code, 2);
-        EXPECT_EQ(answer.output, "");
+TEST_F(OperatorsTest, WaitWhileTheProgramHasNoDescriptorForThem) {
+    // UBSan needs a descriptor when it sees a virtual call for the first time.
+    EXPECT_EQ(ask("say before"), printed("before\n"));
+    settle();
+    std::vector<int> taken;
+    for (int fd = dup(STDERR_FILENO); fd >= 0; fd = dup(STDERR_FILENO)) {
+        taken.push_back(fd);
     }
-    EXPECT_EQ(ask(mine, "say sense"), printed("sense\n"));
+    close(taken.back());
+    taken.pop_back();
+    Operator mine = connect();
+    EXPECT_TRUE(mine.send("say now\n"));
+    int32_t made = 0;
+    const auto end = std::chrono::steady_clock::now() + milliseconds(100);
+    while (std::chrono::steady_clock::now() < end) {
+        made += ox_mom_client_process(client(), 10);
+    }
+    for (const int fd : taken) {
+        close(fd);
+    }
+    EXPECT_LE(made, 2) << "the client must not spin meanwhile";
+    EXPECT_EQ(answer_to(mine), printed("now\n"));
 }
 
 TEST_F(OperatorsTest, ComeAndGoWithoutLeavingADescriptor) {
-    const auto descriptors = [] {
-        const auto all = std::filesystem::directory_iterator("/proc/self/fd");
-        return std::distance(begin(all), end(all));
-    };
     EXPECT_EQ(ask("say once"), printed("once\n"));
     settle();
     const auto before = descriptors();
@@ -248,60 +160,6 @@ TEST_F(OperatorsTest, ComeAndGoWithoutLeavingADescriptor) {
     settle();
     EXPECT_EQ(descriptors(), before);
 }
-
-class IdleTest : public OperatorsTest {
-protected:
-    void SetUp() override {
-        setenv("QUIB_IDLE_MS", "300", 1);
-        OperatorsTest::SetUp();
-    }
-
-    static constexpr const char *kFarewell = "closed after 300 ms without a command\n";
-};
-
-TEST_F(IdleTest, OneWhoSaysNothingIsToldAndClosed) {
-    Operator silent = connect();
-    Operator half = connect();
-    Operator active = connect();
-    const auto start = std::chrono::steady_clock::now();
-    bool silent_ended = false;
-    bool half_ended = false;
-    ASSERT_TRUE(pump_until([&] {
-        half.send("n");
-        silent_ended = silent_ended || !silent.receive();
-        half_ended = half_ended || !half.receive();
-        EXPECT_EQ(ask(active, "say something").code, 0);
-        return silent_ended && half_ended;
-    })) << "bytes that are no command do not count";
-    EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(290));
-    for (Operator *gone : {&silent, &half}) {
-        EXPECT_EQ(gone->take_answer(), std::nullopt);
-        EXPECT_EQ(gone->partial().errors, kFarewell);
-    }
-    EXPECT_THAT(take_calls(), testing::IsEmpty());
-}
-
-TEST_F(IdleTest, APollLoopAloneNoticesTheTime) {
-    Operator silent = connect();
-    settle();
-    EXPECT_TRUE(readable(ox_mom_client_fd(client()), milliseconds(5000)));
-    EXPECT_EQ(ox_mom_client_process(client(), 0), 1);
-    EXPECT_FALSE(silent.receive());
-    expect_quiet();
-}
-
-TEST_F(IdleTest, OneWhoDoesNotTakeAnAnswerIsClosedToo) {
-    Operator stuck = connect();
-    ASSERT_TRUE(stuck.send("much 20\n"));
-    settle();
-    EXPECT_FALSE(pump_until([] { return false; }, milliseconds(400)));
-    settle();
-    EXPECT_TRUE(ends(stuck));
-    stuck.take_answer();
-    EXPECT_LT(stuck.partial().output.size(), 20 * kMegabyte);
-}
-
-TEST(Idleness, IsTenMinutesUnlessSaidOtherwise) { EXPECT_EQ(quib::kIdleLimit, std::chrono::minutes(10)); }
 
 }  // namespace
 }  // namespace quib_test
