@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <stdio_ext.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
 
@@ -18,10 +19,17 @@ namespace {
 // The file has its full size from the beginning and cannot grow: writing past it fails instead of eating memory. What
 // is beyond the limit shows that something was cut; it leaves room for kernels that refuse a write as a whole.
 constexpr size_t kBeyond = size_t{4} << 20U;
+constexpr size_t kFileSize = kOutputLimit + kBeyond;
+
+// Asking for more than the process's limit on files is answered with a signal that ends it.
+bool may_be_made() {
+    rlimit limit{};
+    return getrlimit(RLIMIT_FSIZE, &limit) == 0 && limit.rlim_cur >= kFileSize;
+}
 
 Fd make_file() {
-    Fd file(memfd_create("quib", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-    const bool sized = file && ftruncate(file.get(), static_cast<off_t>(kOutputLimit + kBeyond)) == 0 &&
+    Fd file(may_be_made() ? memfd_create("quib", MFD_CLOEXEC | MFD_ALLOW_SEALING) : -1);
+    const bool sized = file && ftruncate(file.get(), static_cast<off_t>(kFileSize)) == 0 &&
                        fcntl(file.get(), F_ADD_SEALS, F_SEAL_GROW) == 0;
     return sized ? std::move(file) : Fd();
 }

@@ -25,7 +25,8 @@ public:
     Capture &operator=(const Capture &) = delete;
     ~Capture();
 
-    // False when there are no descriptors or no memory left; then descriptor 1 is as it was.
+    // False when the process has no descriptors or memory left for it, or may not have a file of that size; then
+    // descriptor 1 is as it was.
     bool began() const { return static_cast<bool>(file_); }
 
     // Makes descriptor 1 what it was, closed or not.

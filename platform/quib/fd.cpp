@@ -30,8 +30,8 @@ ParentFd::ParentFd(Fd fd) {
 
 ParentFd::~ParentFd() {
     // In a forked child the number may long be another's.
-    if (fd_ >= 0 && Process::get().remove_fd(fd_)) {
-        close(fd_);
+    if (fd_ >= 0) {
+        Process::get().close_fd(fd_);
     }
 }
 

@@ -79,7 +79,8 @@ Answer help(const Commands &commands, std::span<const Word> words) {
 Answer run(QuibHandler handler, std::vector<Value> &values) {
     Capture capture;
     if (!capture.began()) {
-        return finished(kExitRefused, "the program has no descriptors or memory left to run a command");
+        return finished(kExitRefused,
+                        "the program has no room for the output: no descriptors, no memory, or a limit on its files");
     }
     const int32_t status = invoke(handler, values);
     Answer answer{.output = capture.end(), .frames = {}};

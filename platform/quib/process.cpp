@@ -55,9 +55,11 @@ void Process::add_fd(int fd) {
     fds_.push_back(fd);
 }
 
-bool Process::remove_fd(int fd) {
-    const std::lock_guard lock(mutex_);
-    return std::erase(fds_, fd) != 0;
+void Process::close_fd(int fd) {
+    const std::lock_guard lock(mutex_);  // until it is closed, so that no fork comes between
+    if (std::erase(fds_, fd) != 0) {
+        close(fd);
+    }
 }
 
 }  // namespace quib

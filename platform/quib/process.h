@@ -20,8 +20,8 @@ public:
     void release_name(const std::string &name);
 
     void add_fd(int fd);
-    // False when it is not known here: this is a child, and it was the parent's.
-    bool remove_fd(int fd);
+    // Nothing when it is not known here: this is a child, and it was the parent's.
+    void close_fd(int fd);
 
     // Held by the thread whose command has descriptor 1. A command may run the client, and so another command.
     void lock_output() { pthread_mutex_lock(&output_); }

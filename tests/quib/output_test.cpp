@@ -3,6 +3,7 @@
 #include "handlers.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +17,8 @@ namespace quib_test {
 namespace {
 
 constexpr size_t kOutputLimit = size_t{64} << 20U;
+constexpr const char *kNoRoom =
+    "the program has no room for the output: no descriptors, no memory, or a limit on its files";
 
 // Descriptor 1 leads into a file as long as this lives.
 class OutputFile {
@@ -116,6 +119,53 @@ TEST_F(OutputTest, DescriptorOneIsWhatItWas) {
         EXPECT_FALSE(same_file(before, during));
         EXPECT_TRUE(same_file(before, after));
         EXPECT_EQ(fcntl(STDOUT_FILENO, F_GETFD), flags);
+    }
+}
+
+TEST_F(OutputTest, DescriptorOneIsWhatItWasWhateverOperatorsDo) {
+    struct stat before {};
+    ASSERT_EQ(fstat(STDOUT_FILENO, &before), 0);
+    ASSERT_EQ(register_command("much", "%d", say_much), 0);
+    std::optional<Operator> leaving;
+    hook = [&] {
+        puts("in the middle");
+        leaving.reset();
+    };
+    const auto leave = [this] {
+        pump_until([] { return !take_calls().empty(); });
+        settle();
+    };
+    const std::function<void()> deeds[] = {
+        [&] {
+            leaving.emplace(connect());
+            leaving->send("hook\n");
+            settle();
+            EXPECT_FALSE(leaving) << "it was called";
+        },
+        [&] {
+            connect().send("much 20\n");  // and is gone before the module sees it
+            leave();
+        },
+        [&] {
+            Operator slow = connect();
+            slow.send("much 20\n");
+            leave();
+        },
+        [&] {
+            Operator first = connect();
+            Operator second = connect();
+            first.send("much 1\nmuch 1\n");
+            second.send("much 1\nmuch 1\n");
+            for (Operator *each : {&first, &second, &first, &second}) {
+                EXPECT_EQ(answer_to(*each).output.size(), kMegabyte);
+            }
+        },
+    };
+    for (const auto &deed : deeds) {
+        deed();
+        struct stat after {};
+        ASSERT_EQ(fstat(STDOUT_FILENO, &after), 0);
+        EXPECT_TRUE(same_file(before, after));
     }
 }
 
@@ -233,8 +283,9 @@ TEST_F(OutputTest, BeyondTheLimitItIsCutAndNothingOfItComesLater) {
 
 TEST_F(OutputTest, NoCommandIsRunWhenDescriptorsAreShort) {
     Operator mine = connect();
+    hook = [] { puts("before"); };
+    EXPECT_EQ(ask(mine, "hook"), printed("before\n"));  // UBSan needs a descriptor at the first virtual call
     hook = [] { ADD_FAILURE() << "called"; };
-    settle();
     std::vector<int> taken;
     for (int fd = dup(STDERR_FILENO); fd >= 0; fd = dup(STDERR_FILENO)) {
         taken.push_back(fd);
@@ -243,9 +294,21 @@ TEST_F(OutputTest, NoCommandIsRunWhenDescriptorsAreShort) {
     for (const int fd : taken) {
         close(fd);
     }
-    EXPECT_EQ(answer, refused("the program has no descriptors or memory left to run a command", 5));
+    EXPECT_EQ(answer, refused(kNoRoom, 5));
     hook = [] { puts("again"); };
     EXPECT_EQ(ask(mine, "hook"), printed("again\n"));
+}
+
+TEST_F(OutputTest, NoCommandIsRunWhenFilesMayNotBeLargeEnough) {
+    Operator mine = connect();
+    hook = [] { ADD_FAILURE() << "called"; };
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    const rlimit small{.rlim_cur = kOutputLimit, .rlim_max = before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    const Answer answer = ask(mine, "hook");
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
+    EXPECT_EQ(answer, refused(kNoRoom, 5)) << "and the program is not ended by a signal";
 }
 
 }  // namespace
