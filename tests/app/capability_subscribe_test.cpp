@@ -116,6 +116,14 @@ TEST_P(CapabilitySubscribe, TheSameAgainIsAnotherSubscription) {
     EXPECT_THAT(platform.calls(), ::testing::ElementsAre(request(url, nullptr), request(url, nullptr)));
 }
 
+// After a loss, too: the library subscribes anew only what it follows for itself.
+TEST_P(CapabilitySubscribe, IsTheClientsToKeep) {
+    EXPECT_EQ(subscribe(client, url.c_str(), callback, nullptr), 0);
+    platform.forget();
+    EXPECT_EQ(trel_cap_reconnect_db_config(client, 28, 1), 0);
+    EXPECT_THAT(platform.calls("ox_mom_subscribe_field"), ::testing::IsEmpty());
+}
+
 TEST_P(CapabilitySubscribe, TakesUrlsOfUpTo255Bytes) {
     for (const size_t length : {size_t{0}, size_t{1}, size_t{254}, size_t{255}}) {
         const std::string wanted = url_of_length(length).substr(0, length);
