@@ -58,6 +58,8 @@ TEST_F(LevelFiles, HoldOneDecimalNumber) {
         {"12345", 12345},
         {"2147483647", INT32_MAX},
         {"-2147483648", INT32_MIN},
+        {"2147483648", INT32_MAX},
+        {"-99999999999", INT32_MIN},
         {std::string("3\0"
                      "4",
                      3),
