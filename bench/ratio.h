@@ -4,9 +4,13 @@
 #include <algorithm>
 #include <chrono>
 #include <ctime>
+#include <functional>
+#include <utility>
 #include <vector>
 
 #include <benchmark/benchmark.h>
+
+#include "instructions.h"
 
 namespace bench {
 
@@ -27,36 +31,95 @@ inline double median(std::vector<double> values) {
     return *middle;
 }
 
-// One iteration is a slice of each; `items` is how much either handles. Reported: the median ratio, and the limit that
-// it is to keep.
-// What both then handle is made by prepare(), untimed.
-template <class Time, class Baseline, class Ours, class Prepare>
-void compare(benchmark::State &state, Time time, double items, double limit, Baseline baseline, Ours ours,
-             Prepare prepare) {
-    std::vector<double> ratios;
-    std::vector<double> baseline_times;
-    prepare();
-    baseline();
-    ours();
-    for ([[maybe_unused]] auto slice : state) {
-        prepare();
-        const double begin = time();
-        baseline();
-        const double between = time();
-        ours();
-        const double end = time();
-        state.SetIterationTime(end - between);
-        ratios.push_back((end - between) / (between - begin));
-        baseline_times.push_back(between - begin);
-    }
-    state.counters["ratio"] = median(ratios);
-    state.counters["limit"] = limit;
-    state.counters["baseline_us_each"] = median(baseline_times) / items * 1e6;
+using Work = std::function<void()>;
+inline void nothing() {}
+
+// What one side does, and before it what is not measured.
+struct Side {
+    template <class Run>
+    Side(Run work, Work preparation = nothing) : run(std::move(work)), prepare(std::move(preparation)) {}
+
+    Work run;
+    Work prepare;
+};
+
+struct Comparison {
+    std::function<double()> time;
+    double items;  // that either side handles
+    double limit;  // of the ratio
+    Side baseline;
+    Side ours;
+    Work prepare;  // for both, before the baseline has its turn
+};
+
+// Of an item, by the measure of the moment: seconds or instructions.
+struct Costs {
+    double baseline;
+    double ours;
+    double ratio() const { return ours / baseline; }
+};
+
+// Each side once.
+template <class Measure>
+Costs slice_of(const Comparison &compared, Measure measure) {
+    const auto cost_of = [&](const Side &side) {
+        side.prepare();
+        return measure(side.run) / compared.items;
+    };
+    compared.prepare();
+    const double baseline = cost_of(compared.baseline);
+    return {baseline, cost_of(compared.ours)};
 }
 
-template <class Time, class Baseline, class Ours>
-void compare(benchmark::State &state, Time time, double items, double limit, Baseline baseline, Ours ours) {
-    compare(state, time, items, limit, baseline, ours, [] {});
+inline void report(benchmark::State &state, Costs costs, double ratio, double limit) {
+    state.counters["ours"] = costs.ours;
+    state.counters["baseline"] = costs.baseline;
+    state.counters["ratio"] = ratio;
+    state.counters["limit"] = limit;
+}
+
+inline void compare_times(benchmark::State &state, const Comparison &compared) {
+    std::vector<double> ratios;
+    std::vector<double> baselines;
+    std::vector<double> ours;
+    const auto time_of = [&](const Work &work) {
+        const double begin = compared.time();
+        work();
+        return compared.time() - begin;
+    };
+    slice_of(compared, time_of);
+    for ([[maybe_unused]] auto slice : state) {
+        const Costs costs = slice_of(compared, time_of);
+        ratios.push_back(costs.ratio());
+        baselines.push_back(costs.baseline);
+        ours.push_back(costs.ours);
+        state.SetIterationTime(costs.ours * compared.items);
+    }
+    report(state, {median(baselines), median(ours)}, median(ratios), compared.limit);
+}
+
+// Nothing disturbs them: one slice is enough.
+inline void compare_instructions(benchmark::State &state, const Comparison &compared) {
+    slice_of(compared, [](const Work &work) {
+        work();
+        return 0.0;
+    });
+    const Costs costs = slice_of(compared, instructions_of);
+    for ([[maybe_unused]] auto slice : state) {
+        state.SetIterationTime(1);
+    }
+    report(state, costs, costs.ratio(), compared.limit);
+}
+
+// One iteration is a slice of each side. The limit is that of the ratio, in time or in instructions.
+inline void compare(benchmark::State &state, const std::function<double()> &time, double items, double limit,
+                    const Side &baseline, const Side &ours, const Work &prepare = nothing) {
+    const Comparison compared{time, items, limit, baseline, ours, prepare};
+    if (counts_instructions()) {
+        compare_instructions(state, compared);
+    } else {
+        compare_times(state, compared);
+    }
 }
 
 }  // namespace bench

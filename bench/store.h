@@ -47,14 +47,14 @@ public:
         return context;
     }
 
-    void write_fe_ready(int32_t node) const {
+    void write_fe_ready(int32_t node, int32_t config_dev_type = 7, bool ready = true) const {
         CapFeReadyIndex index = CAP_FE_READY_INDEX__INIT;
         CapFeReady record = CAP_FE_READY__INIT;
         index.node = node;
-        index.config_dev_type = 7;
+        index.config_dev_type = config_dev_type;
         record.index = &index;
-        record.ready = 1;
-        record.config_dev_type = 7;
+        record.ready = ready ? 1 : 0;
+        record.config_dev_type = config_dev_type;
         record.devid = 1;
         record.slotid = node % 16;
         record.node_type = 3;

@@ -14,7 +14,7 @@ packages_test=(libgmock-dev libgtest-dev)
 packages_redis=(redis-server)
 packages_valkey=(valkey-server)
 packages_style=(clang-format clang-tidy)
-packages_bench=(libbenchmark-dev)
+packages_bench=(libbenchmark-dev valgrind)
 packages_arm=(crossbuild-essential-armhf qemu-user)
 # What is linked on ARM, in a system tree of its own; the rest of packages_build runs on the machine that builds.
 packages_arm_tree=(
