@@ -15,6 +15,7 @@ constexpr size_t kNameSize = 128;
 constexpr size_t kPathSize = 288;
 constexpr size_t kCommandSize = 128;
 constexpr size_t kOpenPathSize = 128;
+constexpr int kOpenPathRest = kOpenPathSize - sizeof kDirectory - 1;  // behind the directory and its '/'
 constexpr mode_t kMode = 0666;
 
 /* During a collection: what standard output was, and the file. */
@@ -30,7 +31,7 @@ void format_open_path(char (&open_path)[kOpenPathSize]) {
     char file_path[kPathSize] = {};
     trel_cap_get_app_name(getpid(), app_name, sizeof app_name);
     snprintf(file_path, sizeof file_path, "%s/trel_cap_%s.log", kDirectory, app_name);
-    snprintf(open_path, sizeof open_path, "%s/%s", kDirectory, file_path);
+    snprintf(open_path, sizeof open_path, "%s/%.*s", kDirectory, kOpenPathRest, file_path);
 }
 
 void make_directory() {
