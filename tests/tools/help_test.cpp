@@ -170,6 +170,14 @@ TEST(Completion, OffersTheOptionsOfEachVerb) {
     }
 }
 
+TEST(Completion, OfZshHasTheOptionsOfTheManPage) {
+    const std::string script = source_file("trel_capctl.zsh");
+    EXPECT_EQ(options_in(script), options_in(man_page()));
+    for (const std::string &verb : kVerbs) {
+        EXPECT_THAT(script, HasSubstr("\n        " + verb + ")\n"));
+    }
+}
+
 TEST(Version, IsTheProjects) {
     EXPECT_THAT(run({"--version"}), Prints(std::string("trel_capctl ") + CAPCTL_VERSION + "\n"));
 }
