@@ -11,6 +11,7 @@ else()
   pkg_check_modules(hiredis REQUIRED IMPORTED_TARGET hiredis)
   pkg_check_modules(libuv REQUIRED IMPORTED_TARGET libuv)
   pkg_check_modules(libffi REQUIRED IMPORTED_TARGET libffi)
+  pkg_check_modules(libedit REQUIRED IMPORTED_TARGET libedit)
 
   # zlog ships no description for pkg-config.
   find_path(zlog_INCLUDE_DIR zlog.h REQUIRED)

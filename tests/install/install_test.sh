@@ -164,9 +164,14 @@ headers() {
 }
 
 programs() {
-  local name
-  for name in trel_capctl trel_cap_demo; do
+  local name file
+  for name in quib trel_capctl trel_cap_demo; do
     "$prefix/bin/$name" --help >/dev/null || fail "$name does not start"
+  done
+  for name in quib trel_capctl; do
+    for file in man/man1/$name.1 bash-completion/completions/$name zsh/site-functions/_$name; do
+      [ -s "$prefix/share/$file" ] || fail "no $file"
+    done
   done
   [ -L "$prefix/$LIBDIR/libtrel_cap.so.1" ] || fail "no libtrel_cap.so.1"
 }

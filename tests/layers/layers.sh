@@ -8,7 +8,8 @@ declare -A allowed=(
   [platform/include]="protobuf-c"
   [platform/mom]="platform/include protobuf-c hiredis libuv"
   [platform/zlog]="platform/include zlog"
-  [platform/quib]="platform/include attachment libffi libedit"
+  [platform/quib]="platform/include attachment libffi"
+  [platform/quib/console]="platform/include platform/quib libedit cli11 nlohmann-json"
   [app/trel_cap/include]="platform/include records"
   [app/trel_cap/src/log]="app/trel_cap/include platform/include"
   [app/trel_cap/src/trel_cap_sw]="app/trel_cap/include platform/include app/trel_cap/src/log"
@@ -47,7 +48,7 @@ violations=0 files=0
 while IFS= read -r -d '' file; do
   files=$((files + 1))
   own=
-  for place in "${!allowed[@]}"; do [[ $file != "$place"/* ]] || own=$place; done
+  for place in "${!allowed[@]}"; do [[ $file != "$place"/* || ${#place} -lt ${#own} ]] || own=$place; done
   [ -n "$own" ] || { echo "$file is in a place that has no rule" && violations=$((violations + 1)) && continue; }
   while read -r name; do
     place=$(place_of "$name" "$file")

@@ -1,0 +1,159 @@
+#include "completion.h"
+
+#include <algorithm>
+#include <sstream>
+#include <utility>
+
+namespace console {
+
+namespace {
+
+constexpr std::string_view kHelp = "help";
+
+// The words before the one that the cursor is in, and what there is of that. A blank in quotes parts nothing.
+struct Place {
+    std::vector<std::string> before;
+    std::string begun;
+};
+
+Place place_in(std::string_view line) {
+    Place place;
+    char quote = 0;
+    for (const char letter : line) {
+        if (quote == 0 && (letter == '"' || letter == '\'')) {
+            quote = letter;
+        } else if (letter == quote) {
+            quote = 0;
+        }
+        if (letter != ' ' || quote != 0) {
+            place.begun += letter;
+        } else if (!place.begun.empty()) {
+            place.before.push_back(std::exchange(place.begun, ""));
+        }
+    }
+    return place;
+}
+
+// By its name, or by the beginning of only one.
+const Command *find_command(const std::vector<Command> &commands, const std::string &word) {
+    const Command *found = nullptr;
+    for (const Command &command : commands) {
+        if (command.name == word) {
+            return &command;
+        }
+        if (command.name.starts_with(word)) {
+            if (found != nullptr) {
+                return nullptr;
+            }
+            found = &command;
+        }
+    }
+    return found;
+}
+
+// What follows a word is part of the choice: a blank where more is to come, nothing after "url=".
+std::vector<std::string> first_words(const std::vector<Command> &commands) {
+    std::vector<std::string> words = {"exit", "help", "quit"};
+    for (const Command &command : commands) {
+        words.push_back(command.name + (command.takes_arguments ? " " : ""));
+    }
+    return words;
+}
+
+std::vector<std::string> argument_words(const Command &command, const std::vector<std::string> &before) {
+    std::vector<std::string> words;
+    for (const std::string &name : command.arguments) {
+        const std::string word = name + "=";
+        const bool given =
+            std::any_of(before.begin(), before.end(), [&word](const auto &each) { return each.starts_with(word); });
+        if (!given) {
+            words.push_back(word);
+        }
+    }
+    return words;
+}
+
+std::vector<std::string> words_at(const Place &place, const std::vector<Command> &commands) {
+    if (place.before.empty()) {
+        return first_words(commands);
+    }
+    if (place.before[0] == kHelp) {
+        std::vector<std::string> names;
+        for (const Command &command : commands) {
+            names.push_back(command.name);
+        }
+        return place.before.size() == 1 ? names : std::vector<std::string>();
+    }
+    const Command *command = find_command(commands, place.before[0]);
+    return command == nullptr ? std::vector<std::string>() : argument_words(*command, place.before);
+}
+
+std::string common_beginning(const std::vector<std::string> &words) {
+    std::string common = words.front();
+    for (const std::string &word : words) {
+        const auto parting = std::mismatch(common.begin(), common.end(), word.begin(), word.end());
+        common.erase(parting.first, common.end());
+    }
+    return common;
+}
+
+}  // namespace
+
+std::vector<Command> parse_commands(std::string_view answer) {
+    std::vector<Command> commands;
+    std::istringstream lines{std::string(answer)};
+    for (std::string line; std::getline(lines, line);) {
+        const size_t tab = line.find('\t');
+        const std::string format = tab == std::string::npos ? "" : line.substr(tab + 1);
+        Command command = {line.substr(0, tab), {}, format != "void" && !format.empty()};
+        std::istringstream words(format);
+        for (std::string word; words >> word;) {
+            if (const size_t equals = word.find('='); equals != std::string::npos) {
+                command.arguments.push_back(word.substr(0, equals));
+            }
+        }
+        commands.push_back(command);
+    }
+    return commands;
+}
+
+Completion complete(const std::vector<Command> &commands, std::string_view line) {
+    const Place place = place_in(line);
+    Completion completion;
+    for (const std::string &word : words_at(place, commands)) {
+        if (word.starts_with(place.begun)) {
+            completion.choices.push_back(word);
+        }
+    }
+    if (completion.choices.empty()) {
+        return completion;
+    }
+    completion.missing = common_beginning(completion.choices).substr(place.begun.size());
+    if (completion.choices.size() == 1 || !completion.missing.empty()) {
+        completion.choices.clear();
+    }
+    std::sort(completion.choices.begin(), completion.choices.end());
+    return completion;
+}
+
+std::string in_columns(const std::vector<std::string> &words, size_t width) {
+    constexpr size_t kGap = 2;
+    size_t column = kGap;
+    for (const std::string &word : words) {
+        column = std::max(column, word.size() + kGap);
+    }
+    const size_t columns = std::max<size_t>(1, width / column);
+    const size_t rows = (words.size() + columns - 1) / columns;
+    std::string text;
+    for (size_t row = 0; row < rows; ++row) {
+        std::string line;
+        for (size_t i = row; i < words.size(); i += rows) {
+            line.resize((i / rows) * column, ' ');
+            line += words[i];
+        }
+        text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+    }
+    return text;
+}
+
+}  // namespace console

@@ -1,0 +1,33 @@
+// What can stand where the operator presses Tab.
+#ifndef QUIB_CONSOLE_COMPLETION_H
+#define QUIB_CONSOLE_COMPLETION_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace console {
+
+struct Command {
+    std::string name;
+    std::vector<std::string> arguments;  // the names of those that have one
+    bool takes_arguments;
+};
+
+struct Completion {
+    std::string missing;               // what is certain to come next
+    std::vector<std::string> choices;  // what could come; nothing when it is certain
+};
+
+// From the module's answer to ".commands".
+std::vector<Command> parse_commands(std::string_view answer);
+
+// Completes the line up to the cursor.
+Completion complete(const std::vector<Command> &commands, std::string_view line);
+
+// In columns, for a terminal of this width.
+std::string in_columns(const std::vector<std::string> &words, size_t width);
+
+}  // namespace console
+
+#endif

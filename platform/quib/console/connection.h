@@ -1,0 +1,77 @@
+// The connection to a module: a command goes out, its answer comes in.
+#ifndef QUIB_CONSOLE_CONNECTION_H
+#define QUIB_CONSOLE_CONNECTION_H
+
+#include <chrono>
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "answer.h"
+#include "exit_code.h"
+#include "unix_socket.h"
+
+namespace console {
+
+// What ends a wait before the module has answered.
+struct Patience {
+    std::chrono::milliseconds limit{0};  // without anything from the module; 0: none
+    int interrupt_fd = -1;               // readable: the operator has had enough
+};
+
+// The operator did not want to wait any longer.
+class Interrupted : public Failure {
+public:
+    Interrupted() : Failure(kInterrupted, "interrupted") {}
+};
+
+// The module has closed the connection; told when it has said why.
+class Closed : public Failure {
+public:
+    Closed(const std::string &module, bool told) : Failure(kNoConnection, module + " has gone away"), told_(told) {}
+
+    bool told() const { return told_; }
+
+private:
+    bool told_;
+};
+
+class Connection {
+public:
+    // Called with output and diagnostics as they come.
+    using Receive = std::function<void(char kind, std::string_view bytes)>;
+
+    // Throws a Failure when there is no connecting to it.
+    Connection(const std::string &directory, const std::string &module, const Patience &patience);
+
+    // Has a command run; returns the exit code that the module gives it. Throws a Failure when the connection is of no
+    // use any more.
+    int run(const std::string &line, const Receive &receive);
+
+    // Takes what has come without a command, which is only the connection's end: Closed is thrown then.
+    void take_news(const Receive &receive);
+
+    pid_t process() const { return process_behind(socket_); }
+    int fd() const { return socket_.get(); }
+
+private:
+    void wait_for(short events);
+    void send(std::string_view bytes);
+    void read_more();
+
+    std::string module_;
+    Patience patience_;
+    Descriptor socket_;
+    AnswerReader reader_;
+    bool told_ = false;
+};
+
+// What a command's line must be for the module to take it: throws a Failure when it is too long, or not one line.
+void check_line(std::string_view line);
+
+// Writes output to standard output, diagnostics to standard error.
+void show(char kind, std::string_view bytes);
+
+}  // namespace console
+
+#endif

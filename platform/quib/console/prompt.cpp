@@ -1,0 +1,185 @@
+#include "prompt.h"
+
+#include <clocale>
+#include <csignal>
+#include <optional>
+
+#include <protocol.h>
+
+#include "connection.h"
+#include "history.h"
+#include "line_editor.h"
+#include "served_modules.h"
+#include "streams.h"
+#include "words.h"
+
+namespace console {
+
+namespace {
+
+class Prompt {
+public:
+    Prompt(std::string directory, std::string module, std::chrono::milliseconds limit)
+        : directory_(std::move(directory)),
+          module_(std::move(module)),
+          patience_{.limit = limit, .interrupt_fd = signals_.fd()},
+          history_(history_path()),
+          editor_(
+              module_ + "> ", [this](std::string_view line) { return complete(commands_, line); }, signals_) {
+        editor_.set_history(history_.lines());
+    }
+
+    // Until the operator leaves; returns 0, or the signal that is to end the program.
+    int run();
+
+private:
+    void greet();
+    void read_news();
+    void handle_line();
+    void run_command(const std::string &line);
+    void recover(const Failure &failure);
+    void remember(const std::string &line);
+    // Has the command run on a connection, a new one if need be.
+    int run_connected(const std::string &line, const Connection::Receive &receive);
+
+    const std::string directory_;
+    const std::string module_;
+    Signals signals_;
+    const Patience patience_;
+    History history_;
+    std::vector<Command> commands_;
+    LineEditor editor_;
+    std::optional<Connection> connection_;
+    bool ended_ = false;
+};
+
+void end_line(bool line_is_open) {
+    if (line_is_open) {
+        write_output("\n");
+    }
+}
+
+void Prompt::greet() {
+    std::string answer;
+    const int code = run_connected(".commands", [&answer](char kind, std::string_view bytes) {
+        if (kind == quib::kFrameOutput) {
+            answer += bytes;
+        } else {
+            show(kind, bytes);
+        }
+    });
+    if (code == quib::kExitRefused) {
+        throw Failure(kRefused, "");
+    }
+    commands_ = parse_commands(answer);
+    write_output("Attached to " + printable(module_) + ", process " + std::to_string(connection_->process()) +
+                 ". \"help\" lists its commands, Tab completes them, \"quit\" leaves.\n");
+}
+
+int Prompt::run_connected(const std::string &line, const Connection::Receive &receive) {
+    if (!connection_) {
+        connection_.emplace(directory_, module_, patience_);
+    }
+    return connection_->run(line, receive);
+}
+
+void Prompt::remember(const std::string &line) {
+    if (const std::string trouble = history_.add(line); !trouble.empty()) {
+        complain("the history is not kept: " + trouble);
+    }
+    editor_.set_history(history_.lines());
+}
+
+void Prompt::run_command(const std::string &line) {
+    bool line_is_open = false;  // the editor counts on a line of its own
+    try {
+        check_line(line);
+        run_connected(line, [&line_is_open](char kind, std::string_view bytes) {
+            line_is_open = bytes.back() != '\n';
+            show(kind, bytes);
+        });
+        end_line(line_is_open);
+    } catch (const Failure &failure) {
+        end_line(line_is_open || failure.exit_code() == kInterrupted);
+        recover(failure);
+    }
+}
+
+// One that is still busy with the last command, or has closed the connection for a reason, such as the time that the
+// operator has been away, is connected to again with the next command. Throws again what the prompt cannot go on after.
+void Prompt::recover(const Failure &failure) {
+    const auto *closed = dynamic_cast<const Closed *>(&failure);
+    switch (failure.exit_code()) {
+        case kInterrupted:
+            signals_.take();
+            break;
+        case kTimeOut:
+            complain(failure.what());
+            break;
+        case kUsage:
+            complain(failure.what());
+            return;
+        default:
+            if (closed == nullptr || !closed->told()) {
+                throw;
+            }
+    }
+    connection_.reset();
+}
+
+void Prompt::handle_line() {
+    const std::string line(trimmed(editor_.line()));
+    if (line.empty()) {
+        return;
+    }
+    remember(line);
+    ended_ = ends_session(line);
+    if (!ended_) {
+        run_command(line);
+    }
+}
+
+void Prompt::read_news() {
+    try {
+        connection_->take_news(show);
+    } catch (const Failure &failure) {
+        recover(failure);
+    }
+}
+
+int Prompt::run() {
+    greet();
+    while (!ended_) {
+        switch (editor_.read(connection_ ? connection_->fd() : -1)) {
+            case LineEditor::Event::kLine:
+                handle_line();
+                break;
+            case LineEditor::Event::kEnd:
+                write_output("\n");
+                ended_ = true;
+                break;
+            case LineEditor::Event::kInterrupted:
+                write_output("^C\n");
+                break;
+            case LineEditor::Event::kNews:
+                write_output("\n");
+                read_news();
+                break;
+            case LineEditor::Event::kSignal:
+                return editor_.signal();
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int run_prompt(const std::string &directory, const std::string &module, std::chrono::milliseconds limit) {
+    setlocale(LC_CTYPE, "");
+    if (const int signal = Prompt(directory, module, limit).run(); signal != 0) {
+        raise(signal);  // now that the terminal is as it was
+    }
+    return kDone;
+}
+
+}  // namespace console

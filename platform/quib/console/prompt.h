@@ -1,0 +1,16 @@
+// The prompt: an operator at a terminal.
+#ifndef QUIB_CONSOLE_PROMPT_H
+#define QUIB_CONSOLE_PROMPT_H
+
+#include <chrono>
+#include <string>
+
+namespace console {
+
+// Has the operator's commands run until there are no more; returns the exit code. Throws a Failure when the module
+// answers no more.
+int run_prompt(const std::string &directory, const std::string &module, std::chrono::milliseconds limit);
+
+}  // namespace console
+
+#endif

@@ -1,0 +1,27 @@
+// The modules that are there to talk to.
+#ifndef QUIB_CONSOLE_SERVED_MODULES_H
+#define QUIB_CONSOLE_SERVED_MODULES_H
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace console {
+
+struct Module {
+    std::string name;
+    pid_t process;        // 0 when it is so busy that it could not be asked
+    std::string program;  // the path of what the process runs, or its name when the path is not for us to see
+};
+
+// Those that someone serves, in the order of their names. Throws a Failure when the directory cannot be read.
+std::vector<Module> served_modules(const std::string &directory);
+
+// The name of the module that is meant: by its name, or by the beginning of only one. Throws a Failure when there is
+// none, which suggests what may have been meant.
+std::string find_module(const std::string &directory, const std::string &word);
+
+}  // namespace console
+
+#endif
