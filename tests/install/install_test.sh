@@ -6,6 +6,7 @@ prefix=$WORK/prefix
 warnings=(-Wall -Wextra -Wpedantic -Werror)
 unset LD_LIBRARY_PATH OX_MOM_STORE OX_ZLOG_CONF
 export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
+export QUIB_DIR=$WORK/console
 
 fail() { # MESSAGE...
   echo "$*" >&2

@@ -10,3 +10,5 @@ target_link_libraries(
   store_fixture
   PUBLIC GTest::gtest PkgConfig::hiredis platform_headers ox_mom
   PRIVATE trel_cap_warnings)
+# A source, so that it is in every program whoever calls it.
+target_sources(store_fixture INTERFACE ${CMAKE_CURRENT_LIST_DIR}/own_console.cpp)
