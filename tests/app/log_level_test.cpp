@@ -106,6 +106,24 @@ TEST_F(LogMessage, AFormatInAnArgumentIsText) {
                 ::testing::Contains(Log{100, "trel_cap_ce_get_g_cap_bool", "url /%s%n%d, result NULL"}));
 }
 
+// Which number that is only the source knows; but each message has its own, and always the same one.
+TEST_F(LogMessage, NamesTheLineThatItComesFrom) {
+    uint8_t value = 0;
+    const auto lines_of_a_round = [&] {
+        platform.forget();
+        trel_cap_ce_get_g_cap_bool(client, "/a", &value);     // enters, and gets no result
+        trel_cap_ce_get_glb_ready(client, &value);            // enters, and gets no state
+        trel_cap_ce_get_g_cap_bool(client, nullptr, &value);  // is refused
+        return platform.log_lines();
+    };
+    const std::vector<long> lines = lines_of_a_round();
+    ASSERT_EQ(lines.size(), 5U);
+    EXPECT_NE(lines[0], lines[1]);
+    EXPECT_NE(lines[2], lines[3]);
+    EXPECT_NE(lines[4], lines[0]);
+    EXPECT_EQ(lines_of_a_round(), lines);
+}
+
 TEST_F(LogMessage, AllocatesNothing) {
     trel_cap_dbg_inited = 1;
     const std::string name(2000, 'n');

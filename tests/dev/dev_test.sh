@@ -2,12 +2,12 @@
 # dev_test.sh NAME: runs the test function of that name. ctest sets SOURCE_DIR, PROJECT and CTEST.
 set -euo pipefail
 
-unset CI
+unset CI TREL_CAP_NO_INSTALL
 # shellcheck source=../../dev
 . "$SOURCE_DIR/dev"
 
-results=$(mktemp)
-trap 'rm -f "$results"' EXIT
+place=$(mktemp -d) results=$place/results
+trap 'rm -rf "$place"' EXIT
 
 expect() { # EXPECTED ACTUAL
   [ "$2" = "$1" ] || { printf 'Expected:\n%s\nInstead of:\n%s\n' "$1" "$2" >&2 && exit 1; }
@@ -60,12 +60,104 @@ success() {
   if (passed=3 failed=1 && report >/dev/null); then echo "failure is told as success" >&2 && exit 1; fi
 }
 
+# CI needs to say nothing for that.
+ci_is_ci() {
+  mkdir "$place/.ci"
+  cp "$SOURCE_DIR/.ci/run" "$place/.ci"
+  printf '#!/usr/bin/env bash\necho "$CI $PWD $*"\n' >"$place/dev"
+  chmod +x "$place/dev"
+  expect "true $place test" "$(cd / && "$place/.ci/run")"
+}
+
 # A step that fails is counted, and does not end the run.
 steps() {
   step one true >/dev/null
   step two false >/dev/null || true
   step three true >/dev/null
   expect "2 1 failed: two" "$passed $failed ${remarks[*]}"
+}
+
+# From here on the machine is pretended: what dpkg and apt would say, who we are, and an empty place to log to.
+pretend() { # USER_ID MISSING_PACKAGE...
+  user=$1 pretended_missing=" ${*:2} "
+  cd "$place"
+}
+id() { echo "$user"; }
+sudo() { echo "sudo $*" >>"$place/done" && "$@"; }
+sleep() { :; }
+dpkg-query() {
+  local package
+  for package in "${@:4}"; do
+    [[ $pretended_missing == *" $package "* ]] || echo "$package installed"
+  done
+}
+apt-cache() { echo "  Candidate: 1.0"; }
+apt-get() { echo "apt-get $*" >>"$place/done"; }
+install_without_services() { echo "install $*" >>"$place/done"; }
+
+installs_what_is_missing() {
+  local text
+  pretend 0 cmake ninja-build
+  text=$(require_packages ccache cmake redis-server ninja-build) || { echo "$text" >&2 && exit 1; }
+  expect "Installing cmake ninja-build" "$text"
+  expect "apt-get -qq update
+install cmake ninja-build" "$(cat "$place/done")"
+}
+
+installs_nothing_twice() {
+  pretend 0
+  expect "" "$(require_packages "${packages_build[@]}" "${packages_redis[@]}")"
+  [ ! -e "$place/done" ] || expect "" "$(cat "$place/done")"
+}
+
+installs_through_sudo() {
+  pretend 1000 cmake
+  expect "Installing cmake" "$(require_packages ccache cmake)"
+  expect "sudo apt-get -qq update" "$(head -n 1 "$place/done")"
+}
+
+needs_root_or_sudo() {
+  local status=0 text
+  pretend 1000 cmake
+  command() { [ "$*" != "-v sudo" ] && builtin command "$@"; }
+  text=$(require_packages ccache cmake 2>&1) || status=$?
+  expect "1 Installing cmake
+dev: installing cmake takes root or sudo" "$status $text"
+}
+
+# A mirror that is being updated is tried again; then it is said why there is no package.
+cannot_install() {
+  local status=0 text
+  pretend 0 cmake
+  apt-get() { echo again >>"$place/done" && echo "no such mirror" && return 100; }
+  text=$(require_packages cmake 2>&1) || status=$?
+  expect "1 Installing cmake
+no such mirror
+dev: cannot install cmake; the whole output is in build/install.log" "$status $text"
+  expect "$install_attempts" "$(wc -l <"$place/done")"
+}
+
+# What a command asks for, and that it asks before it builds.
+needs_of() { # COMMAND ARGUMENT...
+  (
+    cd "$place"
+    require_packages() { printf '%s\n' "$@"; }
+    build_preset() { echo "builds $1" && exit 0; }
+    "$@"
+  )
+}
+
+commands_need() {
+  expect "$(printf '%s\n' "${packages_build[@]}")
+builds demo" "$(needs_of demo)"
+  expect "$(printf '%s\n' "${packages_build[@]}" "${packages_redis[@]}")
+builds demo" "$(needs_of demo --redis)"
+  expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}" "${packages_redis[@]}")
+builds release" "$(needs_of quick)"
+  expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}")
+builds asan" "$(needs_of build asan)"
+  expect "$(printf '%s\n' "${packages_build[@]}" "${packages_bench[@]}" "${packages_redis[@]}")
+builds bench" "$(needs_of bench)"
 }
 
 unknown_command() {

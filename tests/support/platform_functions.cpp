@@ -166,7 +166,7 @@ void oxdf_zlog(void *category, const char *file, size_t filelen, const char *fun
     va_start(arguments, format);
     const char *text = va_arg(arguments, const char *);
     va_end(arguments);
-    ScriptedPlatform::current().note_log(category,
+    ScriptedPlatform::current().note_log(category, line,
                                          {level, std::string(func, funclen), text, std::string(file, filelen)}, text);
 }
 }

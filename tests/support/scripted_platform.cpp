@@ -122,6 +122,7 @@ std::vector<Log> ScriptedPlatform::logs(std::string_view function) const {
 void ScriptedPlatform::forget() {
     const std::lock_guard guard(mutex_);
     events_.clear();
+    log_lines_.clear();
 }
 
 size_t ScriptedPlatform::held() const {
@@ -136,6 +137,11 @@ void *ScriptedPlatform::other_category() { return &categories[1]; }
 void *ScriptedPlatform::last_log_category() const {
     const std::lock_guard guard(mutex_);
     return last_log_category_;
+}
+
+std::vector<long> ScriptedPlatform::log_lines() const {
+    const std::lock_guard guard(mutex_);
+    return log_lines_;
 }
 
 MomClient *ScriptedPlatform::client() { return reinterpret_cast<MomClient *>(&clients[0]); }
@@ -207,7 +213,7 @@ void ScriptedPlatform::note_call(Call call, const ProtobufCMessage *record) {
     events_.emplace_back(std::move(call));
 }
 
-void ScriptedPlatform::note_log(void *category, Log log, const char *buffer) {
+void ScriptedPlatform::note_log(void *category, long line, Log log, const char *buffer) {
     if (on_log) {
         on_log(log, buffer);
     }
@@ -216,6 +222,7 @@ void ScriptedPlatform::note_log(void *category, Log log, const char *buffer) {
         << "a message with a category that was not handed out: " << log;
     last_log_category_ = category;
     events_.emplace_back(std::move(log));
+    log_lines_.push_back(line);
 }
 
 }  // namespace test_support

@@ -143,6 +143,8 @@ public:
     static void *category();
     static void *other_category();
     void *last_log_category() const;
+    // The source lines that the messages came from.
+    std::vector<long> log_lines() const;
 
     // Clients. Nothing is behind them.
     static MomClient *client();
@@ -151,7 +153,7 @@ public:
     // What the platform's functions use.
     static ScriptedPlatform &current();
     void note_call(Call call, const ProtobufCMessage *record = nullptr);
-    void note_log(void *category, Log log, const char *buffer);
+    void note_log(void *category, long line, Log log, const char *buffer);
     template <class Answer>
     Answer answer(Script<Answer> &script) {
         const std::lock_guard guard(mutex_);
@@ -166,6 +168,7 @@ public:
 private:
     mutable std::mutex mutex_;
     std::vector<Event> events_;
+    std::vector<long> log_lines_;
     std::set<MomHashResult *> hashes_;
     std::set<ProtobufCMessage *> objects_;
     std::set<void *> categories_;

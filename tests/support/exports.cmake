@@ -34,7 +34,7 @@ string(REGEX REPLACE "\n$" "" listing "${listing}")
 string(REPLACE "\n" ";" symbols "${listing}")
 foreach(symbol IN LISTS symbols)
   string(REGEX REPLACE "[ @].*" "" name "${symbol}")
-  if(NOT name MATCHES "^TREL_CAP_[0-9]+$") # a version's own symbol
+  if(NOT name MATCHES "^[A-Z0-9_]+$") # a version's own symbol
     list(APPEND exported ${name})
   endif()
 endforeach()
