@@ -38,7 +38,8 @@ Fd make_socket() { return Fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_
 
 const sockaddr *generic(const sockaddr_un &address) { return reinterpret_cast<const sockaddr *>(&address); }
 
-// Who has the path. The directory is locked, so that nobody is between making a socket and listening on it.
+// Who has the path, which fits into an address. The directory is locked, so that nobody is between making a socket and
+// listening on it.
 Occupant occupant_of(const std::string &path) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) {
@@ -53,14 +54,12 @@ Occupant occupant_of(const std::string &path) {
         return Occupant::kUnknown;
     }
     sockaddr_un address{};
+    make_address(path, address);
     const Fd probe = make_socket();
-    if (!make_address(path, address) || !probe) {
-        return Occupant::kUnknown;
-    }
-    if (connect(probe.get(), generic(address), sizeof address) == 0 || errno == EAGAIN) {
+    if (probe && (connect(probe.get(), generic(address), sizeof address) == 0 || errno == EAGAIN)) {
         return Occupant::kAlive;
     }
-    if (errno == ECONNREFUSED) {
+    if (probe && errno == ECONNREFUSED) {
         return Occupant::kDead;
     }
     report("%s: %s", path.c_str(), std::strerror(errno));

@@ -96,6 +96,8 @@ ConsoleTest::ConsoleTest() {
     root_ = mkdtemp(name);
     setenv("QUIB_DIR", directory().c_str(), 1);
     unsetenv("QUIB_IDLE_MS");
+    take_calls();
+    status_to_return = 0;
 }
 
 ConsoleTest::~ConsoleTest() {

@@ -1,70 +1,20 @@
 // Standard output, while a command runs and afterwards.
-#include "console.h"
-#include "handlers.h"
+#include "other_program.h"
+#include "output.h"
 
-#include <fcntl.h>
-#include <sys/resource.h>
+#include <pty.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <climits>
-#include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 
 namespace quib_test {
 namespace {
 
-constexpr size_t kOutputLimit = size_t{64} << 20U;
-constexpr const char *kNoRoom =
-    "the program has no room for the output: no descriptors, no memory, or a limit on its files";
-
-// Descriptor 1 leads into a file as long as this lives.
-class OutputFile {
-public:
-    explicit OutputFile(std::string path) : path_(std::move(path)) {
-        fflush(stdout);
-        saved_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
-        const int file = open(path_.c_str(), O_CREAT | O_TRUNC | O_RDWR | O_CLOEXEC, 0600);
-        dup2(file, STDOUT_FILENO);
-        close(file);
-    }
-    OutputFile(const OutputFile &) = delete;
-    OutputFile &operator=(const OutputFile &) = delete;
-    ~OutputFile() {
-        fflush(stdout);
-        dup2(saved_, STDOUT_FILENO);
-        close(saved_);
-    }
-
-    std::string content() const {
-        fflush(stdout);
-        std::ifstream file(path_);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
-private:
-    std::string path_;
-    int saved_ = -1;
-};
-
 bool same_file(const struct stat &one, const struct stat &other) {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
 }
-
-class OutputTest : public ConsoleTest {
-protected:
-    void SetUp() override {
-        ConsoleTest::SetUp();
-        ASSERT_EQ(register_command("hook", "void", call_hook), 0);
-    }
-
-    Answer answer_of(std::function<void()> what) const {
-        hook = std::move(what);
-        return ask("hook");
-    }
-};
 
 TEST_F(OutputTest, WhateverWayItIsPrinted) {
     const Answer answer = answer_of([] {
@@ -169,6 +119,26 @@ TEST_F(OutputTest, DescriptorOneIsWhatItWasWhateverOperatorsDo) {
     }
 }
 
+TEST_F(OutputTest, AProgramThatPrintsFirstInACommandIsBufferedAsElsewhere) {
+    int operators_side = -1;
+    int programs_side = -1;
+    ASSERT_EQ(openpty(&operators_side, &programs_side, nullptr, nullptr, nullptr), 0);
+    const OtherProgram fresh([programs_side](const auto &) {
+        dup2(programs_side, STDOUT_FILENO);
+        execl(QUIB_FRESH_PROGRAM, QUIB_FRESH_PROGRAM, nullptr);
+    });
+    ASSERT_TRUE(pump_until([this] { return connect("fresh").connected(); }));
+    Operator mine = connect("fresh");
+    EXPECT_TRUE(mine.send("say hello\n"));
+    EXPECT_EQ(answer_to(mine), printed("hello\n"));
+    ASSERT_TRUE(readable(operators_side, kLongEnough)) << "a terminal sees lines as they are printed";
+    std::string line(100, '\0');
+    line.resize(static_cast<size_t>(std::max<ssize_t>(0, read(operators_side, line.data(), line.size()))));
+    EXPECT_EQ(line, "the program's own\r\n");
+    close(operators_side);
+    close(programs_side);
+}
+
 TEST_F(OutputTest, DescriptorOneThatWasClosedIsClosedAgain) {
     Operator mine = connect();
     settle();
@@ -239,15 +209,6 @@ TEST_F(OutputTest, ACommandMayLeaveItClosedOrElsewhere) {
     EXPECT_TRUE(same_file(before, after));
 }
 
-void print_bytes(size_t count) {
-    const std::string block(size_t{1} << 16U, 'x');
-    for (size_t left = count; left > 0;) {
-        const size_t now = std::min(left, block.size());
-        fwrite(block.data(), 1, now, stdout);
-        left -= now;
-    }
-}
-
 TEST_F(OutputTest, MegabytesArrive) {
     const Answer answer = answer_of([] {
         for (int i = 0; i < 500000; ++i) {
@@ -257,58 +218,6 @@ TEST_F(OutputTest, MegabytesArrive) {
     EXPECT_EQ(answer.code, 0);
     EXPECT_EQ(std::ranges::count(answer.output, '\n'), 500000);
     EXPECT_TRUE(answer.output.ends_with("line 499999 of a long answer\n"));
-}
-
-TEST_F(OutputTest, UpToALimit) {
-    const Answer exactly = answer_of([] { print_bytes(kOutputLimit); });
-    EXPECT_EQ(exactly.output.size(), kOutputLimit);
-    EXPECT_EQ(exactly.errors, "");
-    EXPECT_EQ(exactly.code, 0);
-}
-
-TEST_F(OutputTest, BeyondTheLimitItIsCutAndNothingOfItComesLater) {
-    Operator mine = connect();
-    const OutputFile file(root() + "/output");
-    for (const size_t beyond : {size_t{1}, size_t{20} << 20U}) {
-        hook = [beyond] { print_bytes(kOutputLimit + beyond); };
-        const Answer cut = ask(mine, "hook");
-        EXPECT_EQ(cut.output.size(), kOutputLimit);
-        EXPECT_EQ(cut.errors, "the output was cut after 67108864 bytes\n");
-        EXPECT_EQ(cut.code, 0);
-    }
-    EXPECT_EQ(ferror(stdout), 0);
-    printf("the program's");
-    EXPECT_EQ(file.content(), "the program's");
-}
-
-TEST_F(OutputTest, NoCommandIsRunWhenDescriptorsAreShort) {
-    Operator mine = connect();
-    hook = [] { puts("before"); };
-    EXPECT_EQ(ask(mine, "hook"), printed("before\n"));  // UBSan needs a descriptor at the first virtual call
-    hook = [] { ADD_FAILURE() << "called"; };
-    std::vector<int> taken;
-    for (int fd = dup(STDERR_FILENO); fd >= 0; fd = dup(STDERR_FILENO)) {
-        taken.push_back(fd);
-    }
-    const Answer answer = ask(mine, "hook");
-    for (const int fd : taken) {
-        close(fd);
-    }
-    EXPECT_EQ(answer, refused(kNoRoom, 5));
-    hook = [] { puts("again"); };
-    EXPECT_EQ(ask(mine, "hook"), printed("again\n"));
-}
-
-TEST_F(OutputTest, NoCommandIsRunWhenFilesMayNotBeLargeEnough) {
-    Operator mine = connect();
-    hook = [] { ADD_FAILURE() << "called"; };
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-    const rlimit small{.rlim_cur = kOutputLimit, .rlim_max = before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
-    const Answer answer = ask(mine, "hook");
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &before), 0);
-    EXPECT_EQ(answer, refused(kNoRoom, 5)) << "and the program is not ended by a signal";
 }
 
 }  // namespace

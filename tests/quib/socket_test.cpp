@@ -1,13 +1,17 @@
-// Where modules listen, and who may connect.
+// Where modules listen.
 #include "console.h"
 #include "handlers.h"
 #include "other_program.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -83,6 +87,42 @@ TEST_F(SocketTest, ADirectoryOfAnotherUserIsRefused) {
     ASSERT_EQ(chown(directory().c_str(), 65534, 65534), 0);
     EXPECT_EQ(init("n"), QUIB_E_SOCKET);
     EXPECT_EQ(said_, "quib: " + directory() + " belongs to another user\n");
+}
+
+TEST_F(SocketTest, ADirectoryThatAnotherKeepsLockedIsRefused) {
+    const int locked = open(directory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(locked, LOCK_EX), 0);
+    EXPECT_EQ(init("n"), QUIB_E_SOCKET);
+    EXPECT_EQ(said_, "quib: cannot lock " + directory() + ": Resource temporarily unavailable\n");
+    close(locked);
+    EXPECT_EQ(init("n"), 0) << said_;
+}
+
+TEST_F(SocketTest, NeedsDescriptorsAndIsMadeWholeOrNotAtAll) {
+    {
+        OtherProgram dead([](const auto &say) { serve_module("n", say); });
+        ASSERT_EQ(dead.heard(), "ready");
+    }
+    rlimit before{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    testing::internal::CaptureStderr();
+    const ClientPtr another = make_client();
+    const int first_free = dup(STDERR_FILENO);
+    close(first_free);
+    int32_t code = QUIB_E_SOCKET;
+    int failures = 0;
+    for (; code != 0 && failures < 20; failures += code != 0 ? 1 : 0) {
+        const rlimit fewer{.rlim_cur = static_cast<rlim_t>(first_free + failures), .rlim_max = before.rlim_max};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &fewer), 0);
+        code = quib_lib_init(another.get(), "n");
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+        EXPECT_TRUE(code == 0 || code == QUIB_E_SOCKET) << code;
+        EXPECT_EQ(connect("n").connected(), code == 0);
+    }
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(code, 0);
+    EXPECT_GE(failures, 4) << "the client's, the timer, the directory and the socket";
+    EXPECT_EQ(std::ranges::count(said, '\n'), failures) << "each tells why:\n" << said;
 }
 
 TEST_F(SocketTest, AFileInPlaceOfTheDirectoryIsRefused) {
@@ -182,51 +222,6 @@ TEST_F(SocketTest, OfADeadProgramIsTakenByOneOfManyAtOnce) {
     }
     EXPECT_EQ(std::ranges::count(heard, "ready"), 1);
     EXPECT_EQ(std::ranges::count(heard, std::to_string(QUIB_E_IN_USE)), 5);
-}
-
-TEST_F(SocketTest, AnotherUserIsRefusedEvenIfThePathIsOpen) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can become another user";
-    }
-    ASSERT_EQ(chmod(root().c_str(), 0755), 0);
-    ASSERT_EQ(chmod(directory().c_str(), 0755), 0);
-    ASSERT_EQ(chmod(path().c_str(), 0666), 0);
-    OtherProgram foreigner([this](const auto &say) {
-        if (setresuid(65534, 65534, 65534) != 0) {
-            return;
-        }
-        Operator its = connect();
-        its.send("help\n");
-        say("connected");
-        while (its.receive()) {
-            readable(its.fd(), milliseconds(100));
-        }
-        const auto answer = its.take_answer();
-        say(answer ? answer->output + answer->errors + std::to_string(answer->code.value_or(-1)) : "no answer");
-    });
-    ASSERT_EQ(foreigner.heard(), "connected");
-    settle();
-    EXPECT_EQ(foreigner.heard(), "only the user who runs the program, and root, are served");
-    EXPECT_EQ(foreigner.heard(), "5");
-}
-
-TEST_F(SocketTest, RootIsServedByAnotherUsersProgram) {
-    if (geteuid() != 0) {
-        GTEST_SKIP() << "only root can become another user";
-    }
-    ASSERT_EQ(chmod(root().c_str(), 0777), 0);
-    setenv("QUIB_DIR", (root() + "/theirs").c_str(), 1);
-    OtherProgram theirs([](const auto &say) {
-        if (setresuid(65534, 65534, 65534) == 0) {
-            serve_module("n", say);
-        }
-    });
-    ASSERT_EQ(theirs.heard(), "ready");
-    Operator mine(root() + "/theirs/n");
-    EXPECT_TRUE(mine.send("nothing\n"));
-    EXPECT_TRUE(readable(mine.fd(), kLongEnough));
-    mine.receive();
-    EXPECT_EQ(mine.take_answer(), printed(""));
 }
 
 TEST_F(SocketTest, NothingIsPassedOnToProgramsThatAreStarted) {
