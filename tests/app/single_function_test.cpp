@@ -25,7 +25,7 @@ struct Expected {
 
 }  // namespace
 
-#define BEHIND(function) behind(&function, #function)
+#define BEHIND(function) behind(&(function), #function)
 
 #if defined(SINGLE_WALK)
 constexpr Expected kExpected{1, 1};

@@ -34,7 +34,8 @@ private:
     struct Key {
         Processor type;
         std::array<int32_t, 3> index;
-        auto operator<=>(const Key &) const = default;
+        // The 0 that is found here is the compiler's.
+        auto operator<=>(const Key &) const = default;  // NOLINT(modernize-use-nullptr)
     };
     static Key key_of(Processor type, const Report &report);
 
