@@ -15,7 +15,9 @@
 namespace {
 
 constexpr const char *kUrl = "/port/mtu/limit";
-MomClient *const client = reinterpret_cast<MomClient *>(uintptr_t{0x1000});
+// Nothing is behind it.
+char place_of_client = 0;
+MomClient *const kClient = reinterpret_cast<MomClient *>(&place_of_client);
 
 CapTableIndex table_index = CAP_TABLE_INDEX__INIT;
 CapTable table = CAP_TABLE__INIT;
@@ -94,29 +96,29 @@ struct Cost {
 
 std::ostream &operator<<(std::ostream &out, const Cost &cost) { return out << cost.name; }
 
-template <auto function, class Value>
+template <auto kFunction, class Value>
 int32_t get() {
     Value value = 0;
-    return function(client, kUrl, &value);
+    return kFunction(kClient, kUrl, &value);
 }
-template <auto function, class Value>
+template <auto kFunction, class Value>
 int32_t get_of_node() {
     Value value = 0;
-    return function(client, 1, kUrl, &value);
+    return kFunction(kClient, 1, kUrl, &value);
 }
-template <auto function>
+template <auto kFunction>
 int32_t get_str() {
     char str[64];
     uint32_t length = 0;
-    return function(client, 1, kUrl, sizeof str, str, &length);
+    return kFunction(kClient, 1, kUrl, sizeof str, str, &length);
 }
-template <auto function, class Value>
+template <auto kFunction, class Value>
 int32_t read_notification() {
-    MomMsg msg = {client, 28, 4, &answer};
+    MomMsg msg = {kClient, 28, 4, &answer};
     char url[64] = "";
     Value value = 0;
     uint32_t length = 0;
-    return function(&msg, sizeof url, url, &value, &length);
+    return kFunction(&msg, sizeof url, url, &value, &length);
 }
 
 const Cost kCosts[] = {
@@ -130,13 +132,13 @@ const Cost kCosts[] = {
     {"NodeString", get_str<trel_cap_ce_get_fe_cap_str>, 310},
     {"NotifiedBool", read_notification<trel_cap_ce_get_g_cap_bool_by_pmsg, uint8_t>, 225},
     {"NotifiedInt32", read_notification<trel_cap_ce_get_g_cap_int32_by_pmsg, int32_t>, 230},
-    {"SetBool", [] { return trel_cap_ce_set_g_cap_bool(client, kUrl, 1); }, 140},
-    {"SetState", [] { return trel_cap_ce_set_g_cap_state(client, kUrl, 1); }, 140},
-    {"Subscribe", [] { return trel_cap_ce_subscribe_g_cap_bool_ext(client, kUrl, on_change, nullptr); }, 145},
+    {"SetBool", [] { return trel_cap_ce_set_g_cap_bool(kClient, kUrl, 1); }, 140},
+    {"SetState", [] { return trel_cap_ce_set_g_cap_state(kClient, kUrl, 1); }, 140},
+    {"Subscribe", [] { return trel_cap_ce_subscribe_g_cap_bool_ext(kClient, kUrl, on_change, nullptr); }, 145},
     {"Ready",
      [] {
          uint8_t ready = 0;
-         return trel_cap_ce_get_glb_ready(client, &ready);
+         return trel_cap_ce_get_glb_ready(kClient, &ready);
      },
      120},
     {"LogLevel",
