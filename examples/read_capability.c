@@ -6,7 +6,6 @@
 
 int main(int argc, char **argv) {
     int32_t value = 0;
-    int32_t rv;
 
     if (argc != 2) {
         fprintf(stderr, "Usage: read_capability URL\n");
@@ -19,7 +18,7 @@ int main(int argc, char **argv) {
         return 1;
     }
 
-    rv = trel_cap_ce_get_g_cap_int32(client, argv[1], &value);
+    const int32_t rv = trel_cap_ce_get_g_cap_int32(client, argv[1], &value);
     switch (rv) {
         case TREL_CAP_OK:
             printf("%s = %d\n", argv[1], (int)value);

@@ -30,10 +30,11 @@ struct Pipe {
 Running::Running(const std::string &store, const std::string &example, const std::vector<std::string> &arguments) {
     const Pipe in;
     const Pipe out;
-    pid_ = fork();
-    if (pid_ == 0) {
+    const pid_t child = fork();
+    if (child == 0) {
         become(store, example, arguments, in.ends[0], out.ends[1]);
     }
+    pid_ = child;  // NOLINT(cppcoreguidelines-prefer-member-initializer): not before there are pipes
     close(in.ends[0]);
     close(out.ends[1]);
     in_ = in.ends[1];
