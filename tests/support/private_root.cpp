@@ -72,6 +72,12 @@ void build_and_enter() {
             show_in(root, entry);
         }
     }
+    // An emulator of another machine lists that machine's directories in /, which lack what only a running system has.
+    for (const char *name : {"dev", "proc", "run", "tmp"}) {
+        if (!fs::exists(root / name)) {
+            show_in(root, fs::directory_entry(fs::path("/") / name));
+        }
+    }
     fs::create_directory(root / "data");
     require(mount("private_data", (root / "data").c_str(), "tmpfs", 0, "mode=0755"), "cannot mount /data");
     const fs::path here = fs::current_path();
