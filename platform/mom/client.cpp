@@ -158,8 +158,8 @@ int32_t MomClient::subscribe_fields(int32_t db, const ProtobufCMessage &request,
     return 0;
 }
 
-void MomClient::on_message(std::string_view name, std::string_view notice) {
-    Channel *channel = subscriptions_.find(name);
+void MomClient::on_message(std::string_view channel_name, std::string_view notice) {
+    Channel *channel = subscriptions_.find(channel_name);
     if (!channel) {
         return;
     }

@@ -66,7 +66,7 @@ private:
 
     MomClient();
 
-    void on_message(std::string_view channel, std::string_view notice) override;
+    void on_message(std::string_view channel_name, std::string_view notice) override;
     void on_restored() override;
     std::vector<std::string> lasting_channels() const override;
 

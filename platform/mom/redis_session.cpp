@@ -27,7 +27,7 @@ const Reply *first_error(std::span<Reply *const> replies) {
 }
 
 std::string explain(const Endpoint &server, const Reply &error) {
-    const std::string text = server.text() + ": " + text_of(error);
+    std::string text = server.text() + ": " + text_of(error);
     if (error.text.find("DB index") != std::string_view::npos) {
         return text + ": it has fewer than " + std::to_string(kDatabases) +
                " databases; raise the `databases` setting in its configuration";

@@ -139,7 +139,7 @@ bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field
         static_cast<uint8_t>(bytes[1]) > 0x7F || (kPlainNumbers >> field->type & 1U) == 0 || !is_plain(*field)) {
         return false;
     }
-    const auto number = static_cast<uint32_t>(bytes[1]);
+    const auto number = uint32_t{static_cast<uint8_t>(bytes[1])};
     const uint32_t value = field->type == PROTOBUF_C_TYPE_BOOL ? number != 0 : number;
     std::memcpy(reinterpret_cast<std::byte *>(&message) + field->offset, &value, sizeof value);
     return true;

@@ -50,7 +50,7 @@ std::string joined(const std::vector<std::string_view> &names) {
 
 // The names nearest to the word, if they are near enough for a slip of the fingers.
 std::vector<std::string_view> similar(const std::vector<std::string_view> &names, std::string_view word) {
-    constexpr size_t kLongest = 2 * QUIB_NAME_MAX;
+    constexpr size_t kLongest = size_t{2} * QUIB_NAME_MAX;
     std::vector<std::string_view> nearest;
     if (word.size() > kLongest) {
         return nearest;

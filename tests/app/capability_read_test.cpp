@@ -41,9 +41,9 @@ struct Getter {
     int32_t (*get)(MomClient *client, const char *url, int32_t *value);
 };
 
-template <auto function>
+template <auto kFunction>
 int32_t with_value(MomClient *client, const char *url, int32_t *value) {
-    return call_getter(function, client, url, value);
+    return call_getter(kFunction, client, url, value);
 }
 
 #define BOOL_GETTER(function, record)                                                                                  \

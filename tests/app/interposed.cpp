@@ -36,7 +36,7 @@ using interposed::behind;
 using interposed::note;
 using interposed::script;
 
-#define BEHIND(function) behind(&function, #function)
+#define BEHIND(function) behind(&(function), #function)
 
 extern "C" {
 
@@ -108,7 +108,7 @@ ssize_t readlink(const char *path, char *buffer, size_t room) {
         errno = ENOENT;
         return -1;
     }
-    std::memcpy(buffer, script().link_text.data(), std::min(room, script().link_text.size()));
+    std::copy_n(script().link_text.data(), std::min(room, script().link_text.size()), buffer);
     return *script().link_length;
 }
 

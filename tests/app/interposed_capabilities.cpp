@@ -10,21 +10,21 @@ using interposed::script;
 
 namespace {
 
-template <auto function>
+template <auto kFunction>
 int32_t node_getter(const char *name, MomClient *global, int32_t node, const char *url, auto *value) {
     const auto answer = answer_to(name);
     note(global, url, value);
     script().log_levels = {node};
-    return answer.has_value() ? *answer : behind(function, name)(global, node, url, value);
+    return answer.has_value() ? *answer : behind(kFunction, name)(global, node, url, value);
 }
 
 const void *address(MomFieldCb fp) { return reinterpret_cast<const void *>(fp); }
 
-template <auto function>
+template <auto kFunction>
 int32_t subscriber(const char *name, MomClient *global, const char *url, MomFieldCb fp, void *arg) {
     const auto answer = answer_to(name);
     note(global, url, address(fp), arg);
-    return answer.has_value() ? *answer : behind(function, name)(global, url, fp, arg);
+    return answer.has_value() ? *answer : behind(kFunction, name)(global, url, fp, arg);
 }
 
 }  // namespace

@@ -8,9 +8,8 @@
 using interposed::answer_to;
 using interposed::behind;
 using interposed::note;
-using interposed::script;
 
-#define BEHIND(function) behind(&function, #function)
+#define BEHIND(function) behind(&(function), #function)
 
 extern "C" {
 

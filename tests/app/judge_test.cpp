@@ -7,7 +7,6 @@
 namespace trel_cap_tests {
 namespace {
 
-using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using Bytes = std::initializer_list<uint8_t>;
 

@@ -10,16 +10,16 @@ namespace trel_cap_tests {
 namespace {
 
 // Before any test has changed them.
-const int32_t initial_level = g_trel_cap_zlog_level;
-void *const initial_category = g_trel_cap_zlog_category;
-const int32_t initial_registration_bytes = g_trel_callback_reg_mem;
+const int32_t kInitialLevel = g_trel_cap_zlog_level;
+void *const kInitialCategory = g_trel_cap_zlog_category;
+const int32_t kInitialRegistrationBytes = g_trel_callback_reg_mem;
 
 using LogLevel = LibraryTest;
 
 TEST_F(LogLevel, StartsAtErrorsWithNowhereToLogTo) {
-    EXPECT_EQ(initial_level, 1);
-    EXPECT_EQ(initial_category, nullptr);
-    EXPECT_EQ(initial_registration_bytes, 32);
+    EXPECT_EQ(kInitialLevel, 1);
+    EXPECT_EQ(kInitialCategory, nullptr);
+    EXPECT_EQ(kInitialRegistrationBytes, 32);
 }
 
 TEST_F(LogLevel, IsStoredWhateverItIsAndReportedFrom4On) {

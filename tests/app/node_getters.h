@@ -51,18 +51,18 @@ struct NodeGetter {
     int32_t field() const { return kind == NodeValue::kBool ? 6 : kind == NodeValue::kInt32 ? 7 : 8; }
 };
 
-template <auto function>
+template <auto kFunction>
 int32_t get_bool(MomClient *client, int32_t node, const char *url, Caller &caller) {
-    return function(client, node, url, caller.no_value ? nullptr : &caller.boolean[1]);
+    return kFunction(client, node, url, caller.no_value ? nullptr : &caller.boolean[1]);
 }
-template <auto function>
+template <auto kFunction>
 int32_t get_int32(MomClient *client, int32_t node, const char *url, Caller &caller) {
-    return function(client, node, url, caller.no_value ? nullptr : &caller.integer[1]);
+    return kFunction(client, node, url, caller.no_value ? nullptr : &caller.integer[1]);
 }
-template <auto function>
+template <auto kFunction>
 int32_t get_str(MomClient *client, int32_t node, const char *url, Caller &caller) {
-    return function(client, node, url, caller.size, caller.no_value ? nullptr : caller.text.data(),
-                    caller.no_length ? nullptr : &caller.length[1]);
+    return kFunction(client, node, url, caller.size, caller.no_value ? nullptr : caller.text.data(),
+                     caller.no_length ? nullptr : &caller.length[1]);
 }
 
 #define NODE_GETTERS(family, logged, record)                                                                           \

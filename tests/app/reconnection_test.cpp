@@ -107,7 +107,7 @@ TEST_F(ReconnectionHandler, TakesNoUserDataToo) {
 }
 
 TEST_F(ReconnectionHandler, PrintsAShortPointerInAWideField) {
-    auto *const low = reinterpret_cast<void *>(uintptr_t{0x10});
+    auto *const low = reinterpret_cast<void *>(uintptr_t{0x10});  // NOLINT(performance-no-int-to-ptr)
     platform.client_set_reconnect_cb.always(-3);
     EXPECT_EQ(trel_cap_set_g_cap_db_reconnect_cb(client, low, &data), -3);
     EXPECT_THAT(platform.logs(),

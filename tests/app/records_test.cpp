@@ -34,7 +34,7 @@ constexpr auto kBytes = PROTOBUF_C_TYPE_BYTES;
 constexpr auto kMessage = PROTOBUF_C_TYPE_MESSAGE;
 constexpr auto kEnum = PROTOBUF_C_TYPE_ENUM;
 
-std::vector<RecordType> record_types() {
+std::vector<RecordType> record_types() {  // NOLINT(readability-function-size): a table
     const std::vector<ExpectedField> state = {{"ready", 5, kBool}};
     const std::vector<ExpectedField> ready_index = {{"node", 1, kInt32}, {"config_dev_type", 2, kInt32}};
     const auto ready = [](const ProtobufCMessageDescriptor &index) {

@@ -84,7 +84,7 @@ TEST_P(NodeCallbacks, AreCalledWithoutAllocating) {
     Message message = GetParam().message;
     MomMsg *const msg = message.to(client, 28);
     const test_support::AllocationCount allocations;
-    EXPECT_EQ(processor_(client, msg), 0);
+    EXPECT_EQ(processor(client, msg), 0);
     EXPECT_EQ(allocations.count(), 0);
     EXPECT_EQ(allocations.freed(), 0);
     EXPECT_EQ(platform.calls().size(), 1U);

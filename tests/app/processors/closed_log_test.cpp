@@ -54,9 +54,9 @@ protected:
         g_trel_cap_zlog_level = level;
         platform.forget();
         interposed::reset();
-        processor_(client, nullptr);
+        processor(client, nullptr);
         for (Message &message : messages) {
-            processor_(client, message.to(client, 28));
+            processor(client, message.to(client, 28));
         }
         return interposed::script().formatted;
     }

@@ -28,7 +28,7 @@ const Record kNoFeIndex = Record::of(cap_fe_ready__descriptor, {{6, 1}, {8, 11},
 const Record kNoCmIndex = Record::of(cap_cm_ready__descriptor, {{6, 1}, {8, 11}, {9, 12}, {10, 13}, {12, 1}});
 
 // Made when the tests are, which is after the constants above.
-const std::vector<Taker> &takers() {
+const std::vector<Taker> &takers() {  // NOLINT(readability-function-size): a table
     static const std::vector<Taker> all = {
         {"trel_cap_fe_node_pmsg_f",
          trel_cap_fe_node_pmsg_f,
@@ -207,7 +207,7 @@ TEST_P(Delivery, AllocatesTheNodesEntryOnly) {
         MomMsg *const msg = message.to(client, 28);
         const test_support::AllocationCount allocations;
         for (int i = 0; i < 2; ++i) {
-            EXPECT_EQ(processor_(client, msg), 0);
+            EXPECT_EQ(processor(client, msg), 0);
             EXPECT_EQ(allocations.count(), 1);
             EXPECT_EQ(allocations.freed(), 0);
         }
@@ -225,7 +225,7 @@ TEST_P(Delivery, WithoutMemoryForTheNodeIsReported) {
             int32_t status = 0;
             {
                 const test_support::FailingAllocations nothing_left;
-                status = processor_(client, msg);
+                status = processor(client, msg);
             }
             EXPECT_EQ(status, -11);
             const Events entering = taker.entering.empty() ? Events{} : Events{progress(taker.entering)};

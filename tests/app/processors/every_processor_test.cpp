@@ -41,7 +41,7 @@ INSTANTIATE_TEST_SUITE_P(Processors, EveryProcessor, ::testing::ValuesIn(kProces
 TEST_P(EveryProcessor, RefusesNoMessage) {
     const auto before = state();
     at_every_log_level([&] {
-        EXPECT_EQ(processor_(client, nullptr), -4);
+        EXPECT_EQ(processor(client, nullptr), -4);
         expect_events({error("pmsg NULL pointer, addr error!\n")});
         EXPECT_EQ(state(), before);
     });

@@ -238,7 +238,7 @@ TEST_F(FeNodeDeleted, ShowsTheRecordsReadinessAsItIs) {
     for (const int32_t ready : {0, 1, 256, -1}) {
         start_with();
         EXPECT_EQ(remove({.ready = ready}), 0);
-        EXPECT_THAT(platform.logs(name_),
+        EXPECT_THAT(platform.logs(processor_name),
                     ::testing::Contains(progress(text("node 43, config_dev_type 501, ready %d,", ready))));
         platform.forget();
     }

@@ -99,7 +99,7 @@ TEST_P(Loading, ScansForItsRecordsAndIsValidated) {
 
 TEST_P(Loading, AsksTheClientThatIsConfirmed) {
     g_trel_cap_global = client;
-    EXPECT_EQ(processor_(other_client, Message(29).to(other_client, 28)), 0);
+    EXPECT_EQ(processor(other_client, Message(29).to(other_client, 28)), 0);
     const Call other =
         call::scan_sync(other_client, loader.db, Record::of(*loader.type).with_index({}), 0, loader.process, nullptr);
     EXPECT_THAT(platform.calls(), ::testing::ElementsAre(other));
@@ -114,7 +114,7 @@ TEST_P(Loading, BuildsItsRequestOnTheStack) {
     Message confirmation(29);
     MomMsg *const msg = confirmation.to(client, loader.db);
     const test_support::AllocationCount allocations;
-    EXPECT_EQ(processor_(client, msg), 0);
+    EXPECT_EQ(processor(client, msg), 0);
     EXPECT_EQ(allocations.count(), 0);
     EXPECT_EQ(looked_at, 1);
 }

@@ -85,7 +85,7 @@ extern "C" {
     int32_t name(MomClient *global, uint8_t *ready) {                                                                  \
         const Entered entered(#name);                                                                                  \
         const auto answer = answer_of_query(ready);                                                                    \
-        return answer.has_value() ? *answer : behind(&name, #name)(global, ready);                                     \
+        return answer.has_value() ? *answer : behind(&(name), #name)(global, ready);                                     \
     }
 
 STAND_IN_FOR_QUERY(trel_cap_ce_get_glb_ready)

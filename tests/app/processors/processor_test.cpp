@@ -134,7 +134,8 @@ std::vector<int32_t> commands_other_than(const std::vector<int32_t> &handled) {
     return others;
 }
 
-ProcessorTest::ProcessorTest(const char *name, MomMsgCb processor) : name_(name), processor_(processor) {
+ProcessorTest::ProcessorTest(const char *name_in_log, MomMsgCb function)
+    : processor_name(name_in_log), processor(function) {
     g_trel_cap_zlog_level = 0;
     trel_cap_dbg_inited = 1;
     register_callback<kLineCards>();
@@ -183,11 +184,11 @@ std::vector<std::string> ProcessorTest::state() {
     return shown;
 }
 
-int32_t ProcessorTest::process(Message message) { return processor_(client, message.to(client, 28)); }
+int32_t ProcessorTest::process(Message message) { return processor(client, message.to(client, 28)); }
 
 int32_t ProcessorTest::process_unread(int32_t cmd) {
     MomMsg msg = {client, 28, cmd, reinterpret_cast<void *>(uintptr_t{1})};
-    return processor_(client, &msg);
+    return processor(client, &msg);
 }
 
 void ProcessorTest::expect_listed(const std::vector<CapNodeRecord> &records) const {

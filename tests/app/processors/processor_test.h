@@ -70,7 +70,7 @@ std::vector<int32_t> commands_other_than(const std::vector<int32_t> &handled);
 class ProcessorTest : public LibraryTest {
 protected:
     // The processor under test, and the name that its messages carry.
-    ProcessorTest(const char *name, MomMsgCb processor);
+    ProcessorTest(const char *name_in_log, MomMsgCb function);
     ~ProcessorTest() override;
 
     // A thread as it is at first, but for these entries in its list.
@@ -82,16 +82,16 @@ protected:
     // A message whose result is not to be looked at.
     int32_t process_unread(int32_t cmd);
 
-    Log error(const std::string &message) const { return {100, name_, message}; }
-    Log progress(const std::string &message) const { return {80, name_, message}; }
-    Log detail(const std::string &message) const { return {40, name_, message}; }
+    Log error(const std::string &message) const { return {100, processor_name, message}; }
+    Log progress(const std::string &message) const { return {80, processor_name, message}; }
+    Log detail(const std::string &message) const { return {40, processor_name, message}; }
 
     void expect_listed(const std::vector<CapNodeRecord> &records) const;
     // The calls of callbacks since the last look, and nothing else; for tests that close the log.
     void expect_told(const std::vector<Call> &expected);
 
-    const char *const name_;
-    const MomMsgCb processor_;
+    const char *const processor_name;
+    const MomMsgCb processor;
 };
 
 }  // namespace trel_cap_tests::processors

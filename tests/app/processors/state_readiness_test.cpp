@@ -127,15 +127,15 @@ TEST_P(StateReadiness, ShowsItsClasssFlags) {
     g_trel_hps_cap_flag = 0x4000;
     g_trel_lc_and_hps_cap_flag = 0x8000;
     EXPECT_EQ(confirm(), 0);
-    EXPECT_THAT(platform.logs(name_), ::testing::Contains(confirmed_event(0, flag_word())));
+    EXPECT_THAT(platform.logs(processor_name), ::testing::Contains(confirmed_event(0, flag_word())));
     flag_word() = 0x80000000U;
     EXPECT_EQ(confirm(), 0);
-    EXPECT_THAT(platform.logs(name_), ::testing::Contains(confirmed_event(0, 0x80000000U)));
+    EXPECT_THAT(platform.logs(processor_name), ::testing::Contains(confirmed_event(0, 0x80000000U)));
 }
 
 TEST_P(StateReadiness, AsksTheClientThatIsConfirmed) {
     g_trel_cap_global = client;
-    EXPECT_EQ(processor_(other_client, Message(29).to(other_client, 28)), 0);
+    EXPECT_EQ(processor(other_client, Message(29).to(other_client, 28)), 0);
     EXPECT_THAT(platform.calls(),
                 ::testing::ElementsAre(call::get_sync(other_client, 28, Record::of(*card_class.state_type))));
 }
@@ -150,8 +150,8 @@ TEST_P(StateReadiness, AllocatesNothing) {
         EXPECT_TRUE(call.function != "ox_mom_get_sync" || test_support::is_on_this_stack(request));
     };
     const test_support::AllocationCount allocations;
-    EXPECT_EQ(processor_(client, news.to(client, 28)), 0);
-    EXPECT_EQ(processor_(client, confirmation.to(client, 28)), 0);
+    EXPECT_EQ(processor(client, news.to(client, 28)), 0);
+    EXPECT_EQ(processor(client, confirmation.to(client, 28)), 0);
     EXPECT_EQ(allocations.count(), 0);
     EXPECT_EQ(platform.calls("ox_mom_get_sync").size(), 1U);
     EXPECT_EQ(platform.calls(card_class.list.callback).size(), 4U);  // twice of the class, twice of its node

@@ -10,19 +10,20 @@
 
 namespace trel_cap {
 
-/* T may be a function. */
-template <typename T>
-bool is_null(Caller caller, const char *name, T *argument) {
-    if (argument != nullptr) [[likely]] {
-        return false;
-    }
+[[gnu::cold]] inline bool say_null(Caller caller, const char *name) {
     TREL_CAP_LOG_AS(caller, kError, "%s NULL pointer, addr error!\n", name);
     return true;
 }
 
+/* T may be a function. */
+template <typename T>
+bool is_null(Caller caller, const char *name, T *argument) {
+    return argument == nullptr && say_null(caller, name);
+}
+
 inline bool is_bad_url(Caller caller, const char *url) {
-    if (is_null(caller, "url", url)) {
-        return true;
+    if (url == nullptr) {
+        return say_null(caller, "url");
     }
     const size_t length = strlen(url);
     if (length <= TREL_CAP_URL_MAX) [[likely]] {
