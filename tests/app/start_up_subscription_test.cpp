@@ -60,7 +60,7 @@ protected:
     }
     int32_t last_of(const std::vector<int32_t> &answers) const { return log_is_open() ? answers[8] : answers[3]; }
 
-    const std::vector<int32_t> all_fail_ = {-1, -2, -3, -4, -5, -6, -7, -8, -9};
+    const std::vector<int32_t> all_fail = {-1, -2, -3, -4, -5, -6, -7, -8, -9};
 };
 
 class StartUpSubscription : public SubscribingFrame {
@@ -166,15 +166,15 @@ TEST_F(StartUpSubscription, ThatFailsIsMadeAgainAndEndsStartUp) {
             SCOPED_TRACE(level);
             g_trel_cap_global = before;
             g_trel_cap_zlog_level = level;
-            answer_subscriptions(all_fail_);
-            EXPECT_EQ(trel_cap_init(client, "router"), last_of(all_fail_));
+            answer_subscriptions(all_fail);
+            EXPECT_EQ(trel_cap_init(client, "router"), last_of(all_fail));
             EXPECT_EQ(g_trel_cap_global, before);
             std::vector<Event> expected;
             if (before != nullptr) {
                 expected.emplace_back(Log{100, "trel_cap_init", "muli_thread"});
             }
             append(expected, until_subscription());
-            append(expected, failing_throughout("trel_cap_init", all_fail_));
+            append(expected, failing_throughout("trel_cap_init", all_fail));
             expect_start_up(expected);
         }
     }
@@ -288,12 +288,12 @@ TEST_F(ReconnectionSubscription, ThatFailsIsMadeAgainAndLeavesTheMark) {
         g_trel_cap_zlog_level = level;
         g_trel_cap_config_reconnect = 0;
         validate();
-        answer_subscriptions(all_fail_);
-        EXPECT_EQ(trel_cap_reconnect_db_config(client, 28, 3), last_of(all_fail_));
+        answer_subscriptions(all_fail);
+        EXPECT_EQ(trel_cap_reconnect_db_config(client, 28, 3), last_of(all_fail));
         EXPECT_EQ(g_trel_cap_config_reconnect, 1);
         EXPECT_EQ(count_validated(), 0);
         std::vector<Event> expected = {restored()};
-        append(expected, failing_throughout(kHandler, all_fail_));
+        append(expected, failing_throughout(kHandler, all_fail));
         expect_events(expected);
     }
 }

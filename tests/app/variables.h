@@ -11,7 +11,7 @@
 extern "C" {
 #endif
 
-struct library_variables {
+struct library_variables {  // NOLINT(readability-identifier-naming): C
     MomClient **global;
     uint8_t *dbg_inited;
     uint8_t *config_reconnect;

@@ -21,7 +21,7 @@ int main(int argc, char **argv) {
     const char *store = argc > 1 ? argv[1] : "mem:";
     const char *url = argc > 2 ? argv[2] : "/outside/c";
     int32_t value = 0;
-    int32_t rv;
+    int32_t rv = 0;
 
     MomClient *client = ox_mom_client_create(store);
     if (client == NULL || trel_cap_init(client, "outside") != TREL_CAP_OK) {

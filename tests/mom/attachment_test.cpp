@@ -63,32 +63,32 @@ private:
 
 class AttachmentTest : public StoreTest {
 protected:
-    Attached attached_;  // gone after the client
+    Attached attached;  // gone after the client
 };
 INSTANTIATE_OVER_STORES(AttachmentTest);
 
 TEST_P(AttachmentTest, IsCalledFromProcessAndCounted) {
     const ClientPtr client = connect();
-    ASSERT_EQ(attached_.attach(client.get()), 0);
+    ASSERT_EQ(attached.attach(client.get()), 0);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
-    attached_.make_readable();
-    EXPECT_EQ(attached_.calls, 0);
+    attached.make_readable();
+    EXPECT_EQ(attached.calls, 0);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
-    EXPECT_EQ(attached_.calls, 1);
+    EXPECT_EQ(attached.calls, 1);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
     ASSERT_EQ(follow<CapTable>(client), 0);
-    attached_.make_readable();
+    attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 2) << "with a confirmation";
 }
 
 TEST_P(AttachmentTest, MakesTheClientsDescriptorReadableAndLeavesItQuiet) {
     const ClientPtr client = connect();
     const int fd = ox_mom_client_fd(client.get());
-    ASSERT_EQ(attached_.attach(client.get()), 0);
+    ASSERT_EQ(attached.attach(client.get()), 0);
     while (ox_mom_client_process(client.get(), 0) > 0 || readable(fd, milliseconds(0))) {
     }
     for (int times = 1; times <= 5; ++times) {
-        attached_.make_readable();
+        attached.make_readable();
         EXPECT_TRUE(readable(fd, kSoon));
         EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
         EXPECT_FALSE(readable(fd, kMoment));
@@ -97,36 +97,36 @@ TEST_P(AttachmentTest, MakesTheClientsDescriptorReadableAndLeavesItQuiet) {
 
 TEST_P(AttachmentTest, IsCalledAgainAsLongAsTheDescriptorIsReadable) {
     const ClientPtr client = connect();
-    ASSERT_EQ(attached_.attach(client.get()), 0);
-    attached_.drains = false;
-    attached_.make_readable();
+    ASSERT_EQ(attached.attach(client.get()), 0);
+    attached.drains = false;
+    attached.make_readable();
     for (int times = 1; times <= 5; ++times) {
         EXPECT_TRUE(readable(ox_mom_client_fd(client.get()), milliseconds(0)));
         EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
-        EXPECT_EQ(attached_.calls, times);
+        EXPECT_EQ(attached.calls, times);
     }
-    attached_.make_quiet();
+    attached.make_quiet();
     EXPECT_LE(ox_mom_client_process(client.get(), 0), 1) << "it was readable when the loop ran last";
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
 }
 
 TEST_P(AttachmentTest, EndsTheWaitOfProcess) {
     const ClientPtr client = connect();
-    ASSERT_EQ(attached_.attach(client.get()), 0);
+    ASSERT_EQ(attached.attach(client.get()), 0);
     std::thread other([this] {
         std::this_thread::sleep_for(milliseconds(50));
-        attached_.make_readable();
+        attached.make_readable();
     });
     EXPECT_EQ(ox_mom_client_process(client.get(), -1), 1);
-    EXPECT_EQ(attached_.calls, 1);
+    EXPECT_EQ(attached.calls, 1);
     other.join();
 }
 
 TEST_P(AttachmentTest, IsReadableAlreadyWhenItIsAttached) {
     const ClientPtr client = connect();
-    attached_.make_readable();
-    ASSERT_EQ(attached_.attach(client.get()), 0);
-    EXPECT_EQ(attached_.calls, 0);
+    attached.make_readable();
+    ASSERT_EQ(attached.attach(client.get()), 0);
+    EXPECT_EQ(attached.calls, 0);
     EXPECT_TRUE(readable(ox_mom_client_fd(client.get()), milliseconds(0)));
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
 }
@@ -134,44 +134,44 @@ TEST_P(AttachmentTest, IsReadableAlreadyWhenItIsAttached) {
 TEST_P(AttachmentTest, IsNeverCalledInsideARequestOrAScan) {
     const ClientPtr client = connect();
     ASSERT_EQ(put_int(client, "/a", 1), 0);
-    ASSERT_EQ(attached_.attach(client.get()), 0);
-    attached_.make_readable();
+    ASSERT_EQ(attached.attach(client.get()), 0);
+    attached.make_readable();
     EXPECT_EQ(put_int(client, "/a", 2), 0);
     EXPECT_EQ(stored_int(client, "/a"), 2);
     EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
     EXPECT_EQ(follow<CapTable>(client), 0);
     EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kCardDb), 0);
-    EXPECT_EQ(attached_.calls, 0);
+    EXPECT_EQ(attached.calls, 0);
     EXPECT_TRUE(readable(ox_mom_client_fd(client.get()), milliseconds(0)));
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 2);
-    EXPECT_EQ(attached_.calls, 1);
+    EXPECT_EQ(attached.calls, 1);
 }
 
 TEST_P(AttachmentTest, DetachedIsCalledNoMore) {
     const ClientPtr client = connect();
     EXPECT_EQ(ox_mom_detach(client.get()), 0) << "nothing attached";
-    ASSERT_EQ(attached_.attach(client.get()), 0);
-    attached_.make_readable();
+    ASSERT_EQ(attached.attach(client.get()), 0);
+    attached.make_readable();
     EXPECT_EQ(ox_mom_detach(client.get()), 0);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
-    ASSERT_EQ(attached_.attach(client.get()), 0);
+    ASSERT_EQ(attached.attach(client.get()), 0);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1) << "attached again";
 }
 
 TEST_P(AttachmentTest, MayBeDetachedAndAttachedFromItsOwnCall) {
     Attached other;
     const ClientPtr client = connect();
-    ASSERT_EQ(attached_.attach(client.get()), 0);
-    attached_.on_ready = [&] {
+    ASSERT_EQ(attached.attach(client.get()), 0);
+    attached.on_ready = [&] {
         EXPECT_EQ(ox_mom_detach(client.get()), 0);
         EXPECT_EQ(other.attach(client.get()), 0);
     };
-    attached_.make_readable();
+    attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
-    attached_.make_readable();
+    attached.make_readable();
     other.make_readable();
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
-    EXPECT_EQ(attached_.calls, 1);
+    EXPECT_EQ(attached.calls, 1);
     EXPECT_EQ(other.calls, 1);
     EXPECT_EQ(ox_mom_detach(client.get()), 0);
 }
@@ -188,91 +188,91 @@ TEST_P(AttachmentTest, OneToAClientAndNothingMissing) {
     EXPECT_EQ(ox_mom_attach(client.get(), 0, &no_ready), OX_MOM_E_ARGUMENT);
     EXPECT_EQ(ox_mom_attach(client.get(), 0, &no_destroy), OX_MOM_E_ARGUMENT);
     EXPECT_EQ(ox_mom_detach(nullptr), OX_MOM_E_ARGUMENT);
-    ASSERT_EQ(attached_.attach(client.get()), 0);
+    ASSERT_EQ(attached.attach(client.get()), 0);
     EXPECT_EQ(other.attach(client.get()), OX_MOM_E_ARGUMENT);
-    attached_.make_readable();
+    attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1) << "the first one stays";
 }
 
 TEST_P(AttachmentTest, IsToldThatTheClientGoes) {
     {
         const ClientPtr client = connect();
-        ASSERT_EQ(attached_.attach(client.get()), 0);
-        attached_.make_readable();
-        attached_.on_destroy = [&] {
+        ASSERT_EQ(attached.attach(client.get()), 0);
+        attached.make_readable();
+        attached.on_destroy = [&] {
             EXPECT_EQ(ox_mom_client_process(client.get(), 0), OX_MOM_E_DESTROYED);
             EXPECT_EQ(ox_mom_detach(client.get()), OX_MOM_E_DESTROYED);
         };
     }
-    EXPECT_EQ(attached_.destroyed, 1);
-    EXPECT_EQ(attached_.calls, 0);
+    EXPECT_EQ(attached.destroyed, 1);
+    EXPECT_EQ(attached.calls, 0);
     const ClientPtr another = connect();
-    ASSERT_EQ(attached_.attach(another.get()), 0);
+    ASSERT_EQ(attached.attach(another.get()), 0);
     ASSERT_EQ(ox_mom_detach(another.get()), 0);
     ox_mom_client_process(another.get(), 0);
-    EXPECT_EQ(attached_.destroyed, 1);
+    EXPECT_EQ(attached.destroyed, 1);
 }
 
 TEST_P(AttachmentTest, MayDestroyTheClient) {
     MomClient *client = connect().release();
-    ASSERT_EQ(attached_.attach(client), 0);
-    attached_.on_ready = [&] {
+    ASSERT_EQ(attached.attach(client), 0);
+    attached.on_ready = [&] {
         ox_mom_client_destroy(client);
         EXPECT_EQ(ox_mom_client_fd(client), OX_MOM_E_DESTROYED) << "still there until the call returns";
-        EXPECT_EQ(attached_.destroyed, 0);
+        EXPECT_EQ(attached.destroyed, 0);
     };
-    attached_.make_readable();
+    attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
-    EXPECT_EQ(attached_.destroyed, 1);
+    EXPECT_EQ(attached.destroyed, 1);
 }
 
 TEST_P(AttachmentTest, MayDestroyTheClientInsideProcessInsideItself) {
     MomClient *client = connect().release();
-    ASSERT_EQ(attached_.attach(client), 0);
+    ASSERT_EQ(attached.attach(client), 0);
     int32_t inner = 0;
-    attached_.on_ready = [&] {
-        attached_.make_readable();
-        if (attached_.calls == 1) {
+    attached.on_ready = [&] {
+        attached.make_readable();
+        if (attached.calls == 1) {
             inner = ox_mom_client_process(client, 1000);
-            EXPECT_EQ(attached_.destroyed, 0);
+            EXPECT_EQ(attached.destroyed, 0);
         } else {
             ox_mom_client_destroy(client);
         }
     };
-    attached_.make_readable();
+    attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
     EXPECT_EQ(inner, OX_MOM_E_DESTROYED);
-    EXPECT_EQ(attached_.calls, 2);
-    EXPECT_EQ(attached_.destroyed, 1);
+    EXPECT_EQ(attached.calls, 2);
+    EXPECT_EQ(attached.destroyed, 1);
 }
 
 TEST_P(AttachmentTest, AnotherCallbackMayDestroyTheClient) {
     MomClient *client = connect().release();
-    ASSERT_EQ(attached_.attach(client), 0);
+    ASSERT_EQ(attached.attach(client), 0);
     ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
     slot().hook = [](MomClient *running, MomMsg *) { ox_mom_client_destroy(running); };
-    attached_.make_readable();
+    attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
-    EXPECT_EQ(attached_.calls, 0);
-    EXPECT_EQ(attached_.destroyed, 1);
+    EXPECT_EQ(attached.calls, 0);
+    EXPECT_EQ(attached.destroyed, 1);
 }
 
 TEST_P(AttachmentTest, MayMakeRequestsAndRunTheClient) {
     const ClientPtr client = connect();
     ASSERT_EQ(follow<CapTable>(client), 0);
     ASSERT_EQ(ox_mom_client_process(client.get(), 0), 1);
-    ASSERT_EQ(attached_.attach(client.get()), 0);
-    attached_.on_ready = [&] {
-        attached_.on_ready = nullptr;
+    ASSERT_EQ(attached.attach(client.get()), 0);
+    attached.on_ready = [&] {
+        attached.on_ready = nullptr;
         EXPECT_EQ(put_int(client, "/a", 1), 0);
         EXPECT_EQ(stored_int(client, "/a"), 1);
         EXPECT_TRUE(pump_until(client, [] { return slot().count(4) == 1; }));
-        attached_.make_readable();
-        EXPECT_TRUE(pump_until(client, [this] { return attached_.calls == 2; })) << "inside itself";
+        attached.make_readable();
+        EXPECT_TRUE(pump_until(client, [this] { return attached.calls == 2; })) << "inside itself";
     };
-    attached_.make_readable();
+    attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client.get(), 1000), 1);
-    EXPECT_EQ(attached_.calls, 2);
+    EXPECT_EQ(attached.calls, 2);
     EXPECT_FALSE(readable(ox_mom_client_fd(client.get()), kMoment));
 }
 
