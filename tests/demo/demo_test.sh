@@ -1,13 +1,11 @@
 #!/usr/bin/env bash
-# demo_test.sh NAME PROGRAM [QUIB [GUIDE]]: runs the test function of that name.
+# demo_test.sh NAME PROGRAM [QUIB]: runs the test function of that name.
 set -euo pipefail
 
 program=$2
 quib=${3:-}
-guide=${4:-}
 work=$(mktemp -d)
 pid= # of a demo that stays
-without_pointers='s/^(g_trel_cap_global) .*/\1/'
 trap '[ -z "$pid" ] || kill "$pid" || true; rm -rf "$work"' EXIT
 unset OX_MOM_STORE OX_MOM_TIMEOUT_MS OX_ZLOG_CONF
 export QUIB_DIR=$work/console TMPDIR=$work/tmp # nothing else goes there
@@ -160,23 +158,6 @@ stay_twice() {
   "$program" --stay >"$work/answer" 2>&1 || status=$?
   [ "$status" = 1 ] || fail "the second ended with $status"
   grep -q 'another demo is running' "$work/answer" || fail "no reason: $(cat "$work/answer")"
-  end_by TERM
-}
-
-# The operator's guide shows what happens. What it shows in part only, it leaves out with "…".
-session() {
-  local module=trel_cap_trel_cap_demo
-  awk -v prompt="$module> " '
-    /^```/ { if (whole) printf "%s", block; block = ""; inside = !inside; whole = 0; next }
-    inside && block == "" { whole = index($0, prompt) == 1 }
-    inside { block = block $0 "\n" }
-    /…/ { whole = 0 }' "$guide" >"$work/shown"
-  sed -n "s/^$module> //p" "$work/shown" >"$work/commands"
-  [ "$(wc -l <"$work/commands")" -ge 12 ] || fail "the guide shows hardly anything"
-  start_to_stay
-  "$quib" "$module" <"$work/commands" >"$work/answer" 2>&1 || true # some fail, as shown
-  diff <(sed -E "/^$module> /d; $without_pointers" "$work/shown") <(sed -E "$without_pointers" "$work/answer") ||
-    fail "the guide shows something else"
   end_by TERM
 }
 
