@@ -25,6 +25,7 @@ struct CapClassCallbackReg : CapCallbackReg {
 };
 
 static_assert(sizeof(void *) != 4 || (sizeof(CapCallbackReg) == 372 && sizeof(CapClassCallbackReg) == 376));
+static_assert(sizeof(void *) != 8 || (sizeof(CapCallbackReg) == 384 && sizeof(CapClassCallbackReg) == 392));
 
 /* Circular; the last one's next, and the first one's prev, is the head. */
 struct CallbackList {
