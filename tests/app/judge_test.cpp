@@ -225,8 +225,11 @@ TEST_F(PreInstallQuery, IsNoForANodeThatIsNotThere) {
 }
 
 TEST_F(PreInstallQuery, IsYesWhenAnyEntryOfTheNodeIs) {
-    add_nodes({in_real_time(-3), node_record(-3), in_real_time(-3)});
-    EXPECT_EQ(trel_cap_is_preinstall_card(-3), 1);
+    add_nodes({node_record(-4), in_real_time(-3), node_record(-3), in_real_time(-3), in_real_time(2), node_record(3)});
+    at_every_log_level([] {
+        EXPECT_EQ(trel_cap_is_preinstall_card(-3), 1);
+        EXPECT_EQ(trel_cap_is_preinstall_card(2), 0);
+    });
 }
 
 TEST_F(PreInstallQuery, IsAboutTheCallingThreadsList) {

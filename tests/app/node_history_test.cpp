@@ -23,6 +23,7 @@ protected:
         return any({near, near, near, near, INT32_MIN, INT32_MAX});
     }
     int32_t any_type() { return any({-1, 0, 1, 2}); }
+    uint8_t any_real_time() { return static_cast<uint8_t>(any({0, 1, 1, 1})); }
 
     CapNode *first(const std::function<bool(const CapNodeRecord &)> &wanted) const {
         const auto found =
@@ -33,7 +34,9 @@ protected:
         const int32_t node = any_node();
         const auto behind = std::find_if(model.begin(), model.end(),
                                          [node](const CapNode *listed) { return listed->record.node > node; });
-        model.insert(behind, trel_cap_sw_node_init_cur(node_record(node, any_type())));
+        CapNodeRecord record = node_record(node, any_type());
+        record.real_time = any_real_time();
+        model.insert(behind, trel_cap_sw_node_init_cur(record));
     }
     void del() {
         const int32_t node = any_node();
@@ -46,7 +49,9 @@ protected:
     // As the processors do.
     void change_in_place() {
         if (!model.empty()) {
-            model[random() % model.size()]->record.config_dev_type = any_type();
+            CapNodeRecord &record = model[random() % model.size()]->record;
+            record.config_dev_type = any_type();
+            record.real_time = any_real_time();
         }
     }
     void expect_as_modelled() {
@@ -58,6 +63,10 @@ protected:
         EXPECT_EQ(trel_cap_sw_node_and_type_search(node, type), first([&](const CapNodeRecord &record) {
                       return record.node == node && record.config_dev_type == type;
                   }));
+        // Every entry of the node is asked, and no other.
+        const bool in_advance =
+            first([&](const CapNodeRecord &record) { return record.node == node && record.real_time == 0; }) != nullptr;
+        EXPECT_EQ(trel_cap_is_preinstall_card(node), in_advance ? 1 : 0);
     }
 };
 

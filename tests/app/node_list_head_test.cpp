@@ -140,8 +140,11 @@ TEST_F(ZeroHead, IsAnEmptyListToDumps) {
 }
 
 TEST_F(ZeroHead, IsAnEmptyListToThePreInstallQuery) {
-    EXPECT_EQ(trel_cap_is_preinstall_card(0), 0);
-    EXPECT_THAT(platform.events(), IsEmpty());
+    at_every_log_level([this] {
+        EXPECT_EQ(trel_cap_is_preinstall_card(0), 0);
+        expect_events({});
+        EXPECT_TRUE(is_all_zero(cap_nodes_list));
+    });
 }
 
 TEST_F(ZeroHead, IsLinkedByTheFirstAddition) {

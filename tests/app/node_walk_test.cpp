@@ -158,6 +158,23 @@ TEST_F(Walking, MayBeDoneWithinAWalk) {
     EXPECT_EQ(inner, 4);
 }
 
+// It had already come to the next of them.
+TEST_F(Walking, PassesOverWhatAWalkWithinItDeletes) {
+    add_nodes({node_record(1), node_record(2), node_record(3), node_record(4), node_record(5)});
+    const auto delete_all_but_the_ends = [](CapNode *pos, void *) {
+        const int32_t node = pos->record.node;
+        return node == 1 || node == 5 ? 0 : trel_cap_sw_node_del(node, 0);
+    };
+    walk([&](const CapNode *pos) {
+        if (pos->record.node == 1) {
+            trel_cap_sw_node_walk_cur(delete_all_but_the_ends, nullptr);
+        }
+        return 0;
+    });
+    EXPECT_THAT(visited, ElementsAre(1, 5));
+    EXPECT_THAT(listed_nodes(), ElementsAre(1, 5));
+}
+
 class PrintingNodes : public NodeListTest {
 protected:
     template <class Body>
