@@ -85,7 +85,7 @@ extern "C" {
     int32_t name(MomClient *global, uint8_t *ready) {                                                                  \
         const Entered entered(#name);                                                                                  \
         const auto answer = answer_of_query(ready);                                                                    \
-        return answer.has_value() ? *answer : behind(&(name), #name)(global, ready);                                     \
+        return answer.has_value() ? *answer : behind(&(name), #name)(global, ready);                                   \
     }
 
 STAND_IN_FOR_QUERY(trel_cap_ce_get_glb_ready)
@@ -170,27 +170,27 @@ protected:
         script().calls.clear();
     }
     // The calls that a message leads to.
-    std::vector<std::string> calls_of(MomMsgCb processor, Message message, int32_t status = 0) {
+    std::vector<std::string> calls_of(MomMsgCb function, Message message, int32_t status = 0) {
         script().calls.clear();
-        EXPECT_EQ(processor(client, message.to(client, 28)), status);
+        EXPECT_EQ(function(client, message.to(client, 28)), status);
         return script().calls;
     }
 };
 
 TEST_F(ProcessorCalls, OfLineCardNodes) {
-    const MomMsgCb processor = trel_cap_fe_node_pmsg_f;
-    EXPECT_THAT(calls_of(processor, delivered(fe_ready())), ElementsAre(kSearch, kAdd, kDump));
+    const MomMsgCb function = trel_cap_fe_node_pmsg_f;
+    EXPECT_THAT(calls_of(function, delivered(fe_ready())), ElementsAre(kSearch, kAdd, kDump));
     begin({entry({.dm_install = 1, .app_df_chk = 1})});
-    EXPECT_THAT(calls_of(processor, delivered(fe_ready())), ElementsAre(kSearch, kDump, "trel_cap_callback_hander"));
-    EXPECT_THAT(calls_of(processor, delivered(fe_ready({.ready = 0}))),
+    EXPECT_THAT(calls_of(function, delivered(fe_ready())), ElementsAre(kSearch, kDump, "trel_cap_callback_hander"));
+    EXPECT_THAT(calls_of(function, delivered(fe_ready({.ready = 0}))),
                 ElementsAre(kSearch, kDump, kJudge, "trel_cap_callback_hander"));
-    EXPECT_THAT(calls_of(processor, deleted(fe_ready())), ElementsAre(kSearch, kJudge, "trel_cap_callback_hander"));
-    EXPECT_THAT(calls_of(processor, Message(29)), ElementsAre("trel_cap_notify_pre_install_node_pro"));
+    EXPECT_THAT(calls_of(function, deleted(fe_ready())), ElementsAre(kSearch, kJudge, "trel_cap_callback_hander"));
+    EXPECT_THAT(calls_of(function, Message(29)), ElementsAre("trel_cap_notify_pre_install_node_pro"));
 }
 
 TEST_F(ProcessorCalls, OfNodesOfTheClasses) {
     struct Nodes {
-        MomMsgCb processor;
+        MomMsgCb function;
         Record (*record)(const NodeReadiness &);
         int32_t node_type;
         const char *search;
@@ -210,19 +210,19 @@ TEST_F(ProcessorCalls, OfNodesOfTheClasses) {
         const NodeReadiness ready = {.node_type = nodes.node_type};
         const NodeReadiness unready = {.node_type = nodes.node_type, .ready = 0};
         begin({});
-        EXPECT_THAT(calls_of(nodes.processor, delivered(nodes.record(ready))), ElementsAre(nodes.search, kAdd, kDump));
+        EXPECT_THAT(calls_of(nodes.function, delivered(nodes.record(ready))), ElementsAre(nodes.search, kAdd, kDump));
         begin({entry({.dm_install = 1})});
-        EXPECT_THAT(calls_of(nodes.processor, delivered(nodes.record(ready))),
+        EXPECT_THAT(calls_of(nodes.function, delivered(nodes.record(ready))),
                     ElementsAre(nodes.search, kDump, nodes.dispatcher));
-        EXPECT_THAT(calls_of(nodes.processor, delivered(nodes.record(unready))),
+        EXPECT_THAT(calls_of(nodes.function, delivered(nodes.record(unready))),
                     ElementsAre(nodes.search, kDump, kJudge, nodes.dispatcher));
-        EXPECT_THAT(calls_of(nodes.processor, Message(29)), ElementsAre(nodes.announcement));
+        EXPECT_THAT(calls_of(nodes.function, Message(29)), ElementsAre(nodes.announcement));
     }
 }
 
 TEST_F(ProcessorCalls, OfCards) {
-    const MomMsgCb processor = trel_cap_install_node_pmsg_f;
-    EXPECT_THAT(calls_of(processor, delivered(card_info())), ElementsAre(kSearch, kAdd, kDump));
+    const MomMsgCb function = trel_cap_install_node_pmsg_f;
+    EXPECT_THAT(calls_of(function, delivered(card_info())), ElementsAre(kSearch, kAdd, kDump));
     begin({ready_entry()});
     g_trel_cap_flag = g_trel_fab_cm_cap_flag = g_trel_hps_cap_flag = UINT32_MAX;
     const std::pair<int32_t, const char *> dispatchers[] = {{1, "trel_cap_callback_hander"},
@@ -230,31 +230,31 @@ TEST_F(ProcessorCalls, OfCards) {
                                                             {5, "trel_cap_fab_callback_hander"},
                                                             {7, "trel_cap_hps_callback_hander"}};
     for (const auto &[node_type, dispatcher] : dispatchers) {
-        EXPECT_THAT(calls_of(processor, delivered(card_info({.node_type = node_type}))),
+        EXPECT_THAT(calls_of(function, delivered(card_info({.node_type = node_type}))),
                     ElementsAre(kSearch, kDump, dispatcher));
     }
-    EXPECT_THAT(calls_of(processor, deleted(card_info())),
+    EXPECT_THAT(calls_of(function, deleted(card_info())),
                 ElementsAre("trel_cap_sw_node_del", kJudge, "trel_cap_callback_hander"));
-    EXPECT_THAT(calls_of(processor, Message(29)), ElementsAre("trel_cap_notify_pre_install_node_pro"));
+    EXPECT_THAT(calls_of(function, Message(29)), ElementsAre("trel_cap_notify_pre_install_node_pro"));
 }
 
 TEST_F(ProcessorCalls, OfChecks) {
-    const MomMsgCb processor = trel_cap_app_df_pmsg_f;
-    EXPECT_THAT(calls_of(processor, delivered(check_result())), ElementsAre(kSearch, kAdd, kDump, kJudge));
+    const MomMsgCb function = trel_cap_app_df_pmsg_f;
+    EXPECT_THAT(calls_of(function, delivered(check_result())), ElementsAre(kSearch, kAdd, kDump, kJudge));
     begin({ready_entry()});
-    EXPECT_THAT(calls_of(processor, delivered(check_result())),
+    EXPECT_THAT(calls_of(function, delivered(check_result())),
                 ElementsAre(kSearch, kDump, kJudge, "trel_cap_callback_hander"));
-    EXPECT_THAT(calls_of(processor, delivered(check_result({.stat = APP_DF_CHECK_DENY}))),
+    EXPECT_THAT(calls_of(function, delivered(check_result({.stat = APP_DF_CHECK_DENY}))),
                 ElementsAre(kSearch, kDump, "trel_cap_callback_hander"));
-    EXPECT_THAT(calls_of(processor, deleted(check_result())), ElementsAre(kSearch));
-    EXPECT_THAT(calls_of(processor, Message(29)), ElementsAre("trel_cap_notify_pre_install_node_pro"));
+    EXPECT_THAT(calls_of(function, deleted(check_result())), ElementsAre(kSearch));
+    EXPECT_THAT(calls_of(function, Message(29)), ElementsAre("trel_cap_notify_pre_install_node_pro"));
 }
 
 // Whatever the reason.
 TEST_F(ProcessorCalls, ANodeThatCannotBeAddedEndsThem) {
     script().no_node = true;
-    for (const MomMsgCb processor : {trel_cap_fe_node_pmsg_f, trel_cap_fab_node_pmsg_f}) {
-        EXPECT_THAT(calls_of(processor, delivered(fe_ready()), -11), ElementsAre(kSearch, kAdd));
+    for (const MomMsgCb function : {trel_cap_fe_node_pmsg_f, trel_cap_fab_node_pmsg_f}) {
+        EXPECT_THAT(calls_of(function, delivered(fe_ready()), -11), ElementsAre(kSearch, kAdd));
     }
     EXPECT_THAT(calls_of(trel_cap_hps_node_pmsg_f, delivered(fe_ready()), -11), ElementsAre(kSearchWithType, kAdd));
     EXPECT_THAT(calls_of(trel_cap_cm_node_pmsg_f, delivered(cm_ready()), -11), ElementsAre(kSearch, kAdd));
@@ -292,9 +292,9 @@ TEST_F(ProcessorCalls, AnAnnouncementsAnswerDoesNotMatter) {
         calls_of(card_class->process_state, Message(29));
         EXPECT_THAT(script().calls, ::testing::Contains(card_class->announcement));
     }
-    for (const MomMsgCb processor : {trel_cap_fe_node_pmsg_f, trel_cap_fab_node_pmsg_f, trel_cap_cm_node_pmsg_f,
-                                     trel_cap_hps_node_pmsg_f, trel_cap_install_node_pmsg_f, trel_cap_app_df_pmsg_f}) {
-        EXPECT_EQ(calls_of(processor, Message(29)).size(), 1U);
+    for (const MomMsgCb function : {trel_cap_fe_node_pmsg_f, trel_cap_fab_node_pmsg_f, trel_cap_cm_node_pmsg_f,
+                                    trel_cap_hps_node_pmsg_f, trel_cap_install_node_pmsg_f, trel_cap_app_df_pmsg_f}) {
+        EXPECT_EQ(calls_of(function, Message(29)).size(), 1U);
     }
 }
 
