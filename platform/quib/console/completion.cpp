@@ -51,6 +51,13 @@ const Command *find_command(const std::vector<Command> &commands, const std::str
     return found;
 }
 
+std::vector<std::string> names_of(const std::vector<Command> &commands) {
+    std::vector<std::string> names(commands.size());
+    std::transform(commands.begin(), commands.end(), names.begin(),
+                   [](const Command &command) { return command.name; });
+    return names;
+}
+
 // What follows a word is part of the choice: a blank where more is to come, nothing after "url=".
 std::vector<std::string> first_words(const std::vector<Command> &commands) {
     std::vector<std::string> words = {"exit", "help", "quit"};
@@ -78,11 +85,7 @@ std::vector<std::string> words_at(const Place &place, const std::vector<Command>
         return first_words(commands);
     }
     if (place.before[0] == kHelp) {
-        std::vector<std::string> names;
-        for (const Command &command : commands) {
-            names.push_back(command.name);
-        }
-        return place.before.size() == 1 ? names : std::vector<std::string>();
+        return place.before.size() == 1 ? names_of(commands) : std::vector<std::string>();
     }
     const Command *command = find_command(commands, place.before[0]);
     return command == nullptr ? std::vector<std::string>() : argument_words(*command, place.before);

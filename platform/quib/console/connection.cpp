@@ -28,6 +28,11 @@ Failure out_of_time(const std::string &module, const Patience &patience) {
     return {kTimeOut, "no answer from " + module + " in " + in_seconds(patience.limit)};
 }
 
+Failure no_connection(const std::string &module, int error) {
+    const bool stale = error == ECONNREFUSED || error == ENOENT;
+    return {kNoConnection, "cannot connect to " + module + ": " + (stale ? "no process serves it" : strerror(error))};
+}
+
 // Waits for events on a descriptor, which may be -1 to just wait; false when the time is over.
 bool wait_on(int fd, short events, std::chrono::milliseconds limit, int interrupt_fd) {
     pollfd descriptors[] = {{.fd = fd, .events = events, .revents = 0},
@@ -49,10 +54,7 @@ Descriptor connect_patiently(const std::string &path, const std::string &module,
             return std::move(attempt.socket);
         }
         if (attempt.error != EAGAIN) {
-            const std::string reason = attempt.error == ECONNREFUSED || attempt.error == ENOENT
-                                           ? "no process serves it"
-                                           : std::strerror(attempt.error);
-            throw Failure(kNoConnection, "cannot connect to " + module + ": " + reason);
+            throw no_connection(module, attempt.error);
         }
         if (patience.limit.count() > 0 && Clock::now() - from >= patience.limit) {
             throw out_of_time(module, patience);

@@ -99,7 +99,7 @@ std::string History::add(const std::string &line) {
 }
 
 std::string history_path() {
-    if (const std::string own = variable("QUIB_HISTORY"); !own.empty()) {
+    if (std::string own = variable("QUIB_HISTORY"); !own.empty()) {
         return own;
     }
     const std::string home = variable("HOME");

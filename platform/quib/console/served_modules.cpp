@@ -56,10 +56,8 @@ std::string joined(const std::vector<std::string> &names) {
 }
 
 std::vector<std::string> names_of(const std::vector<Module> &modules) {
-    std::vector<std::string> names;
-    for (const Module &module : modules) {
-        names.push_back(module.name);
-    }
+    std::vector<std::string> names(modules.size());
+    std::transform(modules.begin(), modules.end(), names.begin(), [](const Module &module) { return module.name; });
     return names;
 }
 
@@ -84,7 +82,7 @@ std::string by_prefix(const std::string &directory, const std::string &word) {
 std::vector<Module> served_modules(const std::string &directory) {
     std::vector<Module> modules;
     for (const std::string &name : names_in(directory)) {
-        const Attempt attempt = connect_to(directory + "/" + name);
+        const Attempt attempt = connect_to(std::string(directory).append("/").append(name));
         if (attempt.error == 0) {
             const pid_t process = process_behind(attempt.socket);
             modules.push_back({name, process, process > 0 ? program_of(process) : ""});

@@ -77,7 +77,7 @@ std::string replace_all(const std::string &text, const char *pattern, const char
 
 // Without what is different every time.
 std::string lasting(std::string text) {
-    static const std::pair<const char *, const char *> kPassing[] = {
+    constexpr std::pair<const char *, const char *> kPassing[] = {
         {"\r", ""},
         {"0x[0-9a-f]{9,}", "POINTER"},
         {"process [0-9]+", "PROCESS"},

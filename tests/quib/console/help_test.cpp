@@ -125,8 +125,8 @@ protected:
         return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
     }
 
-    FakeModule demo_{socket("demo"), with_commands("dump_all\tvoid\nget_fe\tnode=%d url=%s\nlog-level\t%d\n")};
-    FakeModule other_{socket("other"), echo};
+    FakeModule demo{socket("demo"), with_commands("dump_all\tvoid\nget_fe\tnode=%d url=%s\nlog-level\t%d\n")};
+    FakeModule other{socket("other"), echo};
 };
 
 TEST_F(Bash, OffersModulesAndOptions) {

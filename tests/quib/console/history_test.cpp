@@ -29,7 +29,7 @@ protected:
         return shown;
     }
 
-    FakeModule demo_{socket("demo"), with_commands("")};
+    FakeModule demo{socket("demo"), with_commands("")};
 };
 
 TEST_F(HistoryFile, IsWhereTheEnvironmentSays) {

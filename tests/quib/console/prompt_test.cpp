@@ -24,9 +24,9 @@ constexpr char kCommands[] = "dump_all\tvoid\n"
 
 class Prompt : public ConsoleTest {
 protected:
-    Answer answer_ = with_commands(kCommands);
+    Answer answer = with_commands(kCommands);
     FakeModule &demo() { return *demo_; }
-    void start_module() { demo_ = std::make_unique<FakeModule>(socket("demo"), answer_); }
+    void start_module() { demo_ = std::make_unique<FakeModule>(socket("demo"), answer); }
     Terminal &attach() {
         if (!demo_) {
             start_module();
@@ -84,7 +84,7 @@ TEST_F(Prompt, RunsWhatIsPasted) {
 }
 
 TEST_F(Prompt, LeavesHelpToTheModule) {
-    answer_ = with_commands(kCommands, [](const std::string &line) -> Reply {
+    answer = with_commands(kCommands, [](const std::string &line) -> Reply {
         return output(line == "help" ? "all of them\n" : "about " + line + "\n") + exit_frame(0);
     });
     Terminal &terminal = attach();
@@ -95,7 +95,7 @@ TEST_F(Prompt, LeavesHelpToTheModule) {
 }
 
 TEST_F(Prompt, GoesOnAfterAFailure) {
-    answer_ = with_commands(kCommands, [](const std::string &line) -> Reply {
+    answer = with_commands(kCommands, [](const std::string &line) -> Reply {
         return line == "dum" ? diagnostic("\"dum\" could be dump_all, dump_node\n") + exit_frame(2) : echo(line).bytes;
     });
     Terminal &terminal = attach();
@@ -110,7 +110,7 @@ TEST_F(Prompt, GoesOnAfterAFailure) {
 }
 
 TEST_F(Prompt, StartsOnALineOfItsOwn) {
-    answer_ = with_commands(kCommands, [](const std::string &) { return output("no line end") + exit_frame(0); });
+    answer = with_commands(kCommands, [](const std::string &) { return output("no line end") + exit_frame(0); });
     Terminal &terminal = attach();
     terminal.type_at_prompt("dump_all\r");
     terminal.expect("no line end\r\n");
@@ -132,7 +132,7 @@ TEST_F(Prompt, DropsTheLineAtControlC) {
 }
 
 TEST_F(Prompt, GivesUpWaitingAtControlC) {
-    answer_ = with_commands(
+    answer = with_commands(
         kCommands, [](const std::string &line) { return line == "dump_all" ? Reply(output("some\n")) : echo(line); });
     Terminal &terminal = attach();
     terminal.type_at_prompt("dump_all\r");
@@ -146,7 +146,7 @@ TEST_F(Prompt, GivesUpWaitingAtControlC) {
 }
 
 TEST_F(Prompt, GivesUpWaitingInTime) {
-    answer_ = with_commands(kCommands, [](const std::string &line) { return line == "x" ? Reply("") : echo(line); });
+    answer = with_commands(kCommands, [](const std::string &line) { return line == "x" ? Reply("") : echo(line); });
     start_module();
     Terminal terminal({"--timeout", "2.5", "demo"}, environment());
     terminal.type_at_prompt("x\r");
@@ -165,7 +165,7 @@ TEST_F(Prompt, EndsWhenTheModuleGoesAway) {
 }
 
 TEST_F(Prompt, EndsWhenTheModuleGoesAwayInACommand) {
-    answer_ = with_commands(kCommands, [](const std::string &) { return Reply(output("some\n"), true); });
+    answer = with_commands(kCommands, [](const std::string &) { return Reply(output("some\n"), true); });
     Terminal &terminal = attach();
     terminal.type_at_prompt("dump_all\r");
     EXPECT_EQ(terminal.finish(), 3);
@@ -197,7 +197,7 @@ TEST_F(Prompt, EndsWhenItIsRefused) {
 }
 
 TEST_F(Prompt, NeedsNoCommandsToComplete) {
-    answer_ = [](const std::string &line) -> Reply {
+    answer = [](const std::string &line) -> Reply {
         return line == ".commands" ? diagnostic("no command .commands\n") + exit_frame(2) : echo(line).bytes;
     };
     Terminal &terminal = attach();

@@ -81,7 +81,7 @@ std::string Terminal::expect(const std::string &text) {
             throw std::runtime_error("ended without showing \"" + text + "\" after: " + shown_);
         }
     }
-    const std::string seen = shown_.substr(0, at + text.size());
+    std::string seen = shown_.substr(0, at + text.size());
     shown_.erase(0, seen.size());
     return seen;
 }
