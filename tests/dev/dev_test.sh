@@ -77,6 +77,52 @@ steps() {
   expect "2 1 failed: two" "$passed $failed ${remarks[*]}"
 }
 
+# Every build, but nothing is built.
+whole_run() { # WHETHER_ARM_CAN_BE_SET_UP
+  (
+    require_packages() { :; }
+    offer_packages() { :; }
+    local arm=$1
+    require_arm() { "$arm" || fail "no ARM" 2>&1; }
+    build_preset() { :; }
+    run_tests() { echo "tests $1"; }
+    check_format() { :; }
+    check_tidy() { :; }
+    test_all
+  )
+}
+
+everything() {
+  expect "== build release
+tests release
+== build asan
+tests asan
+== build tsan
+tests tsan
+== set up arm
+== build arm
+tests arm
+== build bench
+== format
+== tidy
+
+8 passed, 0 failed" "$(whole_run true)"
+}
+
+# The rest is tested nevertheless.
+without_arm() {
+  local status=0 text
+  text=$(whole_run false) || status=$?
+  expect "1 == set up arm
+dev: no ARM
+== build bench
+== format
+== tidy
+
+failed: set up arm
+6 passed, 1 failed" "$status $(sed -n '/^== set up arm/,$p' <<<"$text")"
+}
+
 # From here on the machine is pretended: what dpkg and apt would say, who we are, and an empty place to log to.
 pretend() { # USER_ID MISSING_PACKAGE...
   user=$1 pretended_missing=" ${*:2} "
@@ -137,6 +183,29 @@ dev: cannot install cmake; the whole output is in build/install.log" "$status $t
   expect "$install_attempts" "$(wc -l <"$place/done")"
 }
 
+# The tree for ARM comes from mirrors, too.
+cannot_fetch_for_arm() {
+  local status=0 text
+  pretend 1000
+  make_arm_tree() { echo again >>"$place/done" && echo "no such index" && return 100; }
+  text=$(require_arm_tree 2>&1) || status=$?
+  expect "1 Fetching for ARM, into build/arm-tree: ${packages_arm_tree[*]}
+no such index
+dev: cannot fetch the ARM packages; the whole output is in build/install.log" "$status $text"
+  expect "$install_attempts" "$(wc -l <"$place/done")"
+}
+
+# A tree of other packages is made anew.
+fetches_for_arm_once() {
+  pretend 1000
+  make_arm_tree() { echo made >>"$place/done" && echo "${packages_arm_tree[*]}" >build/arm-tree.packages; }
+  mkdir build
+  echo "${packages_arm_tree[0]}" >build/arm-tree.packages
+  require_arm_tree >/dev/null
+  require_arm_tree >/dev/null
+  expect made "$(cat "$place/done")"
+}
+
 # What a command asks for, and that it asks before it builds.
 needs_of() { # COMMAND ARGUMENT...
   (
@@ -158,6 +227,10 @@ builds release" "$(needs_of quick)"
 builds asan" "$(needs_of build asan)"
   expect "$(printf '%s\n' "${packages_build[@]}" "${packages_bench[@]}" "${packages_redis[@]}")
 builds bench" "$(needs_of bench)"
+  require_arm_tree() { echo "the tree"; }
+  expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}" "${packages_arm[@]}")
+the tree
+builds arm" "$(needs_of arm)"
 }
 
 unknown_command() {
