@@ -1,35 +1,14 @@
 #include "lookup.h"
 
 #include <algorithm>
-#include <numeric>
 #include <vector>
 
+#include "edit_distance.h"
 #include "words.h"
 
 namespace quib {
 
 namespace {
-
-// How many bytes must be put in, taken out, replaced, or exchanged with their neighbour to make one word the other.
-size_t distance(std::string_view a, std::string_view b) {
-    std::vector<size_t> before(b.size() + 1);
-    std::vector<size_t> row(b.size() + 1);
-    std::vector<size_t> next(b.size() + 1);
-    std::iota(row.begin(), row.end(), size_t{0});
-    for (size_t i = 1; i <= a.size(); ++i) {
-        next[0] = i;
-        for (size_t j = 1; j <= b.size(); ++j) {
-            const size_t replaced = row[j - 1] + (a[i - 1] == b[j - 1] ? 0 : 1);
-            next[j] = std::min({row[j] + 1, next[j - 1] + 1, replaced});
-            if (i > 1 && j > 1 && a[i - 1] == b[j - 2] && a[i - 2] == b[j - 1]) {
-                next[j] = std::min(next[j], before[j - 2] + 1);
-            }
-        }
-        before.swap(row);
-        row.swap(next);
-    }
-    return row.back();
-}
 
 std::vector<std::string_view> names_of(const Commands &commands) {
     std::vector<std::string_view> names;
@@ -57,7 +36,7 @@ std::vector<std::string_view> similar(const std::vector<std::string_view> &names
     }
     size_t least = std::max<size_t>(1, word.size() / 3);
     for (const std::string_view name : names) {
-        const size_t how_far = distance(word, name);
+        const size_t how_far = edit_distance(word, name);
         if (how_far < least) {
             nearest.clear();
         }
