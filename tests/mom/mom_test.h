@@ -87,7 +87,7 @@ inline int32_t follow_field(const ClientPtr &client, const ProtobufCMessage *req
     return ox_mom_subscribe_field(client.get(), db, request, 1, &field, &cb, &arg, 1);
 }
 
-inline Slot &slot(int number = 0) { return recorder().slots[number]; }
+inline Slot &slot(int number = 0) { return recorder().slots.at(static_cast<size_t>(number)); }
 
 inline bool pump_until(const ClientPtr &client, const std::function<bool()> &done, milliseconds limit = kLongEnough) {
     return pump_until(client.get(), done, limit);

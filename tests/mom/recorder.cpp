@@ -84,14 +84,15 @@ Recorder &recorder() {
 int32_t record_message(int slot, MomClient *client, MomMsg *msg) {
     Event event;
     event.client = client;
-    return write_down(recorder().slots[slot], std::move(event), msg, msg->cmd == OX_MOM_CMD_DELIVERED);
+    return write_down(recorder().slots.at(static_cast<size_t>(slot)), std::move(event), msg,
+                      msg->cmd == OX_MOM_CMD_DELIVERED);
 }
 
 int32_t record_field(int slot, MomClient *client, MomMsg *msg, void *arg) {
     Event event;
     event.client = client;
     event.arg = arg;
-    return write_down(recorder().slots[slot], std::move(event), msg, true);
+    return write_down(recorder().slots.at(static_cast<size_t>(slot)), std::move(event), msg, true);
 }
 
 int32_t on_reconnect(MomClient *client, int32_t db, int32_t type) {

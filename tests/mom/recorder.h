@@ -4,6 +4,7 @@
 
 #include <ox_mom.h>
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -57,7 +58,7 @@ inline constexpr int kFenceSlot = 6;  // settle()'s
 inline constexpr int kScanSlot = 7;   // stored_state()'s
 
 struct Recorder {
-    Slot slots[kSlots];
+    std::array<Slot, kSlots> slots;
     std::vector<Reconnection> reconnections;
     std::function<void(MomClient *, int32_t db)> reconnect_hook;
     uint64_t recorded = 0;
