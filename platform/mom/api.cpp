@@ -116,8 +116,8 @@ int32_t read_object(MomClient &client, int32_t db, const ProtobufCMessage &messa
     mom::ResultArenaPtr arena(mom::ResultArena::create(mom::result_capacity(type, bytes.size(), 0)));
     record = arena ? mom::decode_message(type, bytes, *arena) : nullptr;
     if (!record) {
-        return arena ? fail(OX_MOM_E_DECODE, "%s does not decode as its type", type.name)
-                     : fail(OX_MOM_E_MEMORY, "out of memory");
+        return arena && !arena->exhausted() ? fail(OX_MOM_E_DECODE, "%s does not decode as its type", type.name)
+                                            : fail(OX_MOM_E_MEMORY, "out of memory");
     }
     // The record is the first thing in its arena: it leads back there when it is released.
     static_cast<void>(arena.release());

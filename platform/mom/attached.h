@@ -21,7 +21,7 @@ public:
 
 private:
     void on_ready(int events) override;
-    void on_no_memory() override {}
+    void on_no_memory() noexcept override {}
 
     MomAttachment attachment_;
     bool ready_ = false;

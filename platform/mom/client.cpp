@@ -8,7 +8,6 @@
 
 #include "error.h"
 #include "record_codec.h"
-#include "wire.h"
 
 using mom::Channel;
 using mom::DecodedNotice;
@@ -169,14 +168,14 @@ void MomClient::on_message(std::string_view channel_name, std::string_view notic
         store_->fall_behind();
         return;
     }
-    Delivery &delivery = put(Delivery::Kind::kNotice);
-    delivery.channel = channel;
-    delivery.notice = notice;
+    put(Delivery::Kind::kNotice, notice).channel = channel;
 }
 
 void MomClient::on_restored() {
+    const std::vector<Channel *> lasting = subscriptions_.with_fields();
+    queue_.reserve(lasting.size() + kDatabases);  // from here on nothing fails: all are told, or none
     subscriptions_.forget_records();
-    for (Channel *channel : subscriptions_.with_fields()) {
+    for (Channel *channel : lasting) {
         put(Delivery::Kind::kPresent).channel = channel;
     }
     for (int32_t db = 0; db < kDatabases; ++db) {
@@ -194,7 +193,7 @@ std::vector<std::string> MomClient::lasting_channels() const {
     return names;
 }
 
-Delivery &MomClient::put(Delivery::Kind kind) { return queue_.push(kind, ++place_); }
+Delivery &MomClient::put(Delivery::Kind kind, std::string_view notice) { return queue_.push(kind, ++place_, notice); }
 
 // Delivering.
 
@@ -226,7 +225,14 @@ int32_t MomClient::deliver_waiting() {
     Delivery delivery;
     for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_; --waiting) {
         queue_.pop(delivery);
-        made += deliver(delivery);
+        try {
+            made += deliver(delivery);
+        } catch (const std::bad_alloc &) {
+            // What could not be delivered must not be missed in silence.
+            queue_.clear();
+            store_->fall_behind();
+            throw;
+        }
     }
     return made + deliver_attached();
 }
@@ -326,60 +332,4 @@ int32_t MomClient::deliver_restored(const Delivery &delivery) {
     }
     cb(this, delivery.db, OX_MOM_RECONNECT_RESTORED);
     return 1;
-}
-
-// Scanning.
-
-class MomClient::Scan final : public mom::ScanVisitor {
-public:
-    Scan(MomClient &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb)
-        : client_(client), db_(db), type_(type), cb_(cb) {}
-
-    bool on_hash(std::string_view key, const mom::StoredFields &fields) override {
-        const mom::ScratchPool::Lease scratch(client_.scratches_);
-        MomHashResult *result = mom::make_result(scratch.arena());
-        if (!result || mom::decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
-            mom::report("record skipped: %s", mom::last_error());
-            return true;
-        }
-        return call(OX_MOM_CMD_DELIVERED, result);
-    }
-
-    bool on_object(std::string_view bytes) {
-        const mom::ScratchPool::Lease scratch(client_.scratches_);
-        ProtobufCMessage *record = mom::decode_message(type_, bytes, scratch.arena());
-        if (!record) {
-            mom::report("record skipped: %s does not decode as its type", type_.name);
-            return true;
-        }
-        return call(OX_MOM_CMD_WRITTEN, record);
-    }
-
-private:
-    bool call(int32_t cmd, void *result) {
-        MomMsg message{.client = &client_, .db = db_, .cmd = cmd, .result = result};
-        cb_(&client_, &message);
-        return !client_.destroyed_;
-    }
-
-    MomClient &client_;
-    int32_t db_;
-    const ProtobufCMessageDescriptor &type_;
-    MomMsgCb cb_;
-};
-
-int32_t MomClient::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
-    Scan scan(*this, db, type, cb);
-    int32_t code = 0;
-    if (mom::index_of(type)) {
-        code = store_->scan_hashes(db, type.name, scan);
-    } else {
-        std::string_view bytes;
-        bool found = false;
-        code = store_->read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
-        if (code == 0 && found) {
-            scan.on_object(bytes);
-        }
-    }
-    return destroyed_ ? fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback of the scan") : code;
 }

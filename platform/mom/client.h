@@ -19,7 +19,7 @@ struct MomClient final : private mom::StoreListener {
 public:
     static constexpr int32_t kDatabases = 29;
 
-    // nullptr, with the reason in last_error().
+    // nullptr, with the reason in last_error(), when it fails. timeout: of one request.
     static MomClient *create(const mom::StoreName &name, mom::Millis timeout);
     MomClient(const MomClient &) = delete;
     MomClient &operator=(const MomClient &) = delete;
@@ -38,26 +38,45 @@ public:
         MomClient &client_;
     };
 
+    // Takes effect when the outermost call ends; until then every other call is refused.
     void destroy() { destroyed_ = true; }
 
     // 0 when the calling thread may use the client.
     int32_t check_caller() const;
 
+    // 0 when the number is one of a database.
     static int32_t check_number(int32_t db);
 
     // 0 when requests can be addressed to the database.
     int32_t check_connected(int32_t db) const;
 
+    // These return 0 or a code, with the reason in last_error(), and throw std::bad_alloc.
+
+    // Connecting a connected database does nothing.
     int32_t connect(int32_t db);
+
+    // nullptr: none is called any more.
     int32_t set_reconnect_cb(int32_t db, MomReconnectCb cb);
+
+    // Every later change to a record of the type; the same callback again confirms anew. Lost with the connection.
     int32_t subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb);
+
+    // Changes of fields of one record: a callback each, and an argument each unless args is nullptr. All are followed,
+    // or none. They outlive the connection.
     int32_t subscribe_fields(int32_t db, const ProtobufCMessage &request, std::span<const int32_t> field_ids,
                              const MomFieldCb *cbs, void *const *args);
+
+    // Calls back for each record of the type before it returns. Callbacks may make calls of the client.
     int32_t scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb);
+
+    // Waits so long (below 0: for ever) until there is something to call back for, and does. How many calls it made.
     int32_t process(int32_t timeout_ms);
+
+    // Another library's descriptor, served from process(). One at a time.
     int32_t attach(int fd, const MomAttachment &attachment);
     int32_t detach();
 
+    // Readable when process() has something to do.
     int fd() const { return loop_.fd(); }
     mom::Store &store() { return *store_; }
 
@@ -70,7 +89,7 @@ private:
     void on_restored() override;
     std::vector<std::string> lasting_channels() const override;
 
-    mom::Delivery &put(mom::Delivery::Kind kind);
+    mom::Delivery &put(mom::Delivery::Kind kind, std::string_view notice = {});
     int32_t deliver_waiting();
     int32_t deliver_attached();
     bool attached_ready() const { return attached_ && attached_->ready(); }

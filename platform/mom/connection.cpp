@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <utility>
 
 #include "error.h"
 
@@ -30,28 +31,28 @@ char *put_head(char *at, char kind, size_t length) {
 
 }  // namespace
 
-std::unique_ptr<Connection> Connection::open(const Endpoint &endpoint) {
-    redisContext *context = endpoint.path.empty() ? redisConnectNonBlock(endpoint.host.c_str(), endpoint.port)
-                                                  : redisConnectUnixNonBlock(endpoint.path.c_str());
-    if (!context) {
-        fail(OX_MOM_E_MEMORY, "no memory to connect to %s", endpoint.text().c_str());
+std::unique_ptr<Connection> Connection::open(const Endpoint &endpoint, int32_t *code) {
+    const std::string peer = endpoint.text();
+    ContextPtr context(endpoint.path.empty() ? redisConnectNonBlock(endpoint.host.c_str(), endpoint.port)
+                                             : redisConnectUnixNonBlock(endpoint.path.c_str()));
+    if (!context || context->err == REDIS_ERR_OOM) {
+        *code = fail(OX_MOM_E_MEMORY, "no memory to connect to %s", peer.c_str());
         return nullptr;
     }
     if (context->err) {
-        fail(OX_MOM_E_CONNECT, "cannot connect to %s: %s", endpoint.text().c_str(), context->errstr);
-        redisFree(context);
+        *code = fail(OX_MOM_E_CONNECT, "cannot connect to %s: %s", peer.c_str(), context->errstr);
         return nullptr;
     }
     fcntl(context->fd, F_SETFD, FD_CLOEXEC);
     if (endpoint.path.empty()) {
-        redisEnableKeepAlive(context);
+        redisEnableKeepAlive(context.get());
     }
     context->reader->fn = &reply_functions;
     context->reader->maxbuf = kKeptBuffer;
-    return std::unique_ptr<Connection>(new Connection(context, endpoint.text()));
+    return std::unique_ptr<Connection>(new Connection(std::move(context), peer));
 }
 
-Connection::Connection(redisContext *context, std::string peer) : context_(context), peer_(std::move(peer)) {}
+Connection::Connection(ContextPtr context, std::string peer) : context_(std::move(context)), peer_(std::move(peer)) {}
 
 Connection::~Connection() = default;
 

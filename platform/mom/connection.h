@@ -16,8 +16,8 @@ namespace mom {
 
 class Connection {
 public:
-    // Begins to connect; nullptr, with the reason in last_error(), when that fails at once.
-    static std::unique_ptr<Connection> open(const Endpoint &endpoint);
+    // Begins to connect; nullptr, with a code and the reason in last_error(), when that fails at once.
+    static std::unique_ptr<Connection> open(const Endpoint &endpoint, int32_t *code);
 
     Connection(const Connection &) = delete;
     Connection &operator=(const Connection &) = delete;
@@ -59,12 +59,14 @@ private:
         void operator()(redisContext *context) const { redisFree(context); }
     };
 
-    Connection(redisContext *context, std::string peer);
+    using ContextPtr = std::unique_ptr<redisContext, FreeContext>;
+
+    Connection(ContextPtr context, std::string peer);
 
     // False when the deadline has passed.
     bool wait_for(short events, TimePoint deadline) const;
 
-    std::unique_ptr<redisContext, FreeContext> context_;
+    ContextPtr context_;
     std::string peer_;
     std::string out_;
     size_t sent_ = 0;

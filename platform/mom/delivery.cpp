@@ -18,18 +18,23 @@ constexpr size_t kKeptRing = 1024;  // a longer one is not kept once it is empty
 
 }  // namespace
 
-Delivery &DeliveryQueue::push(Delivery::Kind kind, uint64_t place) {
-    if (count_ == ring_.size()) {
-        grow();
-    }
-    Delivery &slot = ring_[(first_ + count_++) % ring_.size()];
+Delivery &DeliveryQueue::push(Delivery::Kind kind, uint64_t place, std::string_view notice) {
+    reserve(1);
+    Delivery &slot = ring_[(first_ + count_) % ring_.size()];
+    slot.notice = notice;
+    ++count_;  // only now that nothing can fail any more
     slot.kind = kind;
     slot.place = place;
     slot.channel = nullptr;
     slot.cb = nullptr;
     slot.db = 0;
-    slot.notice.clear();
     return slot;
+}
+
+void DeliveryQueue::reserve(size_t more) {
+    if (count_ + more > ring_.size()) {
+        grow(count_ + more);
+    }
 }
 
 void DeliveryQueue::pop(Delivery &into) {
@@ -52,8 +57,8 @@ void DeliveryQueue::clear() {
     count_ = 0;
 }
 
-void DeliveryQueue::grow() {
-    std::vector<Delivery> larger(std::max(kFirstRing, ring_.size() * 2));
+void DeliveryQueue::grow(size_t least) {
+    std::vector<Delivery> larger(std::max({kFirstRing, ring_.size() * 2, least}));
     for (size_t i = 0; i < count_; ++i) {
         larger[i] = std::move(ring_[(first_ + i) % ring_.size()]);
     }
@@ -115,6 +120,10 @@ bool DecodedNotice::decode(const ProtobufCMessageDescriptor &type) {
         const bool right_kind = notice_.cmd == OX_MOM_CMD_WRITTEN || notice_.cmd == OX_MOM_CMD_DELETED;
         result_->record = right_kind ? decode_message(type, notice_.bytes, arena_) : nullptr;
         good_ = result_->record != nullptr;
+    }
+    if (arena_.exhausted()) {
+        decoded_as_ = nullptr;
+        throw std::bad_alloc();
     }
     if (!good_) {
         report("a notification of %s skipped: it does not decode as %s", channel_.key.c_str(), type.name);

@@ -5,6 +5,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -37,12 +38,14 @@ public:
     bool empty() const { return count_ == 0; }
     size_t size() const { return count_; }
 
-    Delivery &push(Delivery::Kind kind, uint64_t place);
+    Delivery &push(Delivery::Kind kind, uint64_t place, std::string_view notice = {});
+    // So many more without a notice will need no memory.
+    void reserve(size_t more);
     void pop(Delivery &into);
     void clear();
 
 private:
-    void grow();
+    void grow(size_t least);
 
     std::vector<Delivery> ring_;
     size_t first_ = 0;

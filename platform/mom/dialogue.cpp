@@ -12,10 +12,10 @@ Dialogue::Dialogue(Loop &loop, Done done, Failed failed)
 
 Dialogue::~Dialogue() { watch_.reset(); }
 
-bool Dialogue::start(const Endpoint &endpoint, std::span<const Command> commands) {
-    connection_ = Connection::open(endpoint);
+int32_t Dialogue::start(const Endpoint &endpoint, std::span<const Command> commands) {
+    connection_ = Connection::open(endpoint, &code_);
     if (!connection_) {
-        return false;
+        return code_;
     }
     for (const Command &command : commands) {
         connection_->add(command);
@@ -23,7 +23,7 @@ bool Dialogue::start(const Endpoint &endpoint, std::span<const Command> commands
     expected_ = commands.size();
     watch_ = std::make_unique<Watch>(loop_, connection_->fd(), *this);
     watch_->set(UV_WRITABLE);
-    return true;
+    return 0;
 }
 
 void Dialogue::on_ready(int events) {
@@ -42,7 +42,7 @@ void Dialogue::on_ready(int events) {
     }
 }
 
-void Dialogue::on_no_memory() {
+void Dialogue::on_no_memory() noexcept {
     watch_.reset();
     const auto failed = std::move(failed_);
     if (failed) {

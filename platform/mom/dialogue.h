@@ -25,12 +25,12 @@ public:
     Dialogue &operator=(const Dialogue &) = delete;
     ~Dialogue();
 
-    // False, with the reason in last_error(), when connecting fails at once; nothing is called then.
-    bool start(const Endpoint &endpoint, std::span<const Command> commands);
+    // 0, or a code, with the reason in last_error(), when connecting fails at once; nothing is called then.
+    int32_t start(const Endpoint &endpoint, std::span<const Command> commands);
 
 private:
     void on_ready(int events) override;
-    void on_no_memory() override;
+    void on_no_memory() noexcept override;
     bool advance(int events);
 
     Loop &loop_;

@@ -1,7 +1,9 @@
 #include "loop.h"
 
+#include <bit>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <new>
 #include <poll.h>
 #include <sys/timerfd.h>
@@ -11,16 +13,34 @@ namespace mom {
 
 namespace {
 
-template <class Handler, class Call>
-void guarded(Handler *handler, Call call) {
-    if (!handler) {
-        return;
-    }
+constexpr int kOwnDescriptors = 8;  // more than libuv opens for itself
+
+// The handler is asked for anew after a failure: the call may have ended it.
+template <class Find, class Call>
+void guarded(Find handler, Call call) {
     try {
-        call(*handler);
+        if (handler()) {
+            call(*handler());
+        }
     } catch (const std::bad_alloc &) {
-        handler->on_no_memory();
+        if (handler()) {
+            handler()->on_no_memory();
+        }
     }
+}
+
+// libuv ends the process when it finds no memory for its list of descriptors. Where it is about to need some, it is
+// asked for here first, and given back at once.
+bool has_room(const uv_loop_t &loop, int fd) {
+    if (static_cast<size_t>(fd) < loop.nwatchers) {
+        return true;
+    }
+    const size_t needed = std::bit_ceil(static_cast<size_t>(fd) + 3);  // as libuv counts
+    void *room = std::malloc(needed * sizeof(void *));
+    // Seen by nobody, the pair could be left out by the compiler.
+    asm volatile("" : : "r"(room) : "memory");
+    std::free(room);
+    return room != nullptr;
 }
 
 }  // namespace
@@ -42,13 +62,15 @@ bool Loop::open() {
     if (timer_fd_ < 0) {
         return false;
     }
-    if (uv_loop_init(&loop_) != 0) {
+    if (!has_room(loop_, timer_fd_ + kOwnDescriptors) || uv_loop_init(&loop_) != 0) {
         close(timer_fd_);
         return false;
     }
-    if (uv_async_init(&loop_, &wake_, [](uv_async_t *wake) {
-            guarded(static_cast<Loop *>(wake->data)->handler_, [](LoopHandler &handler) { handler.on_wake(); });
-        }) != 0) {
+    const auto on_wake = [](uv_async_t *wake) {
+        guarded([wake] { return static_cast<Loop *>(wake->data)->handler_; },
+                [](LoopHandler &handler) { handler.on_wake(); });
+    };
+    if (uv_async_init(&loop_, &wake_, on_wake) != 0) {
         uv_loop_close(&loop_);
         close(timer_fd_);
         return false;
@@ -60,7 +82,7 @@ bool Loop::open() {
         auto *loop = static_cast<Loop *>(timer->data);
         uint64_t expirations = 0;
         if (read(loop->timer_fd_, &expirations, sizeof expirations) > 0) {
-            guarded(loop->handler_, [](LoopHandler &handler) { handler.on_deadline(); });
+            guarded([loop] { return loop->handler_; }, [](LoopHandler &handler) { handler.on_deadline(); });
         }
     });
     opened_ = true;
@@ -98,8 +120,11 @@ void Loop::set_deadline(std::optional<TimePoint> when) {
     timerfd_settime(timer_fd_, TFD_TIMER_ABSTIME, &setting, nullptr);
 }
 
-Watch::Watch(Loop &loop, int fd, WatchHandler &handler)
-    : loop_(loop), handle_(new Handle{.poll = {}, .handler = &handler}) {
+Watch::Watch(Loop &loop, int fd, WatchHandler &handler) : loop_(loop) {
+    if (!has_room(*loop.raw(), fd)) {
+        throw std::bad_alloc();
+    }
+    handle_ = new Handle{.poll = {}, .handler = &handler};
     uv_poll_init(loop.raw(), &handle_->poll, fd);
     handle_->poll.data = handle_;
 }
@@ -119,7 +144,7 @@ void Watch::set(int events) {
     loop_.must_arm();
     uv_poll_start(&handle_->poll, events, [](uv_poll_t *poll, int status, int ready) {
         // An error shows itself when the socket is used.
-        guarded(static_cast<Handle *>(poll->data)->handler,
+        guarded([poll] { return static_cast<Handle *>(poll->data)->handler; },
                 [&](WatchHandler &handler) { handler.on_ready(status < 0 ? UV_READABLE | UV_WRITABLE : ready); });
     });
 }

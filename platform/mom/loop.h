@@ -15,7 +15,7 @@ class LoopHandler {
 public:
     virtual void on_wake() = 0;
     virtual void on_deadline() = 0;
-    virtual void on_no_memory() = 0;
+    virtual void on_no_memory() noexcept = 0;
 
 protected:
     ~LoopHandler() = default;
@@ -68,7 +68,7 @@ private:
 class WatchHandler {
 public:
     virtual void on_ready(int events) = 0;
-    virtual void on_no_memory() = 0;
+    virtual void on_no_memory() noexcept = 0;
 
 protected:
     ~WatchHandler() = default;
@@ -93,7 +93,7 @@ private:
     };
 
     Loop &loop_;
-    Handle *handle_;
+    Handle *handle_ = nullptr;
     int events_ = 0;
 };
 

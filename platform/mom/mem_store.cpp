@@ -3,8 +3,10 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <new>
 #include <set>
 #include <unordered_map>
+#include <utility>
 
 #include "error.h"
 #include "notice.h"
@@ -25,15 +27,27 @@ public:
 
     explicit Mailbox(Loop &loop) : loop_(loop) {}
 
-    void put(const std::string &channel, const std::string &notice) {
+    void put(const std::string &channel, const std::string &notice) noexcept {
         const std::scoped_lock lock(mutex_);
-        if (letters_.size() >= kQueueLimit) {
-            overflown_ = true;
+        try {
+            overflown_ = overflown_ || letters_.size() >= kQueueLimit;
+            if (!overflown_) {
+                letters_.push_back({channel, notice});
+            }
+        } catch (const std::bad_alloc &) {
+            overflown_ = true;  // this follower's loss, not the writer's
+        }
+        if (overflown_) {
             letters_.clear();
         }
-        if (!overflown_) {
-            letters_.push_back({channel, notice});
-        }
+        loop_.wake();
+    }
+
+    // Loses what has come: the owner will load afresh when it next takes.
+    void overflow() noexcept {
+        const std::scoped_lock lock(mutex_);
+        overflown_ = true;
+        letters_.clear();
         loop_.wake();
     }
 
@@ -101,20 +115,30 @@ public:
         return found == hashes.end() ? Fields() : found->second;
     }
 
+    // Each write makes all that it needs first. Then nothing can fail any more: it is done and told, or not done.
+
     void write_hash(const RecordName &name, const StoredFields &fields, std::span<const int32_t> written) {
         const std::scoped_lock lock(mutex_);
-        Fields &stored = databases_[name.db].hashes[std::string(name.type)][std::string(name.key)];
+        auto &hashes = databases_[name.db].hashes[std::string(name.type)];
+        const auto found = hashes.find(name.key);
+        Fields changed = found == hashes.end() ? Fields() : found->second;
         for (const StoredField &field : fields) {
-            stored[field.number] = field.value;
+            changed[field.number] = field.value;
         }
-        tell(name, hash_notice(OX_MOM_CMD_DELIVERED, written, stored));
+        const News news(name, hash_notice(OX_MOM_CMD_DELIVERED, written, changed));
+        if (found == hashes.end()) {
+            hashes.emplace(name.key, std::move(changed));
+        } else {
+            found->second.swap(changed);
+        }
+        tell(news);
     }
 
     void remove_hash(const RecordName &name) {
         const std::scoped_lock lock(mutex_);
         auto &hashes = databases_[name.db].hashes[std::string(name.type)];
         if (const auto found = hashes.find(name.key); found != hashes.end()) {
-            tell(name, hash_notice(OX_MOM_CMD_DELETED, {}, found->second));
+            tell(News(name, hash_notice(OX_MOM_CMD_DELETED, {}, found->second)));
             hashes.erase(found);
         }
     }
@@ -132,15 +156,16 @@ public:
 
     void write_object(const RecordName &name, std::string_view bytes) {
         const std::scoped_lock lock(mutex_);
-        databases_[name.db].objects[std::string(name.key)] = bytes;
-        tell(name, write_object_notice(OX_MOM_CMD_WRITTEN, bytes));
+        const News news(name, write_object_notice(OX_MOM_CMD_WRITTEN, bytes));
+        databases_[name.db].objects.insert_or_assign(std::string(name.key), std::string(bytes));
+        tell(news);
     }
 
     void remove_object(const RecordName &name) {
         const std::scoped_lock lock(mutex_);
         auto &objects = databases_[name.db].objects;
         if (const auto found = objects.find(name.key); found != objects.end()) {
-            tell(name, write_object_notice(OX_MOM_CMD_DELETED, found->second));
+            tell(News(name, write_object_notice(OX_MOM_CMD_DELETED, found->second)));
             objects.erase(found);
         }
     }
@@ -166,17 +191,24 @@ private:
         return write_notice(cmd, written, fields);
     }
 
-    void tell(const RecordName &name, const std::string &notice) {
-        tell(channel_of(name.db, name.type), notice);
-        if (name.key != name.type) {
-            tell(channel_of(name.db, name.key), notice);
-        }
-    }
+    // A change, as the followers of its type and of its record are told of it.
+    struct News {
+        News(const RecordName &name, std::string &&text)
+            : of_type(channel_of(name.db, name.type)),
+              of_record(name.key == name.type ? std::string() : channel_of(name.db, name.key)),
+              notice(std::move(text)) {}
 
-    void tell(const std::string &channel, const std::string &notice) {
-        if (const auto followers = followers_.find(channel); followers != followers_.end()) {
-            for (Mailbox *mailbox : followers->second) {
-                mailbox->put(channel, notice);
+        std::string of_type;
+        std::string of_record;  // empty: the same
+        std::string notice;
+    };
+
+    void tell(const News &news) noexcept {
+        for (const std::string *channel : {&news.of_type, &news.of_record}) {
+            if (const auto followers = followers_.find(*channel); followers != followers_.end()) {
+                for (Mailbox *mailbox : followers->second) {
+                    mailbox->put(*channel, news.notice);
+                }
             }
         }
     }
@@ -251,25 +283,26 @@ public:
 
     int32_t follow(const std::string &channel) override {
         data_->follow(channel, mailbox_);
-        on_wake();  // what has come before is older than this subscription
+        try {
+            on_wake();                         // what has come before is older than this subscription
+            data_->follow(channel, mailbox_);  // again: in case that was too much, and following began afresh
+        } catch (const std::bad_alloc &) {
+            on_no_memory();
+            throw;
+        }
         return 0;
     }
 
-    void fall_behind() override {
+    void fall_behind() noexcept override {
         ++falls_;
-        data_->unfollow(mailbox_);
-        mailbox_.empty();
-        for (const std::string &channel : listener_.lasting_channels()) {
-            data_->follow(channel, mailbox_);
-        }
-        listener_.on_restored();
+        mailbox_.overflow();
     }
 
 private:
     void on_wake() override {
         std::deque<Mailbox::Letter> letters;
         if (!mailbox_.take(letters)) {
-            fall_behind();
+            start_afresh();
             return;
         }
         const unsigned falls = falls_;
@@ -281,8 +314,18 @@ private:
         }
     }
 
+    // As after a reconnection.
+    void start_afresh() {
+        data_->unfollow(mailbox_);
+        mailbox_.empty();
+        for (const std::string &channel : listener_.lasting_channels()) {
+            data_->follow(channel, mailbox_);
+        }
+        listener_.on_restored();
+    }
+
     void on_deadline() override {}
-    void on_no_memory() override { fall_behind(); }
+    void on_no_memory() noexcept override { fall_behind(); }
 
     Loop &loop_;
     StoreListener &listener_;

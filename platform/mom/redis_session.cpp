@@ -1,7 +1,6 @@
 #include "redis_session.h"
 
-#include <algorithm>
-#include <cstdlib>
+#include <new>
 #include <random>
 #include <utility>
 
@@ -15,25 +14,6 @@ namespace {
 // A server that says nothing for so long is asked whether it is alive: one that froze, or lies beyond a cut network,
 // would otherwise be followed in silence for ever.
 constexpr Millis kPulse{10000};
-
-constexpr std::string_view kHighestDatabase = "28";
-static_assert(kDatabases == 29);
-
-std::string text_of(const Reply &reply) { return reply.is_text() || reply.is_error() ? std::string(reply.text) : ""; }
-
-const Reply *first_error(std::span<Reply *const> replies) {
-    const auto error = std::ranges::find_if(replies, [](const Reply *reply) { return reply->is_error(); });
-    return error == replies.end() ? nullptr : *error;
-}
-
-std::string explain(const Endpoint &server, const Reply &error) {
-    std::string text = server.text() + ": " + text_of(error);
-    if (error.text.find("DB index") != std::string_view::npos) {
-        return text + ": it has fewer than " + std::to_string(kDatabases) +
-               " databases; raise the `databases` setting in its configuration";
-    }
-    return text;
-}
 
 }  // namespace
 
@@ -65,13 +45,15 @@ int32_t RedisSession::connect(int32_t db) {
         return 0;
     }
     wanted = true;
-    if (state_ == State::kIdle) {
-        begin();
-    } else if (state_ == State::kUp) {
-        state_ = State::kOpening;
-        loop_.set_deadline(Clock::now() + timeout_);
-        open_requests(db);
-    }
+    guarded([&] {
+        if (state_ == State::kIdle) {
+            begin();
+        } else if (state_ == State::kUp) {
+            state_ = State::kOpening;
+            loop_.set_deadline(Clock::now() + timeout_);
+            open_requests(db);
+        }
+    });
     if (!drive([this] { return state_ == State::kOpening; })) {
         attempt_timed_out();
     }
@@ -94,145 +76,7 @@ Connection *RedisSession::request_connection(int32_t db, int32_t *code) {
     return requests_[static_cast<size_t>(db)].connection.get();
 }
 
-// Connecting: the follower and every wanted database at once, at the master that the sentinels know or at the server.
-
-void RedisSession::begin() {
-    state_ = State::kOpening;
-    loop_.set_deadline(Clock::now() + timeout_);
-    if (name_.kind == StoreName::Kind::kSentinel) {
-        ask_sentinel(0);
-    } else {
-        open_at(name_.endpoints.front());
-    }
-}
-
-void RedisSession::ask_sentinel(size_t which) {
-    if (which == name_.endpoints.size()) {
-        attempt_failed(OX_MOM_E_CONNECT, "no sentinel knows a master of \"" + name_.name + "\": " + why_);
-        return;
-    }
-    server_ = name_.endpoints[which];
-    const auto next = [this, which](const std::string &why) {
-        why_ = why;
-        dialogues_.clear();
-        ask_sentinel(which + 1);
-    };
-    auto dialogue = std::make_unique<Dialogue>(
-        loop_,
-        [this, next](auto, std::span<Reply *const> replies) {
-            const Reply &master = *replies.front();
-            if (master.type != Reply::Type::kArray || master.elements.size() != 2) {
-                next(server_.text() + (master.is_error() ? ": " + text_of(master) : " does not know it"));
-                return;
-            }
-            Endpoint server{.path = {}, .host = text_of(master.elements[0]), .port = 0};
-            server.port = static_cast<uint16_t>(std::strtoul(text_of(master.elements[1]).c_str(), nullptr, 10));
-            dialogues_.clear();
-            open_at(server);
-        },
-        [next](int32_t) { next(last_error()); });
-    const std::vector<Dialogue::Command> question = {{"SENTINEL", "get-master-addr-by-name", name_.name}};
-    if (dialogue->start(server_, question)) {
-        dialogues_.push_back(std::move(dialogue));
-    } else {
-        next(last_error());
-    }
-}
-
-void RedisSession::open_at(const Endpoint &server) {
-    server_ = server;
-    open_link();
-    for (int32_t db = 0; db < kDatabases && state_ == State::kOpening; ++db) {
-        if (is_connected(db)) {
-            open_requests(db);
-        }
-    }
-}
-
-std::vector<Dialogue::Command> RedisSession::login() const {
-    if (name_.password.empty()) {
-        return {};
-    }
-    if (name_.user.empty()) {
-        return {{"AUTH", name_.password}};
-    }
-    return {{"AUTH", name_.user, name_.password}};
-}
-
-void RedisSession::open_link() {
-    std::vector<Dialogue::Command> commands = login();
-    commands.push_back({"ROLE"});
-    start_dialogue(std::move(commands), [this](auto connection, std::span<Reply *const> replies) {
-        const Reply &role = *replies.back();
-        // A server without the command, or whose user may not give it, is taken at its word.
-        const bool tells = role.type == Reply::Type::kArray && !role.elements.empty();
-        const Reply *error = replies.size() > 1 ? first_error(replies.first(1)) : nullptr;
-        const bool unknown_user = role.is_error() && role.text.starts_with("NOAUTH");
-        if (error || unknown_user) {
-            attempt_failed(OX_MOM_E_REFUSED, explain(server_, error ? *error : role));
-        } else if (tells && role.elements.front().text != "master" && name_.kind == StoreName::Kind::kSentinel) {
-            attempt_failed(OX_MOM_E_CONNECT, server_.text() + " is not the master any more");
-        } else {
-            link_ = std::move(connection);
-            opened_one();
-        }
-    });
-}
-
-void RedisSession::open_requests(int32_t db) {
-    std::vector<Dialogue::Command> commands = login();
-    const std::string number = std::to_string(db);
-    commands.push_back({"SELECT", kHighestDatabase});
-    commands.push_back({"SELECT", number});
-    start_dialogue(std::move(commands), [this, db](auto connection, std::span<Reply *const> replies) {
-        if (const Reply *error = first_error(replies)) {
-            attempt_failed(OX_MOM_E_REFUSED, explain(server_, *error));
-            return;
-        }
-        RequestConnection &request = requests_[static_cast<size_t>(db)];
-        request.watch = std::make_unique<IdleWatch>(*this, loop_, connection->fd());
-        connection->set_limit(timeout_);
-        request.connection = std::move(connection);
-        opened_one();
-    });
-}
-
-void RedisSession::start_dialogue(std::vector<Dialogue::Command> commands, Dialogue::Done done) {
-    auto dialogue = std::make_unique<Dialogue>(loop_, std::move(done),
-                                               [this](int32_t code) { attempt_failed(code, last_error()); });
-    if (dialogue->start(server_, commands)) {
-        ++opening_;
-        dialogues_.push_back(std::move(dialogue));
-    } else {
-        attempt_failed(OX_MOM_E_CONNECT, last_error());
-    }
-}
-
-void RedisSession::opened_one() {
-    if (--opening_ != 0) {
-        return;
-    }
-    dialogues_.clear();
-    if (!link_watch_) {
-        follow_lasting();
-    }
-    up_if_complete();
-}
-
-// Only now that the notifications' connection is watched can confirmations come.
-void RedisSession::follow_lasting() {
-    link_watch_ = std::make_unique<Watch>(loop_, link_->fd(), *this);
-    pushes_.emplace();
-    followed_.clear();
-    unconfirmed_ = 0;
-    for (const std::string &channel : listener_.lasting_channels()) {
-        link_->add({"SUBSCRIBE", channel});
-        ++unconfirmed_;
-    }
-    last_heard_ = Clock::now();
-    pinged_ = false;
-    watch_link();
-}
+// Up, or not.
 
 void RedisSession::up_if_complete() {
     if (state_ != State::kOpening || opening_ != 0 || unconfirmed_ != 0) {
@@ -247,13 +91,12 @@ void RedisSession::up_if_complete() {
     was_up_ = true;
 }
 
-void RedisSession::attempt_failed(int32_t code, const std::string &why) {
+void RedisSession::attempt_failed(int32_t code, std::string_view why) noexcept {
     if (was_up_) {
         lose(why, code);
         return;
     }
-    code_ = code;
-    why_ = why;
+    keep_reason(code, why);
     close_all();
     state_ = State::kIdle;
     loop_.set_deadline(std::nullopt);
@@ -263,16 +106,25 @@ void RedisSession::attempt_timed_out() {
     attempt_failed(OX_MOM_E_TIMEOUT, server_.text() + ": no answer in " + std::to_string(timeout_.count()) + " ms");
 }
 
-void RedisSession::lose(const std::string &why, int32_t code) {
+void RedisSession::lose(std::string_view why, int32_t code) noexcept {
     if (state_ == State::kIdle || state_ == State::kPausing) {
         return;
     }
-    code_ = code;
-    why_ = why;
+    keep_reason(code, why);
     close_all();
     restoring_ = true;
     state_ = State::kPausing;
     loop_.set_deadline(backoff_.failed(Clock::now()));
+}
+
+// The connections are given up whether or not there is memory to say why.
+void RedisSession::keep_reason(int32_t code, std::string_view why) noexcept {
+    code_ = code;
+    try {
+        why_ = why;
+    } catch (const std::bad_alloc &) {
+        why_.clear();
+    }
 }
 
 void RedisSession::close_all() {

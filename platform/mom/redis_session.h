@@ -4,9 +4,11 @@
 
 #include <array>
 #include <memory>
+#include <new>
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "backoff.h"
@@ -39,7 +41,7 @@ public:
     int32_t follow(const std::string &channel);
 
     // All connections are of no use any more: closes them and connects again in the background.
-    void lose(const std::string &why, int32_t code = OX_MOM_E_LOST);
+    void lose(std::string_view why, int32_t code = OX_MOM_E_LOST) noexcept;
 
 private:
     enum class State : uint8_t {
@@ -58,7 +60,7 @@ private:
 
     private:
         void on_ready(int) override { session_.lose("a connection was closed by the server"); }
-        void on_no_memory() override { session_.on_no_memory(); }
+        void on_no_memory() noexcept override { session_.on_no_memory(); }
 
         RedisSession &session_;
         Watch watch_;
@@ -85,7 +87,19 @@ private:
     void opened_one();
     void follow_lasting();
     void up_if_complete();
-    void attempt_failed(int32_t code, const std::string &why);
+    void attempt_failed(int32_t code, std::string_view why) noexcept;
+    void keep_reason(int32_t code, std::string_view why) noexcept;
+    static std::string explain(const Endpoint &server, const Reply &error);
+
+    // For what runs where its caller may be gone when it fails.
+    template <class Work>
+    void guarded(Work work) {
+        try {
+            work();
+        } catch (const std::bad_alloc &) {
+            on_no_memory();
+        }
+    }
     void attempt_timed_out();
     template <class Pending>
     bool drive(Pending pending);
@@ -100,7 +114,7 @@ private:
 
     void on_wake() override {}
     void on_deadline() override;
-    void on_no_memory() override { attempt_failed(OX_MOM_E_MEMORY, "out of memory"); }
+    void on_no_memory() noexcept override { attempt_failed(OX_MOM_E_MEMORY, "out of memory"); }
     void close_all();
 
     StoreName name_;

@@ -1,6 +1,7 @@
 // The store on a server: requests. The connections that they are made on are the session's.
 #include <algorithm>
 #include <initializer_list>
+#include <new>
 
 #include "error.h"
 #include "notice.h"
@@ -51,7 +52,7 @@ public:
     int32_t connect(int32_t db) override { return session_.connect(db); }
     bool is_connected(int32_t db) const override { return session_.is_connected(db); }
     int32_t follow(const std::string &channel) override { return session_.follow(channel); }
-    void fall_behind() override { session_.lose("too many notifications wait"); }
+    void fall_behind() noexcept override { session_.lose("notifications could not be kept"); }
 
     int32_t read_hash(const RecordName &name, StoredFields &fields) override {
         int32_t code = 0;
@@ -245,10 +246,16 @@ int32_t RedisStore::read_batch(int32_t db, std::span<const Reply> keys, ReplyAre
     if (!connection) {
         return code;
     }
-    for (const Reply &key : keys) {
-        connection->add({"HGETALL", key.text});
-    }
     replies.clear();
+    try {
+        replies.reserve(keys.size());
+        for (const Reply &key : keys) {
+            connection->add({"HGETALL", key.text});
+        }
+    } catch (const std::bad_alloc &) {
+        session_.lose("out of memory");  // half a batch may not be sent before the next request
+        throw;
+    }
     while (replies.size() < keys.size()) {
         const Reply *reply = await(*connection, arena, &code);
         if (!reply) {

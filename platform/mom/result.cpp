@@ -47,6 +47,7 @@ void *ResultArena::allocate(size_t size) {
     }
     auto *overflow = static_cast<Overflow *>(std::malloc(kAlign + size));
     if (!overflow) {
+        exhausted_ = true;
         return nullptr;
     }
     overflow->next = std::exchange(overflow_, overflow);
@@ -55,6 +56,7 @@ void *ResultArena::allocate(size_t size) {
 
 void ResultArena::clear() {
     used_ = 0;
+    exhausted_ = false;
     while (overflow_) {
         std::free(std::exchange(overflow_, overflow_->next));
     }
@@ -81,12 +83,10 @@ int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &
         return result.error_code = fail(code, "%.*s %s", static_cast<int>(where.size()), where.data(), why);
     };
     auto *ids = static_cast<int32_t *>(arena.allocate(fields.size() * sizeof(int32_t)));
-    if (!ids) {
-        return refuse(OX_MOM_E_MEMORY, "does not fit into memory");
-    }
-    ProtobufCMessage *record = decode_fields(type, fields, arena);
+    ProtobufCMessage *record = ids ? decode_fields(type, fields, arena) : nullptr;
     if (!record) {
-        return refuse(OX_MOM_E_DECODE, "does not decode as its type");
+        return arena.exhausted() ? refuse(OX_MOM_E_MEMORY, "does not fit into memory")
+                                 : refuse(OX_MOM_E_DECODE, "does not decode as its type");
     }
     bool ascending = true;
     int32_t before = 0;

@@ -29,6 +29,9 @@ public:
     void *allocate(size_t size);
     void clear();
 
+    // Whether memory ran out since clear(): what did not decode may be sound then.
+    bool exhausted() const { return exhausted_; }
+
 private:
     struct Overflow {
         Overflow *next;
@@ -39,6 +42,7 @@ private:
     size_t capacity_ = 0;
     size_t used_ = 0;
     Overflow *overflow_ = nullptr;
+    bool exhausted_ = false;
 };
 
 struct DestroyArena {

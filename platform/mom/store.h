@@ -100,8 +100,8 @@ public:
     // Returns once every later change is sure to be told.
     virtual int32_t follow(const std::string &channel) = 0;
 
-    // Treats the connection as lost: the client fell too far behind.
-    virtual void fall_behind() = 0;
+    // Treats the connection as lost: the client fell too far behind, or found no memory for what it was told.
+    virtual void fall_behind() noexcept = 0;
 };
 
 std::unique_ptr<Store> make_mem_store(const std::string &name, Loop &loop, StoreListener &listener);

@@ -1,6 +1,7 @@
 #include "subscriptions.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace mom {
 
@@ -13,12 +14,12 @@ Channel *Subscriptions::find(std::string_view name) {
 }
 
 Channel &Subscriptions::find_or_add(const std::string &name, int32_t db, std::string_view key) {
-    std::unique_ptr<Channel> &channel = channels_[name];
-    if (!channel) {
-        channel = std::make_unique<Channel>(
-            Channel{.name = name, .db = db, .key = std::string(key), .records = {}, .fields = {}});
+    if (const auto found = channels_.find(name); found != channels_.end()) {
+        return *found->second;
     }
-    return *channel;
+    auto channel = std::make_unique<Channel>(
+        Channel{.name = name, .db = db, .key = std::string(key), .records = {}, .fields = {}});
+    return *channels_.emplace(name, std::move(channel)).first->second;
 }
 
 void Subscriptions::put_record(Channel &channel, const RecordSubscription &subscription) {
