@@ -1,6 +1,8 @@
 // The collection: the dump, in a file of /data.
 
 #include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
 
 #include "level_files.h"
 #include "nodes.h"
@@ -109,6 +111,19 @@ TEST_F(Collection, LeavesStandardOutputAsItWas) {
     });
     EXPECT_EQ(around, (Printed{0, "before, " + open_path() + " open fail\r\n" + whole_dump + "between, after"}));
     EXPECT_EQ(content_of(open_path()), whole_dump);
+}
+
+// Descriptor 1 is the process's: while it leads into the file, it does so for every thread.
+TEST_F(Collection, HasInItWhatOtherThreadsPrintMeanwhile) {
+    make_inner_directory();
+    g_trel_cap_zlog_level = 4;  // each walk of the list logs its nodes
+    whole_dump = print(trel_cap_dbg_dump_all).output;
+    bool said = false;
+    platform.on_log = [&said](const Log &, const char *) {
+        std::thread([&said] { said = said || write(STDOUT_FILENO, "other\n", 6) == 6; }).join();
+    };
+    EXPECT_EQ(print(trel_cap_dbg_collect), (Printed{0, ""}));
+    EXPECT_EQ(content_of(open_path()), "other\n" + whole_dump);
 }
 
 TEST_F(Collection, KeepsNoDescriptor) {
