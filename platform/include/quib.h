@@ -14,6 +14,9 @@
  *  3. Where. A module listens on the Unix socket DIR/MODULE, mode 0600, DIR being $QUIB_DIR, else
  *     $XDG_RUNTIME_DIR/quib, else /run/quib; a directory that is missing is made, mode 0700. Only the user of the
  *     process and root are served.
+ *  4. Limits. A module serves eight operators at a time, and lets one go who sends no command for ten minutes, or for
+ *     $QUIB_IDLE_MS milliseconds. A line that is longer than 4096 bytes is refused; what a command prints is cut after
+ *     64 MiB.
  */
 #ifndef QUIB_H
 #define QUIB_H

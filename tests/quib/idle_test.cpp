@@ -4,7 +4,10 @@
 
 #include "quib/protocol.h"
 
+#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 
 namespace quib_test {
 namespace {
@@ -61,7 +64,36 @@ TEST_F(IdleTest, OneWhoDoesNotTakeAnAnswerIsClosedToo) {
     EXPECT_LT(stuck.partial().output.size(), 20 * kMegabyte);
 }
 
-TEST(Idleness, IsTenMinutesUnlessSaidOtherwise) { EXPECT_EQ(quib::kIdleLimit, std::chrono::minutes(10)); }
+using IdleByDefaultTest = ConsoleTest;
+
+// For how many seconds the module's timer is set; none when it is not set.
+std::vector<long> seconds_on_timers() {
+    std::vector<long> all;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fdinfo")) {
+        std::ifstream about(entry.path());
+        for (std::string line; std::getline(about, line);) {
+            long seconds = 0;
+            if (std::sscanf(line.c_str(), "it_value: (%ld,", &seconds) == 1 && seconds > 0) {
+                all.push_back(seconds);
+            }
+        }
+    }
+    return all;
+}
+
+TEST_F(IdleByDefaultTest, IsTenMinutesUnlessSaidOtherwise) {
+    EXPECT_EQ(quib::kIdleLimit, std::chrono::minutes(10));
+    int n = 0;
+    for (const char *setting : {"", "0", "-1", "soon", "5s", "99999999999"}) {
+        setenv("QUIB_IDLE_MS", setting, 1);
+        const ClientPtr another = make_client();
+        ASSERT_EQ(quib_lib_init(another.get(), ("n" + std::to_string(++n)).c_str()), 0);
+        const Operator silent = connect("n" + std::to_string(n));
+        EXPECT_EQ(ox_mom_client_process(another.get(), 1000), 1);
+        EXPECT_THAT(seconds_on_timers(), testing::ElementsAre(testing::AllOf(testing::Ge(590), testing::Le(600))))
+            << setting;
+    }
+}
 
 }  // namespace
 }  // namespace quib_test

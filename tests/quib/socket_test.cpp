@@ -3,6 +3,8 @@
 #include "handlers.h"
 #include "other_program.h"
 
+#include "quib/protocol.h"
+
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
@@ -60,6 +62,14 @@ TEST_F(SocketTest, TheDirectoryIsNamedByTheEnvironment) {
     setenv("QUIB_DIR", "", 1);
     ASSERT_EQ(init("empty_is_unset"), 0) << said_;
     EXPECT_TRUE(exists(root() + "/quib/empty_is_unset"));
+}
+
+TEST_F(SocketTest, TheDirectoryIsTheSystemsWhenNothingNamesIt) {
+    unsetenv("QUIB_DIR");
+    for (const char *runtime : {static_cast<const char *>(nullptr), ""}) {
+        runtime ? setenv("XDG_RUNTIME_DIR", runtime, 1) : unsetenv("XDG_RUNTIME_DIR");
+        EXPECT_EQ(quib::socket_directory(), "/run/quib");
+    }
 }
 
 TEST_F(SocketTest, WhatIsAboveTheDirectoryIsNotMade) {

@@ -2,6 +2,9 @@
 #include "console.h"
 #include "handlers.h"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <atomic>
 #include <cstdio>
 #include <semaphore>
@@ -134,6 +137,8 @@ TEST_F(ThreadsTest, ASecondClientOfAThreadHasAnInstanceToo) {
 
 TEST_F(ThreadsTest, CommandsAtOnceDoNotMixTheirOutput) {
     constexpr int kRounds = 100;
+    struct stat before {};
+    ASSERT_EQ(fstat(STDOUT_FILENO, &before), 0);
     const ServingThread second(2);
     std::thread their_operator([this] {
         Operator theirs = connect("m.2");
@@ -151,6 +156,9 @@ TEST_F(ThreadsTest, CommandsAtOnceDoNotMixTheirOutput) {
         EXPECT_EQ(ask(mine, "slowly"), printed(std::string(20, '1')));
     }
     their_operator.join();
+    struct stat after {};
+    ASSERT_EQ(fstat(STDOUT_FILENO, &after), 0);
+    EXPECT_TRUE(before.st_dev == after.st_dev && before.st_ino == after.st_ino) << "descriptor 1 is what it was";
 }
 
 TEST_F(ThreadsTest, ManyBeginAndEndAtOnce) {
