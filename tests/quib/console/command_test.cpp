@@ -2,8 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
 #include <fstream>
+#include <thread>
 
 #include "fake_module.h"
 #include "program.h"
@@ -126,6 +128,14 @@ TEST_F(Command, ThatTakesTooLongIsGivenUp) {
     const Outcome outcome = run_answered(output("some"), {"-t", "2"});
     EXPECT_EQ(outcome.status, 4);
     EXPECT_EQ(outcome.out, "some");
+}
+
+TEST_F(Command, IsWaitedForAsLongAsItTakesWithTimeoutZero) {
+    const FakeModule demo(socket("demo"), [](const std::string &line) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        return echo(line);
+    });
+    EXPECT_THAT(run({"--timeout", "0", "demo", "x"}), Prints("[x]\n"));
 }
 
 TEST_F(Command, IsInterrupted) {

@@ -1,5 +1,8 @@
 // quib MODULE at a terminal: the prompt.
+#include <fcntl.h>
+#include <pty.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -234,6 +237,32 @@ TEST_F(Prompt, IsSuspendedAndResumed) {
 TEST_F(Prompt, IsForATerminalOnly) {
     start_module();
     EXPECT_THAT(run({"demo"}, {.input = "dump_all\n"}), Prints("[dump_all]\n"));
+
+    const std::string path = home() + "/output";
+    int keys = -1;
+    int terminal = -1;
+    ASSERT_EQ(openpty(&keys, &terminal, nullptr, nullptr, nullptr), 0);
+    const pid_t program = fork();
+    if (program == 0) {
+        dup2(terminal, STDIN_FILENO);
+        dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
+        become_program({"demo"}, environment());
+    }
+    const std::string typed = std::string("dump_all\n") + kControlD;
+    EXPECT_EQ(write(keys, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));
+    int status = -1;
+    waitpid(program, &status, 0);
+    close(keys);
+    close(terminal);
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(read_file(path), "[dump_all]\n");
+}
+
+TEST_F(Prompt, HasTheOperatorsOwnKeys) {
+    std::ofstream(home() + "/.editrc") << "bind -s ^T dump_all\n";
+    Terminal &terminal = attach();
+    terminal.type_at_prompt(std::string("\024") + kReturn);
+    terminal.expect("[dump_all]\r\n");
 }
 
 TEST_F(Prompt, EditsTheLine) {
@@ -308,7 +337,20 @@ TEST_F(Recall, BringsBackLines) {
     terminal.expect("[two]");
     terminal.type_at_prompt(std::string(kUp) + kUp + kReturn);
     terminal.expect("[one]");
-    EXPECT_THAT(demo().lines(), ElementsAre("one", "two", "one"));
+    terminal.type_at_prompt(std::string(kUp) + kUp + kDown + kReturn);
+    terminal.expect("[one]");
+    EXPECT_THAT(demo().lines(), ElementsAre("one", "two", "one", "one"));
+}
+
+TEST_F(Recall, FindsALineByAPartOfIt) {
+    Terminal &terminal = attach();
+    for (const std::string line : {"dump_all", "get_fe 1", "dump_node"}) {
+        terminal.type_at_prompt(line + kReturn);
+        terminal.expect("[" + line + "]");
+    }
+    terminal.type_at_prompt(std::string(kControlR) + "fe" + kReturn);
+    terminal.expect("[get_fe 1]");
+    EXPECT_EQ(demo().lines().size(), 4U);
 }
 
 TEST_F(Recall, SurvivesTheEnd) {

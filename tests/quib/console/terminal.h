@@ -14,9 +14,11 @@ namespace console_test {
 inline constexpr char kTab[] = "\t";
 inline constexpr char kReturn[] = "\r";
 inline constexpr char kUp[] = "\033[A";
+inline constexpr char kDown[] = "\033[B";
 inline constexpr char kLeft[] = "\033[D";
 inline constexpr char kControlC[] = "\003";
 inline constexpr char kControlD[] = "\004";
+inline constexpr char kControlR[] = "\022";
 inline constexpr char kControlU[] = "\025";
 inline constexpr char kControlZ[] = "\032";
 
