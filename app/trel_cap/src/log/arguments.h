@@ -10,22 +10,21 @@
 
 namespace trel_cap {
 
-[[gnu::cold]] inline bool say_null(Caller caller, const char *name) {
+/* T may be a function. */
+template <typename T>
+bool is_null(Caller caller, const char *name, T *argument) {
+    if (argument != nullptr) [[likely]] {
+        return false;
+    }
     TREL_CAP_LOG_AS(caller, kError, "%s NULL pointer, addr error!\n", name);
     return true;
 }
 
-/* T may be a function. */
-template <typename T>
-bool is_null(Caller caller, const char *name, T *argument) {
-    return argument == nullptr && say_null(caller, name);
-}
-
 inline bool is_bad_url(Caller caller, const char *url) {
-    if (url == nullptr) {
-        return say_null(caller, "url");
+    if (is_null(caller, "url", url)) {
+        return true;
     }
-    const size_t length = strlen(url);
+    const size_t length = strlen(url);  // NOLINT(clang-analyzer-core.NonNullParamChecker): not NULL any more
     if (length <= TREL_CAP_URL_MAX) [[likely]] {
         return false;
     }
