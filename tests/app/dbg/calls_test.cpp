@@ -202,7 +202,8 @@ TEST_F(CollectionCalls, GoOnWhateverTheOthersAnswer) {
 }
 
 TEST_F(CollectionCalls, CutTheOpenPathAt127Bytes) {
-    const std::string name = std::string(120, 'a') + "bcdefgh";
+    std::string name(120, 'a');
+    name += "bcdefgh";
     script.app_name = name;
     const std::string cut = ("/data/collect//data/collect/trel_cap_" + name + ".log").substr(0, 127);
     EXPECT_THAT(collect_as_named({.dup_answer = 71, .open_answer = -1}).output,
