@@ -4,6 +4,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sched.h>
 #include <stdexcept>
 #include <string>
@@ -72,8 +73,11 @@ void build_and_enter() {
             show_in(root, entry);
         }
     }
-    // An emulator of another machine lists that machine's directories in /, which lack what only a running system has.
-    for (const char *name : {"dev", "proc", "run", "tmp"}) {
+    // An emulator of another machine lists that machine's directories in /, which lack what only a running system has,
+    // and the one that the program itself lies in.
+    const fs::path program = fs::read_symlink("/proc/self/exe");
+    for (const fs::path &name :
+         {fs::path("dev"), fs::path("proc"), fs::path("run"), fs::path("tmp"), *std::next(program.begin())}) {
         if (!fs::exists(root / name)) {
             show_in(root, fs::directory_entry(fs::path("/") / name));
         }
