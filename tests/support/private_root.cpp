@@ -11,6 +11,7 @@
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <vector>
 
 namespace test_support {
 namespace {
@@ -74,11 +75,11 @@ void build_and_enter() {
         }
     }
     // An emulator of another machine lists that machine's directories in /, which lack what only a running system has,
-    // and the one that the program itself lies in.
+    // the shell, and what the program itself lies in.
     const fs::path program = fs::read_symlink("/proc/self/exe");
-    for (const fs::path &name :
-         {fs::path("dev"), fs::path("proc"), fs::path("run"), fs::path("tmp"), *std::next(program.begin())}) {
-        if (!fs::exists(root / name)) {
+    const std::vector<fs::path> needed = {"bin", "dev", "lib64", "proc", "run", "tmp", *std::next(program.begin())};
+    for (const fs::path &name : needed) {
+        if (!fs::exists(root / name) && fs::exists(fs::path("/") / name)) {
             show_in(root, fs::directory_entry(fs::path("/") / name));
         }
     }
