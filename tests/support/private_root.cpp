@@ -79,7 +79,7 @@ void build_and_enter() {
     const fs::path program = fs::read_symlink("/proc/self/exe");
     const std::vector<fs::path> needed = {"bin", "dev", "lib64", "proc", "run", "tmp", *std::next(program.begin())};
     for (const fs::path &name : needed) {
-        if (!fs::exists(root / name) && fs::exists(fs::path("/") / name)) {
+        if (!fs::exists(fs::symlink_status(root / name)) && fs::exists(fs::path("/") / name)) {
             show_in(root, fs::directory_entry(fs::path("/") / name));
         }
     }
