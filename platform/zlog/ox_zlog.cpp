@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <zlog.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstring>
@@ -32,11 +31,10 @@ void after_fork_in_child() {
     pthread_rwlockattr_destroy(&attributes);
 }
 
+// Returns when it is done, whoever does it: a thread that went on before could hold the lock in a fork not yet handled.
 void handle_forks() {
-    static std::atomic_flag handled = ATOMIC_FLAG_INIT;
-    if (!handled.test_and_set()) {
-        pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child);
-    }
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, [] { pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child); });
 }
 
 // A call into zlog. The thread is not cancelled meanwhile: zlog's locks would stay taken.
