@@ -103,14 +103,14 @@ TEST_F(Collection, LeavesStandardOutputAsItWas) {
     const Printed around = print([] {
         std::printf("before, ");
         const int32_t shown = trel_cap_dbg_collect();
-        std::printf("between, ");
+        std::printf("unflushed, ");
         make_inner_directory();
         const int32_t filed = trel_cap_dbg_collect();
         std::printf("after");
         return shown + filed;
     });
-    EXPECT_EQ(around, (Printed{0, "before, " + open_path() + " open fail\r\n" + whole_dump + "between, after"}));
-    EXPECT_EQ(content_of(open_path()), whole_dump);
+    EXPECT_EQ(around, (Printed{0, "before, " + open_path() + " open fail\r\n" + whole_dump + "after"}));
+    EXPECT_EQ(content_of(open_path()), "unflushed, " + whole_dump);
 }
 
 // Descriptor 1 is the process's: while it leads into the file, it does so for every thread.

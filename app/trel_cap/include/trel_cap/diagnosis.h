@@ -75,8 +75,8 @@ int32_t trel_cap_dbg_dump_all(void);
  * Prints the same into the file /data/collect//data/collect/trel_cap_<application>.log, making the directory
  * /data/collect if it is missing. The file is written over from its beginning, not cut. When it cannot be opened, as it
  * cannot while /data/collect has no directory data/collect in it, everything is shown on standard output as
- * usual. Until it returns, what other threads print goes to the file too. Returns what closing the saved standard
- * output returned.
+ * usual. Until it returns, what other threads print goes to the file too, and so does what the program has printed
+ * before and not flushed. Returns what closing the saved standard output returned.
  */
 int32_t trel_cap_dbg_collect(void);
 

@@ -63,7 +63,6 @@ int32_t trel_cap_dbg_collect() {
     char open_path[kOpenPathSize] = {};
     format_open_path(open_path);
     make_directory();
-    fflush(stdout);  // what was printed before is no part of the collection
     redirect_output(open_path);
     trel_cap_dbg_dump_all();
     return restore_output();
