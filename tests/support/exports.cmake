@@ -36,6 +36,9 @@ foreach(symbol IN LISTS symbols)
   string(REGEX REPLACE "[ @].*" "" name "${symbol}")
   if(NOT name MATCHES "^[A-Z0-9_]+$") # a version's own symbol
     list(APPEND exported ${name})
+    if(NOT symbol MATCHES "^[^ ]+@@[A-Z0-9_]+ ")
+      message(SEND_ERROR "exported without a version: ${name}")
+    endif()
   endif()
 endforeach()
 
