@@ -10,11 +10,6 @@
 #include <semaphore>
 #include <thread>
 
-// libuv closes descriptors in a way that ThreadSanitizer does not see: to it, a number that is used again is a race of
-// those who made the two descriptors.
-// NOLINTNEXTLINE(bugprone-reserved-identifier): asked for by that name
-extern "C" const char *__tsan_default_suppressions() { return "race:libuv.so\n"; }
-
 namespace quib_test {
 namespace {
 
