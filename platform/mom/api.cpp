@@ -66,29 +66,27 @@ int32_t expect_kind(const ProtobufCMessageDescriptor &type, bool indexed) {
                 type.name);
 }
 
-struct Request {
-    std::string key;
-    mom::RecordName name;
-};
-
-// Names the addressed record. The request must stay where it is.
-int32_t address(int32_t db, const ProtobufCMessage &message, Request &request) {
-    const int32_t code = mom::append_key(message, request.key);
-    request.name = {.db = db, .type = message.descriptor->name, .key = request.key};
+// Names the addressed record. The name is good until the client's next request.
+int32_t address(MomClient &client, int32_t db, const ProtobufCMessage &message, mom::RecordName &name) {
+    std::string &key = client.workspace().key;
+    key.clear();
+    const int32_t code = mom::append_key(message, key);
+    name = {.db = db, .type = message.descriptor->name, .key = key};
     return code;
 }
 
 int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message, mom::ResultArenaPtr &arena) {
     const ProtobufCMessageDescriptor &type = *message.descriptor;
-    Request request;
-    mom::StoredFields fields;
+    mom::StoredFields &fields = client.workspace().fields;
+    fields.clear();
+    mom::RecordName name;
     int32_t code = expect_kind(type, true);
-    code = code != 0 ? code : address(db, message, request);
+    code = code != 0 ? code : address(client, db, message, name);
     code = code != 0 ? code : client.check_connected(db);
     if (code == OX_MOM_E_ARGUMENT) {
         return code;
     }
-    code = code != 0 ? code : client.store().read_hash(request.name, fields);
+    code = code != 0 ? code : client.store().read_hash(name, fields);
     size_t stored_bytes = 0;
     for (const auto &field : fields) {
         stored_bytes += field.value.size();
@@ -100,7 +98,7 @@ int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message
     }
     result->error_code = code;
     if (code == 0) {
-        mom::decode_hash(type, fields, request.key, *arena, *result);
+        mom::decode_hash(type, fields, name.key, *arena, *result);
     }
     return 0;
 }
@@ -200,12 +198,12 @@ int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage 
             return fail(OX_MOM_E_ARGUMENT, "%s: no field named to write", type.name);
         }
         const std::span written(field_ids, n_field_ids);
-        Request request;
+        mom::RecordName name;
         mom::EncodedFields encoded;
         int32_t code = expect_kind(type, true);
-        code = code != 0 ? code : address(db, *record, request);
+        code = code != 0 ? code : address(*client, db, *record, name);
         code = code != 0 ? code : encoded.encode(*record, written);
-        return code != 0 ? code : client->store().write_hash(request.name, encoded.fields(), written);
+        return code != 0 ? code : client->store().write_hash(name, encoded.fields(), written);
     });
 }
 
@@ -239,12 +237,11 @@ int32_t ox_mom_set_sync(MomClient *client, int32_t db, const ProtobufCMessage *r
 
 int32_t ox_mom_del_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
     return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
-        Request record;
-        if (const int32_t code = address(db, *request, record)) {
+        mom::RecordName name;
+        if (const int32_t code = address(*client, db, *request, name)) {
             return code;
         }
-        return mom::index_of(type) ? client->store().remove_hash(record.name)
-                                   : client->store().remove_object(record.name);
+        return mom::index_of(type) ? client->store().remove_hash(name) : client->store().remove_object(name);
     });
 }
 

@@ -80,6 +80,13 @@ public:
     int fd() const { return loop_.fd(); }
     mom::Store &store() { return *store_; }
 
+    // What requests need one after another, kept so that a read allocates nothing but its result.
+    struct Workspace {
+        std::string key;
+        mom::StoredFields fields;
+    };
+    Workspace &workspace() { return workspace_; }
+
 private:
     class Scan;
 
@@ -111,5 +118,6 @@ private:
     mom::DeliveryQueue queue_;
     uint64_t place_ = 0;  // of the latest delivery
     mom::ScratchPool scratches_;
+    Workspace workspace_;
     std::unique_ptr<mom::Attached> attached_;
 };

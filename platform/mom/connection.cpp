@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <utility>
 
 #include "error.h"
@@ -15,8 +16,6 @@ namespace mom {
 
 namespace {
 
-// hiredis moves what is left of its buffer each time it has consumed a kilobyte: little at a time is cheapest.
-constexpr size_t kReceiveSize = size_t{8} * 1024;
 constexpr size_t kKeptBuffer = size_t{1024} * 1024;
 
 constexpr size_t kLongestHead = 24;  // of a word: its kind, its length, and the ends of two lines
@@ -52,7 +51,8 @@ std::unique_ptr<Connection> Connection::open(const Endpoint &endpoint, int32_t *
     return std::unique_ptr<Connection>(new Connection(std::move(context), peer));
 }
 
-Connection::Connection(ContextPtr context, std::string peer) : context_(std::move(context)), peer_(std::move(peer)) {}
+Connection::Connection(ContextPtr context, std::string peer)
+    : context_(std::move(context)), answers_(*context_->reader), peer_(std::move(peer)) {}
 
 Connection::~Connection() = default;
 
@@ -85,7 +85,7 @@ void Connection::add(std::span<const std::string_view> command) {
 
 bool Connection::send() {
     while (has_unsent()) {
-        const ssize_t sent = ::send(fd(), out_.data() + sent_, out_.size() - sent_, MSG_NOSIGNAL);
+        const ssize_t sent = ::send(fd(), out_.data() + sent_, out_.size() - sent_, MSG_NOSIGNAL | MSG_DONTWAIT);
         if (sent >= 0) {
             sent_ += static_cast<size_t>(sent);
         } else if (errno == EAGAIN) {
@@ -100,39 +100,41 @@ bool Connection::send() {
     return true;
 }
 
-ssize_t Connection::receive_into(std::span<char> room) const {
-    ssize_t received = 0;
-    do {
-        received = recv(fd(), room.data(), room.size(), 0);
-    } while (received < 0 && errno == EINTR);
+void Connection::set_limit(Millis limit) {
+    limit_ = limit;
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
+    const timeval time = {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(limit - seconds).count()};
+    if (setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) == 0) {
+        fcntl(fd(), F_SETFL, 0);
+    }
+}
+
+ssize_t Connection::receive_into(std::span<char> room, Sleep sleep) const {
+    const ssize_t received = recv(fd(), room.data(), room.size(), sleep == Sleep::kNever ? MSG_DONTWAIT : 0);
     if (received > 0) {
         return received;
     }
-    if (received < 0 && errno == EAGAIN) {
+    if (received < 0 && (errno == EAGAIN || errno == EINTR)) {
         return 0;
     }
     fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), received == 0 ? "closed by the server" : strerror(errno));
     return -1;
 }
 
-ssize_t Connection::receive() {
-    char buffer[kReceiveSize];
-    const ssize_t received = receive_into(buffer);
-    if (received > 0 && redisReaderFeed(context_->reader, buffer, static_cast<size_t>(received)) != REDIS_OK) {
-        fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), context_->reader->errstr);
-        return -1;
+ssize_t Connection::receive(Sleep sleep) {
+    const ssize_t received = receive_into(answers_.room(), sleep);
+    if (received > 0) {
+        answers_.received(static_cast<size_t>(received));
     }
     return received;
 }
 
 Reply *Connection::next_reply(ReplyArena &arena) {
-    context_->reader->privdata = &arena;
-    void *reply = nullptr;
-    if (redisReaderGetReply(context_->reader, &reply) != REDIS_OK) {
-        fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), context_->reader->errstr);
-        return nullptr;
+    Reply *reply = answers_.next(arena);
+    if (is_broken()) {
+        fail(OX_MOM_E_LOST, "%s: %s", peer_.c_str(), answers_.error());
     }
-    return static_cast<Reply *>(reply);
+    return reply;
 }
 
 bool Connection::wait_for(short events, TimePoint deadline) const {
@@ -146,23 +148,26 @@ bool Connection::wait_for(short events, TimePoint deadline) const {
     return false;
 }
 
-// Sleeps in poll(), never in recv(): from that, the server takes a good deal longer to wake a client.
+// Most answers come whole, to a thread that sleeps in recv(): poll() before it would wake the thread no sooner and is a
+// system call more. What is left then is waited for in poll(), which can be told how long that may still take.
 Reply *Connection::await_reply(ReplyArena &arena, int32_t *code) {
     const TimePoint deadline = Clock::now() + limit_;
     *code = OX_MOM_E_LOST;
     if (!send()) {
         return nullptr;
     }
+    Sleep sleep = has_unsent() ? Sleep::kNever : Sleep::kInReceiving;
     Reply *reply = next_reply(arena);  // what follows in a batch has often come already
     while (!reply && !is_broken()) {
-        if (!wait_for(has_unsent() ? POLLOUT : POLLIN, deadline)) {
+        if (sleep == Sleep::kNever && !wait_for(has_unsent() ? POLLOUT : POLLIN, deadline)) {
             *code = fail(OX_MOM_E_TIMEOUT, "%s: no answer in %lld ms", peer_.c_str(),
                          static_cast<long long>(limit_.count()));
             return nullptr;
         }
-        if (has_unsent() ? !send() : receive() < 0) {
+        if (has_unsent() ? !send() : receive(sleep) < 0) {
             return nullptr;
         }
+        sleep = Sleep::kNever;
         reply = next_reply(arena);
     }
     return reply;

@@ -1,4 +1,4 @@
-// One connection to a server. The protocol is hiredis's; the bytes are moved here, without signals and with limits.
+// One connection to a server: the bytes are moved here, without signals and with limits.
 #pragma once
 
 #include <initializer_list>
@@ -8,6 +8,7 @@
 #include <string_view>
 #include <sys/types.h>
 
+#include "answer_reader.h"
 #include "backoff.h"
 #include "reply.h"
 #include "store_name.h"
@@ -37,24 +38,30 @@ public:
     bool send();
 
     // Receives into the room. How many bytes; 0 when there are none now; -1 when the connection is lost.
-    ssize_t receive_into(std::span<char> room) const;
+    ssize_t receive_into(std::span<char> room) const { return receive_into(room, Sleep::kNever); }
 
     // Receives one piece for next_reply(). The same result.
-    ssize_t receive();
+    ssize_t receive() { return receive(Sleep::kNever); }
 
     // The next reply that has been received whole, built in the arena; nullptr when there is none, or when the server
     // does not speak the protocol, which is_broken() tells.
     Reply *next_reply(ReplyArena &arena);
-    bool is_broken() const { return context_->reader->err != 0; }
+    bool is_broken() const { return answers_.is_broken(); }
 
-    // How long await_reply() waits in all.
-    void set_limit(Millis limit) { limit_ = limit; }
+    // How long await_reply() waits in all. To be called when nobody will make the descriptor non-blocking any more:
+    // await_reply() takes longer on one that is.
+    void set_limit(Millis limit);
 
     // Sends what was added and waits for one reply. nullptr: *code tells whether the connection is lost or the time
     // ran out. Either way the connection can't be used again.
     Reply *await_reply(ReplyArena &arena, int32_t *code);
 
 private:
+    enum class Sleep : uint8_t {
+        kNever,
+        kInReceiving  // until there is something, or the limit has passed
+    };
+
     struct FreeContext {
         void operator()(redisContext *context) const { redisFree(context); }
     };
@@ -63,10 +70,14 @@ private:
 
     Connection(ContextPtr context, std::string peer);
 
+    ssize_t receive_into(std::span<char> room, Sleep sleep) const;
+    ssize_t receive(Sleep sleep);
+
     // False when the deadline has passed.
     bool wait_for(short events, TimePoint deadline) const;
 
     ContextPtr context_;
+    AnswerReader answers_;
     std::string peer_;
     std::string out_;
     size_t sent_ = 0;

@@ -91,6 +91,9 @@ bool Loop::open() {
 }
 
 void Loop::run() {
+    if (handler_) {
+        handler_->before_run();
+    }
     do {
         unarmed_ = false;
         uv_run(&loop_, UV_RUN_NOWAIT);
@@ -141,7 +144,9 @@ void Watch::set(int events) {
         return;
     }
     events_ = events;
-    loop_.must_arm();
+    if (events != 0) {
+        loop_.must_arm();
+    }
     uv_poll_start(&handle_->poll, events, [](uv_poll_t *poll, int status, int ready) {
         // An error shows itself when the socket is used.
         guarded([poll] { return static_cast<Handle *>(poll->data)->handler; },

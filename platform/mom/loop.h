@@ -17,6 +17,9 @@ public:
     virtual void on_deadline() = 0;
     virtual void on_no_memory() noexcept = 0;
 
+    // Before the loop looks what is ready: the time to alter what it watches.
+    virtual void before_run() {}
+
 protected:
     ~LoopHandler() = default;
 };
@@ -82,7 +85,7 @@ public:
     Watch &operator=(const Watch &) = delete;
     ~Watch();
 
-    // Events as libuv's: UV_READABLE, UV_WRITABLE, UV_DISCONNECT.
+    // Events as libuv's: UV_READABLE, UV_WRITABLE, UV_DISCONNECT; 0: not watched.
     void set(int events);
 
 private:

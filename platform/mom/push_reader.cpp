@@ -4,63 +4,31 @@
 #include <cstring>
 #include <new>
 
+#include "protocol.h"
+
 namespace mom {
 
 namespace {
+
+using protocol::Found;
 
 // Large enough that a busy follower needs few system calls, and small enough to stay in the processor's cache.
 constexpr size_t kRoom = size_t{64} * 1024;
 constexpr size_t kKeptRoom = size_t{1024} * 1024;  // a larger one, for a huge record, is not kept
 
 constexpr std::string_view kMessageHead = "*3\r\n$7\r\nmessage\r\n";
-constexpr std::string_view kLineEnd = "\r\n";
-constexpr size_t kMostDigits = 9;  // of a length: more than a server ever sends
-
-enum class Found : uint8_t { kWhole, kPart, kOther };
-
-bool starts(std::string_view bytes, std::string_view with) {
-    return std::memcmp(bytes.data(), with.data(), with.size()) == 0;
-}
-
-// Takes a string of the protocol off the front: its length, and so many bytes.
-Found take_string(std::string_view &bytes, std::string_view &text) {
-    size_t at = 1;
-    size_t length = 0;
-    for (; at < bytes.size() && bytes[at] >= '0' && bytes[at] <= '9'; ++at) {
-        length = length * 10 + static_cast<size_t>(bytes[at] - '0');
-        if (at > kMostDigits) {
-            return Found::kOther;
-        }
-    }
-    const size_t start = at + kLineEnd.size();
-    if (bytes.size() < start) {
-        return Found::kPart;
-    }
-    if (bytes[0] != '$' || at == 1 || !starts(bytes.substr(at), kLineEnd)) {
-        return Found::kOther;
-    }
-    const size_t end = start + length + kLineEnd.size();
-    if (bytes.size() < end) {
-        return Found::kPart;
-    }
-    text = bytes.substr(start, length);
-    const bool ended = starts(bytes.substr(start + length), kLineEnd);
-    bytes.remove_prefix(end);
-    return ended ? Found::kWhole : Found::kOther;
-}
-
 // Takes a message off the front.
 Found take_message(std::string_view &bytes, std::string_view &channel, std::string_view &payload) {
     const auto head = kMessageHead.substr(0, bytes.size());
-    if (!starts(bytes, head)) {
+    if (!protocol::starts(bytes, head)) {
         return Found::kOther;
     }
     if (head.size() < kMessageHead.size()) {
         return Found::kPart;
     }
     bytes.remove_prefix(kMessageHead.size());
-    const Found found = take_string(bytes, channel);
-    return found == Found::kWhole ? take_string(bytes, payload) : found;
+    const Found found = protocol::take_string(bytes, channel);
+    return found == Found::kWhole ? protocol::take_string(bytes, payload) : found;
 }
 
 }  // namespace

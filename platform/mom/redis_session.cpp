@@ -73,7 +73,21 @@ Connection *RedisSession::request_connection(int32_t db, int32_t *code) {
         *code = fail(OX_MOM_E_LOST, "the connection is lost: %s", why_.c_str());
         return nullptr;
     }
-    return requests_[static_cast<size_t>(db)].connection.get();
+    const RequestConnection &request = requests_[static_cast<size_t>(db)];
+    request.watch->pause();
+    paused_ = true;
+    return request.connection.get();
+}
+
+void RedisSession::before_run() {
+    if (!std::exchange(paused_, false)) {
+        return;
+    }
+    for (const RequestConnection &request : requests_) {
+        if (request.watch) {
+            request.watch->resume();
+        }
+    }
 }
 
 // Up, or not.

@@ -51,12 +51,13 @@ private:
         kPausing  // lost, until the next attempt is due
     };
 
-    // Notices that a connection for requests was closed while nobody made any.
+    // Notices that a connection for requests was closed while nobody made any. A socket that is watched costs the
+    // server time at every answer, time that a request waits: from a request until the loop runs next, it is not.
     class IdleWatch final : public WatchHandler {
     public:
-        IdleWatch(RedisSession &session, Loop &loop, int fd) : session_(session), watch_(loop, fd, *this) {
-            watch_.set(UV_DISCONNECT);
-        }
+        IdleWatch(RedisSession &session, Loop &loop, int fd) : session_(session), watch_(loop, fd, *this) { resume(); }
+        void pause() { watch_.set(0); }
+        void resume() { watch_.set(UV_DISCONNECT); }
 
     private:
         void on_ready(int) override { session_.lose("a connection was closed by the server"); }
@@ -114,6 +115,7 @@ private:
 
     void on_wake() override {}
     void on_deadline() override;
+    void before_run() override;
     void on_no_memory() noexcept override { attempt_failed(OX_MOM_E_MEMORY, "out of memory"); }
     void close_all();
 
@@ -129,6 +131,7 @@ private:
     Endpoint server_;
     std::array<bool, kDatabases> wanted_{};
     std::array<RequestConnection, kDatabases> requests_;
+    bool paused_ = false;  // the watch of some of them
     std::vector<std::unique_ptr<Dialogue>> dialogues_;
     size_t opening_ = 0;  // dialogues that have not ended
     int32_t code_ = 0;    // of the latest failure

@@ -1,43 +1,21 @@
 // The reading of pushes, from inside: however they are cut into pieces, and whatever else comes between them.
-#include <algorithm>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "mom/push_reader.h"
+#include "protocol_bytes.h"
 
 namespace {
 
 using mom::PushReader;
-
-std::string text(std::string_view value) {
-    return "$" + std::to_string(value.size()) + "\r\n" + std::string(value) + "\r\n";
-}
+using mom_test::receive;
+using mom_test::show;
+using mom_test::text;
 
 std::string message(std::string_view channel, std::string_view payload) {
     return "*3\r\n" + text("message") + text(channel) + text(payload);
-}
-
-void receive(PushReader &reader, std::string_view bytes) {
-    while (!bytes.empty()) {
-        const std::span<char> room = reader.room();
-        const size_t size = std::min(room.size(), bytes.size());
-        std::copy_n(bytes.data(), size, room.data());
-        reader.received(size);
-        bytes.remove_prefix(size);
-    }
-}
-
-std::string show(const mom::Reply &reply) {
-    std::string shown(reply.text);
-    if (reply.type == mom::Reply::Type::kInteger) {
-        shown = ":" + std::to_string(reply.integer);
-    }
-    for (const mom::Reply &element : reply.elements) {
-        shown += "[" + show(element) + "]";
-    }
-    return shown;
 }
 
 // Adds what the reader gives, one line an item, until it has no more.

@@ -252,6 +252,17 @@ TEST_P(ReconnectTest, ACutOfTheRequestsIsALossToo) {
     EXPECT_EQ(stored_int(client, "/a"), 1);
 }
 
+TEST_P(ReconnectTest, ACutOfTheRequestsIsNoticedWithoutOneMore) {
+    const ClientPtr client = connect();
+    watch(client);
+    for (int round = 1; round <= 3; ++round) {
+        ASSERT_EQ(put_int(client, "/a", round), 0);
+        server().connection().must({"CLIENT", "KILL", "TYPE", "normal"});
+        ASSERT_TRUE(comes_back(client)) << round;
+    }
+    EXPECT_EQ(stored_int(client, "/a"), 3);
+}
+
 TEST_P(ReconnectTest, ACutOfTheNotificationsIsNoticedWithoutARequest) {
     const ClientPtr client = connect();
     watch(client);

@@ -2,7 +2,10 @@
 #include "mom_test.h"
 #include "proxy.h"
 
+#include <atomic>
+#include <csignal>
 #include <cstdlib>
+#include <sys/time.h>
 
 namespace mom_test {
 namespace {
@@ -67,6 +70,46 @@ TEST_P(TimeoutTest, EveryRequestEndsInTime) {
         EXPECT_TRUE(comes_back(client)) << "after " << name;
         EXPECT_EQ(put_int(client, "/a", 1), 0) << "after " << name;
     }
+}
+
+// A signal every millisecond, handled, as long as this lives.
+class Signals {
+public:
+    Signals() {
+        struct sigaction handled = {};
+        handled.sa_handler = [](int) { ++count; };
+        sigaction(SIGALRM, &handled, nullptr);
+        repeat({.tv_sec = 0, .tv_usec = 1000});
+    }
+    Signals(const Signals &) = delete;
+    Signals &operator=(const Signals &) = delete;
+    ~Signals() {
+        repeat({});
+        std::signal(SIGALRM, SIG_DFL);
+    }
+
+    static inline std::atomic<int> count = 0;
+
+private:
+    static void repeat(timeval interval) {
+        const itimerval timer = {.it_interval = interval, .it_value = interval};
+        setitimer(ITIMER_REAL, &timer, nullptr);
+    }
+};
+
+TEST_P(TimeoutTest, SignalsNeitherEndNorStretchARequest) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    const Signals signals;
+    for (const Stopwatch watch; watch.elapsed() < milliseconds(200);) {
+        ASSERT_EQ(stored_int(client, "/a"), 1);
+    }
+    EXPECT_GT(Signals::count, 10);
+    server().pause();
+    expect_timeout("hgetall", [&] { return error_of_read(client); });
+    server().resume();
+    EXPECT_TRUE(comes_back(client));
+    EXPECT_EQ(stored_int(client, "/a"), 1);
 }
 
 TEST_P(TimeoutTest, ALateAnswerIsNeverTakenForAnothers) {

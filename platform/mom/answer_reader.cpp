@@ -1,0 +1,98 @@
+#include "answer_reader.h"
+
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include "protocol.h"
+
+namespace mom {
+
+namespace {
+
+using protocol::Found;
+
+constexpr size_t kShortestString = 6;  // that the protocol has: of no bytes
+
+// The beginning of an answer is looked at again when more has come. Of a longer one, only by who remembers how far it
+// was: hiredis.
+constexpr size_t kLongestPart = size_t{4} * 1024;
+
+// Takes an array of strings off the front. Its texts are still where they were received.
+Found take_array(std::string_view &bytes, ReplyArena &arena, Reply *&array) {
+    size_t count = 0;
+    if (const Found found = protocol::take_count(bytes, '*', count); found != Found::kWhole) {
+        return found;
+    }
+    if (count > bytes.size() / kShortestString + 1) {
+        return Found::kPart;  // before memory is taken for what may never come
+    }
+    void *memory = arena.allocate((1 + count) * sizeof(Reply));
+    if (!memory) {
+        return Found::kOther;
+    }
+    array = static_cast<Reply *>(memory);
+    std::uninitialized_value_construct_n(array, 1 + count);
+    array->type = Reply::Type::kArray;
+    array->elements = {array + 1, count};
+    for (Reply &element : array->elements) {
+        element.type = Reply::Type::kString;
+        if (const Found found = protocol::take_string(bytes, element.text); found != Found::kWhole) {
+            return found;
+        }
+    }
+    return Found::kWhole;
+}
+
+// Copies the bytes that the array's texts are in: where they are, others will be received. False without memory.
+bool keep_texts(const Reply &array, std::string_view bytes, ReplyArena &arena) {
+    auto *copy = static_cast<char *>(arena.allocate(bytes.size()));
+    if (!copy) {
+        return false;
+    }
+    std::memcpy(copy, bytes.data(), bytes.size());
+    for (Reply &element : array.elements) {
+        element.text = {copy + (element.text.data() - bytes.data()), element.text.size()};
+    }
+    return true;
+}
+
+}  // namespace
+
+std::span<char> AnswerReader::room() {
+    std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
+    end_ -= begin_;
+    begin_ = 0;
+    return std::span(buffer_).subspan(end_);
+}
+
+Reply *AnswerReader::next(ReplyArena &arena) {
+    if (!handed_over_) {
+        const std::string_view bytes = unread();
+        std::string_view left = bytes;
+        Reply *array = nullptr;
+        const Found found = bytes.empty() ? Found::kPart : take_array(left, arena, array);
+        if (found == Found::kPart && bytes.size() <= kLongestPart) {
+            return nullptr;
+        }
+        if (found == Found::kWhole && keep_texts(*array, bytes.substr(0, bytes.size() - left.size()), arena)) {
+            begin_ = end_ - left.size();
+            return array;
+        }
+    }
+    return read_all(arena);
+}
+
+// Gives hiredis everything. Until it has no beginning of a reply left, what comes is for it as well.
+Reply *AnswerReader::read_all(ReplyArena &arena) {
+    reader_.privdata = &arena;
+    void *reply = nullptr;
+    if (redisReaderFeed(&reader_, unread().data(), unread().size()) == REDIS_OK) {
+        redisReaderGetReply(&reader_, &reply);
+    }
+    begin_ = end_;
+    handed_over_ = !reply || reader_.pos < reader_.len;
+    return static_cast<Reply *>(reply);
+}
+
+}  // namespace mom
