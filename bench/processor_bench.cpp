@@ -44,6 +44,9 @@ void write_records(const bench::Store &store, int32_t nodes, bool ready) {
     }
 }
 
+// Beside the scan alone. With ten times as many nodes their entries are no longer in the processor's nearest cache.
+double scan_limit(int32_t nodes) { return nodes > 1000 ? 1.5 : 1.3; }
+
 void compare_scans(benchmark::State &state, int32_t nodes, bool ready, const bench::Work &list) {
     const bench::Store store;
     write_records(store, nodes, ready);
@@ -51,7 +54,7 @@ void compare_scans(benchmark::State &state, int32_t nodes, bool ready, const ben
         bench::must(
             ox_mom_scan_sync(store.client(), TREL_CAP_DB_CAPABILITIES, &kAnyRecord.base, 0, callback, nullptr) == 0);
     };
-    bench::compare(state, bench::wall_time, kRecords, 1.3, [&] { scan_with(count_record); },
+    bench::compare(state, bench::wall_time, kRecords, scan_limit(nodes), [&] { scan_with(count_record); },
                    {[&] { scan_with(trel_cap_fe_node_pmsg_f); }, list});
     list_nodes(0);
 }
