@@ -30,8 +30,8 @@ target_compile_definitions(trel_cap_language INTERFACE _GNU_SOURCE)
 target_compile_options(trel_cap_language
                        INTERFACE $<$<NOT:$<CONFIG:Debug>>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>)
 if(TREL_CAP_SANITIZE)
-  target_compile_options(trel_cap_language INTERFACE -fsanitize=${TREL_CAP_SANITIZE} -fno-omit-frame-pointer
-                                                    -fno-sanitize-recover=all)
+  # Of the directory, where the tests can take some of it back: what a target links has the last word.
+  add_compile_options(-fsanitize=${TREL_CAP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(trel_cap_language INTERFACE -fsanitize=${TREL_CAP_SANITIZE})
 endif()
 

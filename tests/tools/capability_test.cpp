@@ -1,5 +1,5 @@
 // get and set.
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 

@@ -5,7 +5,7 @@
 #include <csignal>
 #include <fstream>
 
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 
@@ -115,9 +115,7 @@ void wait_until_caught_or_ignored(pid_t pid, const std::string &field) {
 }
 
 TEST_F(Hung, WaitIsInterrupted) {
-    Program::Start start;
-    start.environment = environment_with("30000");
-    Program program({"get", "/a"}, start);
+    Program program(capctl({"get", "/a"}, environment_with("30000")));
     wait_until_caught_or_ignored(program.pid(), "SigCgt:");
     kill(program.pid(), SIGINT);
     const Outcome outcome = program.finish();
@@ -126,10 +124,9 @@ TEST_F(Hung, WaitIsInterrupted) {
 }
 
 TEST_F(Hung, WaitIsNotInterruptedInTheBackground) {
-    Program::Start start;
-    start.environment = environment_with("1000");
-    start.ignores_interrupts = true;
-    Program program({"get", "/a"}, start);
+    Launch background = capctl({"get", "/a"}, environment_with("1000"));
+    background.ignores_interrupts = true;
+    Program program(background);
     usleep(500 * 1000);
     kill(program.pid(), SIGINT);
     EXPECT_THAT(program.finish(), FailsWith(4, "1000 ms"));
@@ -163,10 +160,9 @@ TEST_F(Garbage, OfAnotherKindIsOfTheWrongType) {
 class Output : public ServerTest {
 protected:
     Outcome run_into(Stdout standard_output, const Arguments &arguments) const {
-        Program::Start start;
-        start.environment = environment();
-        start.standard_output = standard_output;
-        return Program(arguments, start).finish();
+        Launch started = capctl(arguments, environment());
+        started.standard_output = standard_output;
+        return Program(started).finish();
     }
 };
 

@@ -5,7 +5,7 @@
 #include <set>
 #include <sstream>
 
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 

@@ -1,7 +1,7 @@
 // --output json.
 #include <nlohmann/json.hpp>
 
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 

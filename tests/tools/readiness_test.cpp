@@ -1,5 +1,5 @@
 // ready.
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 

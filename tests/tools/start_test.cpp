@@ -1,7 +1,7 @@
 #include <algorithm>
 #include <chrono>
 
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 

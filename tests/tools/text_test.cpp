@@ -1,5 +1,5 @@
 // Strings in the listing of get: quoted, on one line, harmless to a terminal.
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 

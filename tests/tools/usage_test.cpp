@@ -1,5 +1,5 @@
 // Command lines that are wrong: nothing is done, standard error says what is wrong, the status is 2.
-#include "program.h"
+#include "capctl_test.h"
 
 namespace capctl_test {
 

@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "fake_module.h"
-#include "program.h"
+#include "console_test.h"
 
 namespace console_test {
 
@@ -140,7 +140,7 @@ TEST_F(Command, IsWaitedForAsLongAsItTakesWithTimeoutZero) {
 
 TEST_F(Command, IsInterrupted) {
     FakeModule demo(socket("demo"), [](const std::string &) { return ""; });
-    Program program({"demo", "dump"}, environment());
+    Program program(launch({"demo", "dump"}));
     wait_until([&] { return demo.lines().size() == 1; });
     kill(program.pid(), SIGINT);
     EXPECT_EQ(program.finish().status, 130);
@@ -149,7 +149,9 @@ TEST_F(Command, IsInterrupted) {
 
 TEST_F(Command, IsNotInterruptedInTheBackground) {
     FakeModule demo(socket("demo"), [](const std::string &) { return ""; });
-    Program program({"--timeout", "2", "demo", "dump"}, environment(), {.input = "", .ignores_interrupts = true});
+    Launch background = launch({"--timeout", "2", "demo", "dump"});
+    background.ignores_interrupts = true;
+    Program program(background);
     wait_until([&] { return demo.lines().size() == 1; });
     kill(program.pid(), SIGINT);
     EXPECT_THAT(program.finish(), FailsWith(4, ""));
@@ -160,18 +162,18 @@ const Arguments kPrinting[] = {{"demo", "dump"}, {}, {"--output", "json"}, {"--h
 TEST_F(Command, WhoseOutputDoesNotFitFails) {
     const FakeModule demo(socket("demo"), echo);
     for (const Arguments &arguments : kPrinting) {
-        EXPECT_THAT(run(arguments, {.input = "", .standard_output = Stdout::kFull}),
+        EXPECT_THAT(run_into(Stdout::kFull, arguments),
                     FailsWith(7, "standard output cannot be written: No space left on device"));
-        EXPECT_THAT(run(arguments, {.input = "", .standard_output = Stdout::kClosed}),
+        EXPECT_THAT(run_into(Stdout::kClosed, arguments),
                     FailsWith(7, "standard output cannot be written: Bad file descriptor"));
-        EXPECT_NE(run(arguments, {.input = "", .standard_output = Stdout::kUnread}).status, 0);
+        EXPECT_NE(run_into(Stdout::kUnread, arguments).status, 0);
     }
 }
 
 TEST_F(Command, WithoutOutputNeedsNone) {
     const FakeModule demo(socket("demo"), [](const std::string &) { return exit_frame(0); });
-    EXPECT_THAT(run({"demo", "x"}, {.input = "", .standard_output = Stdout::kFull}), Prints(""));
-    EXPECT_THAT(run({"demo", "x"}, {.input = "", .standard_output = Stdout::kClosed}), Prints(""));
+    EXPECT_THAT(run_into(Stdout::kFull, {"demo", "x"}), Prints(""));
+    EXPECT_THAT(run_into(Stdout::kClosed, {"demo", "x"}), Prints(""));
 }
 
 class Name : public ConsoleTest {};

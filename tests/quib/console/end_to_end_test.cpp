@@ -5,7 +5,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "program.h"
+#include "console_test.h"
 #include "terminal.h"
 
 namespace console_test {
@@ -91,12 +91,12 @@ TEST_F(EndToEnd, PrintsMegabytes) {
     const Outcome outcome = run({"demo", "megabytes"});
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.out.size(), 3000000U);
-    EXPECT_EQ(run({"demo", "megabytes"}, {.input = "", .standard_output = Stdout::kFull}).status, 7);
+    EXPECT_EQ(run_into(Stdout::kFull, {"demo", "megabytes"}).status, 7);
     EXPECT_THAT(run({"demo", "say", "still there"}), Prints("(still there)\n"));
 }
 
 TEST_F(EndToEnd, ServesAScript) {
-    const Outcome outcome = run({"demo"}, {.input = "say one\n\nadd 1 -2\nsay text=\"two words\"\r\nhelp add\n"});
+    const Outcome outcome = run({"demo"}, "say one\n\nadd 1 -2\nsay text=\"two words\"\r\nhelp add\n");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_THAT(outcome.out, HasSubstr("(one)\n-1\n(two words)\nadd a="));
 }

@@ -12,7 +12,7 @@
 #include <sstream>
 
 #include "private_root.h"
-#include "program.h"
+#include "console_test.h"
 #include "terminal.h"
 
 namespace console_test {

@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "fake_module.h"
-#include "program.h"
+#include "console_test.h"
 
 namespace console_test {
 

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "fake_module.h"
-#include "program.h"
+#include "console_test.h"
 #include "terminal.h"
 
 namespace console_test {

@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "fake_module.h"
-#include "program.h"
+#include "console_test.h"
 
 namespace console_test {
 
@@ -58,7 +58,7 @@ TEST_F(List, OfNoModulesFails) {
 
 TEST_F(List, OfNoDirectoryFails) {
     const Environment file = {{"QUIB_DIR", "/etc/passwd"}};
-    EXPECT_THAT(Program({}, file).finish(), FailsWith(3, "/etc/passwd: Not a directory"));
+    EXPECT_THAT(Program(quib({}, file)).finish(), FailsWith(3, "/etc/passwd: Not a directory"));
 }
 
 TEST_F(List, ObeysNoTerminalCodes) {
@@ -71,9 +71,9 @@ TEST_F(List, LooksBelowTheRuntimeDirectory) {
     const std::string above = std::filesystem::path(directory()).parent_path();
     for (const Environment &environment :
          {Environment{{"XDG_RUNTIME_DIR", above}}, {{"XDG_RUNTIME_DIR", above}, {"QUIB_DIR", ""}}}) {
-        EXPECT_THAT(Program({}, environment).finish().out, testing::HasSubstr("\ndemo "));
+        EXPECT_THAT(Program(quib({}, environment)).finish().out, testing::HasSubstr("\ndemo "));
     }
-    EXPECT_THAT(Program({}, {{"XDG_RUNTIME_DIR", above}, {"QUIB_DIR", "/nonexistent"}}).finish(),
+    EXPECT_THAT(Program(quib({}, {{"XDG_RUNTIME_DIR", above}, {"QUIB_DIR", "/nonexistent"}})).finish(),
                 FailsWith(1, "/nonexistent"));
 }
 

@@ -9,7 +9,7 @@
 #include <fstream>
 
 #include "fake_module.h"
-#include "program.h"
+#include "console_test.h"
 #include "terminal.h"
 
 namespace console_test {
@@ -236,7 +236,7 @@ TEST_F(Prompt, IsSuspendedAndResumed) {
 // Keys typed to a program on a terminal whose output goes to a file are commands, without a prompt.
 TEST_F(Prompt, IsForATerminalOnly) {
     start_module();
-    EXPECT_THAT(run({"demo"}, {.input = "dump_all\n"}), Prints("[dump_all]\n"));
+    EXPECT_THAT(run({"demo"}, "dump_all\n"), Prints("[dump_all]\n"));
 
     const std::string path = home() + "/output";
     int keys = -1;
@@ -246,7 +246,7 @@ TEST_F(Prompt, IsForATerminalOnly) {
     if (program == 0) {
         dup2(terminal, STDIN_FILENO);
         dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
-        become_program({"demo"}, environment());
+        become(launch({"demo"}));
     }
     const std::string typed = std::string("dump_all\n") + kControlD;
     EXPECT_EQ(write(keys, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "fake_module.h"
-#include "program.h"
+#include "console_test.h"
 
 namespace console_test {
 
@@ -20,7 +20,7 @@ Reply fail_as_told(const std::string &line) {
 class Script : public ConsoleTest {
 protected:
     Outcome run_script(const std::string &script, const Arguments &arguments = {"demo"}) {
-        return run(arguments, {.input = script});
+        return run(arguments, script);
     }
 };
 
@@ -79,7 +79,7 @@ TEST_F(Script, ThatCannotBeReadFails) {
     const pid_t shell = fork();
     if (shell == 0) {
         close(STDIN_FILENO);
-        become_program({"demo"}, environment());
+        become(launch({"demo"}));
     }
     int status = 0;
     ASSERT_EQ(waitpid(shell, &status, 0), shell);

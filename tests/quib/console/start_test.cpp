@@ -2,7 +2,7 @@
 #include <chrono>
 
 #include "fake_module.h"
-#include "program.h"
+#include "console_test.h"
 
 namespace console_test {
 

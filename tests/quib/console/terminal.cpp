@@ -40,7 +40,7 @@ Terminal::Terminal(const Arguments &arguments, const Environment &environment) :
     const winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
     pid_ = forkpty(&fd_, nullptr, nullptr, &size);
     if (pid_ == 0) {
-        become_program(arguments, environment);
+        become(quib(arguments, environment));
     }
     if (pid_ < 0) {
         throw std::runtime_error("no terminal");

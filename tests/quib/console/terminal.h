@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "program.h"
+#include "console_test.h"
 
 namespace console_test {
 
