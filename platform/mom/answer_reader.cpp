@@ -4,13 +4,13 @@
 #include <memory>
 #include <new>
 
-#include "protocol.h"
+#include "resp.h"
 
 namespace mom {
 
 namespace {
 
-using protocol::Found;
+using resp::Found;
 
 constexpr size_t kShortestString = 6;  // that the protocol has: of no bytes
 
@@ -21,7 +21,7 @@ constexpr size_t kLongestPart = size_t{4} * 1024;
 // Takes an array of strings off the front. Its texts are still where they were received.
 Found take_array(std::string_view &bytes, ReplyArena &arena, Reply *&array) {
     size_t count = 0;
-    if (const Found found = protocol::take_count(bytes, '*', count); found != Found::kWhole) {
+    if (const Found found = resp::take_count(bytes, '*', count); found != Found::kWhole) {
         return found;
     }
     if (count > bytes.size() / kShortestString + 1) {
@@ -37,7 +37,7 @@ Found take_array(std::string_view &bytes, ReplyArena &arena, Reply *&array) {
     array->elements = {array + 1, count};
     for (Reply &element : array->elements) {
         element.type = Reply::Type::kString;
-        if (const Found found = protocol::take_string(bytes, element.text); found != Found::kWhole) {
+        if (const Found found = resp::take_string(bytes, element.text); found != Found::kWhole) {
             return found;
         }
     }

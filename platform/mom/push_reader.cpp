@@ -4,13 +4,13 @@
 #include <cstring>
 #include <new>
 
-#include "protocol.h"
+#include "resp.h"
 
 namespace mom {
 
 namespace {
 
-using protocol::Found;
+using resp::Found;
 
 // Large enough that a busy follower needs few system calls, and small enough to stay in the processor's cache.
 constexpr size_t kRoom = size_t{64} * 1024;
@@ -20,15 +20,15 @@ constexpr std::string_view kMessageHead = "*3\r\n$7\r\nmessage\r\n";
 // Takes a message off the front.
 Found take_message(std::string_view &bytes, std::string_view &channel, std::string_view &payload) {
     const auto head = kMessageHead.substr(0, bytes.size());
-    if (!protocol::starts(bytes, head)) {
+    if (!resp::starts(bytes, head)) {
         return Found::kOther;
     }
     if (head.size() < kMessageHead.size()) {
         return Found::kPart;
     }
     bytes.remove_prefix(kMessageHead.size());
-    const Found found = protocol::take_string(bytes, channel);
-    return found == Found::kWhole ? protocol::take_string(bytes, payload) : found;
+    const Found found = resp::take_string(bytes, channel);
+    return found == Found::kWhole ? resp::take_string(bytes, payload) : found;
 }
 
 }  // namespace

@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "mom/answer_reader.h"
-#include "protocol_bytes.h"
+#include "resp_bytes.h"
 
 namespace {
 

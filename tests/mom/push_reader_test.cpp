@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "mom/push_reader.h"
-#include "protocol_bytes.h"
+#include "resp_bytes.h"
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <fstream>
 #include <thread>
 
-#include "fake_module.h"
 #include "console_test.h"
+#include "fake_module.h"
 
 namespace console_test {
 

@@ -15,7 +15,8 @@ Launch quib(const Arguments &arguments, const Environment &environment) {
     Environment given = {
         {"LANG", "C.UTF-8"},
         {"TERM", "xterm"},
-        // libedit never frees the name of a function that was added to it. Its frames are seen by the slow unwinder only.
+        // libedit never frees the name of a function that was added to it. Its frames are seen by the slow unwinder
+        // only.
         {"ASAN_OPTIONS", (sanitizer == nullptr ? "" : sanitizer) + std::string(":fast_unwind_on_malloc=0")},
         {"LSAN_OPTIONS", "print_suppressions=0:suppressions=" QUIB_TESTS "/leaks_of_libedit.txt"}};
     given.insert(environment.begin(), environment.end());

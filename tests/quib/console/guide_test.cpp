@@ -11,8 +11,8 @@
 #include <set>
 #include <sstream>
 
-#include "private_root.h"
 #include "console_test.h"
+#include "private_root.h"
 #include "terminal.h"
 
 namespace console_test {

@@ -4,8 +4,8 @@
 #include <set>
 #include <sstream>
 
-#include "fake_module.h"
 #include "console_test.h"
+#include "fake_module.h"
 
 namespace console_test {
 

@@ -5,8 +5,8 @@
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
-#include "fake_module.h"
 #include "console_test.h"
+#include "fake_module.h"
 
 namespace console_test {
 

@@ -8,8 +8,8 @@
 #include <filesystem>
 #include <fstream>
 
-#include "fake_module.h"
 #include "console_test.h"
+#include "fake_module.h"
 #include "terminal.h"
 
 namespace console_test {

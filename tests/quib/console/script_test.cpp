@@ -2,8 +2,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include "fake_module.h"
 #include "console_test.h"
+#include "fake_module.h"
 
 namespace console_test {
 

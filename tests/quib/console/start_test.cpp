@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <chrono>
 
-#include "fake_module.h"
 #include "console_test.h"
+#include "fake_module.h"
 
 namespace console_test {
 

@@ -1,4 +1,4 @@
-// Strings of the servers' protocol, recognised where they were received.
+// Strings of RESP, the protocol of the servers, recognised where they were received.
 #pragma once
 
 #include <cstddef>
@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace mom::protocol {
+namespace mom::resp {
 
 inline constexpr std::string_view kLineEnd = "\r\n";
 inline constexpr size_t kMostDigits = 9;  // of a length: more than a server ever sends
@@ -56,4 +56,4 @@ inline Found take_string(std::string_view &bytes, std::string_view &text) {
     return ended ? Found::kWhole : Found::kOther;
 }
 
-}  // namespace mom::protocol
+}  // namespace mom::resp
