@@ -2,7 +2,8 @@
 
 #include <cstring>
 #include <memory>
-#include <new>
+
+#include <hiredis/sds.h>
 
 #include "resp.h"
 
@@ -12,11 +13,13 @@ namespace {
 
 using resp::Found;
 
-constexpr size_t kShortestString = 6;  // that the protocol has: of no bytes
+constexpr size_t kShortestElement = 3;  // of an array: a kind and the end of a line
 
-// The beginning of an answer is looked at again when more has come. Of a longer one, only by who remembers how far it
-// was: hiredis.
+// The beginning of an answer is read anew when more has come. A longer one goes to hiredis, which remembers how far it
+// was.
 constexpr size_t kLongestPart = size_t{4} * 1024;
+
+constexpr size_t kLongAnswer = size_t{1024} * 1024;
 
 // Takes an array of strings off the front. Its texts are still where they were received.
 Found take_array(std::string_view &bytes, ReplyArena &arena, Reply *&array) {
@@ -24,10 +27,11 @@ Found take_array(std::string_view &bytes, ReplyArena &arena, Reply *&array) {
     if (const Found found = resp::take_count(bytes, '*', count); found != Found::kWhole) {
         return found;
     }
-    if (count > bytes.size() / kShortestString + 1) {
+    if (count > bytes.size() / kShortestElement) {
         return Found::kPart;  // before memory is taken for what may never come
     }
-    void *memory = arena.allocate((1 + count) * sizeof(Reply));
+    const size_t size = (1 + count) * sizeof(Reply);
+    void *memory = arena.allocate(size);
     if (!memory) {
         return Found::kOther;
     }
@@ -38,6 +42,7 @@ Found take_array(std::string_view &bytes, ReplyArena &arena, Reply *&array) {
     for (Reply &element : array->elements) {
         element.type = Reply::Type::kString;
         if (const Found found = resp::take_string(bytes, element.text); found != Found::kWhole) {
+            arena.give_back(memory, size);
             return found;
         }
     }
@@ -83,7 +88,8 @@ Reply *AnswerReader::next(ReplyArena &arena) {
     return read_all(arena);
 }
 
-// Gives hiredis everything. Until it has no beginning of a reply left, what comes is for it as well.
+// Gives hiredis everything. Until it has nothing left, what comes is for it as well. So is what comes after a long
+// answer, for hiredis parts with the memory that the answer took only when it is given more.
 Reply *AnswerReader::read_all(ReplyArena &arena) {
     reader_.privdata = &arena;
     void *reply = nullptr;
@@ -91,7 +97,7 @@ Reply *AnswerReader::read_all(ReplyArena &arena) {
         redisReaderGetReply(&reader_, &reply);
     }
     begin_ = end_;
-    handed_over_ = !reply || reader_.pos < reader_.len;
+    handed_over_ = !reply || reader_.pos < reader_.len || sdsalloc(reader_.buf) > kLongAnswer;
     return static_cast<Reply *>(reply);
 }
 

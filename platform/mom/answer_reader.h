@@ -16,7 +16,7 @@ public:
     // The reader lives longer. Its objects are Replies.
     explicit AnswerReader(redisReader &reader) : reader_(reader) {}
 
-    // Where to receive next, never empty. received() tells how much came.
+    // Where to receive next; not empty when next() had no reply left. received() tells how much came.
     std::span<char> room();
     void received(size_t size) { end_ += size; }
 
@@ -32,7 +32,7 @@ private:
     Reply *read_all(ReplyArena &arena);
 
     redisReader &reader_;
-    bool handed_over_ = false;  // hiredis has the beginning of what is unread
+    bool handed_over_ = false;  // what comes next is hiredis's
     size_t begin_ = 0;
     size_t end_ = 0;
     std::array<char, size_t{16} * 1024> buffer_;

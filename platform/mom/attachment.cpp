@@ -13,8 +13,8 @@ void Attached::on_ready(int) {
 }
 
 void Attached::call() {
+    watch_.set(UV_READABLE);  // first: what fails is to be tried again
     ready_ = false;
-    watch_.set(UV_READABLE);
     const MomAttachment attachment = attachment_;
     attachment.on_ready(attachment.arg);
 }

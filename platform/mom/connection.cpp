@@ -148,8 +148,9 @@ bool Connection::wait_for(short events, TimePoint deadline) const {
     return false;
 }
 
-// Most answers come whole, to a thread that sleeps in recv(): poll() before it would wake the thread no sooner and is a
-// system call more. What is left then is waited for in poll(), which can be told how long that may still take.
+// Most answers come whole, to a thread that sleeps in recv(). Sleeping in poll() before it is better on a busy machine,
+// but a good deal worse on an idle one, where the thread is awake later. What is left of an answer then is waited for
+// in poll(), which can be told how long that may still take.
 Reply *Connection::await_reply(ReplyArena &arena, int32_t *code) {
     const TimePoint deadline = Clock::now() + limit_;
     *code = OX_MOM_E_LOST;

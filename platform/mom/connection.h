@@ -1,6 +1,7 @@
 // One connection to a server: the bytes are moved here, without signals and with limits.
 #pragma once
 
+#include <cstdint>
 #include <initializer_list>
 #include <memory>
 #include <span>
@@ -48,8 +49,8 @@ public:
     Reply *next_reply(ReplyArena &arena);
     bool is_broken() const { return answers_.is_broken(); }
 
-    // How long await_reply() waits in all. To be called when nobody will make the descriptor non-blocking any more:
-    // await_reply() takes longer on one that is.
+    // How long await_reply() waits in all. Makes the descriptor blocking, with that limit; only await_reply() makes use
+    // of it. A loop that begins to watch it afterwards makes it non-blocking again, and await_reply() slower.
     void set_limit(Millis limit);
 
     // Sends what was added and waits for one reply. nullptr: *code tells whether the connection is lost or the time

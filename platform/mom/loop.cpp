@@ -4,8 +4,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdlib>
+#include <memory>
 #include <new>
 #include <poll.h>
+#include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
 
@@ -41,6 +43,13 @@ bool has_room(const uv_loop_t &loop, int fd) {
     asm volatile("" : : "r"(room) : "memory");
     std::free(room);
     return room != nullptr;
+}
+
+// libuv also ends the process when the system has no memory to watch a descriptor. So it is watched for nothing before
+// libuv adds it, which then finds it there.
+bool reserve(const uv_loop_t &loop, int fd) {
+    epoll_event nothing{.events = 0, .data = {.fd = fd}};
+    return epoll_ctl(uv_backend_fd(&loop), EPOLL_CTL_ADD, fd, &nothing) == 0 || errno == EEXIST;
 }
 
 }  // namespace
@@ -91,9 +100,7 @@ bool Loop::open() {
 }
 
 void Loop::run() {
-    if (handler_) {
-        handler_->before_run();
-    }
+    guarded([this] { return handler_; }, [](LoopHandler &handler) { handler.before_run(); });
     do {
         unarmed_ = false;
         uv_run(&loop_, UV_RUN_NOWAIT);
@@ -127,8 +134,11 @@ Watch::Watch(Loop &loop, int fd, WatchHandler &handler) : loop_(loop) {
     if (!has_room(*loop.raw(), fd)) {
         throw std::bad_alloc();
     }
-    handle_ = new Handle{.poll = {}, .handler = &handler};
-    uv_poll_init(loop.raw(), &handle_->poll, fd);
+    auto handle = std::make_unique<Handle>(Handle{.poll = {}, .handler = &handler});
+    if (uv_poll_init(loop.raw(), &handle->poll, fd) != 0) {
+        throw std::bad_alloc();  // it can be polled, so it is the system that has no memory
+    }
+    handle_ = handle.release();
     handle_->poll.data = handle_;
 }
 
@@ -144,14 +154,23 @@ void Watch::set(int events) {
         return;
     }
     events_ = events;
-    if (events != 0) {
-        loop_.must_arm();
-    }
+    // Stops watching for what was asked before. The loop begins to watch for the new when it runs.
     uv_poll_start(&handle_->poll, events, [](uv_poll_t *poll, int status, int ready) {
         // An error shows itself when the socket is used.
         guarded([poll] { return static_cast<Handle *>(poll->data)->handler; },
                 [&](WatchHandler &handler) { handler.on_ready(status < 0 ? UV_READABLE | UV_WRITABLE : ready); });
     });
+    if (events == 0) {
+        return;
+    }
+    int fd = -1;
+    uv_fileno(reinterpret_cast<uv_handle_t *>(&handle_->poll), &fd);
+    if (!reserve(*loop_.raw(), fd)) {
+        uv_poll_stop(&handle_->poll);
+        events_ = 0;
+        throw std::bad_alloc();
+    }
+    loop_.must_arm();
 }
 
 }  // namespace mom

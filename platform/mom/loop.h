@@ -85,7 +85,8 @@ public:
     Watch &operator=(const Watch &) = delete;
     ~Watch();
 
-    // Events as libuv's: UV_READABLE, UV_WRITABLE, UV_DISCONNECT; 0: not watched.
+    // Events as libuv's: UV_READABLE, UV_WRITABLE, UV_DISCONNECT; 0: not watched. Throws std::bad_alloc, also when it
+    // is the system that has no memory to watch the socket; then it is not watched.
     void set(int events);
 
 private:

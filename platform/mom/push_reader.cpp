@@ -17,6 +17,7 @@ constexpr size_t kRoom = size_t{64} * 1024;
 constexpr size_t kKeptRoom = size_t{1024} * 1024;  // a larger one, for a huge record, is not kept
 
 constexpr std::string_view kMessageHead = "*3\r\n$7\r\nmessage\r\n";
+
 // Takes a message off the front.
 Found take_message(std::string_view &bytes, std::string_view &channel, std::string_view &payload) {
     const auto head = kMessageHead.substr(0, bytes.size());

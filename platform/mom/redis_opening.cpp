@@ -82,8 +82,12 @@ void RedisSession::ask_sentinel(size_t which) {
 void RedisSession::open_at(const Endpoint &server) {
     server_ = server;
     open_link();
+    open_wanted();
+}
+
+void RedisSession::open_wanted() {
     for (int32_t db = 0; db < kDatabases && state_ == State::kOpening; ++db) {
-        if (is_connected(db)) {
+        if (is_connected(db) && !requests_[static_cast<size_t>(db)].connection) {
             open_requests(db);
         }
     }
@@ -157,6 +161,10 @@ void RedisSession::opened_one() {
         return;
     }
     dialogues_.clear();
+    open_wanted();  // what the program has asked for meanwhile
+    if (opening_ != 0 || state_ != State::kOpening) {
+        return;
+    }
     if (!link_watch_) {
         follow_lasting();
     }

@@ -15,6 +15,9 @@ namespace {
 // would otherwise be followed in silence for ever.
 constexpr Millis kPulse{10000};
 
+// To watch a connection no more and to watch it again costs as much as its being watched during so many requests.
+constexpr int kFewRequests = 8;
+
 }  // namespace
 
 RedisSession::RedisSession(StoreName name, Loop &loop, StoreListener &listener, Millis timeout)
@@ -73,18 +76,20 @@ Connection *RedisSession::request_connection(int32_t db, int32_t *code) {
         *code = fail(OX_MOM_E_LOST, "the connection is lost: %s", why_.c_str());
         return nullptr;
     }
-    const RequestConnection &request = requests_[static_cast<size_t>(db)];
-    request.watch->pause();
-    paused_ = true;
+    RequestConnection &request = requests_[static_cast<size_t>(db)];
+    requested_ = true;
+    if (++request.in_a_row == kFewRequests) {
+        request.watch->pause();
+    }
     return request.connection.get();
 }
 
 void RedisSession::before_run() {
-    if (!std::exchange(paused_, false)) {
+    if (!std::exchange(requested_, false)) {
         return;
     }
-    for (const RequestConnection &request : requests_) {
-        if (request.watch) {
+    for (RequestConnection &request : requests_) {
+        if (std::exchange(request.in_a_row, 0) >= kFewRequests && request.watch) {
             request.watch->resume();
         }
     }

@@ -52,7 +52,8 @@ private:
     };
 
     // Notices that a connection for requests was closed while nobody made any. A socket that is watched costs the
-    // server time at every answer, time that a request waits: from a request until the loop runs next, it is not.
+    // server time at every answer, time that the request waits. So after some requests in a row it is not watched until
+    // the loop runs next, which it does once in kPulse at least.
     class IdleWatch final : public WatchHandler {
     public:
         IdleWatch(RedisSession &session, Loop &loop, int fd) : session_(session), watch_(loop, fd, *this) { resume(); }
@@ -70,10 +71,12 @@ private:
     struct RequestConnection {
         std::unique_ptr<Connection> connection;
         std::unique_ptr<IdleWatch> watch;
+        int in_a_row = 0;  // requests since the loop ran
 
         void close() {
             watch.reset();
             connection.reset();
+            in_a_row = 0;
         }
     };
 
@@ -82,6 +85,7 @@ private:
     void ask_sentinel(size_t which);
     void open_at(const Endpoint &server);
     void open_link();
+    void open_wanted();
     void open_requests(int32_t db);
     void start_dialogue(std::vector<Dialogue::Command> commands, Dialogue::Done done);
     std::vector<Dialogue::Command> login() const;
@@ -131,7 +135,7 @@ private:
     Endpoint server_;
     std::array<bool, kDatabases> wanted_{};
     std::array<RequestConnection, kDatabases> requests_;
-    bool paused_ = false;  // the watch of some of them
+    bool requested_ = false;  // anything since the loop ran
     std::vector<std::unique_ptr<Dialogue>> dialogues_;
     size_t opening_ = 0;  // dialogues that have not ended
     int32_t code_ = 0;    // of the latest failure

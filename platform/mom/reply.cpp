@@ -78,9 +78,13 @@ ReplyArena::~ReplyArena() {
     }
 }
 
-void *ReplyArena::allocate(size_t size) {
+size_t ReplyArena::aligned(size_t size) {
     constexpr size_t kAlign = alignof(Reply);
-    size = std::max((size + kAlign - 1) / kAlign * kAlign, kAlign);
+    return std::max((size + kAlign - 1) / kAlign * kAlign, kAlign);
+}
+
+void *ReplyArena::allocate(size_t size) {
+    size = aligned(size);
     Block *block = blocks_ && blocks_->capacity - blocks_->used >= size ? blocks_ : add_block(size);
     if (!block) {
         return nullptr;
@@ -88,6 +92,13 @@ void *ReplyArena::allocate(size_t size) {
     void *memory = data(block) + block->used;
     block->used += size;
     return memory;
+}
+
+void ReplyArena::give_back(const void *memory, size_t size) {
+    size = aligned(size);
+    if (data(blocks_) + blocks_->used - size == memory) {
+        blocks_->used -= size;
+    }
 }
 
 void ReplyArena::clear() {

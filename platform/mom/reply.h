@@ -33,6 +33,9 @@ public:
     // nullptr when memory is exhausted.
     void *allocate(size_t size);
 
+    // What was allocated last is not needed after all.
+    void give_back(const void *memory, size_t size);
+
     // Every reply built here is gone.
     void clear();
 
@@ -43,6 +46,7 @@ private:
         size_t used;
     };
 
+    static size_t aligned(size_t size);
     static std::byte *data(Block *block) { return reinterpret_cast<std::byte *>(block + 1); }
     Block *add_block(size_t size);
 

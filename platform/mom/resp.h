@@ -21,7 +21,7 @@ inline bool starts(std::string_view bytes, std::string_view with) {
     return std::memcmp(bytes.data(), with.data(), with.size()) == 0;
 }
 
-// Takes a line off the front that says how much follows: what it counts, and a number.
+// Takes a header line off the front: the kind of what follows, and how much of it.
 inline Found take_count(std::string_view &bytes, char kind, size_t &count) {
     size_t at = 1;
     count = 0;

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <hiredis/sds.h>
+
 #include "mom/answer_reader.h"
 #include "resp_bytes.h"
 
@@ -25,7 +27,9 @@ std::string array(const std::vector<std::string> &texts) {
 // A reader with what it reads with, and what it has read.
 class Reading {
 public:
-    Reading() : hiredis_(redisReaderCreateWithFunctions(&mom::reply_functions), redisReaderFree), reader_(*hiredis_) {}
+    Reading() : hiredis_(redisReaderCreateWithFunctions(&mom::reply_functions), redisReaderFree), reader_(*hiredis_) {
+        hiredis_->maxbuf = size_t{1024} * 1024;  // as a connection's
+    }
 
     void receive(std::string_view bytes) { mom_test::receive(reader_, bytes); }
     void read() {
@@ -40,6 +44,12 @@ public:
             read();
         }
     }
+    // From the arena that replies are built in.
+    static constexpr size_t kAllocation = 16;
+    const std::byte *allocate() { return static_cast<const std::byte *>(arena_.allocate(kAllocation)); }
+    // What hiredis has of its own.
+    size_t kept() const { return sdsalloc(hiredis_->buf); }
+
     bool is_broken() const { return reader_.is_broken(); }
     const char *error() const { return reader_.error(); }
     const std::vector<const mom::Reply *> &replies() const { return replies_; }
@@ -101,6 +111,45 @@ TEST(AnswerReader, JoinsPiecesOfAnySize) {
         reading.receive_and_read(kStream, piece);
         ASSERT_EQ(reading.shown(), kReplies) << "pieces of " << piece << " bytes";
     }
+}
+
+TEST(AnswerReader, RecognisesTheEndOfShortElements) {
+    for (const char *element : {":1\r\n", "$-1\r\n", "*0\r\n", "+\r\n", "$0\r\n\r\n"}) {
+        for (int count = 1; count <= 20; ++count) {
+            Reading reading;
+            std::string bytes = "*" + std::to_string(count) + "\r\n";
+            for (int i = 0; i < count; ++i) {
+                bytes += element;
+            }
+            reading.receive_and_read(bytes, bytes.size());
+            ASSERT_EQ(reading.replies().size(), 1u) << bytes;
+            EXPECT_EQ(reading.replies().front()->elements.size(), static_cast<size_t>(count));
+        }
+    }
+}
+
+TEST(AnswerReader, TakesNoMemoryForAttempts) {
+    const std::string bytes = array(std::vector<std::string>(200, "1234567"));
+    Reading reading;
+    const std::byte *before = reading.allocate();
+    reading.receive_and_read(std::string_view(bytes).substr(0, bytes.size() - 1), 1);
+    EXPECT_EQ(reading.allocate(), before + Reading::kAllocation);
+    reading.receive_and_read(std::string_view(bytes).substr(bytes.size() - 1), 1);
+    ASSERT_EQ(reading.replies().size(), 1u);
+    EXPECT_EQ(reading.replies().front()->elements.size(), 200u);
+}
+
+TEST(AnswerReader, GivesTheMemoryOfALongAnswerBack) {
+    Reading reading;
+    reading.receive_and_read(array({std::string(size_t{3} * 1024 * 1024, 'x')}) + array({"a"}), 10000);
+    ASSERT_EQ(reading.replies().size(), 2u);
+    EXPECT_GT(reading.kept(), size_t{1024} * 1024);
+    for (int i = 0; i < 1000; ++i) {
+        reading.receive_and_read(array({"b"}), 1000);
+    }
+    EXPECT_LT(reading.kept(), size_t{1024} * 1024);
+    reading.receive_and_read(array({"c"}), 1000);
+    EXPECT_EQ(show(*reading.replies().back()), "[c]");
 }
 
 TEST(AnswerReader, TellsTheKindsApart) {

@@ -6,6 +6,8 @@
 #include <dlfcn.h>
 #include <initializer_list>
 #include <new>
+#include <sys/epoll.h>
+#include <sys/stat.h>
 
 // What allocates in their place: the C library, or the sanitizer that took its place.
 #ifdef TREL_CAP_TESTS_SANITIZED
@@ -76,6 +78,22 @@ EXPORTED void *realloc(void *memory, size_t size) noexcept {
 }
 
 EXPORTED void free(void *memory) noexcept { BEHIND(free)(memory); }
+
+// What it takes to watch one more socket is the system's memory, whoever asks. (The other descriptors are those that
+// libuv makes for a loop.)
+EXPORTED int epoll_ctl(int epoll, int operation, int fd, epoll_event *event) noexcept {
+    using Function = int (*)(int, int, int, epoll_event *);
+    static const auto behind = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "epoll_ctl"));
+    const int result = behind(epoll, operation, fd, event);
+    struct stat status = {};
+    const bool added = operation == EPOLL_CTL_ADD && result == 0 && fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode);
+    if (added && fails(nullptr)) {
+        behind(epoll, EPOLL_CTL_DEL, fd, event);
+        errno = ENOMEM;
+        return -1;
+    }
+    return result;
+}
 
 }  // extern "C"
 

@@ -65,8 +65,8 @@ const Record &as(const HashResultPtr &result) {
 }
 
 // The integer that the store has under that URL, or -1 when there is none or the call fails.
-inline int32_t stored_int(const ClientPtr &client, const std::string &url) {
-    const HashResultPtr result = read(client, Cap(url).message());
+inline int32_t stored_int(const ClientPtr &client, const std::string &url, int32_t db = kGlobalDb) {
+    const HashResultPtr result = read(client, Cap(url).message(), db);
     return result != nullptr && result->record != nullptr ? as<CapTable>(result).int32_value : -1;
 }
 

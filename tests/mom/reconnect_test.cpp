@@ -255,12 +255,14 @@ TEST_P(ReconnectTest, ACutOfTheRequestsIsALossToo) {
 TEST_P(ReconnectTest, ACutOfTheRequestsIsNoticedWithoutOneMore) {
     const ClientPtr client = connect();
     watch(client);
-    for (int round = 1; round <= 3; ++round) {
-        ASSERT_EQ(put_int(client, "/a", round), 0);
+    for (const int requests : {0, 1, 100}) {
+        for (int i = 1; i <= requests; ++i) {
+            ASSERT_EQ(put_int(client, "/a", i), 0);
+        }
         server().connection().must({"CLIENT", "KILL", "TYPE", "normal"});
-        ASSERT_TRUE(comes_back(client)) << round;
+        ASSERT_TRUE(comes_back(client)) << "after " << requests;
     }
-    EXPECT_EQ(stored_int(client, "/a"), 3);
+    EXPECT_EQ(stored_int(client, "/a"), 100);
 }
 
 TEST_P(ReconnectTest, ACutOfTheNotificationsIsNoticedWithoutARequest) {
@@ -330,6 +332,27 @@ TEST_P(ReconnectTest, ProcessDoesNotWaitForAServerThatAcceptsAndSaysNothing) {
     EXPECT_LT(request.elapsed(), milliseconds(500)) << "at once";
     server().resume();
     EXPECT_TRUE(comes_back(client));
+}
+
+TEST_P(ReconnectTest, ADatabaseConnectedMeanwhileIsConnected) {
+    const ClientPtr client = connect();
+    server().kill();
+    server().start();
+    server().pause();
+    const Stopwatch watch;
+    while (watch.elapsed() < milliseconds(500)) {
+        ASSERT_GE(ox_mom_client_process(client.get(), 20), 0);
+    }
+    std::thread later([&] {
+        std::this_thread::sleep_for(milliseconds(200));
+        server().resume();
+    });
+    EXPECT_EQ(ox_mom_client_connect_sync(client.get(), 2), 0);
+    later.join();
+    EXPECT_EQ(put(client, Cap("/a", 1).message(), {kInt}, 2), 0);
+    EXPECT_EQ(stored_int(client, "/a", 2), 1);
+    EXPECT_EQ(put_int(client, "/a", 2), 0);
+    EXPECT_EQ(stored_int(client, "/a"), 2);
 }
 
 TEST_P(ReconnectTest, LosingItAgainInsideTheCallback) {
