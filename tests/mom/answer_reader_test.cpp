@@ -12,7 +12,6 @@
 
 namespace {
 
-using mom_test::receive;
 using mom_test::show;
 using mom_test::text;
 

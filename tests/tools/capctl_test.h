@@ -42,6 +42,7 @@ private:
     test_support::RedisServer server_;
 };
 
+// NOLINTNEXTLINE(readability-identifier-naming): as matchers are called
 inline auto FailsWith(int status, const std::string &message) {
     return test_support::FailsWith("trel_capctl", status, message);
 }

@@ -46,6 +46,7 @@ private:
 // Waits until something is so; a test that waits in vain fails.
 void wait_until(const std::function<bool()> &so);
 
+// NOLINTNEXTLINE(readability-identifier-naming): as matchers are called
 inline auto FailsWith(int status, const std::string &message) {
     return test_support::FailsWith("quib", status, message);
 }
