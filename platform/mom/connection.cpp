@@ -103,7 +103,9 @@ bool Connection::send() {
 void Connection::set_limit(Millis limit) {
     limit_ = limit;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(limit);
-    const timeval time = {.tv_sec = seconds.count(), .tv_usec = std::chrono::microseconds(limit - seconds).count()};
+    const auto microseconds = std::chrono::microseconds(limit - seconds);
+    const timeval time = {.tv_sec = static_cast<time_t>(seconds.count()),
+                          .tv_usec = static_cast<suseconds_t>(microseconds.count())};
     if (setsockopt(fd(), SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time) == 0) {
         fcntl(fd(), F_SETFL, 0);
     }
