@@ -20,6 +20,7 @@ struct Script {
     std::deque<int32_t> query_answers;       // of the readiness queries, in turn
     uint8_t query_ready = 0;                 // and what they then say
     bool no_node = false;                    // for trel_cap_sw_node_init_cur
+    CapNode *found = nullptr;                // what the searches find; nullptr: what there is
     int depth = 0;
 };
 
@@ -113,12 +114,15 @@ STAND_IN(trel_cap_sw_node_del, (int32_t node, int32_t config_dev_type), node, co
 
 CapNode *trel_cap_sw_node_search(int32_t node) {
     const Entered entered("trel_cap_sw_node_search");
-    return behind(&trel_cap_sw_node_search, "trel_cap_sw_node_search")(node);
+    return script().found != nullptr ? script().found
+                                     : behind(&trel_cap_sw_node_search, "trel_cap_sw_node_search")(node);
 }
 
 CapNode *trel_cap_sw_node_and_type_search(int32_t node, int32_t config_dev_type) {
     const Entered entered("trel_cap_sw_node_and_type_search");
-    return behind(&trel_cap_sw_node_and_type_search, "trel_cap_sw_node_and_type_search")(node, config_dev_type);
+    return script().found != nullptr
+               ? script().found
+               : behind(&trel_cap_sw_node_and_type_search, "trel_cap_sw_node_and_type_search")(node, config_dev_type);
 }
 
 CapNode *trel_cap_sw_node_init_cur(CapNodeRecord record) {
@@ -218,6 +222,23 @@ TEST_F(ProcessorCalls, OfNodesOfTheClasses) {
                     ElementsAre(nodes.search, kDump, kJudge, nodes.dispatcher));
         EXPECT_THAT(calls_of(nodes.function, Message(29)), ElementsAre(nodes.announcement));
     }
+}
+
+// Seen only by who stands in front of the search: what it finds otherwise has that type.
+TEST_F(ProcessorCalls, OnlyHpsLeavesTheTypeOfWhatIsFound) {
+    const std::pair<MomMsgCb, Record (*)(const NodeReadiness &)> takers[] = {
+        {trel_cap_fe_node_pmsg_f, fe_ready}, {trel_cap_fab_node_pmsg_f, fe_ready}, {trel_cap_cm_node_pmsg_f, cm_ready}};
+    CapNode node{};
+    script().found = &node;
+    for (const auto &[function, record] : takers) {
+        node.record = entry({.config_dev_type = 9});
+        calls_of(function, delivered(record({.config_dev_type = 8})));
+        EXPECT_EQ(node.record.config_dev_type, 8);
+    }
+    node.record = entry({.config_dev_type = 9});
+    calls_of(trel_cap_hps_node_pmsg_f, delivered(fe_ready({.config_dev_type = 8, .ready = 1})));
+    EXPECT_EQ(node.record.config_dev_type, 9);
+    EXPECT_EQ(node.record.ready, 1);
 }
 
 TEST_F(ProcessorCalls, OfCards) {

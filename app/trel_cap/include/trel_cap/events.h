@@ -14,7 +14,7 @@ TREL_CAP_BEGIN_DECLS
  */
 enum {
     TREL_CAP_EVENT_SYSTEM = 0,    /* the device */
-    TREL_CAP_EVENT_FE_NODE = 1,   /* a line-card node; also any card's node that was removed */
+    TREL_CAP_EVENT_FE_NODE = 1,   /* a node that is no HPS node, whatever its card; or any card's that was removed */
     TREL_CAP_EVENT_CM = 2,        /* the control modules */
     TREL_CAP_EVENT_FAB = 3,       /* the fabric cards */
     TREL_CAP_EVENT_FAB_NODE = 4,  /* a fabric node */

@@ -27,7 +27,7 @@ struct CmReadyRecords {
 struct LineCardNodes : LineCards, FeReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_fe_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_install_node_pro;
-    static CapNode *find(const CapNodeRecord &place) { return trel_cap_sw_node_search(place.node); }
+    static constexpr bool kFoundByType = false;
     /* All but HPS cards: also those of the other classes, whose own processors tell of them as well. */
     static bool counts(const CapNodeRecord &record) {
         return record.node_type != HpsCards::kNodeType && is_admitted(record);
@@ -37,7 +37,7 @@ struct LineCardNodes : LineCards, FeReadyRecords {
 struct FabricNodes : FabricCards, FeReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_fab_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_fab_install_node_pro;
-    static CapNode *find(const CapNodeRecord &place) { return trel_cap_sw_node_search(place.node); }
+    static constexpr bool kFoundByType = false;
     static bool counts(const CapNodeRecord &record) { return record.dm_install != 0 && record.node_type == kNodeType; }
 };
 
@@ -45,7 +45,7 @@ struct FabricNodes : FabricCards, FeReadyRecords {
 struct ControlModuleNodes : ControlModules, CmReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_cm_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_cm_install_node_pro;
-    static CapNode *find(const CapNodeRecord &place) { return trel_cap_sw_node_search(place.node); }
+    static constexpr bool kFoundByType = false;
     static bool counts(const CapNodeRecord &record) { return record.dm_install != 0; }
 };
 
@@ -53,11 +53,15 @@ struct ControlModuleNodes : ControlModules, CmReadyRecords {
 struct HpsNodes : HpsCards, FeReadyRecords {
     static constexpr MomMsgCb kProcessor = trel_cap_hps_node_pmsg_f;
     static constexpr auto kAnnounce = trel_cap_notify_pre_hps_install_node_pro;
-    static CapNode *find(const CapNodeRecord &place) {
-        return trel_cap_sw_node_and_type_search(place.node, place.config_dev_type);
-    }
+    static constexpr bool kFoundByType = true;
     static bool counts(const CapNodeRecord &record) { return record.dm_install != 0 && record.node_type == kNodeType; }
 };
+
+template <typename Nodes>
+CapNode *find(const CapNodeRecord &place) {
+    return Nodes::kFoundByType ? trel_cap_sw_node_and_type_search(place.node, place.config_dev_type)
+                               : trel_cap_sw_node_search(place.node);
+}
 
 /*
  * Sends the node's event, whether or not anything has changed. A node of which some entry is fully ready is never told
@@ -82,11 +86,13 @@ int32_t node_delivered(Caller caller, const MomMsg &msg) {
         return rv;
     }
     const CapNodeRecord place = place_of_node(*record);
-    CapNode *const entry = found_or_added(caller, Nodes::find(place), place);
+    CapNode *const entry = found_or_added(caller, find<Nodes>(place), place);
     if (entry == nullptr) {
         return TREL_CAP_E_NO_NODE;
     }
-    entry->record.config_dev_type = place.config_dev_type;
+    if (!Nodes::kFoundByType) {
+        entry->record.config_dev_type = place.config_dev_type;
+    }
     entry->record.ready = record->ready != 0 ? 1 : 0;
     entry->record.real_time = record->real_time != 0 ? 1 : 0;
     entry->record.node_type = record->node_type;
