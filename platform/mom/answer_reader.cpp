@@ -64,6 +64,11 @@ bool keep_texts(const Reply &array, std::string_view bytes, ReplyArena &arena) {
 
 }  // namespace
 
+AnswerReader::AnswerReader(redisReader &reader) : reader_(reader) {
+    reader.fn = &reply_functions;
+    reader.maxbuf = kLongAnswer;
+}
+
 std::span<char> AnswerReader::room() {
     std::memmove(buffer_.data(), buffer_.data() + begin_, end_ - begin_);
     end_ -= begin_;

@@ -13,8 +13,8 @@ namespace mom {
 
 class AnswerReader {
 public:
-    // The reader lives longer. Its objects are Replies.
-    explicit AnswerReader(redisReader &reader) : reader_(reader) {}
+    // The reader lives longer. It will build Replies.
+    explicit AnswerReader(redisReader &reader);
 
     // Where to receive next; not empty when next() had no reply left. received() tells how much came.
     std::span<char> room();

@@ -16,8 +16,6 @@ namespace mom {
 
 namespace {
 
-constexpr size_t kKeptBuffer = size_t{1024} * 1024;
-
 constexpr size_t kLongestHead = 24;  // of a word: its kind, its length, and the ends of two lines
 
 char *put_head(char *at, char kind, size_t length) {
@@ -46,8 +44,6 @@ std::unique_ptr<Connection> Connection::open(const Endpoint &endpoint, int32_t *
     if (endpoint.path.empty()) {
         redisEnableKeepAlive(context.get());
     }
-    context->reader->fn = &reply_functions;
-    context->reader->maxbuf = kKeptBuffer;
     return std::unique_ptr<Connection>(new Connection(std::move(context), peer));
 }
 

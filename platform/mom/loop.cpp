@@ -10,6 +10,7 @@
 #include <sys/epoll.h>
 #include <sys/timerfd.h>
 #include <unistd.h>
+#include <utility>
 
 namespace mom {
 
@@ -134,7 +135,7 @@ Watch::Watch(Loop &loop, int fd, WatchHandler &handler) : loop_(loop) {
     if (!has_room(*loop.raw(), fd)) {
         throw std::bad_alloc();
     }
-    auto handle = std::make_unique<Handle>(Handle{.poll = {}, .handler = &handler});
+    auto handle = std::make_unique<Handle>(Handle{.poll = {}, .handler = &handler, .events = 0});
     if (uv_poll_init(loop.raw(), &handle->poll, fd) != 0) {
         throw std::bad_alloc();  // it can be polled, so it is the system that has no memory
     }
@@ -150,13 +151,15 @@ Watch::~Watch() {
 }
 
 void Watch::set(int events) {
-    if (events == events_) {
+    if (events == std::exchange(handle_->events, events)) {
         return;
     }
-    events_ = events;
     // Stops watching for what was asked before. The loop begins to watch for the new when it runs.
     uv_poll_start(&handle_->poll, events, [](uv_poll_t *poll, int status, int ready) {
-        // An error shows itself when the socket is used.
+        // An error shows itself when the socket is used, after what has come before it. libuv stops watching at one.
+        if (status < 0) {
+            static_cast<Handle *>(poll->data)->events = 0;
+        }
         guarded([poll] { return static_cast<Handle *>(poll->data)->handler; },
                 [&](WatchHandler &handler) { handler.on_ready(status < 0 ? UV_READABLE | UV_WRITABLE : ready); });
     });
@@ -167,7 +170,7 @@ void Watch::set(int events) {
     uv_fileno(reinterpret_cast<uv_handle_t *>(&handle_->poll), &fd);
     if (!reserve(*loop_.raw(), fd)) {
         uv_poll_stop(&handle_->poll);
-        events_ = 0;
+        handle_->events = 0;
         throw std::bad_alloc();
     }
     loop_.must_arm();

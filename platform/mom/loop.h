@@ -94,11 +94,11 @@ private:
     struct Handle {
         uv_poll_t poll;
         WatchHandler *handler;
+        int events;
     };
 
     Loop &loop_;
     Handle *handle_ = nullptr;
-    int events_ = 0;
 };
 
 }  // namespace mom

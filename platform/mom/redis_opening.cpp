@@ -161,10 +161,6 @@ void RedisSession::opened_one() {
         return;
     }
     dialogues_.clear();
-    open_wanted();  // what the program has asked for meanwhile
-    if (opening_ != 0 || state_ != State::kOpening) {
-        return;
-    }
     if (!link_watch_) {
         follow_lasting();
     }

@@ -78,7 +78,7 @@ Connection *RedisSession::request_connection(int32_t db, int32_t *code) {
     }
     RequestConnection &request = requests_[static_cast<size_t>(db)];
     requested_ = true;
-    if (++request.in_a_row == kFewRequests) {
+    if (request.in_a_row < kFewRequests && ++request.in_a_row == kFewRequests) {
         request.watch->pause();
     }
     return request.connection.get();
@@ -89,7 +89,7 @@ void RedisSession::before_run() {
         return;
     }
     for (RequestConnection &request : requests_) {
-        if (std::exchange(request.in_a_row, 0) >= kFewRequests && request.watch) {
+        if (std::exchange(request.in_a_row, 0) == kFewRequests && request.watch) {
             request.watch->resume();
         }
     }
@@ -99,6 +99,13 @@ void RedisSession::before_run() {
 
 void RedisSession::up_if_complete() {
     if (state_ != State::kOpening || opening_ != 0 || unconfirmed_ != 0) {
+        return;
+    }
+    open_wanted();  // what the program has asked for meanwhile: once up, every wanted database has its connection
+    if (opening_ != 0) {
+        loop_.set_deadline(Clock::now() + timeout_);
+    }
+    if (opening_ != 0 || state_ != State::kOpening) {
         return;
     }
     state_ = State::kUp;
@@ -183,9 +190,14 @@ int32_t RedisSession::follow(const std::string &channel) {
     }
     // Asked for again even when it is followed already: what comes before the answer is older than this subscription.
     followed_.erase(channel);
-    link_->add({"SUBSCRIBE", channel});
-    ++unconfirmed_;
-    watch_link();
+    try {
+        link_->add({"SUBSCRIBE", channel});
+        ++unconfirmed_;
+        watch_link();
+    } catch (const std::bad_alloc &) {
+        lose("out of memory", OX_MOM_E_MEMORY);  // what is followed already could go unheard
+        throw;
+    }
     if (!drive([&] { return state_ == State::kUp && !followed_.contains(channel); })) {
         lose(server_.text() + ": a subscription was not confirmed in time", OX_MOM_E_TIMEOUT);
     }

@@ -53,7 +53,7 @@ private:
 
     // Notices that a connection for requests was closed while nobody made any. A socket that is watched costs the
     // server time at every answer, time that the request waits. So after some requests in a row it is not watched until
-    // the loop runs next, which it does once in kPulse at least.
+    // the loop runs next, which the pulse sees to in a program that waits for the loop's descriptor.
     class IdleWatch final : public WatchHandler {
     public:
         IdleWatch(RedisSession &session, Loop &loop, int fd) : session_(session), watch_(loop, fd, *this) { resume(); }

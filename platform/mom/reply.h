@@ -40,7 +40,7 @@ public:
     void clear();
 
 private:
-    struct Block {
+    struct alignas(std::max_align_t) Block {
         Block *next;
         size_t capacity;
         size_t used;

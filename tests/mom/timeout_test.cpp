@@ -10,7 +10,7 @@
 namespace mom_test {
 namespace {
 
-constexpr milliseconds kTimeout(150);
+constexpr milliseconds kTimeout(300);
 
 class TimeoutTest : public ServerTest {
 protected:
