@@ -2,7 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <ox_zlog.h>
-#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 
 #include "child.h"
 #include "log_line.h"
+#include "private_root.h"
 
 namespace zlog_test {
 
@@ -20,9 +20,8 @@ namespace {
 constexpr int kNotAllowed = 77;
 
 bool enter_private_mounts() {
-    return (unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0) &&
-           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("tmpfs", "/etc", "tmpfs", 0, nullptr) == 0 && mkdir("/etc/trel_cap", 0755) == 0;
+    return test_support::enter_private_root().empty() && mount("tmpfs", "/etc", "tmpfs", 0, nullptr) == 0 &&
+           mkdir("/etc/trel_cap", 0755) == 0;
 }
 
 Outcome log_with_system_file(const char *variable) {
