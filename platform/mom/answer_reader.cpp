@@ -42,7 +42,7 @@ Found take_array(std::string_view &bytes, ReplyArena &arena, Reply *&array) {
     for (Reply &element : array->elements) {
         element.type = Reply::Type::kString;
         if (const Found found = resp::take_string(bytes, element.text); found != Found::kWhole) {
-            arena.give_back(memory, size);
+            arena.give_back(size);
             return found;
         }
     }

@@ -94,13 +94,6 @@ void *ReplyArena::allocate(size_t size) {
     return memory;
 }
 
-void ReplyArena::give_back(const void *memory, size_t size) {
-    size = aligned(size);
-    if (data(blocks_) + blocks_->used - size == memory) {
-        blocks_->used -= size;
-    }
-}
-
 void ReplyArena::clear() {
     while (blocks_ && (blocks_->next || blocks_->capacity > kKeptBlock)) {
         // The newest is the largest: it alone will do next time, unless one reply was far larger than usual.

@@ -33,8 +33,8 @@ public:
     // nullptr when memory is exhausted.
     void *allocate(size_t size);
 
-    // What was allocated last is not needed after all.
-    void give_back(const void *memory, size_t size);
+    // The latest allocation, of that size, is not needed after all.
+    void give_back(size_t size) { blocks_->used -= aligned(size); }
 
     // Every reply built here is gone.
     void clear();
