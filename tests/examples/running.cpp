@@ -6,14 +6,14 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
 #include <stdexcept>
+
+#include "program.h"
 
 namespace examples_test {
 
 namespace {
 
-constexpr unsigned kLimitSeconds = 40;
 constexpr int kLineMilliseconds = 20000;
 
 struct Pipe {
@@ -32,7 +32,11 @@ Running::Running(const std::string &store, const std::string &example, const std
     const Pipe out;
     const pid_t child = fork();
     if (child == 0) {
-        become(store, example, arguments, in.ends[0], out.ends[1]);
+        dup2(in.ends[0], STDIN_FILENO);
+        dup2(out.ends[1], STDOUT_FILENO);
+        test_support::become({.program = std::string(EXAMPLES_DIR) + "/" + example,
+                              .arguments = arguments,
+                              .environment = {{"OX_MOM_STORE", store}}});
     }
     pid_ = child;  // NOLINT(cppcoreguidelines-prefer-member-initializer): not before there are pipes
     close(in.ends[0]);
@@ -51,22 +55,6 @@ Running::~Running() {
         kill(pid_, SIGKILL);
         waitpid(pid_, nullptr, 0);
     }
-}
-
-void Running::become(const std::string &store, const std::string &example, const std::vector<std::string> &arguments,
-                     int in, int out) const {
-    setenv("OX_MOM_STORE", store.c_str(), 1);
-    dup2(in, STDIN_FILENO);
-    dup2(out, STDOUT_FILENO);
-    const std::string program = std::string(EXAMPLES_DIR) + "/" + example;
-    std::vector<char *> argv = {const_cast<char *>(example.c_str())};
-    for (const std::string &argument : arguments) {
-        argv.push_back(const_cast<char *>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    alarm(kLimitSeconds);
-    execv(program.c_str(), argv.data());
-    _exit(99);
 }
 
 std::string Running::line() {

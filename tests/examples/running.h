@@ -26,8 +26,6 @@ public:
     int finish();
 
 private:
-    [[noreturn]] void become(const std::string &store, const std::string &example,
-                             const std::vector<std::string> &arguments, int in, int out) const;
     // More of the output; false when there is none.
     bool read_more();
 
