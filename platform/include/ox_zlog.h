@@ -4,7 +4,9 @@
  * A category is a stream of messages with a name. Where messages go is configured outside the program: in the file
  * $OX_ZLOG_CONF, else in /etc/trel_cap/zlog.conf, else by a built-in rule that writes every message to standard error
  * with its time, level, category, function and line. The first of the two files that exists is read once, by the first
- * ox_zlog_init() of the process; one that cannot be used is named on standard error, and the built-in rule applies.
+ * ox_zlog_init() of the process. One that cannot be used is named on standard error with the reason, and the built-in
+ * rule applies: one that is no regular file, that zlog does not understand, or that has no rule, as an empty one. Who
+ * wants silence says so by a rule: *.* "/dev/null".
  *
  * Both functions may be called from any thread at any time.
  */
@@ -29,6 +31,14 @@ void *ox_zlog_init(const char *category);
  * Logs one message, formatted as printf does. file and func need not be terminated: filelen and funclen are their
  * lengths in bytes. level is one of zlog's: 20 debug, 40 info, 60 notice, 80 warn, 100 error, 120 fatal. A NULL
  * category drops the message.
+ *
+ * What a message repeats of others can neither begin a line of the log nor move a terminal's cursor: control characters
+ * and bytes that are not UTF-8 are written as \n, \t and \xNN (two lower-case hexadecimal digits a byte). All other
+ * text stays as it is, a backslash too, and so does one line break at the very end of the message; the configured
+ * format writes its own after it.
+ *
+ * A message that zlog cannot write is dropped, one whose line is longer than the configuration's `buffer max` above
+ * all. The first one of the process is told on standard error, with the reason.
  */
 void oxdf_zlog(void *category, const char *file, size_t filelen, const char *func, size_t funclen, long line, int level,
                const char *format, ...)

@@ -20,6 +20,8 @@ constexpr char kSystemFile[] = "/etc/trel_cap/zlog.conf";
 
 constexpr char kFallback[] = "logging to standard error";
 
+constexpr char kBlanks[] = " \t\r\n\v\f";
+
 constexpr char kBuiltInRule[] = "[formats]\n"
                                 "built_in = \"%d(%F %T).%ms %V %c %U:%L %m%n\"\n"
                                 "[rules]\n"
@@ -35,17 +37,22 @@ bool exists(const char *file) {
     return stat(file, &info) == 0 || (errno != ENOENT && errno != ENOTDIR);
 }
 
-// zlog would not tell why it can't open a file, and reads a directory as an empty configuration.
+// zlog would not tell why it can't open a file; it reads a directory as an empty configuration, waits for ever at a
+// FIFO that nobody writes into, and reads some devices without an end.
 bool is_readable(const char *file) {
     struct stat info = {};
-    int failure = stat(file, &info) == 0 && access(file, R_OK) == 0 ? 0 : errno;
-    if (failure == 0 && S_ISDIR(info.st_mode)) {
-        failure = EISDIR;
+    const char *reason = nullptr;
+    if (stat(file, &info) != 0 || access(file, R_OK) != 0) {
+        reason = std::strerror(errno);
+    } else if (S_ISDIR(info.st_mode)) {
+        reason = std::strerror(EISDIR);
+    } else if (!S_ISREG(info.st_mode)) {
+        reason = "not a regular file";
     }
-    if (failure != 0) {
-        report(file, std::strerror(failure), kFallback);
+    if (reason != nullptr) {
+        report(file, reason, kFallback);
     }
-    return failure == 0;
+    return reason == nullptr;
 }
 
 // The file to read, or nullptr. A program with its user's rights raised does not let that user say what it writes.
@@ -93,7 +100,41 @@ bool can_log(const char *file) {
     return false;
 }
 
-bool use_file(const char *file) { return is_readable(file) && is_accepted(file) && can_log(file); }
+// Of a file that zlog has accepted: sections begin with a bracket, comments with '#', and blanks may stand before all.
+bool has_a_rule(FILE *file) {
+    char *line = nullptr;
+    size_t size = 0;
+    bool in_rules = false;
+    bool found = false;
+    while (!found && getline(&line, &size, file) >= 0) {
+        const char *text = line + std::strspn(line, kBlanks);
+        if (*text == '[') {
+            text += 1 + std::strspn(text + 1, kBlanks);
+            in_rules = std::strncmp(text, "rules", strlen("rules")) == 0;
+        } else if (in_rules) {
+            found = *text != '\0' && *text != '#';
+        }
+    }
+    std::free(line);
+    return found;
+}
+
+// Without a rule every message of every program that reads the file would be lost, and nobody told: an empty file is
+// more often the work of a full disk than of an operator who wants silence.
+bool says_where(const char *file) {
+    FILE *stream = fopen(file, "re");
+    const bool found = stream == nullptr || has_a_rule(stream);
+    if (stream != nullptr) {
+        fclose(stream);
+    }
+    if (!found) {
+        zlog_fini();
+        report(file, "has no rule that says where messages go", kFallback);
+    }
+    return found;
+}
+
+bool use_file(const char *file) { return is_readable(file) && is_accepted(file) && says_where(file) && can_log(file); }
 
 // The rule is a file for zlog, one that is only in memory: zlog_init_from_string() loses 118 KB, and it uses strtok(),
 // in whose one static place the application may be at work. It serves where there is no memfd_create() or no /proc.

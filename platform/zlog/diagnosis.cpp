@@ -22,6 +22,8 @@ constexpr int kError = 2;
 
 thread_local Diagnosis *current = nullptr;
 
+bool begins(const char *complaint, const char *with) { return std::strncmp(complaint, with, std::strlen(with)) == 0; }
+
 }  // namespace
 
 Diagnosis::Diagnosis() { current = this; }
@@ -29,7 +31,11 @@ Diagnosis::Diagnosis() { current = this; }
 Diagnosis::~Diagnosis() { current = nullptr; }
 
 // zlog complains on every level of its call stack, the innermost first; one of the outer ones knows the line.
+// Some complaints are about less than a message: an unknown level, for one.
 void Diagnosis::add(const char *complaint) {
+    dropped_ = dropped_ || begins(complaint, "zlog_output fail") || begins(complaint, "zlog_thread_new fail") ||
+               begins(complaint, "pthread_setspecific fail");
+    static_cast<void>(sscanf(complaint, "conf limit to %ld", &buffer_limit_));
     if (cause_[0] == '\0') {
         snprintf(cause_, sizeof cause_, "%s", complaint);
     } else if (place_[0] == '\0' && std::strstr(complaint, "line_no[") != nullptr) {

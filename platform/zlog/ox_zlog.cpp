@@ -3,11 +3,15 @@
 #include <pthread.h>
 #include <zlog.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdio>
 #include <cstring>
 
 #include "configuration.h"
+#include "diagnosis.h"
+#include "message.h"
 
 namespace zlog_layer {
 
@@ -80,6 +84,18 @@ int level_in_table(int level) {
     return level > 0 && level < kUnknown ? level : kUnknown;
 }
 
+// zlog drops what it cannot write. The first time is told: from then on somebody knows to look.
+void report_dropped(const Diagnosis &diagnosis) {
+    static std::atomic_flag reported;
+    if (reported.test_and_set()) {
+        return;
+    }
+    char limit[sizeof "`buffer max` is too small for its line: " + 20];
+    snprintf(limit, sizeof limit, "`buffer max` is too small for its line: %ld", diagnosis.buffer_limit());
+    fprintf(stderr, "ox_zlog: a message was dropped: %s; others may follow it untold\n",
+            diagnosis.buffer_limit() > 0 ? limit : diagnosis.cause());
+}
+
 }  // namespace
 
 }  // namespace zlog_layer
@@ -108,6 +124,11 @@ void oxdf_zlog(void *category, const char *file, size_t filelen, const char *fun
     const Call call(pthread_rwlock_rdlock);
     va_list args;
     va_start(args, format);
-    vzlog(stream, path.text, path.length, function.text, function.length, line, known_level, format, args);
+    const Message message(format, args);
     va_end(args);
+    const Diagnosis diagnosis;
+    zlog(stream, path.text, path.length, function.text, function.length, line, known_level, "%s", message.text());
+    if (diagnosis.dropped()) {
+        report_dropped(diagnosis);
+    }
 }

@@ -2,10 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <ox_zlog.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <string>
+#include <thread>
 
 #include "child.h"
 #include "log_line.h"
@@ -112,7 +114,13 @@ TEST(Configuration, NamedByAnEmptyVariableIsNone) {
     EXPECT_THAT(lines_of(log_one_line("").error_output), ElementsAre(EndsWith(" ERROR trel_cap speak:7 message")));
 }
 
-TEST(Configuration, ThatIsEmptyIsSilence) { EXPECT_THAT(log_one_line("/dev/null").error_output, IsEmpty()); }
+// Silence is asked for by a rule.
+TEST(Configuration, MaySilenceAProgram) {
+    const TemporaryDirectory directory;
+    for (const char *rules : {"[rules]\n*.* \"/dev/null\"\n", "  [ rules ]\n# all\n\n  unmatched.* >stderr\n"}) {
+        EXPECT_THAT(log_one_line(directory.write("zlog.conf", rules)).error_output, IsEmpty()) << rules;
+    }
+}
 
 struct Unusable {
     const char *name;
@@ -148,6 +156,10 @@ INSTANTIATE_TEST_SUITE_P(
         Unusable{"line_number", "\n[rules]\n*.* >stderr; absent\n", "line_no[3]"},
         Unusable{"bad_format", "[formats]\nf = \"%Q\"\n", "%Q"},
         Unusable{"unopenable_log", "[rules]\n*.* \"/nonexistent/dir/log\"\n", "open file[/nonexistent/dir/log] fail"},
+        Unusable{"empty", "", "has no rule that says where messages go"}, Unusable{"blank", "\n \t\n", "has no rule"},
+        Unusable{"comment", "# [rules]\n# *.* >stderr\n", "has no rule"},
+        Unusable{"no_rules", "[formats]\nf = \"%m%n\"\n", "has no rule"},
+        Unusable{"empty_rules", "[formats]\nf = \"%m%n\"\n[rules]\n\t# none\n", "has no rule"},
         Unusable{"impossible_buffer", "[global]\nbuffer min = 2000\nbuffer max = 1000\n[rules]\n*.* >stderr\n",
                  "buf_size_max[1000] < buf_size_min[2000]"}),
     name_of);
@@ -155,6 +167,55 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Configuration, ThatIsADirectoryIsUnusable) {
     const TemporaryDirectory directory;
     EXPECT_THAT(log_one_line(directory.file("")).error_output, HasSubstr(": Is a directory; logging to standard"));
+}
+
+// Nobody writes into the FIFO, and the device has no end.
+TEST(Configuration, ThatIsNoRegularFileIsUnusable) {
+    const TemporaryDirectory directory;
+    const std::string fifo = directory.file("fifo");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::string &file : {fifo, std::string("/dev/zero"), std::string("/dev/null")}) {
+        EXPECT_THAT(lines_of(log_one_line(file).error_output),
+                    ElementsAre("ox_zlog: " + file + ": not a regular file; logging to standard error",
+                                EndsWith(" ERROR trel_cap speak:7 message")));
+    }
+}
+
+TEST(Configuration, MayBeALinkToAFile) {
+    const TemporaryDirectory directory;
+    directory.write("zlog.conf", "[formats]\nf = \"%m%n\"\n[rules]\n*.* >stderr; f\n");
+    const std::string link = directory.file("link");
+    ASSERT_EQ(symlink("zlog.conf", link.c_str()), 0);
+    EXPECT_EQ(log_one_line(link).error_output, "message\n");
+}
+
+// The first message that does not fit is told, whatever its thread, and the ones that fit are written all the same.
+TEST(Configuration, WhoseBufferIsTooSmallDropsMessagesAndSaysSo) {
+    const TemporaryDirectory directory;
+    const std::string conf = directory.write(
+        "zlog.conf",
+        "[global]\nbuffer min = 10\nbuffer max = 30\n[formats]\nf = \"%V %m%n\"\n[rules]\n*.* >stderr; f\n");
+    const Outcome outcome = in_child([&] {
+        setenv("OX_ZLOG_CONF", conf.c_str(), 1);
+        void *category = ox_zlog_init("c");
+        say(category, "fits");
+        say(category, "does not fit into the thirty bytes that are there");
+        std::thread(say, category, "nor does this, of another thread as it is", kError, 7).join();
+        say(category, "fits again");
+        return 0;
+    });
+    EXPECT_EQ(
+        outcome.error_output,
+        "ERROR fits\n"
+        "ox_zlog: a message was dropped: `buffer max` is too small for its line: 30; others may follow it untold\n"
+        "ERROR fits again\n");
+}
+
+TEST(Configuration, OfALogThatIsFullDropsMessagesAndSaysSo) {
+    const TemporaryDirectory directory;
+    const std::string conf = directory.write("zlog.conf", "[rules]\n*.* \"/dev/full\"\n");
+    EXPECT_THAT(lines_of(log_one_line(conf).error_output),
+                ElementsAre(AllOf(StartsWith("ox_zlog: a message was dropped: "), HasSubstr("write fail"))));
 }
 
 TEST(Configuration, ThatCannotBeOpenedIsUnusable) {

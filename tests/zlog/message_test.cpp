@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
+#include "allocations.h"
 #include "child.h"
 #include "log_line.h"
 
@@ -82,9 +84,76 @@ TEST(Message, IsWrittenWholeWhateverItsLength) {
     }
 }
 
-TEST(Message, MayHoldPercentSignsAndNewlines) {
+TEST(Message, MayHoldPercentSignsAndEndWithANewline) {
     EXPECT_EQ(message_as_written("100% %s %n %d %%"), "100% %s %n %d %%\n");
     EXPECT_EQ(message_as_written("url NULL pointer, addr error!\n"), "url NULL pointer, addr error!\n\n");
+}
+
+// What it repeats of others, a URL for one, can neither forge a line nor command a terminal.
+TEST(Message, ShowsControlCharacters) {
+    const std::pair<std::string, std::string> cases[] = {
+        {"url /a\n2026-01-01 00:00:00.000 ERROR forged", "url /a\\n2026-01-01 00:00:00.000 ERROR forged"},
+        {"\x1b[2J\x01\x07\x08\r\t\x7f", "\\x1b[2J\\x01\\x07\\x08\\x0d\\t\\x7f"},
+        {"\n", "\n"},
+        {"a\n\n", "a\\n\n"},
+        {"a\n\nb\n", "a\\n\\nb\n"},
+        {"a\n\r", "a\\n\\x0d"},
+        {"C:\\n \"quoted\"", "C:\\n \"quoted\""},
+        {"\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80\xc2\xa0", "\xc3\xa4\xe2\x82\xac\xf0\x9f\x98\x80\xc2\xa0"},
+        {"\xc2\x9b"
+         "2J",
+         "\\xc2\\x9b2J"},  // U+009B begins an escape sequence
+        {"\x9b"
+         "2J\xff",
+         "\\x9b2J\\xff"},
+        {"\xc3", "\\xc3"},                    // ends too early
+        {"\xe2\x82\n", "\\xe2\\x82\n"},       // the same, and a line break
+        {"\xc0\x8a", "\\xc0\\x8a"},           // longer than needed: a line break
+        {"\xed\xa0\x80", "\\xed\\xa0\\x80"},  // a surrogate
+        {"\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
+        {"\xf8\x88\x80\x80\x80", "\\xf8\\x88\\x80\\x80\\x80"},
+    };
+    for (const auto &[message, shown] : cases) {
+        EXPECT_EQ(message_as_written(message), shown + "\n");
+    }
+}
+
+TEST(Message, ShowsControlCharactersWhateverItsLength) {
+    for (const size_t length : {1022U, 1023U, 1024U, 100U * 1000U}) {
+        std::string shown;
+        for (size_t i = 0; i < length; ++i) {
+            shown += "\\x1b";
+        }
+        EXPECT_EQ(message_as_written(std::string(length, '\x1b')), shown + "\n") << length;
+        EXPECT_EQ(message_as_written(std::string(length, 'm') + "\nm"), std::string(length, 'm') + "\\nm\n");
+    }
+}
+
+// The first message has zlog make its room.
+TEST(Message, IsCutOrMaskedWithoutMemory) {
+    const Outcome outcome = in_child([] {
+        void *category = ox_zlog_init("c");
+        const std::string large(5000, 'm');
+        say(category, large);
+        const std::string control = "forged\n\xc2\x9b\xc3\xa4\n";
+        const test_support::FailingAllocations failing;
+        oxdf_zlog(category, "f", 1, "g", 1, 1, kError, "%s", large.c_str());
+        oxdf_zlog(category, "f", 1, "g", 1, 1, kError, "%s", control.c_str());
+        return 0;
+    });
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(lines_of(outcome.error_output),
+                ElementsAre(EndsWith(" " + std::string(5000, 'm')), EndsWith(" g:1 " + std::string(1023, 'm')),
+                            EndsWith(" g:1 forged???\xc3\xa4"), ""));
+}
+
+TEST(Message, ThatCannotBeFormattedIsItsFormat) {
+    const Outcome outcome = in_child([] {
+        const wchar_t no_character[] = {static_cast<wchar_t>(0xd800), 0};
+        oxdf_zlog(ox_zlog_init("c"), "f", 1, "g", 1, 1, kError, "url %ls\tvalue %d", no_character, 3);
+        return 0;
+    });
+    EXPECT_THAT(outcome.error_output, EndsWith(" g:1 url %ls\\tvalue %d\n"));
 }
 
 TEST(Message, IsFormatted) {
