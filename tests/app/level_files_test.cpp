@@ -1,5 +1,9 @@
 // Logging set-up: the files that set the log level, and the logging category.
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <utility>
 
 #include "level_files.h"
@@ -127,6 +131,30 @@ TEST_F(LevelFiles, ThatCannotBeReadLeaveTheLevelAlone) {
     EXPECT_EQ(trel_cap_zlog_init(kApp), 0);
     EXPECT_EQ(g_trel_cap_zlog_level, 3);
     EXPECT_EQ(open_descriptors(), before);
+}
+
+// A FIFO would be waited for, and a device takes the opening for an order, or reads as some level.
+TEST_F(LevelFiles, AreRegularFiles) {
+    std::filesystem::create_directories(kLevelDirectory);
+    ASSERT_EQ(mkfifo((kLevelDirectory + kCommonLevelFile).c_str(), 0600), 0);
+    std::filesystem::create_symlink("/dev/zero", kLevelDirectory + kApp);
+    g_trel_cap_zlog_level = 3;
+    EXPECT_EQ(trel_cap_zlog_init(kApp), 0);
+    EXPECT_EQ(g_trel_cap_zlog_level, 3);
+
+    // One that somebody does write into is none either.
+    const int writer = open((kLevelDirectory + kCommonLevelFile).c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(write(writer, "4\n", 2), 2);
+    EXPECT_EQ(trel_cap_zlog_init(kApp), 0);
+    EXPECT_EQ(g_trel_cap_zlog_level, 3);
+    close(writer);
+}
+
+TEST_F(LevelFiles, MayBeLinks) {
+    write_level_file("elsewhere", "4");
+    std::filesystem::create_symlink("elsewhere", kLevelDirectory + kCommonLevelFile);
+    EXPECT_EQ(trel_cap_zlog_init(kApp), 0);
+    EXPECT_EQ(g_trel_cap_zlog_level, 4);
 }
 
 TEST_F(LevelFiles, AreClosed) {

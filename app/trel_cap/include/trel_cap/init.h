@@ -40,8 +40,9 @@ char *trel_cap_get_app_name(pid_t pid, char *dst, size_t size);
 
 /*
  * Initialises logging: reads the log level from the files trel_cap_dbg.txt and then <app_name> in
- * /data/.oxos/vsd/0/sw-frame/cap/trel_cap/ (one decimal number each; a missing file leaves the level alone, the second
- * overrides the first, anything but a number is 0), and opens the category "trel_cap". trel_cap_init() calls it.
+ * /data/.oxos/vsd/0/sw-frame/cap/trel_cap/ (one decimal number each; one that is missing or no regular file leaves the
+ * level alone, the second overrides the first, anything but a number is 0), and opens the category "trel_cap".
+ * trel_cap_init() calls it.
  *
  * TREL_CAP_E_ARGUMENT  app_name is NULL
  */

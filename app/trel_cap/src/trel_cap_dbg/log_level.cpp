@@ -1,5 +1,6 @@
 // The set-up of logging on a thread, and the log level.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -24,11 +25,21 @@ int32_t parse_level(const char *text) {
     return static_cast<int32_t>(std::clamp<long long>(number, INT32_MIN, INT32_MAX));
 }
 
+/* To open a device may do something to it, and a FIFO that nobody writes into is waited for. */
+bool is_something_else_than_a_file(const char *path) {
+    struct stat info = {};
+    return stat(path, &info) == 0 && !S_ISREG(info.st_mode);
+}
+
 /* A file that cannot be read leaves the level alone; an empty one sets it to 0. */
 void apply_level_file(const char *name) {
     char path[kPathSize];
     snprintf(path, sizeof path, "%s%s", kLevelDirectory, name);
-    const int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (is_something_else_than_a_file(path)) {
+        return;
+    }
+    /* Not to wait either for what has come into the file's place this moment. */
+    const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         return;
     }
