@@ -1,5 +1,7 @@
 #include "command_line.h"
 
+#include <trel_cap/version.h>
+
 #include <algorithm>
 #include <memory>
 #include <sstream>

@@ -5,11 +5,13 @@
 #include <string>
 
 #include <CLI/CLI.hpp>
+#include <trel_cap/version.h>
 
 #include "console_directory.h"
 #include "interruption.h"
 #include "publisher.h"
 #include "redis_server.h"
+#include "screen.h"
 #include "story.h"
 
 namespace {
@@ -58,6 +60,7 @@ int run(const Options &options) {
 }
 
 void describe(CLI::App &app, Options &options) {
+    app.set_version_flag("--version", "trel_cap_demo " TREL_CAP_VERSION);
     app.add_flag("--redis", options.redis,
                  "On a private Redis server, with the publisher in a process of its own; without it everything happens "
                  "in this process, on the embedded store");
@@ -68,9 +71,24 @@ void describe(CLI::App &app, Options &options) {
     app.add_option("--quib", options.console)->group("");  // where quib is that --stay tells to call
 }
 
+// False: the command line asked for help or the version, and that is printed.
+bool parse(CLI::App &app, int argc, char **argv) {
+    try {
+        app.parse(argc, argv);
+        return true;
+    } catch (const CLI::CallForHelp &) {
+        demo::print(app.help());
+    } catch (const CLI::CallForVersion &version) {
+        demo::print(version.what() + std::string("\n"));
+    }
+    demo::throw_if_unheard();
+    return false;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
+    demo::occupy_standard_streams();
     CLI::App app("Publishes a small chassis and shows what an application sees of it.", "trel_cap_demo");
     Options options;
     describe(app, options);
@@ -78,13 +96,14 @@ int main(int argc, char **argv) {
     CLI::App *publish = app.add_subcommand("publish", "")->group("");  // what --redis starts as the publisher
     publish->add_option("--store", store)->required();
     try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? EXIT_SUCCESS : kUsage;
-    }
-    std::setvbuf(stdout, nullptr, _IOLBF, 0);
-    try {
+        if (!parse(app, argc, argv)) {
+            return EXIT_SUCCESS;
+        }
+        std::setvbuf(stdout, nullptr, _IOLBF, 0);
         return publish->parsed() ? demo::serve_steps(store) : run(options);
+    } catch (const CLI::ParseError &error) {
+        app.exit(error);
+        return kUsage;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "trel_cap_demo: %s\n", error.what());
         return EXIT_FAILURE;

@@ -11,6 +11,7 @@
 #include "capabilities.h"
 #include "cards.h"
 #include "interruption.h"
+#include "screen.h"
 
 namespace demo {
 
@@ -60,6 +61,7 @@ void stay(Teller &teller, MomClient *client, const Stage &stage) {
     }
     tell_how_to_attach(teller, stage, module);
     while (interruption() == 0) {
+        throw_if_unheard();
         expect(ox_mom_client_process(client, 500) >= 0, "the client's loop runs");
     }
 }

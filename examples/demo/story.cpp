@@ -1,6 +1,5 @@
 #include "story.h"
 
-#include <cstdio>
 #include <memory>
 #include <stdexcept>
 
@@ -9,6 +8,7 @@
 #include "capability_story.h"
 #include "events.h"
 #include "readiness_story.h"
+#include "screen.h"
 #include "stay.h"
 #include "teller.h"
 
@@ -40,14 +40,15 @@ Client start_library(Teller &teller, const Stage &stage) {
 
 void tell_story(const Stage &stage) {
     Teller teller;
-    std::printf("A chassis on the store %s.\n", stage.store.c_str());
+    print("A chassis on the store " + stage.store + ".\n");
     const Client client = start_library(teller, stage);
     tell_capabilities(teller, client.get(), stage.publisher);
     tell_readiness(teller, client.get(), stage);
     if (stage.stays) {
         stay(teller, client.get(), stage);
     }
-    std::printf("\nThat was all. docs/ and the headers in include/trel_cap tell the rest.\n");
+    print("\nThat was all. docs/ and the headers in include/trel_cap tell the rest.\n");
+    throw_if_unheard();
 }
 
 }  // namespace demo

@@ -161,11 +161,44 @@ stay_twice() {
   end_by TERM
 }
 
+# It tells nothing to nobody, however it is called, and leaves at once rather than at the end.
+without_room() {
+  local status arguments
+  for arguments in '' --redis --stay --help --version; do
+    status=0
+    # shellcheck disable=SC2086 # none, or one
+    "$program" $arguments >/dev/full 2>"$work/err" || status=$?
+    [ "$status" = 1 ] || fail "trel_cap_demo $arguments >/dev/full ended with $status"
+    [ "$(cat "$work/err")" = 'trel_cap_demo: standard output cannot be written: No space left on device' ] ||
+      fail "another message"
+    expect_nothing_left
+  done
+}
+
+# Above all the story is not told to a server, whose connection could have got the number of the closed descriptor.
+without_output() {
+  local status arguments
+  for arguments in '' --redis --version; do
+    status=0
+    # shellcheck disable=SC2086 # none, or one
+    "$program" $arguments >&- 2>"$work/err" || status=$?
+    [ "$status" = 1 ] || fail "trel_cap_demo $arguments >&- ended with $status"
+    [ "$(cat "$work/err")" = 'trel_cap_demo: standard output cannot be written: Bad file descriptor' ] ||
+      fail "another message"
+    expect_nothing_left
+  done
+}
+
+version() {
+  run 0 --version
+  [ "$(cat "$work/out")" = "trel_cap_demo $VERSION" ] || fail "another version"
+}
+
 usage() {
   run 2 --nonsense
   run 2 --log-level 5
   run 0 --help
-  expect_lines '--redis' '--log-level' '--stay'
+  expect_lines '--version' '--redis' '--log-level' '--stay'
 }
 
 "$1"

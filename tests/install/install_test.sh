@@ -114,6 +114,19 @@ pkg_config_version() {
   expect_output "$VERSION" pkg-config --modversion trel_cap
 }
 
+# What the preprocessor knows of the version.
+version_header() {
+  local flags major minor patch
+  IFS=. read -r major minor patch <<<"$VERSION"
+  read -ra flags <<<"$(pkg-config --cflags trel_cap)"
+  "$CC" -std=c11 "${warnings[@]}" -fsyntax-only -x c "${flags[@]}" - <<END || fail "version.h has another than $VERSION"
+#include <trel_cap/trel_cap.h>
+_Static_assert(TREL_CAP_VERSION_MAJOR == $major && TREL_CAP_VERSION_MINOR == $minor, "");
+_Static_assert(TREL_CAP_VERSION_PATCH == $patch, "");
+_Static_assert(__builtin_strcmp(TREL_CAP_VERSION, "$VERSION") == 0, "");
+END
+}
+
 configure_consumer() { # DIR WANTED_VERSION
   "$CMAKE" -S "$SOURCE_DIR/tests/install/consumer" -B "$1" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$CC" \
     -DCMAKE_CXX_COMPILER="$CXX" -DWANTED_VERSION="$2"
@@ -158,7 +171,8 @@ headers() {
     "$CXX" -std=c++17 "${warnings[@]}" -fsyntax-only -x c++ "${flags[@]}" - <<<"#include <$header>"
     count=$((count + 1))
   done < <(cd "$prefix/include" && find . -name '*.h' -printf '%P\n')
-  for header in ox_mom.h ox_zlog.h quib.h trel_cap/trel_cap.h trel_cap/p_libpub.pb-c.h; do
+  for header in ox_mom.h ox_zlog.h quib.h trel_cap/trel_cap.h trel_cap/version.h \
+    trel_cap/p_libpub.pb-c.h; do
     [ -e "$prefix/include/$header" ] || fail "$header is not installed"
   done
   echo "$count headers"
@@ -168,6 +182,7 @@ programs() {
   local name file
   for name in quib trel_capctl trel_cap_demo; do
     "$prefix/bin/$name" --help >/dev/null || fail "$name does not start"
+    expect_output "$name $VERSION" "$prefix/bin/$name" --version
   done
   for name in quib trel_capctl; do
     for file in man/man1/$name.1 bash-completion/completions/$name zsh/site-functions/_$name; do

@@ -32,5 +32,6 @@
 #include "trel_cap/records.h"
 #include "trel_cap/registration.h"
 #include "trel_cap/status.h"
+#include "trel_cap/version.h"
 
 #endif
