@@ -1,20 +1,16 @@
 // A descriptor of another library's in the client's loop.
+#include "asleep.h"
 #include "mom_test.h"
 
 #include "mom/attachment.h"
 
 #include <sys/eventfd.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <thread>
 
 namespace mom_test {
 namespace {
-
-constexpr milliseconds kSoon(5000);
-constexpr milliseconds kMoment(20);
 
 // Something to attach: a counter that makes its descriptor readable.
 class Attached {
@@ -89,9 +85,9 @@ TEST_P(AttachmentTest, MakesTheClientsDescriptorReadableAndLeavesItQuiet) {
     }
     for (int times = 1; times <= 5; ++times) {
         attached.make_readable();
-        EXPECT_TRUE(readable(fd, kSoon));
+        EXPECT_TRUE(readable(fd, milliseconds(0)));
         EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
-        EXPECT_FALSE(readable(fd, kMoment));
+        EXPECT_FALSE(readable(fd, milliseconds(0)));
     }
 }
 
@@ -113,8 +109,8 @@ TEST_P(AttachmentTest, IsCalledAgainAsLongAsTheDescriptorIsReadable) {
 TEST_P(AttachmentTest, EndsTheWaitOfProcess) {
     const ClientPtr client = connect();
     ASSERT_EQ(attached.attach(client.get()), 0);
-    std::thread other([this] {
-        std::this_thread::sleep_for(milliseconds(50));
+    std::thread other([this, waiting = gettid()] {
+        EXPECT_TRUE(test_support::falls_asleep(waiting));
         attached.make_readable();
     });
     EXPECT_EQ(ox_mom_client_process(client.get(), -1), 1);
@@ -273,25 +269,11 @@ TEST_P(AttachmentTest, MayMakeRequestsAndRunTheClient) {
     attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client.get(), 1000), 1);
     EXPECT_EQ(attached.calls, 2);
-    EXPECT_FALSE(readable(ox_mom_client_fd(client.get()), kMoment));
-}
-
-milliseconds processor_time() {
-    rusage usage{};
-    getrusage(RUSAGE_THREAD, &usage);
-    const auto of = [](const timeval &time) { return milliseconds(time.tv_sec * 1000 + time.tv_usec / 1000); };
-    return of(usage.ru_utime) + of(usage.ru_stime);
+    EXPECT_FALSE(readable(ox_mom_client_fd(client.get()), milliseconds(0)));
 }
 
 // While a request waits, nobody takes what makes the descriptor readable: that must not turn waiting into spinning.
-class WaitingRequestTest : public ServerTest {
-protected:
-    void SetUp() override {
-        setenv("OX_MOM_TIMEOUT_MS", "500", 1);
-        ServerTest::SetUp();
-    }
-    void TearDown() override { unsetenv("OX_MOM_TIMEOUT_MS"); }
-};
+class WaitingRequestTest : public ServerTest {};
 INSTANTIATE_OVER_SERVERS(WaitingRequestTest);
 
 TEST_P(WaitingRequestTest, SleepsThoughTheDescriptorIsReadable) {
@@ -300,12 +282,14 @@ TEST_P(WaitingRequestTest, SleepsThoughTheDescriptorIsReadable) {
     ASSERT_EQ(attached.attach(client.get()), 0);
     attached.make_readable();
     server().pause();
-    const milliseconds before = processor_time();
-    EXPECT_EQ(follow<CapTable>(client), OX_MOM_E_TIMEOUT);
-    EXPECT_LT(processor_time() - before, milliseconds(150));
-    server().resume();
+    std::thread other([this, waiting = gettid()] {
+        EXPECT_TRUE(test_support::falls_asleep(waiting));
+        server().resume();
+    });
+    EXPECT_EQ(follow<CapTable>(client), 0);
+    other.join();
     EXPECT_EQ(attached.calls, 0);
-    EXPECT_GE(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 2);
     EXPECT_EQ(attached.calls, 1);
 }
 

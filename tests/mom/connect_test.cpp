@@ -104,7 +104,7 @@ TEST_P(ServerConnectTest, NobodyThereIsSaidAtOnceAndCanBeTriedAgain) {
     ASSERT_NE(client, nullptr);
     const Stopwatch watch;
     EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), OX_MOM_E_CONNECT);
-    EXPECT_LT(watch.elapsed(), milliseconds(1500));
+    EXPECT_LT(watch.elapsed(), kRequestLimit);
     EXPECT_NE(std::string(ox_mom_last_error()).find(server().socket_path()), std::string::npos)
         << "the message names the place: " << ox_mom_last_error();
     EXPECT_EQ(put_int(client, "/a", 1), OX_MOM_E_NOT_CONNECTED);
@@ -128,9 +128,13 @@ TEST_P(ServerConnectTest, AServerThatDoesNotAnswerRunsOutOfTime) {
     const Stopwatch watch;
     EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), OX_MOM_E_TIMEOUT);
     EXPECT_GE(watch.elapsed(), milliseconds(190));
-    EXPECT_LT(watch.elapsed(), milliseconds(1500));
+    EXPECT_LT(watch.elapsed(), kLongEnough);
     server().resume();
-    EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), 0) << ox_mom_last_error();
+    int32_t status = OX_MOM_E_TIMEOUT;
+    while (status == OX_MOM_E_TIMEOUT && watch.elapsed() < kLongEnough) {  // a busy server may need some tries
+        status = ox_mom_client_connect_sync(client.get(), kGlobalDb);
+    }
+    EXPECT_EQ(status, 0) << ox_mom_last_error();
 }
 
 TEST_P(ServerConnectTest, AFileThatIsNoSocketIsNobodyThere) {

@@ -16,6 +16,7 @@ namespace mom_test {
 
 using std::chrono::milliseconds;
 using test_support::ClientPtr;
+using test_support::kRequestLimit;
 using test_support::RedisConnection;
 using test_support::RedisOptions;
 using test_support::RedisReply;

@@ -13,7 +13,7 @@ namespace mom_test {
 
 namespace {
 
-constexpr auto kDripPause = std::chrono::milliseconds(20);
+constexpr auto kDripPause = std::chrono::milliseconds(5);
 constexpr int kPollMs = 10;
 
 sockaddr_un address_of(const std::string &path) {
@@ -52,10 +52,7 @@ Proxy::Proxy(const std::string &server_socket)
 Proxy::~Proxy() {
     done_ = true;
     thread_.join();
-    for (const Conversation &conversation : conversations_) {
-        close(conversation.client);
-        close(conversation.server);
-    }
+    end_all();
     close(listener_);
 }
 
@@ -64,11 +61,29 @@ void Proxy::accept_one() {
     const int server = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     const sockaddr_un address = address_of(server_socket_);
     if (connect(server, reinterpret_cast<const sockaddr *>(&address), sizeof address) != 0) {
-        close(client);
-        close(server);
+        end({client, server});
         return;
     }
     conversations_.push_back({client, server});
+    ++begun_;
+}
+
+void Proxy::end(const Conversation &conversation) {
+    close(conversation.client);
+    close(conversation.server);
+    ++ended_;
+}
+
+void Proxy::end_all() {
+    for (const Conversation &conversation : conversations_) {
+        end(conversation);
+    }
+    conversations_.clear();
+}
+
+void Proxy::cut() {
+    cutting_ = true;
+    cutting_.wait(true);
 }
 
 bool Proxy::from_client(const Conversation &conversation) {
@@ -91,6 +106,13 @@ bool Proxy::from_server(const Conversation &conversation) {
     if (room == 0) {
         return false;
     }
+    int until_hold = bytes_until_hold_;
+    if (until_hold == 0) {
+        return true;
+    }
+    if (until_hold > 0) {
+        room = std::min(room, static_cast<size_t>(until_hold));
+    }
     const ssize_t length = recv(conversation.server, bytes, room, 0);
     if (length <= 0) {
         return false;
@@ -98,16 +120,24 @@ bool Proxy::from_server(const Conversation &conversation) {
     if (left >= 0) {
         bytes_left_ = left - static_cast<int>(length);
     }
+    if (until_hold > 0) {
+        bytes_until_hold_.compare_exchange_strong(until_hold, until_hold - static_cast<int>(length));
+    }
     passed_ += static_cast<int>(length);
     return send_all(conversation.client, bytes, static_cast<size_t>(length));
 }
 
 void Proxy::run() {
     while (!done_) {
+        if (cutting_) {
+            end_all();
+            cutting_ = false;
+            cutting_.notify_all();
+        }
         std::vector<pollfd> polled = {{listener_, POLLIN, 0}};
         for (const Conversation &conversation : conversations_) {
             polled.push_back({conversation.client, POLLIN, 0});
-            polled.push_back({conversation.server, POLLIN, 0});
+            polled.push_back({is_holding() ? -1 : conversation.server, POLLIN, 0});
         }
         if (poll(polled.data(), polled.size(), kPollMs) <= 0) {
             continue;
@@ -120,9 +150,7 @@ void Proxy::run() {
             if ((!client_speaks || from_client(conversation)) && (!server_speaks || from_server(conversation))) {
                 going_on.push_back(conversation);
             } else {
-                close(conversation.client);
-                close(conversation.server);
-                ++ended_;
+                end(conversation);
             }
         }
         conversations_ = std::move(going_on);

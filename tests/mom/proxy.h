@@ -25,8 +25,15 @@ public:
     void drip(bool on) { dripping_ = on; }
     // Cuts every conversation after so many more bytes from the server; negative: none.
     void cut_after(int bytes) { bytes_left_ = bytes; }
-    // Bytes that the server has said, and conversations that have ended.
+    // Cuts every conversation now.
+    void cut();
+    // Keeps back what the server says after so many more bytes, until it is let through.
+    void hold_after(int bytes) { bytes_until_hold_ = bytes; }
+    void let_through() { bytes_until_hold_ = -1; }
+    bool is_holding() const { return bytes_until_hold_ == 0; }
+    // Bytes that the server has said; conversations that have begun, and that have ended or were not to be had.
     int passed() const { return passed_; }
+    int begun() const { return begun_; }
     int ended() const { return ended_; }
 
 private:
@@ -39,6 +46,8 @@ private:
     void accept_one();
     bool from_client(const Conversation &conversation);
     bool from_server(const Conversation &conversation);
+    void end(const Conversation &conversation);
+    void end_all();
 
     test_support::PrivateDirectory directory_;
     std::string socket_path_;
@@ -46,8 +55,11 @@ private:
     int listener_;
     std::atomic<bool> done_ = false;
     std::atomic<bool> dripping_ = false;
+    std::atomic<bool> cutting_ = false;
     std::atomic<int> bytes_left_ = -1;
+    std::atomic<int> bytes_until_hold_ = -1;
     std::atomic<int> passed_ = 0;
+    std::atomic<int> begun_ = 0;
     std::atomic<int> ended_ = 0;
     std::vector<Conversation> conversations_;
     std::thread thread_;

@@ -124,7 +124,11 @@ TEST_P(ScanTest, ReadsEachRecordWholeWhileItIsWritten) {
     while (writer.written() < 40) {
         std::this_thread::yield();
     }
-    for (int times = 0; times < 100; ++times) {
+    const Stopwatch watch;
+    const int32_t before = writer.written();
+    // Until each record has been written several times meanwhile.
+    for (int times = 0; times < 100 || writer.written() < before + 200; ++times) {
+        ASSERT_LT(watch.elapsed(), kLongEnough);
         slot().events.clear();
         ASSERT_EQ(scan<CapTable>(client), 0);
         ASSERT_EQ(slot().events.size(), 40u);

@@ -12,13 +12,32 @@ namespace {
 
 constexpr milliseconds kTimeout(300);
 
+void set_timeout(milliseconds limit) { setenv("OX_MOM_TIMEOUT_MS", std::to_string(limit.count()).c_str(), 1); }
+
 class TimeoutTest : public ServerTest {
 protected:
-    void SetUp() override {
-        setenv("OX_MOM_TIMEOUT_MS", std::to_string(kTimeout.count()).c_str(), 1);
-        ServerTest::SetUp();
+    // A client whose requests end soon. On a busy machine they may end so before the server has answered: connecting is
+    // tried again.
+    ClientPtr connect_for_a_moment() {
+        set_timeout(kTimeout);
+        ClientPtr client(ox_mom_client_create(store().c_str()));
+        set_timeout(kRequestLimit);
+        const Stopwatch watch;
+        while (ox_mom_client_connect_sync(client.get(), kGlobalDb) != 0 && watch.elapsed() < kLongEnough) {
+        }
+        return client;
     }
-    void TearDown() override { unsetenv("OX_MOM_TIMEOUT_MS"); }
+
+    // Until the client's requests are answered, through as many losses as the machine is too slow for.
+    static bool is_answered(const ClientPtr &client) {
+        const Stopwatch watch;
+        while (error_of_read(client) != 0) {
+            if (watch.elapsed() > kLongEnough || ox_mom_client_process(client.get(), 5) < 0) {
+                return false;
+            }
+        }
+        return true;
+    }
 
     static bool comes_back(const ClientPtr &client) {
         const size_t before = recorder().reconnections.size();
@@ -33,7 +52,7 @@ void expect_timeout(const char *name, Request request) {
     const Stopwatch watch;
     EXPECT_EQ(request(), OX_MOM_E_TIMEOUT) << name;
     EXPECT_GE(watch.elapsed(), kTimeout - milliseconds(10)) << name;
-    EXPECT_LT(watch.elapsed(), kTimeout + milliseconds(1000)) << name;
+    EXPECT_LT(watch.elapsed(), kLongEnough) << name;
 }
 
 TEST_P(TimeoutTest, EveryRequestEndsInTime) {
@@ -60,15 +79,13 @@ TEST_P(TimeoutTest, EveryRequestEndsInTime) {
          }},
     };
     for (const auto &[name, request] : requests) {
-        client = connect();
+        client = connect_for_a_moment();
         server().pause();
         expect_timeout(name, request);
-        const Stopwatch watch;
-        EXPECT_EQ(error_of_read(client), OX_MOM_E_LOST) << "after " << name;
-        EXPECT_LT(watch.elapsed(), milliseconds(100)) << "at once, after " << name;
+        EXPECT_EQ(error_of_read(client), OX_MOM_E_LOST) << "which is no second timeout, after " << name;
         server().resume();
         EXPECT_TRUE(comes_back(client)) << "after " << name;
-        EXPECT_EQ(put_int(client, "/a", 1), 0) << "after " << name;
+        EXPECT_TRUE(is_answered(client)) << "after " << name;
     }
 }
 
@@ -98,24 +115,27 @@ private:
 };
 
 TEST_P(TimeoutTest, SignalsNeitherEndNorStretchARequest) {
-    const ClientPtr client = connect();
-    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    const ClientPtr patient = connect();
+    ASSERT_EQ(put_int(patient, "/a", 1), 0);
+    const ClientPtr client = connect_for_a_moment();
     const Signals signals;
-    for (const Stopwatch watch; watch.elapsed() < milliseconds(200);) {
-        ASSERT_EQ(stored_int(client, "/a"), 1);
+    while (Signals::count < 100) {
+        ASSERT_EQ(stored_int(patient, "/a"), 1);
     }
-    EXPECT_GT(Signals::count, 10);
     server().pause();
+    const int before = Signals::count;
     expect_timeout("hgetall", [&] { return error_of_read(client); });
+    EXPECT_GT(Signals::count, before);
     server().resume();
     EXPECT_TRUE(comes_back(client));
-    EXPECT_EQ(stored_int(client, "/a"), 1);
+    EXPECT_EQ(stored_int(patient, "/a"), 1);
 }
 
 TEST_P(TimeoutTest, ALateAnswerIsNeverTakenForAnothers) {
-    const ClientPtr client = connect();
-    ASSERT_EQ(put_int(client, "/late", 1), 0);
-    ASSERT_EQ(put_int(client, "/asked", 2), 0);
+    const ClientPtr writer = connect();
+    ASSERT_EQ(put_int(writer, "/late", 1), 0);
+    ASSERT_EQ(put_int(writer, "/asked", 2), 0);
+    const ClientPtr client = connect_for_a_moment();
     for (int times = 0; times < 3; ++times) {
         server().pause();
         EXPECT_EQ(error_of_read(client, "/late"), OX_MOM_E_TIMEOUT);
@@ -132,20 +152,20 @@ TEST_P(TimeoutTest, ALateAnswerIsNeverTakenForAnothers) {
 TEST_P(TimeoutTest, AnAnswerThatTricklesInDoesNotStretchTheTime) {
     Proxy proxy(server().socket_path());
     use_store(proxy.store_name());
-    const ClientPtr client = connect();
+    const ClientPtr patient = connect();
     Cap cap("/long");
-    std::string text(2000, 'x');
+    std::string text(20000, 'x');  // minutes, in drops
     cap.record.str_value = text.data();
-    ASSERT_EQ(put(client, cap.message(), {kStr}), 0);
+    ASSERT_EQ(put(patient, cap.message(), {kStr}), 0);
+    const ClientPtr client = connect_for_a_moment();
     proxy.drip(true);
     expect_timeout("hgetall", [&] { return error_of_read(client, "/long"); });
     proxy.drip(false);
     EXPECT_TRUE(comes_back(client));
-    EXPECT_EQ(as<CapTable>(read(client, cap.message())).str_value, text);
+    EXPECT_EQ(as<CapTable>(read(patient, cap.message())).str_value, text);
 }
 
 TEST_P(TimeoutTest, AnAnswerInPiecesIsAnAnswer) {
-    setenv("OX_MOM_TIMEOUT_MS", "5000", 1);
     Proxy proxy(server().socket_path());
     use_store(proxy.store_name());
     const ClientPtr client = connect();
@@ -158,8 +178,7 @@ TEST_P(TimeoutTest, AnAnswerInPiecesIsAnAnswer) {
 
 TEST_P(TimeoutTest, ATimeoutIsNoLossOfTheOtherClients) {
     const ClientPtr patient = connect();
-    setenv("OX_MOM_TIMEOUT_MS", "50", 1);
-    const ClientPtr client = connect();
+    const ClientPtr client = connect_for_a_moment();
     server().pause();
     EXPECT_EQ(error_of_read(client), OX_MOM_E_TIMEOUT);
     server().resume();
@@ -167,8 +186,8 @@ TEST_P(TimeoutTest, ATimeoutIsNoLossOfTheOtherClients) {
 }
 
 TEST_P(TimeoutTest, TheTimeIsThatOfTheClientsCreation) {
-    const ClientPtr client = connect();
-    setenv("OX_MOM_TIMEOUT_MS", "60000", 1);
+    const ClientPtr client = connect_for_a_moment();
+    set_timeout(2 * kLongEnough);
     server().pause();
     expect_timeout("hgetall", [&] { return error_of_read(client); });
 }
@@ -180,11 +199,10 @@ TEST_P(TimeoutTest, WithoutASettingItIsThreeSeconds) {
     const Stopwatch watch;
     EXPECT_EQ(error_of_read(client), OX_MOM_E_TIMEOUT);
     EXPECT_GE(watch.elapsed(), milliseconds(2900));
-    EXPECT_LT(watch.elapsed(), milliseconds(4500));
+    EXPECT_NE(std::string(ox_mom_last_error()).find("in 3000 ms"), std::string::npos) << ox_mom_last_error();
 }
 
 TEST_P(TimeoutTest, AnAnswerCutAnywhereIsALossAndNothingElse) {
-    setenv("OX_MOM_TIMEOUT_MS", "5000", 1);
     Proxy proxy(server().socket_path());
     use_store(proxy.store_name());
     ClientPtr client = connect();
@@ -207,7 +225,6 @@ TEST_P(TimeoutTest, AnAnswerCutAnywhereIsALossAndNothingElse) {
 }
 
 TEST_P(TimeoutTest, ANotificationCutAnywhereIsALossAndNothingElse) {
-    setenv("OX_MOM_TIMEOUT_MS", "5000", 1);
     Proxy proxy(server().socket_path());
     const ClientPtr writer = connect();
     use_store(proxy.store_name());

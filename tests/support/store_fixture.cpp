@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstdlib>
 #include <stdexcept>
 
 namespace test_support {
@@ -40,6 +41,8 @@ ClientPtr connect_client(const std::string &store, const std::vector<int32_t> &d
     }
     return client;
 }
+
+StoreTest::StoreTest() { setenv("OX_MOM_TIMEOUT_MS", std::to_string(kRequestLimit.count()).c_str(), 1); }
 
 void StoreTest::SetUp() {
     static std::atomic<int> names_used = 0;

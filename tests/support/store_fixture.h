@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <ox_mom.h>
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -31,8 +32,13 @@ using ClientPtr = std::unique_ptr<MomClient, ClientDeleter>;
 // A client with those databases connected. Throws std::runtime_error when that fails.
 ClientPtr connect_client(const std::string &store, const std::vector<int32_t> &databases);
 
+// How long a request waits for a server, unless a test says otherwise: a busy machine is no silent server.
+inline constexpr std::chrono::milliseconds kRequestLimit = std::chrono::seconds(30);
+
 class StoreTest : public testing::TestWithParam<StoreKind> {
 protected:
+    StoreTest();
+
     void SetUp() override;
 
     // What the server is started with; a fixture that needs others overrides it.
