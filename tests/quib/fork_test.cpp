@@ -57,7 +57,7 @@ TEST_F(ForkTest, AChildThatOutlivesTheProgramDoesNotKeepOperatorsWaiting) {
         hook = [&say] {
             const pid_t child = fork();
             if (child == 0) {
-                sleep(30);
+                pause();
                 _exit(0);
             }
             say(std::to_string(child));
@@ -70,7 +70,7 @@ TEST_F(ForkTest, AChildThatOutlivesTheProgramDoesNotKeepOperatorsWaiting) {
     const pid_t grandchild = std::stoi(program.heard());
     program.kill();
     while (at_program.receive()) {
-        ASSERT_TRUE(readable(at_program.fd(), milliseconds(5000))) << "no end of the connection";
+        ASSERT_TRUE(readable(at_program.fd(), kLongEnough)) << "no end of the connection";
     }
     EXPECT_EQ(kill(grandchild, 0), 0) << "it still runs";
     EXPECT_EQ(quib_lib_init(client(), "n"), 0) << "nobody serves it";
@@ -115,7 +115,7 @@ TEST_F(ForkTest, AForkedCommandsChildMayRunCommandsOfItsOwn) {
             Operator own(std::string(getenv("QUIB_DIR")) + "/its");
             own.send("nothing\n");
             std::optional<Answer> answer;
-            for (int i = 0; i < 100 && !answer; ++i) {
+            for (int i = 0; i < 4000 && !answer; ++i) {
                 ox_mom_client_process(its.get(), 10);
                 own.receive();
                 answer = own.take_answer();

@@ -8,6 +8,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <optional>
+#include <utility>
 
 namespace quib_test {
 namespace {
@@ -25,15 +27,20 @@ protected:
 TEST_F(IdleTest, OneWhoSaysNothingIsToldAndClosed) {
     Operator silent = connect();
     Operator half = connect();
-    Operator active = connect();
+    std::optional<Operator> active(connect());
     const auto start = std::chrono::steady_clock::now();
+    auto asked = start;
     bool silent_ended = false;
     bool half_ended = false;
     ASSERT_TRUE(pump_until([&] {
         half.send("n");
         silent_ended = silent_ended || !silent.receive();
         half_ended = half_ended || !half.receive();
-        EXPECT_EQ(ask(active, "say something").code, 0);
+        const auto before = std::exchange(asked, std::chrono::steady_clock::now());
+        if (ask(*active, "say something").code != 0) {
+            EXPECT_GE(std::chrono::steady_clock::now() - before, milliseconds(290)) << "the machine is not that slow";
+            active.emplace(connect());
+        }
         return silent_ended && half_ended;
     })) << "bytes that are no command do not count";
     EXPECT_GE(std::chrono::steady_clock::now() - start, milliseconds(290));
@@ -47,18 +54,20 @@ TEST_F(IdleTest, OneWhoSaysNothingIsToldAndClosed) {
 TEST_F(IdleTest, APollLoopAloneNoticesTheTime) {
     Operator silent = connect();
     settle();
-    EXPECT_TRUE(readable(ox_mom_client_fd(client()), milliseconds(5000)));
+    EXPECT_TRUE(readable(ox_mom_client_fd(client()), kLongEnough));
     EXPECT_EQ(ox_mom_client_process(client(), 0), 1);
     EXPECT_FALSE(silent.receive());
     expect_quiet();
 }
 
 TEST_F(IdleTest, OneWhoDoesNotTakeAnAnswerIsClosedToo) {
+    settle();
+    const std::ptrdiff_t before = descriptors();
     Operator stuck = connect();
     ASSERT_TRUE(stuck.send("much 20\n"));
     settle();
-    EXPECT_FALSE(pump_until([] { return false; }, milliseconds(400)));
-    settle();
+    EXPECT_TRUE(pump_until([before] { return descriptors() <= before + 1; }))
+        << "nothing but the operator's own is left";
     EXPECT_TRUE(ends(stuck));
     stuck.take_answer();
     EXPECT_LT(stuck.partial().output.size(), 20 * kMegabyte);

@@ -138,9 +138,8 @@ TEST_F(OperatorsTest, WaitWhileTheProgramHasNoDescriptorForThem) {
     Operator mine = connect();
     EXPECT_TRUE(mine.send("say now\n"));
     int32_t made = 0;
-    const auto end = std::chrono::steady_clock::now() + milliseconds(100);
-    while (std::chrono::steady_clock::now() < end) {
-        made += ox_mom_client_process(client(), 10);
+    for (int times = 0; times < 20; ++times) {
+        made += ox_mom_client_process(client(), 5);
     }
     for (const int fd : taken) {
         close(fd);
