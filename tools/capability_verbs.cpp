@@ -145,7 +145,6 @@ struct Set {
     std::string url;
     std::string bool_text;
     std::string int_text;
-    std::string str_text;
     std::string state_text;
     CLI::App *command = nullptr;
 
@@ -164,16 +163,13 @@ int32_t Set::fill(CapTable &record) {
         record.int32_value = parse_int32("--int", int_text);
         return TREL_CAP_FIELD_INT32;
     }
-    if (given("--str")) {
-        record.str_value = str_text.data();
-        return TREL_CAP_FIELD_STR;
-    }
     record.state = parse_bool("--state", state_text);
     return TREL_CAP_FIELD_STATE;
 }
 
 int Set::run(Session &session) {
     check_url(url);
+    check_not_empty(url);
     Capability capability(url);
     const int32_t fields[] = {fill(capability.record)};
     session.store.connect(TREL_CAP_DB_CAPABILITIES);
@@ -184,6 +180,16 @@ int Set::run(Session &session) {
     return kDone;
 }
 
+// The record has room for a string, and get prints one that somebody has put there; but the library has no function
+// that reads it, so that what is written here would seem to be published, and no application could ever see it.
+void refuse_strings(CLI::App &command) {
+    const CLI::callback_t refuse = [](const CLI::results_t &) -> bool {
+        throw Failure(kUsage, "--str: applications read strings of card nodes only, so none would ever see one of the "
+                              "device; --bool, --int or --state expected");
+    };
+    command.add_option("--str", refuse)->expected(0, 1)->group("");
+}
+
 void add_set(CommandLine &command_line) {
     const auto set = std::make_shared<Set>();
     CLI::App &command = command_line.add_verb("set", "Write one value of a capability; its others stay as they are",
@@ -192,13 +198,13 @@ void add_set(CommandLine &command_line) {
                                               "  trel_capctl set /l3/arp/capacity --state 1\n",
                                               [set](Session &session) { return set->run(session); });
     set->command = &command;
-    command.add_option("URL", set->url, "The capability's address, at most 255 bytes")->required();
+    command.add_option("URL", set->url, "The capability's address, 1 to 255 bytes")->required();
     CLI::Option_group &one = add_choice(command, "The value, one of");
     one.require_option(1);
     one.add_option("--bool", set->bool_text, "The boolean")->type_name("0|1");
     one.add_option("--int", set->int_text, "The 32-bit integer")->type_name("N");
-    one.add_option("--str", set->str_text, "The string")->type_name("TEXT");
     one.add_option("--state", set->state_text, "The state")->type_name("0|1");
+    refuse_strings(command);
 }
 
 }  // namespace

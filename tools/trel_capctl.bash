@@ -13,11 +13,11 @@ _trel_capctl() {
         *' --store' | *' -s') words='unix:/// redis:// sentinel://' ;;
         *' --output' | *' -o') words='text json' ;;
         'set --bool' | 'set --state') words='0 1' ;;
-        'set --int' | 'set --str') words='' ;;
+        'set --int') words='' ;;
         'ready ready') words="glb cm fab hps $shared" ;;
         ready*) words="on off $shared" ;;
         get*) words="--bool --int --str --pri --state $shared" ;;
-        set*) words="--bool --int --str --state $shared" ;;
+        set*) words="--bool --int --state $shared" ;;
         *) words="get set ready $shared --version" ;;
     esac
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")

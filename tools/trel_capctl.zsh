@@ -27,10 +27,9 @@ _trel_capctl() {
                 '(--bool --int --str --pri)--state[the value called state]'
             ;;
         set)
-            _arguments $shared '1:url:' '(--int --str --state)--bool[the boolean]:boolean:(0 1)' \
-                '(--bool --str --state)--int[the integer]:integer:' \
-                '(--bool --int --state)--str[the string]:string:' \
-                '(--bool --int --str)--state[the state]:state:(0 1)'
+            _arguments $shared '1:url:' '(--int --state)--bool[the boolean]:boolean:(0 1)' \
+                '(--bool --state)--int[the integer]:integer:' \
+                '(--bool --int)--state[the state]:state:(0 1)'
             ;;
         ready)
             _arguments $shared '1:scope:(glb cm fab hps)' '2:readiness:(on off)'

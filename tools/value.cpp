@@ -48,4 +48,10 @@ void check_url(const std::string &url) {
     }
 }
 
+void check_not_empty(const std::string &url) {
+    if (url.empty()) {
+        throw Failure(kUsage, "URL: a capability's address expected, not " + quote(url));
+    }
+}
+
 }  // namespace capctl

@@ -14,6 +14,8 @@ bool parse_switch(const std::string &argument, const std::string &text);  // on 
 
 // Refuses what is longer than a capability's URL can be.
 void check_url(const std::string &url);
+// Refuses the address of nothing, more often a variable that was not set. It can be read: others may have written it.
+void check_not_empty(const std::string &url);
 
 }  // namespace capctl
 

@@ -11,7 +11,7 @@ TEST_F(Capability, IsPrintedWithAllItsValues) {
     ASSERT_THAT(run({"set", "/a/b", "--bool", "1"}), Prints(""));
     EXPECT_THAT(run({"get", "/a/b"}), Prints("bool    1\n"));
     ASSERT_THAT(run({"set", "/a/b", "--int", "-42"}), Prints(""));
-    ASSERT_THAT(run({"set", "/a/b", "--str", "some text"}), Prints(""));
+    publish_string("/a/b", "some text");
     ASSERT_THAT(run({"set", "/a/b", "--state", "0"}), Prints(""));
     raw().must({"HSET", "p_libpub.cap_table:/a/b", "21", "\xa8\x01\x03"});
     EXPECT_THAT(run({"get", "/a/b"}), Prints("bool    1\n"
@@ -22,12 +22,13 @@ TEST_F(Capability, IsPrintedWithAllItsValues) {
 }
 
 TEST_F(Capability, IsPrintedOneValueAtATime) {
-    for (const Arguments &value :
-         {Arguments{"--bool", "0"}, {"--int", "2147483647"}, {"--str", "a \"b\" c"}, {"--state", "1"}}) {
+    for (const Arguments &value : {Arguments{"--bool", "0"}, {"--int", "2147483647"}, {"--state", "1"}}) {
         ASSERT_THAT(run({"set", "/a", value[0], value[1]}), Prints(""));
         EXPECT_THAT(run({"get", "/a", value[0]}), Prints(value[1] + "\n"));
         EXPECT_THAT(run({"get", value[0], "/a"}), Prints(value[1] + "\n"));
     }
+    publish_string("/a", "a \"b\" c");
+    EXPECT_THAT(run({"get", "/a", "--str"}), Prints("a \"b\" c\n"));
     raw().must({"HSET", "p_libpub.cap_table:/a", "21", "\xa8\x01\x03"});
     EXPECT_THAT(run({"get", "/a", "--pri"}), Prints("3\n"));
 }
@@ -40,7 +41,7 @@ TEST_F(Capability, KnowsDefaultsFromWhatIsMissing) {
     EXPECT_THAT(run({"get", "/a", "--str"}), FailsWith(1, "\"/a\": its string was never set"));
     EXPECT_THAT(run({"get", "/a", "--pri"}), FailsWith(1, "\"/a\": its pri was never set"));
     EXPECT_THAT(run({"get", "/a", "--state"}), FailsWith(1, "\"/a\": its state was never set"));
-    ASSERT_THAT(run({"set", "/a", "--str", ""}), Prints(""));
+    publish_string("/a", "");
     ASSERT_THAT(run({"set", "/a", "--bool=0"}), Prints(""));
     EXPECT_THAT(run({"get", "/a"}), Prints("bool    0\nint32   0\nstring  \"\"\n"));
     EXPECT_THAT(run({"get", "/a", "--str"}), Prints("\n"));
@@ -70,23 +71,9 @@ TEST_F(Capability, HasItsLimitsOfIntegers) {
 }
 
 TEST_F(Capability, MayHaveAnyUrl) {
-    const std::vector<std::string> urls = {"",
-                                           " ",
-                                           "a:b",
-                                           "100%",
-                                           "two\nlines",
-                                           "*[a-z]?",
-                                           "\xff",
-                                           "[1,2]",
-                                           "get",
-                                           "\"",
-                                           std::string(255, 'u'),
-                                           "a b",
-                                           "\\",
-                                           "\x1b[m",
-                                           "\xc3\xa4/b",
-                                           "%20%00",
-                                           "glb"};
+    const std::vector<std::string> urls = {
+        " ",   "a:b", "100%",   "two\nlines", "*[a-z]?", "\xff", "[1,2]", "get", "\"", std::string(255, 'u'),
+        "a b", "\\",  "\x1b[m", "\xc3\xa4/b", "%20%00",  "glb"};
     for (size_t i = 0; i < urls.size(); ++i) {
         ASSERT_THAT(run({"set", urls[i], "--int", std::to_string(i)}), Prints("")) << urls[i];
     }
@@ -98,13 +85,19 @@ TEST_F(Capability, MayHaveAnyUrl) {
     EXPECT_EQ(raw().list({"KEYS", "p_libpub.cap_table:*"}).size(), urls.size() + 1);
 }
 
+TEST_F(Capability, WithoutAUrlIsReadWhenOthersWroteIt) {
+    EXPECT_THAT(run({"get", ""}), FailsWith(1, "\"\": no such capability"));
+    publish_string("", "nameless");
+    EXPECT_THAT(run({"get", "", "--str"}), Prints("nameless\n"));
+}
+
 TEST_F(Capability, ValueOfAStringMayBeAnyText) {
     for (const std::string text : {"-1", "--int", "[a,b]", " x ", "two\nlines\n", "\xff\xfe", "%d"}) {
-        ASSERT_THAT(run({"set", "/a", "--str", text}), Prints("")) << text;
+        publish_string("/a", text);
         EXPECT_THAT(run({"get", "/a", "--str"}), Prints(text + "\n"));
     }
     const std::string large(100 * 1000, 'x');
-    ASSERT_THAT(run({"set", "/a", "--str=" + large}), Prints(""));
+    publish_string("/a", large);
     EXPECT_THAT(run({"get", "/a", "--str"}), Prints(large + "\n"));
 }
 

@@ -34,6 +34,8 @@ protected:
 
     Environment environment() const { return {{"OX_MOM_STORE", server_.store_name()}}; }
     Outcome run(const Arguments &arguments) const { return capctl_test::run(arguments, environment()); }
+    // Another program writes a string, which trel_capctl only reads.
+    void publish_string(std::string url, std::string text) const;
     // Commands past the client, in the capabilities' database.
     test_support::RedisConnection raw() const;
     test_support::RedisServer &server() { return server_; }

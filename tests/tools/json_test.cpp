@@ -30,7 +30,7 @@ TEST_F(Json, OfACapabilityHasTypeKeyAndThePresentFields) {
         Prints("{\"type\":\"p_libpub.cap_table\",\"key\":{\"url\":\"/a\"},\"fields\":{\"bool_value\":false}}\n"));
     EXPECT_THAT(run({"set", "/a", "--int", "-5"}),
                 Prints("{\"type\":\"p_libpub.cap_table\",\"key\":{\"url\":\"/a\"},\"fields\":{\"int32_value\":-5}}\n"));
-    run({"set", "/a", "--str", "t\"\n"});
+    publish_string("/a", "t\"\n");
     run({"set", "/a", "--state", "1"});
     raw().must({"HSET", "p_libpub.cap_table:/a", "21", "\xa8\x01\x03"});
     EXPECT_THAT(run({"get", "/a"}),
@@ -40,7 +40,7 @@ TEST_F(Json, OfACapabilityHasTypeKeyAndThePresentFields) {
 
 TEST_F(Json, OfOneValueIsTheValue) {
     run({"set", "/a", "--int", "7"});
-    run({"set", "/a", "--str", "x"});
+    publish_string("/a", "x");
     run({"set", "/a", "--bool", "1"});
     EXPECT_THAT(run({"get", "/a", "--int"}), Prints("7\n"));
     EXPECT_THAT(run({"get", "/a", "--str"}), Prints("\"x\"\n"));
@@ -90,9 +90,9 @@ TEST_F(Json, IsValidWhateverTheUrl) {
 }
 
 TEST_F(Json, KeepsTheBytesOfAStringThatIsNotUtf8) {
-    run({"set", "/a", "--str", "ok \xc3\xa4"});
+    publish_string("/a", "ok \xc3\xa4");
     EXPECT_EQ(parsed({"get", "/a"})["fields"], (json{{"str_value", "ok \xc3\xa4"}}));
-    run({"set", "/a", "--str", "\xc3("});
+    publish_string("/a", "\xc3(");
     EXPECT_EQ(parsed({"get", "/a"})["fields"], (json{{"str_value", "\xef\xbf\xbd("}, {"str_value_hex", "c328"}}));
     EXPECT_EQ(parsed({"get", "/a", "--str"}), json("\xef\xbf\xbd("));
 }

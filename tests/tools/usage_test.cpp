@@ -29,8 +29,22 @@ TEST(Usage, LimitsAUrlTo255Bytes) {
     EXPECT_EQ(run_nowhere({"get", std::string(255, 'u')}).status, 3);
 }
 
+TEST(Usage, WritesNothingWithoutAUrl) {
+    EXPECT_THAT(run_nowhere({"set", "", "--int", "1"}), FailsWith(2, "URL: a capability's address expected, not \"\""));
+}
+
+// The library has no function that would read it.
+TEST(Usage, WritesNoStringOfTheDevice) {
+    for (const Arguments &value :
+         {Arguments{"--str", "x"}, {"--str", ""}, {"--str=x"}, {"--str="}, {"--str"}, {"--int", "1", "--str", "x"}}) {
+        Arguments arguments = {"set", "/a"};
+        arguments.insert(arguments.end(), value.begin(), value.end());
+        EXPECT_THAT(run_nowhere(arguments), FailsWith(2, "--str: applications read strings of card nodes only"));
+    }
+}
+
 TEST(Usage, NeedsExactlyOneValueToSet) {
-    EXPECT_THAT(run_nowhere({"set", "/a"}), FailsWith(2, "[--bool,--int,--str,--state] is required"));
+    EXPECT_THAT(run_nowhere({"set", "/a"}), FailsWith(2, "[--bool,--int,--state] is required"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--bool", "1", "--int", "2"}), FailsWith(2, "2 were given"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--int", "1", "--int", "2"}), FailsWith(2, "--int"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--int"}), FailsWith(2, "--int"));

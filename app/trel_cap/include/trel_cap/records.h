@@ -2,7 +2,8 @@
  * records.h - the records in the object store, as protobuf-c messages. The library exports their descriptors and
  * functions, so that a program which publishes records needs nothing else.
  *
- * Database 1 holds CardInfo; database 28 holds all the others.
+ * Database 1 holds CardInfo; database 28 holds all the others. The store itself takes any record into any database, but
+ * in another one than its own nobody looks for it.
  */
 #ifndef TREL_CAP_RECORDS_H
 #define TREL_CAP_RECORDS_H
