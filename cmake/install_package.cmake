@@ -29,6 +29,18 @@ install(
   PATTERN *.h)
 install(FILES $<TARGET_PROPERTY:trel_cap_schema,PUBLIC_HEADER> DESTINATION ${records_dir})
 
+# As in the sources, so that what refers to each other finds each other.
+set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/trel_cap)
+install(FILES CHANGELOG.md CONTRIBUTING.md LICENSE README.md DESTINATION ${doc_dir})
+install(
+  DIRECTORY docs examples
+  DESTINATION ${doc_dir}
+  FILES_MATCHING
+  PATTERN *.md
+  PATTERN *.c
+  PATTERN examples/*.cpp
+  PATTERN demo EXCLUDE)
+
 install(EXPORT trel_cap-targets NAMESPACE trel_cap:: DESTINATION ${package_dir})
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/trel_cap-config.cmake.in
                               ${PROJECT_BINARY_DIR}/trel_cap-config.cmake INSTALL_DESTINATION ${package_dir})
@@ -40,12 +52,10 @@ install(FILES ${PROJECT_BINARY_DIR}/trel_cap-config.cmake ${PROJECT_BINARY_DIR}/
 file(RELATIVE_PATH pc_to_prefix /${pkgconfig_dir} /)
 string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
 if(TREL_CAP_USES_OWN_PLATFORM)
-  set(pc_platform_cflags "")
   set(pc_platform_libs "-lox_mom -lox_zlog -lquib")
 else()
-  list(TRANSFORM TREL_CAP_PLATFORM_INCLUDE_DIRS PREPEND "-I" OUTPUT_VARIABLE pc_platform_cflags)
-  list(JOIN pc_platform_cflags " " pc_platform_cflags)
-  list(JOIN TREL_CAP_PLATFORM_LIBRARIES " " pc_platform_libs)
+  other_platform_libraries(pc_platform_libs directories "${TREL_CAP_PLATFORM_LIBRARIES}")
+  list(JOIN pc_platform_libs " " pc_platform_libs)
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/trel_cap.pc.in ${PROJECT_BINARY_DIR}/trel_cap.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/trel_cap.pc DESTINATION ${pkgconfig_dir})

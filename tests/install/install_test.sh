@@ -83,6 +83,17 @@ readme() {
   expect_output "4096 (success)" "$WORK/reader"
 }
 
+# What README.md has a user install by hand is what ./dev installs, but for what makes builds faster.
+readme_packages() {
+  local by_hand wanted
+  by_hand=$(sed -n '/^apt-get install /,/[^\\]$/p' "$SOURCE_DIR/README.md" | tr -s ' \\\n' '\n' |
+    grep -vE '^(apt-get|install)$' | sort)
+  # shellcheck disable=SC1091,SC2154 # packages_build is of that file
+  wanted=$(. "$SOURCE_DIR/packaging/dependencies.sh" && printf '%s\n' "${packages_build[@]}")
+  wanted=$(grep -vxE 'ccache|ninja-build' <<<"$wanted" | sort)
+  [ "$by_hand" = "$wanted" ] || fail "$(diff <(echo "$by_hand") <(echo "$wanted"))"
+}
+
 # By default a program finds the libraries where they are; on demand that is left to the system's loader.
 pkg_config_rpath() {
   local flags
@@ -127,9 +138,11 @@ _Static_assert(__builtin_strcmp(TREL_CAP_VERSION, "$VERSION") == 0, "");
 END
 }
 
-configure_consumer() { # DIR WANTED_VERSION
-  "$CMAKE" -S "$SOURCE_DIR/tests/install/consumer" -B "$1" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$CC" \
-    -DCMAKE_CXX_COMPILER="$CXX" -DWANTED_VERSION="$2"
+configure_consumer() { # DIR WANTED_VERSION [ARGUMENT...]
+  local dir=$1 wanted=$2
+  shift 2
+  "$CMAKE" -S "$SOURCE_DIR/tests/install/consumer" -B "$dir" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$CC" \
+    -DCMAKE_CXX_COMPILER="$CXX" -DWANTED_VERSION="$wanted" "$@"
 }
 
 cmake_package() {
@@ -146,21 +159,56 @@ cmake_package_version() {
   [[ $output == *"requested version \"$later\""* ]] || fail "$output"
 }
 
-# The library, built against a platform that is named from outside: the stand-ins, where they are not recognised.
+# A console without a command, as a library that has no name of its own.
+stub_console() { # DIR
+  "$CC" -std=c11 "${warnings[@]}" -shared -fPIC -o "$1/libstub_console.so" -x c - <<'END'
+#include <stdint.h>
+int32_t quib_lib_init(void *client, const char *module);
+int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t reserved, const char *format, void (*f)(void));
+int32_t quib_lib_init(void *client, const char *module) { return client && module ? 0 : -1; }
+int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t reserved, const char *format, void (*f)(void)) {
+    return module && command && reserved == 0 && format && f ? 0 : -1;
+}
+END
+}
+
+# Neither the descriptions for build systems nor the library know where the platform lay.
+expect_no_trace_of() { # DIR PREFIX
+  local found
+  found=$(grep -rlF --include='*.pc' --include='*.cmake' -- "$1" "$2" || true)
+  [ -z "$found" ] || fail "$1 is in $found"
+  if readelf -d "$2/$LIBDIR/libtrel_cap.so" | grep -F -- "$1"; then fail "libtrel_cap.so looks for $1"; fi
+}
+
+# The library, built against a platform that is named from outside: two stand-ins where they are not recognised, the
+# second under the name that programs load it by, and a console without a name. Then the platform is moved, as if to
+# another machine.
 other_platform() {
-  local build=$WORK/other_platform platform
-  platform=$(mktemp -d)
-  # shellcheck disable=SC2064 # the value of now
-  trap "rm -rf '$platform'" EXIT
-  cp -P "$prefix"/include/*.h "$prefix/$LIBDIR"/lib{ox_,quib}* "$platform"
+  local build=$WORK/other_platform there=$WORK/platform_there platform=$WORK/platform_here
+  rm -rf "$build" "$WORK/other_prefix" "$there" "$platform"
+  mkdir -p "$there/log" "$there/console"
+  cp -P "$prefix"/include/{ox_mom,quib}.h "$prefix/$LIBDIR"/libox_mom* "$there"
+  cp -P "$prefix"/include/ox_zlog.h "$prefix/$LIBDIR"/libox_zlog* "$there/log"
+  stub_console "$there/console"
   "$CMAKE" -S "$SOURCE_DIR" -B "$build" -G Ninja -DCMAKE_C_COMPILER="$CC" -DCMAKE_CXX_COMPILER="$CXX" \
-    -DCMAKE_BUILD_TYPE=Debug -DTREL_CAP_PLATFORM_INCLUDE_DIRS="$platform" \
-    -DTREL_CAP_PLATFORM_LIBRARIES="$platform/libox_mom.so;$platform/libox_zlog.so;$platform/libquib.so"
+    -DCMAKE_BUILD_TYPE=Debug -DTREL_CAP_PLATFORM_INCLUDE_DIRS="$there;$there/log" \
+    -DTREL_CAP_PLATFORM_LIBRARIES="-L$there;ox_mom;$there/log/libox_zlog.so.1;$there/console/libstub_console.so"
   "$CMAKE" --build "$build"
   "$CMAKE" --install "$build" --prefix "$WORK/other_prefix"
-  [ ! -e "$WORK/other_prefix/include/ox_mom.h" ] || fail "a header of the platform's was installed"
-  PKG_CONFIG_PATH=$WORK/other_prefix/$LIBDIR/pkgconfig compile_outside on_other_platform c "$CC" -std=c11
-  LD_LIBRARY_PATH=$platform expect_output "48 success" "$WORK/on_other_platform"
+  mkdir "$platform"
+  find "$there" ! -type d -exec mv -t "$platform" {} +
+  local prefix=$WORK/other_prefix
+  [ ! -e "$prefix/include/ox_mom.h" ] || fail "a header of the platform's was installed"
+  expect_no_trace_of "$there" "$prefix"
+
+  export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig LD_LIBRARY_PATH=$platform
+  CPATH=$platform LIBRARY_PATH=$platform compile_outside on_other_platform c "$CC" -std=c11
+  expect_output "48 success" "$WORK/on_other_platform"
+
+  configure_consumer "$WORK/consumer_of_other" "$VERSION" -DTREL_CAP_PLATFORM_INCLUDE_DIRS="$platform" \
+    -DTREL_CAP_PLATFORM_LIBRARY_DIRS="$platform"
+  "$CMAKE" --build "$WORK/consumer_of_other"
+  expect_output "48 success" "$WORK/consumer_of_other/outside_c"
 }
 
 headers() {
@@ -190,6 +238,21 @@ programs() {
     done
   done
   [ -L "$prefix/$LIBDIR/libtrel_cap.so.1" ] || fail "no libtrel_cap.so.1"
+}
+
+# The licence and the documentation, and what each of them links to.
+documentation() {
+  local doc=$prefix/share/doc/trel_cap page link file
+  for file in LICENSE README.md CHANGELOG.md docs/console.md examples/publish.c examples/two_threads.cpp; do
+    cmp "$SOURCE_DIR/$file" "$doc/$file" || fail "no $file"
+  done
+  while read -r page; do
+    while read -r link; do
+      [ -e "$(dirname "$doc/$page")/$link" ] || fail "$page links to $link, which is not installed"
+    done < <(grep -oE '\]\([^)#:]+[)#]' "$doc/$page" | sed 's/^..//; s/.$//')
+  done < <(cd "$doc" && find . -name '*.md')
+  grep -q 'MIT.*(LICENSE)' "$doc/README.md" || fail "README.md does not name the licence"
+  head -n 1 "$doc/LICENSE" | grep -qx 'MIT License' || fail "README.md names another licence"
 }
 
 no_source_paths() {

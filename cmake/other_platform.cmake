@@ -1,0 +1,31 @@
+# Another platform's libraries, as the linker finds them wherever they lie: what is built and installed here must not name
+# places of the machine that built it. A library without a name of its own would be looked for under its path by every
+# program, so paths do not reach the linker here either.
+
+# Sets OUT to the linker's words for LIBRARIES, and OUT_DIRECTORIES to the places that the machine has them in.
+function(other_platform_libraries out out_directories libraries)
+  set(words)
+  set(directories)
+  foreach(library IN LISTS libraries)
+    if(library MATCHES "^-L(.+)")
+      list(APPEND directories ${CMAKE_MATCH_1})
+    elseif(library MATCHES "^-")
+      list(APPEND words ${library})
+    elseif(library MATCHES "/")
+      cmake_path(ABSOLUTE_PATH library BASE_DIRECTORY ${PROJECT_BINARY_DIR})
+      cmake_path(GET library PARENT_PATH directory)
+      cmake_path(GET library FILENAME name)
+      list(APPEND directories ${directory})
+      if(name MATCHES "^lib(.+)\\.so$")
+        list(APPEND words -l${CMAKE_MATCH_1})
+      else()
+        list(APPEND words -l:${name})
+      endif()
+    else()
+      list(APPEND words -l${library})
+    endif()
+  endforeach()
+  list(REMOVE_DUPLICATES directories)
+  set(${out} ${words} PARENT_SCOPE)
+  set(${out_directories} ${directories} PARENT_SCOPE)
+endfunction()
