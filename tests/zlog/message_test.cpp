@@ -10,7 +10,6 @@
 #include <cstring>
 #include <utility>
 
-#include "allocations.h"
 #include "child.h"
 #include "log_line.h"
 
@@ -127,24 +126,6 @@ TEST(Message, ShowsControlCharactersWhateverItsLength) {
         EXPECT_EQ(message_as_written(std::string(length, '\x1b')), shown + "\n") << length;
         EXPECT_EQ(message_as_written(std::string(length, 'm') + "\nm"), std::string(length, 'm') + "\\nm\n");
     }
-}
-
-// The first message has zlog make its room.
-TEST(Message, IsCutOrMaskedWithoutMemory) {
-    const Outcome outcome = in_child([] {
-        void *category = ox_zlog_init("c");
-        const std::string large(5000, 'm');
-        say(category, large);
-        const std::string control = "forged\n\xc2\x9b\xc3\xa4\n";
-        const test_support::FailingAllocations failing;
-        oxdf_zlog(category, "f", 1, "g", 1, 1, kError, "%s", large.c_str());
-        oxdf_zlog(category, "f", 1, "g", 1, 1, kError, "%s", control.c_str());
-        return 0;
-    });
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(lines_of(outcome.error_output),
-                ElementsAre(EndsWith(" " + std::string(5000, 'm')), EndsWith(" g:1 " + std::string(1023, 'm')),
-                            EndsWith(" g:1 forged???\xc3\xa4"), ""));
 }
 
 TEST(Message, ThatCannotBeFormattedIsItsFormat) {
