@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -48,17 +48,21 @@ protected:
 // A process that runs a copy of some program, under a path of one's choice.
 class Process {
 public:
-    explicit Process(const fs::path &executable) : pid_(fork()) {
+    explicit Process(const fs::path &executable) : pid_(-1) {
+        int ends[2];
+        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        pid_ = fork();
         if (pid_ == 0) {
             prctl(PR_SET_PDEATHSIG, SIGKILL);
             execl(executable.c_str(), executable.c_str(), "60", nullptr);
             _exit(127);
         }
-        const fs::path link = "/proc/" + std::to_string(pid_) + "/exe";
-        for (int i = 0; i < 2000 && !is_running(link, executable); ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
-        EXPECT_TRUE(is_running(link, executable));
+        close(ends[1]);
+        char nothing = 0;
+        EXPECT_EQ(read(ends[0], &nothing, 1), 0) << "closed by the program's start";
+        close(ends[0]);
+        std::error_code error;
+        EXPECT_EQ(fs::read_symlink("/proc/" + std::to_string(pid_) + "/exe", error), executable);
     }
     ~Process() {
         kill(pid_, SIGKILL);
@@ -70,10 +74,6 @@ public:
     pid_t pid() const { return pid_; }
 
 private:
-    static bool is_running(const fs::path &link, const fs::path &executable) {
-        std::error_code error;
-        return fs::read_symlink(link, error) == executable;
-    }
     pid_t pid_;
 };
 

@@ -1,7 +1,9 @@
 // Capabilities of nodes and classes, and following them: the library on the real client, over every store.
 
 #include <array>
+#include <chrono>
 #include <cstring>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -80,11 +82,42 @@ protected:
         EXPECT_EQ(length, std::strlen(str.data()));
         return str.data();
     }
-    // Everything that is on its way.
-    void process() const {
-        while (ox_mom_client_process(client, 100) > 0) {
+    // Everything that is on its way: until what is written now has come, behind it.
+    void process() {
+        CapTableIndex index = CAP_TABLE_INDEX__INIT;
+        CapTable fence = CAP_TABLE__INIT;
+        index.url = const_cast<char *>("/fence");  // only read
+        fence.index = &index;
+        if (fences_ == 0) {
+            const int32_t field = TREL_CAP_FIELD_INT32;
+            const MomFieldCb cb = on_fence;
+            void *arg = &fence_;
+            ASSERT_EQ(ox_mom_subscribe_field(client, 28, &fence.base, 1, &field, &cb, &arg, 1), 0);
         }
+        publish(publisher.get(), fence, {0, ++fences_, ""}, {TREL_CAP_FIELD_INT32});
+        EXPECT_TRUE(process_until([this] { return fence_ == fences_; }));
     }
+    bool process_until(const std::function<bool()> &so) const {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+        while (!so()) {
+            if (std::chrono::steady_clock::now() > end || ox_mom_client_process(client, 100) < 0) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    static int32_t on_fence(MomClient *, MomMsg *msg, void *arg) {
+        const auto *result = static_cast<const MomHashResult *>(msg->result);
+        if (result->record != nullptr) {
+            *static_cast<int32_t *>(arg) = reinterpret_cast<const CapTable *>(result->record)->int32_value;
+        }
+        return 0;
+    }
+
+    int32_t fences_ = 0;
+    int32_t fence_ = 0;  // the latest that has come
 };
 
 INSTANTIATE_OVER_STORES(CapabilityStore);
@@ -290,11 +323,7 @@ TEST_P(CapabilityServer, FollowingGoesOnAfterTheServerHasRestarted) {
     publisher = connect();
     // The value is heard once it is there and the client is back, be it as written or as found.
     publish(publisher.get(), CapCmTable CAP_CM_TABLE__INIT, "/a", {0, 7, ""}, {7});
-    for (int i = 0; i < 200 && (heard.values.empty() || heard.values.back() != 7); ++i) {
-        ox_mom_client_process(client, 50);
-    }
-    ASSERT_FALSE(heard.values.empty());
-    EXPECT_EQ(heard.values.back(), 7);
+    ASSERT_TRUE(process_until([&] { return !heard.values.empty() && heard.values.back() == 7; }));
     publish(publisher.get(), CapCmTable CAP_CM_TABLE__INIT, "/a", {0, 8, ""}, {7});
     process();
     EXPECT_EQ(heard.values.back(), 8);

@@ -73,7 +73,7 @@ private:
     Shown answer(int operators_side) {
         Shown shown;
         std::string frames;
-        while (shown.exit_code.empty() && ox_mom_client_process(client_.get(), 10000) > 0) {
+        while (shown.exit_code.empty() && ox_mom_client_process(client_.get(), 40000) > 0) {
             std::array<char, 65536> block{};
             const ssize_t length = recv(operators_side, block.data(), block.size(), MSG_DONTWAIT);
             frames.append(block.data(), length > 0 ? static_cast<size_t>(length) : 0);

@@ -1,8 +1,12 @@
 // Registrations and dispatches of several threads, as far as they wait for each other.
 
-#include <chrono>
+#include <future>
+#include <latch>
 #include <thread>
 
+#include <unistd.h>
+
+#include "asleep.h"
 #include "callbacks.h"
 
 namespace trel_cap_tests {
@@ -10,34 +14,31 @@ namespace {
 
 using ::testing::ElementsAre;
 
-// Long enough for a thread that nothing holds up to go on.
-constexpr std::chrono::milliseconds kAWhile{50};
-
-bool wait_until(const std::function<bool()> &condition) {
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > limit) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
-
 class RegistrationLock : public EachKindTest {
 protected:
-    std::vector<std::thread> threads;
-
     ~RegistrationLock() override { join(); }
 
+    void start(const std::function<void()> &work) {
+        std::promise<pid_t> started;
+        std::future<pid_t> number = started.get_future();
+        threads_.emplace_back([started = std::move(started), work]() mutable {
+            started.set_value(gettid());
+            work();
+        });
+        numbers_.push_back(number.get());
+    }
+    // Until all the threads wait for what they do not get, which can only be the lock.
+    bool all_wait() const { return test_support::all_fall_asleep(numbers_); }
+
     void join() {
-        for (std::thread &thread : threads) {
+        for (std::thread &thread : threads_) {
             thread.join();
         }
-        threads.clear();
+        threads_.clear();
+        numbers_.clear();
     }
     void register_on_another_thread(const Kind &which) {
-        threads.emplace_back([&which] {
+        start([&which] {
             trel_cap_dbg_inited = 1;
             EXPECT_EQ(which.reg("late", Callbacks::number<2>, 1), 0);
         });
@@ -55,9 +56,13 @@ protected:
         for (const Kind &which : kKinds) {
             register_on_another_thread(which);
         }
-        EXPECT_TRUE(wait_until([this] { return reported("reg_name:late") == std::size(kKinds); }));
-        std::this_thread::sleep_for(kAWhile);
+        EXPECT_TRUE(all_wait());
+        EXPECT_EQ(reported("reg_name:late"), std::size(kKinds));
     }
+
+private:
+    std::vector<std::thread> threads_;
+    std::vector<pid_t> numbers_;
 };
 
 INSTANTIATE_TEST_SUITE_P(Kinds, RegistrationLock, ::testing::ValuesIn(kKinds), kind_name);
@@ -88,7 +93,7 @@ TEST_P(RegistrationLock, LetsACallbackDispatchAgain) {
             for (const Kind &which : kKinds) {
                 EXPECT_EQ(which.dispatch(1, nullptr), 0);
             }
-            std::this_thread::sleep_for(kAWhile);
+            EXPECT_TRUE(all_wait());
             EXPECT_EQ(reported("lock succ"), 0U);
         }
         return 0;
@@ -100,14 +105,15 @@ TEST_P(RegistrationLock, LetsACallbackDispatchAgain) {
 
 TEST_P(RegistrationLock, LetsSeveralThreadsDispatchAtOnce) {
     EXPECT_EQ(register_quietly(kind, "early", Callbacks::number<1>, 1), 0);
-    std::atomic<int> inside = 0;
+    std::latch all_inside(3);
     callbacks.on_event = [&](const Received &) {
-        ++inside;
-        EXPECT_TRUE(wait_until([&] { return inside == 3; }));
+        if (!all_inside.try_wait()) {
+            all_inside.arrive_and_wait();
+        }
         return 0;
     };
-    threads.emplace_back([this] { kind.dispatch(0, nullptr); });
-    threads.emplace_back([this] { kind.dispatch(0, nullptr); });
+    start([this] { kind.dispatch(0, nullptr); });
+    start([this] { kind.dispatch(0, nullptr); });
     kind.dispatch(0, nullptr);
     join();
     EXPECT_EQ(callbacks.take().size(), 3U);
@@ -118,18 +124,19 @@ TEST_P(RegistrationLock, MakesDispatchesOfAllKindsWaitForARegistration) {
     platform.on_log = [&](const Log &log, const char *) {
         if (log.text == "lock succ") {
             for (const Kind &which : kKinds) {
-                threads.emplace_back([&which, &dispatched] {
+                start([&which, &dispatched] {
                     which.dispatch(0, nullptr);
                     ++dispatched;
                 });
             }
         }
         if (log.text == "lock succ" || log.text == "unlock") {
-            std::this_thread::sleep_for(kAWhile);
+            EXPECT_TRUE(all_wait()) << log;
             EXPECT_EQ(dispatched, 0) << log;
         }
         if (log.text == "leave") {
-            EXPECT_TRUE(wait_until([&] { return dispatched == static_cast<int>(std::size(kKinds)); }));
+            join();
+            EXPECT_EQ(dispatched, static_cast<int>(std::size(kKinds)));
         }
     };
     EXPECT_EQ(kind.reg("router", Callbacks::number<1>, 1), 0);
@@ -156,7 +163,7 @@ TEST_P(RegistrationLock, KeepsTheListsWhole) {
     constexpr int kThreads = 4;
     constexpr int kRounds = 50;
     for (int t = 0; t < kThreads; ++t) {
-        threads.emplace_back([t] {
+        start([t] {
             trel_cap_dbg_inited = 1;
             for (int round = 0; round < kRounds; ++round) {
                 for (const Kind &which : kKinds) {

@@ -105,7 +105,7 @@ start_to_stay() { # ARGUMENT...
   "$program" --stay --quib "$quib" "$@" >"$work/out" 2>"$work/err" &
   pid=$!
   local i
-  for ((i = 0; i < 400; i++)); do
+  for ((i = 0; i < 800; i++)); do
     if grep -qs 'Ctrl-C ends it' "$work/out"; then return; fi
     kill -0 "$pid" || break
     sleep 0.05

@@ -53,7 +53,7 @@ start_redis() {
   server=$!
   # shellcheck disable=SC2064 # the values of now
   trap "kill $server; wait $server || true; rm -rf '$dir'" EXIT
-  for _ in {1..100}; do
+  for _ in {1..400}; do
     [ ! -S "$dir/redis" ] || break
     sleep 0.1
   done

@@ -1,11 +1,14 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <ox_zlog.h>
 #include <pthread.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <future>
 #include <thread>
 
+#include "asleep.h"
 #include "child.h"
 #include "log_line.h"
 
@@ -21,19 +24,20 @@ namespace zlog_test {
 
 namespace {
 
+std::promise<pid_t> logging;
+
 void *log_until_cancelled(void *category) {
+    logging.set_value(gettid());
     for (;;) {
         say(category, std::string(4000, 'x'));
         pthread_testcancel();
     }
 }
 
-void wait_until_full(int pipe_end) {
-    for (int before = -1, now = 0; before != now || now == 0;) {
-        before = now;
-        usleep(50 * 1000);
-        ioctl(pipe_end, FIONREAD, &now);
-    }
+bool is_nearly_full(int pipe_end) {
+    int unread = 0;
+    ioctl(pipe_end, FIONREAD, &unread);
+    return unread > fcntl(pipe_end, F_GETPIPE_SZ) / 2;
 }
 
 void drain(int pipe_end) {
@@ -54,7 +58,9 @@ int cancel_a_logger() {
     if (pthread_create(&logger, nullptr, log_until_cancelled, ox_zlog_init("c")) != 0) {
         return 2;
     }
-    wait_until_full(ends[0]);
+    if (!test_support::falls_asleep(logging.get_future().get()) || !is_nearly_full(ends[0])) {
+        return 4;
+    }
     pthread_cancel(logger);
     std::thread drainer(drain, ends[0]);
     void *result = nullptr;

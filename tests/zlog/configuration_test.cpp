@@ -81,7 +81,7 @@ TEST(Configuration, MayPipeToAProgram) {
     const std::string conf =
         directory.write("zlog.conf", "[formats]\nf = \"%m%n\"\n[rules]\n*.* | cat > " + log + "; f\n");
     EXPECT_EQ(log_one_line(conf).status, 0);
-    for (int i = 0; i < 1000 && read_file(log).empty(); ++i) {
+    for (int i = 0; i < 4000 && read_file(log).empty(); ++i) {
         usleep(10 * 1000);
     }
     EXPECT_EQ(read_file(log), "message\n");
