@@ -9,7 +9,6 @@ if(TREL_CAP_PLATFORM_LIBRARIES)
 else()
   set(TREL_CAP_USES_OWN_PLATFORM ON)
   pkg_check_modules(hiredis REQUIRED IMPORTED_TARGET hiredis)
-  pkg_check_modules(libuv REQUIRED IMPORTED_TARGET libuv)
   pkg_check_modules(libffi REQUIRED IMPORTED_TARGET libffi)
   pkg_check_modules(libedit REQUIRED IMPORTED_TARGET libedit)
 

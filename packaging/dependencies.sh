@@ -5,7 +5,7 @@
 packages_build=(
   build-essential ccache cmake ninja-build pkgconf
   libprotobuf-c-dev libprotobuf-dev protobuf-c-compiler # record types
-  libhiredis-dev libuv1-dev                             # object-store client
+  libhiredis-dev                                        # object-store client
   libzlog-dev                                           # logging layer, 1.2.18
   libffi-dev libedit-dev                                # console
   libcli11-dev nlohmann-json3-dev                       # trel_capctl
@@ -19,7 +19,7 @@ packages_arm=(crossbuild-essential-armhf qemu-user)
 # What is linked on ARM, in a system tree of its own; the rest of packages_build runs on the machine that builds.
 packages_arm_tree=(
   libc6-dev libstdc++6
-  libprotobuf-c-dev libhiredis-dev libuv1-dev libzlog-dev libffi-dev libedit-dev
+  libprotobuf-c-dev libhiredis-dev libzlog-dev libffi-dev libedit-dev
   libcli11-dev nlohmann-json3-dev libgmock-dev libgtest-dev
 )
 

@@ -280,16 +280,22 @@ int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *
     });
 }
 
-int32_t ox_mom_attach(MomClient *client, int fd, const MomAttachment *attachment) {
+int32_t ox_mom_attach(MomClient *client, int fd, uint32_t events, const MomAttachment *attachment) {
     return call(client, [&] {
-        return fd >= 0 && attachment && attachment->on_ready && attachment->on_destroy
-                   ? client->attach(fd, *attachment)
-                   : fail(OX_MOM_E_ARGUMENT, "a descriptor and two functions expected");
+        return attachment && attachment->on_ready ? client->attachments().attach(fd, events, *attachment)
+                                                  : fail(OX_MOM_E_ARGUMENT, "a function to call expected");
     });
 }
 
-int32_t ox_mom_detach(MomClient *client) {
-    return call(client, [&] { return client->detach(); });
+int32_t ox_mom_alter(MomClient *client, int fd, uint32_t events) {
+    return call(client, [&] { return client->attachments().alter(fd, events); });
+}
+
+int32_t ox_mom_detach(MomClient *client, int fd) {
+    return call(client, [&] {
+        client->attachments().detach(fd);
+        return 0;
+    });
 }
 
 const char *ox_mom_strerror(int32_t code) {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <new>
-#include <pthread.h>
+#include <optional>
 #include <utility>
 
 #include "error.h"
@@ -24,25 +24,11 @@ uint64_t this_thread() {
     return number;
 }
 
-std::atomic<uint32_t> forks{0};
-
-// How often this process is the child of a fork; counted there, so that asking costs no system call.
-uint32_t fork_generation() {
-    [[maybe_unused]] static const int once = pthread_atfork(nullptr, nullptr, [] { ++forks; });
-    return forks.load(std::memory_order_relaxed);
-}
-
 }  // namespace
 
-MomClient::MomClient() : owner_(this_thread()), fork_generation_(fork_generation()) {}
+MomClient::MomClient() : owner_(this_thread()) {}
 
-MomClient::~MomClient() {
-    if (attached_) {
-        const MomAttachment attachment = attached_->attachment();
-        attached_.reset();
-        attachment.on_destroy(attachment.arg);
-    }
-}
+MomClient::~MomClient() = default;
 
 MomClient *MomClient::create(const mom::StoreName &name, mom::Millis timeout) {
     std::unique_ptr<MomClient> client(new MomClient);
@@ -62,13 +48,13 @@ MomClient::CallScope::~CallScope() {
     }
     if (client_.destroyed_) {
         delete &client_;
-    } else if (!client_.queue_.empty() || client_.attached_ready()) {
+    } else if (client_.has_waiting()) {
         client_.loop_.wake();
     }
 }
 
 int32_t MomClient::check_caller() const {
-    if (fork_generation_ != fork_generation()) {
+    if (loop_.is_inherited()) {
         return fail(OX_MOM_E_FORK, "the client belongs to the process that this one was forked from");
     }
     if (owner_ != this_thread()) {
@@ -104,20 +90,6 @@ int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
         reconnect_cbs_[static_cast<size_t>(db)] = cb;
     }
     return code;
-}
-
-int32_t MomClient::attach(int fd, const MomAttachment &attachment) {
-    if (attached_) {
-        return fail(OX_MOM_E_ARGUMENT, "a descriptor is attached already");
-    }
-    attached_ = std::make_unique<mom::Attached>(loop_, fd, attachment);
-    loop_.run();
-    return 0;
-}
-
-int32_t MomClient::detach() {
-    attached_.reset();
-    return 0;
 }
 
 // Following.
@@ -198,22 +170,26 @@ Delivery &MomClient::put(Delivery::Kind kind, std::string_view notice) { return 
 // Delivering.
 
 int32_t MomClient::process(int32_t timeout_ms) {
-    const auto deadline = mom::Clock::now() + mom::Millis(std::max(timeout_ms, 0));
+    std::optional<mom::Millis> left;
+    mom::TimePoint deadline;
+    if (timeout_ms >= 0) {
+        left = mom::Millis(timeout_ms);
+        deadline = timeout_ms > 0 ? mom::Clock::now() + *left : deadline;
+    }
     for (;;) {
-        loop_.run();
+        const bool interrupted = !loop_.run(has_waiting() ? mom::Millis(0) : left);
         const int32_t made = deliver_waiting();
         if (destroyed_) {
             return fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback");
         }
-        if (made != 0 || timeout_ms == 0) {
+        if (made != 0 || timeout_ms == 0 || interrupted) {
             return made;
         }
-        const auto left = std::chrono::ceil<mom::Millis>(deadline - mom::Clock::now());
-        if (timeout_ms > 0 && left.count() <= 0) {
-            return 0;
-        }
-        if (!loop_.wait(timeout_ms < 0 ? std::nullopt : std::optional(left))) {
-            return 0;
+        if (left) {
+            left = std::chrono::ceil<mom::Millis>(deadline - mom::Clock::now());
+            if (left->count() <= 0) {
+                return 0;
+            }
         }
     }
 }
@@ -238,15 +214,16 @@ int32_t MomClient::deliver_waiting() {
 }
 
 int32_t MomClient::deliver_attached() {
-    if (!attached_ready() || destroyed_) {
-        return 0;
+    int32_t made = 0;
+    // In a child that a callback forked the loop is still the parent's, and the descriptors may be closed.
+    for (size_t left = attachments_.ready(); left > 0 && attachments_.ready() > 0; --left) {
+        if (destroyed_ || loop_.is_inherited()) {
+            break;
+        }
+        attachments_.tell_next();
+        ++made;
     }
-    attached_->call();
-    // In a child that it forked the loop is still the parent's, and the descriptor may be closed.
-    if (!destroyed_ && fork_generation_ == fork_generation()) {
-        loop_.run();
-    }
-    return 1;
+    return made;
 }
 
 int32_t MomClient::deliver(Delivery &delivery) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "attached.h"
+#include "attachments.h"
 #include "delivery.h"
 #include "loop.h"
 #include "ox_mom.h"
@@ -72,9 +72,8 @@ public:
     // Waits so long (below 0: for ever) until there is something to call back for, and does. How many calls it made.
     int32_t process(int32_t timeout_ms);
 
-    // Another library's descriptor, served from process(). One at a time.
-    int32_t attach(int fd, const MomAttachment &attachment);
-    int32_t detach();
+    // Other libraries' descriptors, served from process().
+    mom::Attachments &attachments() { return attachments_; }
 
     // Readable when process() has something to do.
     int fd() const { return loop_.fd(); }
@@ -99,7 +98,7 @@ private:
     mom::Delivery &put(mom::Delivery::Kind kind, std::string_view notice = {});
     int32_t deliver_waiting();
     int32_t deliver_attached();
-    bool attached_ready() const { return attached_ && attached_->ready(); }
+    bool has_waiting() const { return !queue_.empty() || attachments_.ready() > 0; }
     int32_t deliver(mom::Delivery &delivery);
     int32_t deliver_notice(const mom::Delivery &delivery, std::string_view text);
     int32_t deliver_present(const mom::Delivery &delivery);
@@ -107,7 +106,6 @@ private:
     int32_t deliver_restored(const mom::Delivery &delivery);
 
     uint64_t owner_;
-    uint32_t fork_generation_;
     int depth_ = 0;
     bool destroyed_ = false;
 
@@ -119,5 +117,5 @@ private:
     uint64_t place_ = 0;  // of the latest delivery
     mom::ScratchPool scratches_;
     Workspace workspace_;
-    std::unique_ptr<mom::Attached> attached_;
+    mom::Attachments attachments_{loop_};  // the last: it is told that the client goes while the rest is still there
 };

@@ -10,6 +10,7 @@
 #include <sys/time.h>
 #include <utility>
 
+#include "base/fd.h"
 #include "error.h"
 
 namespace mom {
@@ -38,6 +39,11 @@ std::unique_ptr<Connection> Connection::open(const Endpoint &endpoint, int32_t *
     }
     if (context->err) {
         *code = fail(OX_MOM_E_CONNECT, "cannot connect to %s: %s", peer.c_str(), context->errstr);
+        return nullptr;
+    }
+    context->fd = base::Fd(context->fd).release();
+    if (context->fd < 0) {
+        *code = fail(OX_MOM_E_CONNECT, "cannot connect to %s: %s", peer.c_str(), strerror(errno));
         return nullptr;
     }
     fcntl(context->fd, F_SETFD, FD_CLOEXEC);

@@ -50,7 +50,7 @@ public:
     bool is_broken() const { return answers_.is_broken(); }
 
     // How long await_reply() waits in all. Makes the descriptor blocking, with that limit; only await_reply() makes use
-    // of it. A loop that begins to watch it afterwards makes it non-blocking again, and await_reply() slower.
+    // of it.
     void set_limit(Millis limit);
 
     // Sends what was added and waits for one reply. nullptr: *code tells whether the connection is lost or the time

@@ -22,11 +22,11 @@ int32_t Dialogue::start(const Endpoint &endpoint, std::span<const Command> comma
     }
     expected_ = commands.size();
     watch_ = std::make_unique<Watch>(loop_, connection_->fd(), *this);
-    watch_->set(UV_WRITABLE);
+    watch_->set(EPOLLOUT);
     return 0;
 }
 
-void Dialogue::on_ready(int events) {
+void Dialogue::on_ready(uint32_t events) {
     const bool going_on = advance(events);
     if (going_on && replies_.size() < expected_) {
         return;
@@ -51,7 +51,7 @@ void Dialogue::on_no_memory() noexcept {
 }
 
 // False when the connection failed.
-bool Dialogue::advance(int events) {
+bool Dialogue::advance(uint32_t events) {
     if (!connected_) {
         code_ = OX_MOM_E_CONNECT;
         if (!connection_->finish_connecting()) {
@@ -60,7 +60,7 @@ bool Dialogue::advance(int events) {
         connected_ = true;
     }
     code_ = OX_MOM_E_LOST;
-    if (!connection_->send() || ((events & UV_READABLE) && connection_->receive() < 0)) {
+    if (!connection_->send() || ((events & EPOLLIN) && connection_->receive() < 0)) {
         return false;
     }
     while (replies_.size() < expected_) {
@@ -70,7 +70,7 @@ bool Dialogue::advance(int events) {
         }
         replies_.push_back(reply);
     }
-    watch_->set(connection_->has_unsent() ? UV_READABLE | UV_WRITABLE : UV_READABLE);
+    watch_->set(connection_->has_unsent() ? EPOLLIN | EPOLLOUT : EPOLLIN);
     return !connection_->is_broken();
 }
 

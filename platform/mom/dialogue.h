@@ -29,9 +29,9 @@ public:
     int32_t start(const Endpoint &endpoint, std::span<const Command> commands);
 
 private:
-    void on_ready(int events) override;
+    void on_ready(uint32_t events) override;
     void on_no_memory() noexcept override;
-    bool advance(int events);
+    bool advance(uint32_t events);
 
     Loop &loop_;
     Done done_;

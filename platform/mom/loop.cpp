@@ -1,179 +1,124 @@
 #include "loop.h"
 
-#include <bit>
+#include <algorithm>
 #include <cerrno>
-#include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <new>
-#include <poll.h>
-#include <sys/epoll.h>
-#include <sys/timerfd.h>
+#include <sys/eventfd.h>
 #include <unistd.h>
-#include <utility>
 
 namespace mom {
 
-namespace {
+bool Loop::open() {
+    count_forks();
+    fork_generation_ = fork_generation();
+    epoll_ = base::Fd(epoll_create1(EPOLL_CLOEXEC));
+    wake_ = base::Fd(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+    return epoll_ && wake_ && timer_.open() && control(EPOLL_CTL_ADD, wake_.get(), EPOLLIN, &wake_) &&
+           control(EPOLL_CTL_ADD, timer_.fd(), EPOLLIN, &timer_);
+}
 
-constexpr int kOwnDescriptors = 8;  // more than libuv opens for itself
+bool Loop::control(int operation, int fd, uint32_t events, void *source) const {
+    epoll_event event{.events = events, .data = {.ptr = source}};
+    return epoll_ctl(epoll_.get(), operation, fd, &event) == 0;
+}
 
-// The handler is asked for anew after a failure: the call may have ended it.
-template <class Find, class Call>
-void guarded(Find handler, Call call) {
+template <class Call>
+void Loop::call_handler(Call call) {
     try {
-        if (handler()) {
-            call(*handler());
+        if (handler_) {
+            call(*handler_);
         }
     } catch (const std::bad_alloc &) {
-        if (handler()) {
-            handler()->on_no_memory();
+        if (handler_) {  // the call may have ended it
+            handler_->on_no_memory();
         }
     }
 }
 
-// libuv ends the process when it finds no memory for its list of descriptors. Where it is about to need some, it is
-// asked for here first, and given back at once.
-bool has_room(const uv_loop_t &loop, int fd) {
-    if (static_cast<size_t>(fd) < loop.nwatchers) {
-        return true;
-    }
-    const size_t needed = std::bit_ceil(static_cast<size_t>(fd) + 3);  // as libuv counts
-    void *room = std::malloc(needed * sizeof(void *));
-    // Seen by nobody, the pair could be left out by the compiler.
-    asm volatile("" : : "r"(room) : "memory");
-    std::free(room);
-    return room != nullptr;
-}
-
-// libuv also ends the process when the system has no memory to watch a descriptor. So it is watched for nothing before
-// libuv adds it, which then finds it there.
-bool reserve(const uv_loop_t &loop, int fd) {
-    epoll_event nothing{.events = 0, .data = {.fd = fd}};
-    return epoll_ctl(uv_backend_fd(&loop), EPOLL_CTL_ADD, fd, &nothing) == 0 || errno == EEXIST;
-}
-
-}  // namespace
-
-Loop::~Loop() {
-    if (!opened_) {
-        return;
-    }
-    handler_ = nullptr;
-    uv_close(reinterpret_cast<uv_handle_t *>(&wake_), nullptr);
-    uv_close(reinterpret_cast<uv_handle_t *>(&timer_), nullptr);
-    uv_run(&loop_, UV_RUN_DEFAULT);
-    uv_loop_close(&loop_);
-    close(timer_fd_);
-}
-
-bool Loop::open() {
-    timer_fd_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
-    if (timer_fd_ < 0) {
+bool Loop::run(std::optional<Millis> limit) {
+    if (is_inherited()) {
         return false;
     }
-    if (!has_room(loop_, timer_fd_ + kOwnDescriptors) || uv_loop_init(&loop_) != 0) {
-        close(timer_fd_);
-        return false;
+    call_handler([](LoopHandler &handler) { handler.before_run(); });
+    const int count = epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()),
+                                 limit ? std::max(static_cast<int>(limit->count()), 0) : -1);
+    if (count < 0) {
+        return errno != EINTR;
     }
-    const auto on_wake = [](uv_async_t *wake) {
-        guarded([wake] { return static_cast<Loop *>(wake->data)->handler_; },
-                [](LoopHandler &handler) { handler.on_wake(); });
-    };
-    if (uv_async_init(&loop_, &wake_, on_wake) != 0) {
-        uv_loop_close(&loop_);
-        close(timer_fd_);
-        return false;
+    for (fetched_ = std::span(events_).first(static_cast<size_t>(count)); !fetched_.empty();
+         fetched_ = fetched_.subspan(1)) {
+        tell(fetched_.front().data.ptr, fetched_.front().events);
     }
-    wake_.data = this;
-    uv_poll_init(&loop_, &timer_, timer_fd_);
-    timer_.data = this;
-    uv_poll_start(&timer_, UV_READABLE, [](uv_poll_t *timer, int, int) {
-        auto *loop = static_cast<Loop *>(timer->data);
-        uint64_t expirations = 0;
-        if (read(loop->timer_fd_, &expirations, sizeof expirations) > 0) {
-            guarded([loop] { return loop->handler_; }, [](LoopHandler &handler) { handler.on_deadline(); });
-        }
-    });
-    opened_ = true;
-    run();
     return true;
 }
 
-void Loop::run() {
-    guarded([this] { return handler_; }, [](LoopHandler &handler) { handler.before_run(); });
-    do {
-        unarmed_ = false;
-        uv_run(&loop_, UV_RUN_NOWAIT);
-    } while (unarmed_);
-}
-
-bool Loop::wait(std::optional<Millis> timeout) const {
-    pollfd waiting{.fd = fd(), .events = POLLIN, .revents = 0};
-    timespec limit{};
-    if (timeout) {
-        limit.tv_sec = static_cast<time_t>(timeout->count() / 1000);
-        limit.tv_nsec = static_cast<long>(timeout->count() % 1000) * 1000000L;
+void Loop::tell(void *source, uint32_t events) {
+    if (source == &wake_) {
+        eventfd_t times = 0;
+        eventfd_read(wake_.get(), &times);
+        woken_.exchange(false);  // first: who wakes from here on is told of once more
+        call_handler([](LoopHandler &handler) { handler.on_wake(); });
+    } else if (source == &timer_) {
+        if (timer_.take()) {
+            call_handler([](LoopHandler &handler) { handler.on_deadline(); });
+        }
+    } else if (auto *watch = static_cast<Watch *>(source)) {
+        const bool ended = (events & (EPOLLERR | EPOLLHUP)) != 0;
+        const uint32_t told = ended ? events | watch->events_ : events & watch->events_;
+        if (told == 0 || watch->events_ == 0) {
+            return;
+        }
+        try {
+            watch->handler_.on_ready(told);
+        } catch (const std::bad_alloc &) {
+            if (fetched_.front().data.ptr == watch) {  // the call may have ended it
+                watch->handler_.on_no_memory();
+            }
+        }
     }
-    return ppoll(&waiting, 1, timeout ? &limit : nullptr, nullptr) >= 0 || errno != EINTR;
 }
 
-void Loop::wake() { uv_async_send(&wake_); }
+void Loop::forget(const Watch &watch) {
+    for (epoll_event &event : fetched_) {
+        if (event.data.ptr == &watch) {
+            event.data.ptr = nullptr;
+        }
+    }
+}
+
+void Loop::wake() {
+    if (!is_inherited() && !woken_.exchange(true)) {
+        eventfd_write(wake_.get(), 1);
+    }
+}
 
 void Loop::set_deadline(std::optional<TimePoint> when) {
-    itimerspec setting{};
-    if (when) {
-        const auto since_start = when->time_since_epoch();
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(since_start);
-        setting.it_value.tv_sec = static_cast<time_t>(seconds.count());
-        setting.it_value.tv_nsec = static_cast<long>(std::chrono::nanoseconds(since_start - seconds).count());
+    if (!is_inherited()) {
+        timer_.set(when);
     }
-    timerfd_settime(timer_fd_, TFD_TIMER_ABSTIME, &setting, nullptr);
-}
-
-Watch::Watch(Loop &loop, int fd, WatchHandler &handler) : loop_(loop) {
-    if (!has_room(*loop.raw(), fd)) {
-        throw std::bad_alloc();
-    }
-    auto handle = std::make_unique<Handle>(Handle{.poll = {}, .handler = &handler, .events = 0});
-    if (uv_poll_init(loop.raw(), &handle->poll, fd) != 0) {
-        throw std::bad_alloc();  // it can be polled, so it is the system that has no memory
-    }
-    handle_ = handle.release();
-    handle_->poll.data = handle_;
 }
 
 Watch::~Watch() {
-    handle_->handler = nullptr;
-    uv_close(reinterpret_cast<uv_handle_t *>(&handle_->poll), [](uv_handle_t *closed) {
-        delete static_cast<Handle *>(closed->data);  // NOLINT(cppcoreguidelines-owning-memory): libuv held it
-    });
+    try_set(0);
+    loop_.forget(*this);
 }
 
-void Watch::set(int events) {
-    if (events == std::exchange(handle_->events, events)) {
-        return;
-    }
-    // Stops watching for what was asked before. The loop begins to watch for the new when it runs.
-    uv_poll_start(&handle_->poll, events, [](uv_poll_t *poll, int status, int ready) {
-        // An error shows itself when the socket is used, after what has come before it. libuv stops watching at one.
-        if (status < 0) {
-            static_cast<Handle *>(poll->data)->events = 0;
-        }
-        guarded([poll] { return static_cast<Handle *>(poll->data)->handler; },
-                [&](WatchHandler &handler) { handler.on_ready(status < 0 ? UV_READABLE | UV_WRITABLE : ready); });
-    });
-    if (events == 0) {
-        return;
-    }
-    int fd = -1;
-    uv_fileno(reinterpret_cast<uv_handle_t *>(&handle_->poll), &fd);
-    if (!reserve(*loop_.raw(), fd)) {
-        uv_poll_stop(&handle_->poll);
-        handle_->events = 0;
+void Watch::set(uint32_t events) {
+    if (!try_set(events)) {
         throw std::bad_alloc();
     }
-    loop_.must_arm();
+}
+
+bool Watch::try_set(uint32_t events) {
+    if (events == events_ || loop_.is_inherited()) {
+        return true;
+    }
+    const int operation = events_ == 0 ? EPOLL_CTL_ADD : events == 0 ? EPOLL_CTL_DEL : EPOLL_CTL_MOD;
+    if (!loop_.control(operation, fd_, events, this) && operation != EPOLL_CTL_DEL) {
+        return false;
+    }
+    events_ = events;
+    return true;
 }
 
 }  // namespace mom

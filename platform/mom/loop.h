@@ -1,16 +1,22 @@
-// The event loop of one client: libuv, arranged so that one descriptor tells a foreign poll loop of everything.
+// The event loop of one client: an epoll descriptor, which so tells a foreign poll loop of everything.
 #pragma once
 
+#include <array>
+#include <atomic>
+#include <cstdint>
 #include <optional>
-
-#include <uv.h>
+#include <span>
+#include <sys/epoll.h>
 
 #include "backoff.h"
+#include "base/fd.h"
+#include "base/timer.h"
+#include "fork.h"
 
 namespace mom {
 
 // Told what happened in the loop, on the thread that runs it. What they throw for want of memory comes back to them as
-// on_no_memory(): it may not cross libuv.
+// on_no_memory().
 class LoopHandler {
 public:
     virtual void on_wake() = 0;
@@ -24,81 +30,94 @@ protected:
     ~LoopHandler() = default;
 };
 
+class Watch;
+
 class Loop {
 public:
     Loop() = default;
     Loop(const Loop &) = delete;
     Loop &operator=(const Loop &) = delete;
-    ~Loop();
+    ~Loop() = default;
 
-    // False when the system has no descriptors left.
+    // False when the system has no descriptors or no memory left, which errno tells.
     bool open();
 
     // The handler is called from run() only; none: events are dropped.
     void set_handler(LoopHandler *handler) { handler_ = handler; }
 
     // Readable when run() has something to do.
-    int fd() const { return uv_backend_fd(&loop_); }
+    int fd() const { return epoll_.get(); }
 
-    // Handles what is ready, without waiting.
-    void run();
-
-    // Waits until run() has something to do, or the time is up (empty: for ever). False when a signal came first.
-    bool wait(std::optional<Millis> timeout) const;
+    // Handles what is ready; if nothing is, waits for it so long (empty: for ever). False when a signal came first. Not
+    // to be called by a handler.
+    bool run(std::optional<Millis> limit = Millis(0));
 
     // Makes run() call on_wake. Any thread.
     void wake();
 
-    // Makes run() call on_deadline once, at that time; empty: never. A timer of libuv would not make fd() readable.
+    // Makes run() call on_deadline once, at that time; empty: never.
     void set_deadline(std::optional<TimePoint> when);
 
-    uv_loop_t *raw() { return &loop_; }
-
-    // A watch was added or altered: libuv arms it only when it runs again.
-    void must_arm() { unarmed_ = true; }
+    // This process is a forked child. It has the parent's epoll descriptor, and leaves alone what that watches.
+    bool is_inherited() const { return fork_generation_ != fork_generation(); }
 
 private:
-    uv_loop_t loop_{};
-    uv_async_t wake_{};
-    uv_poll_t timer_{};
-    int timer_fd_ = -1;
-    bool opened_ = false;
-    bool unarmed_ = false;
+    friend class Watch;
+
+    template <class Call>
+    void call_handler(Call call);
+    bool control(int operation, int fd, uint32_t events, void *source) const;
+    void tell(void *source, uint32_t events);
+    void forget(const Watch &watch);
+
+    base::Fd epoll_;
+    base::Fd wake_;
+    base::Timer timer_;
+    std::atomic<bool> woken_ = false;  // wake_ is readable, or about to be
+    uint32_t fork_generation_ = 0;
     LoopHandler *handler_ = nullptr;
+
+    std::array<epoll_event, 32> events_{};
+    std::span<epoll_event> fetched_;  // of them: the one that is being told, and those that follow
 };
 
-// Told that a watched socket is ready.
+// Told that a watched descriptor is ready.
 class WatchHandler {
 public:
-    virtual void on_ready(int events) = 0;
+    virtual void on_ready(uint32_t events) = 0;
     virtual void on_no_memory() noexcept = 0;
 
 protected:
     ~WatchHandler() = default;
 };
 
-// A socket in the loop. Destroyed before the socket is closed; may be destroyed from its own handler.
+// A descriptor in the loop. Destroyed before the descriptor is closed. Its own handler and others may alter and destroy
+// it: it is told of nothing that it was not watched for when told.
 class Watch {
 public:
-    Watch(Loop &loop, int fd, WatchHandler &handler);
+    Watch(Loop &loop, int fd, WatchHandler &handler) : loop_(loop), handler_(handler), fd_(fd) {}
     Watch(const Watch &) = delete;
     Watch &operator=(const Watch &) = delete;
     ~Watch();
 
-    // Events as libuv's: UV_READABLE, UV_WRITABLE, UV_DISCONNECT; 0: not watched. Throws std::bad_alloc, also when it
-    // is the system that has no memory to watch the socket; then it is not watched.
-    void set(int events);
+    // Events as epoll's, told as long as they last; 0: not watched. After an error or a hang-up all of them are told:
+    // whoever uses the descriptor then sees what it is, after what has come before it.
+    //
+    // Throws std::bad_alloc when the system has no memory to watch the descriptor. Then it is not watched.
+    void set(uint32_t events);
+
+    // The same; false, and errno tells why, instead.
+    bool try_set(uint32_t events);
+
+    int fd() const { return fd_; }
 
 private:
-    // Outlives the watch until libuv has let go of it.
-    struct Handle {
-        uv_poll_t poll;
-        WatchHandler *handler;
-        int events;
-    };
+    friend class Loop;
 
     Loop &loop_;
-    Handle *handle_ = nullptr;
+    WatchHandler &handler_;
+    int fd_;
+    uint32_t events_ = 0;
 };
 
 }  // namespace mom

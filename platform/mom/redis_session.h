@@ -58,10 +58,10 @@ private:
     public:
         IdleWatch(RedisSession &session, Loop &loop, int fd) : session_(session), watch_(loop, fd, *this) { resume(); }
         void pause() { watch_.set(0); }
-        void resume() { watch_.set(UV_DISCONNECT); }
+        void resume() { watch_.set(EPOLLRDHUP); }
 
     private:
-        void on_ready(int) override { session_.lose("a connection was closed by the server"); }
+        void on_ready(uint32_t) override { session_.lose("a connection was closed by the server"); }
         void on_no_memory() noexcept override { session_.on_no_memory(); }
 
         RedisSession &session_;
@@ -111,7 +111,7 @@ private:
 
     // Following.
     void watch_link();
-    void on_ready(int events) override;
+    void on_ready(uint32_t events) override;
     bool read_link();
     void on_reply(const Reply &reply);
     void hear();

@@ -1,25 +1,8 @@
 #include "fd.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include "process.h"
 
 namespace quib {
-
-Fd::Fd(int fd) : fd_(fd) {
-    if (fd_ >= 0 && fd_ <= STDERR_FILENO) {
-        const int moved = fcntl(fd_, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-        close(fd_);
-        fd_ = moved;
-    }
-}
-
-Fd::~Fd() {
-    if (fd_ >= 0) {
-        close(fd_);
-    }
-}
 
 ParentFd::ParentFd(Fd fd) {
     if (fd) {

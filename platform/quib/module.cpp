@@ -2,17 +2,34 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
 #include <new>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 #include <utility>
 
+#include "interpreter.h"
+#include "quib.h"
+#include "report.h"
+
 namespace quib {
 
 namespace {
 
 constexpr std::chrono::milliseconds kPause(200);
+
+// $QUIB_IDLE_MS, or the default.
+std::chrono::milliseconds idle_limit() {
+    const char *text = std::getenv("QUIB_IDLE_MS");
+    int limit = 0;
+    if (text && std::from_chars(text, text + std::strlen(text), limit).ptr == text + std::strlen(text) && limit > 0) {
+        return std::chrono::milliseconds(limit);
+    }
+    return kIdleLimit;
+}
 
 bool may_connect(const Fd &socket) {
     ucred peer{};
@@ -35,15 +52,71 @@ std::string in_words(std::chrono::milliseconds time) {
 
 }  // namespace
 
-Module::Module(Poller &poller, std::string name, std::unique_ptr<Listener> listener,
-               std::chrono::milliseconds idle_limit)
-    : poller_(poller), name_(std::move(name)), listener_(std::move(listener)), idle_limit_(idle_limit) {
-    if (!poller_.add(listener_->fd(), EPOLLIN, *this)) {
-        throw std::bad_alloc();
+Module::Module(MomClient *client, std::string_view name, std::unique_ptr<Listener> listener, base::Timer timer,
+               void (*on_destroy)(void *module))
+    : client_(client),
+      pid_(getpid()),
+      name_(name),
+      listener_(std::move(listener)),
+      timer_(std::move(timer)),
+      idle_limit_(idle_limit()),
+      listening_(client, listener_->fd(), EPOLLIN,
+                 {.on_ready = [](void *module, uint32_t) { static_cast<Module *>(module)->accept_all(); },
+                  .on_destroy = nullptr,
+                  .arg = this}),
+      timing_(client, timer_.fd(), EPOLLIN,
+              {.on_ready = [](void *module, uint32_t) { static_cast<Module *>(module)->tidy(); },
+               .on_destroy = on_destroy,
+               .arg = this}) {}
+
+int32_t Module::make(MomClient *client, std::string_view name, void (*on_destroy)(void *module),
+                     std::unique_ptr<Module> &module) {
+    base::Timer timer;
+    if (!timer.open()) {
+        report("no descriptors left");
+        return QUIB_E_SOCKET;
+    }
+    std::unique_ptr<Listener> listener;
+    const int32_t code = Listener::make(std::string(name), listener);
+    if (code == 0) {
+        module.reset(new Module(client, name, std::move(listener), std::move(timer), on_destroy));
+    }
+    return code;
+}
+
+bool Module::is_of_this_process() const { return getpid() == pid_; }
+
+void Module::on_ready(Operator &which, uint32_t events) {
+    which.move_bytes(events);
+    if (which.has_line()) {
+        run_line(which);
+    }
+    // A command may have destroyed the client, or forked.
+    if (is_of_this_process() && ox_mom_client_fd(client_) >= 0) {
+        tidy();
     }
 }
 
-void Module::on_events(uint32_t) try {
+// A command may run the client, and so come back here for other operators.
+void Module::run_line(Operator &from) try {
+    Answer answer = interpret(commands_, from.take_line());
+    if (is_of_this_process()) {
+        from.answer(std::move(answer));
+    }
+} catch (const std::bad_alloc &) {
+    from.abandon();
+}
+
+void Module::accept_all() {
+    try {
+        accept_waiting();
+    } catch (const std::bad_alloc &) {
+        // The one who was to be accepted is gone; the next come again.
+    }
+    set_timer();
+}
+
+void Module::accept_waiting() {
     for (;;) {
         Fd socket(accept4(listener_->fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
         if (socket) {
@@ -55,8 +128,6 @@ void Module::on_events(uint32_t) try {
             return;
         }
     }
-} catch (const std::bad_alloc &) {
-    // The one who was to be accepted is gone; the next come again.
 }
 
 void Module::accept_one(Fd socket) {
@@ -69,22 +140,28 @@ void Module::accept_one(Fd socket) {
         refuse(socket, std::to_string(kOperatorLimit) + " operators are connected already");
         return;
     }
-    operators_.emplace_back(poller_, std::move(socket));
+    operators_.emplace_back(client_, std::move(socket), static_cast<OperatorHandler &>(*this));
 }
 
 // Nothing can be accepted for want of descriptors, and the listener stays readable.
 void Module::pause() {
-    poller_.change(listener_->fd(), 0, *this);
+    listening_.set(0);
     paused_until_ = Clock::now() + kPause;
 }
 
-Operator *Module::next(uint64_t turn) {
-    const auto waiting =
-        std::ranges::find_if(operators_, [&](const Operator &each) { return each.turn != turn && each.has_line(); });
-    return waiting != operators_.end() ? &*waiting : nullptr;
+// Lets go of operators who are done, or have been silent for too long; accepts again after a pause.
+void Module::tidy() {
+    const TimePoint now = Clock::now();
+    dismiss_silent(now);
+    operators_.remove_if([](const Operator &each) { return each.finished(); });
+    if (paused_until_ && now >= *paused_until_) {
+        paused_until_.reset();
+        listening_.set(EPOLLIN);
+    }
+    set_timer();
 }
 
-void Module::tidy(TimePoint now) {
+void Module::dismiss_silent(TimePoint now) try {
     for (Operator &each : operators_) {
         if (!each.busy() && !each.finished() && now - each.last_active() >= idle_limit_) {
             std::string frames;
@@ -93,28 +170,19 @@ void Module::tidy(TimePoint now) {
             each.abandon();
         }
     }
-    sweep();
-    if (paused_until_ && now >= *paused_until_) {
-        paused_until_.reset();
-        poller_.change(listener_->fd(), EPOLLIN, *this);
-    }
+} catch (const std::bad_alloc &) {
+    // The timer is set for a time that has passed: it is tried again.
 }
 
-void Module::sweep() {
-    operators_.remove_if([](const Operator &each) { return each.finished(); });
-}
-
-std::optional<TimePoint> Module::deadline() const {
+// For the next time that there is something to tidy.
+void Module::set_timer() {
     std::optional<TimePoint> first = paused_until_;
-    const auto consider = [&](TimePoint when) { first = first ? std::min(*first, when) : when; };
     for (const Operator &each : operators_) {
-        if (each.has_line()) {
-            consider(TimePoint::min());
-        } else if (!each.busy()) {
-            consider(each.last_active() + idle_limit_);
+        if (!each.busy()) {
+            first = std::min(first.value_or(TimePoint::max()), each.last_active() + idle_limit_);
         }
     }
-    return first;
+    timer_.set(first);
 }
 
 }  // namespace quib

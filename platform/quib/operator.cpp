@@ -17,11 +17,18 @@ constexpr int kChunksATurn = 16;  // an operator who takes everything at once mu
 
 }  // namespace
 
-Operator::Operator(Poller &poller, Fd socket) : poller_(poller), socket_(std::move(socket)), watched_(EPOLLIN) {
+Operator::Operator(MomClient *client, Fd socket, OperatorHandler &handler)
+    : handler_(handler),
+      socket_(std::move(socket)),
+      watch_(client, socket_.get(), EPOLLIN,
+             {.on_ready =
+                  [](void *arg, uint32_t events) {
+                      auto *which = static_cast<Operator *>(arg);
+                      which->handler_.on_ready(*which, events);
+                  },
+              .on_destroy = nullptr,
+              .arg = this}) {
     input_.reserve(kLineLimit);
-    if (!poller_.add(socket_.get(), watched_, *this)) {
-        throw std::bad_alloc();
-    }
 }
 
 bool Operator::unsent() const { return sent_ < ready_.size() || answer_.output.file || !answer_.frames.empty(); }
@@ -41,7 +48,7 @@ std::string Operator::take_line() {
     }
     busy_ = true;
     last_active_ = Clock::now();
-    watch();
+    wait();
     return line;
 }
 
@@ -51,34 +58,34 @@ void Operator::answer(Answer answer) {
     output_at_ = 0;
     last_active_ = Clock::now();
     send_some();
-    watch();
+    wait();
 }
 
 void Operator::dismiss(const std::string &frames) {
     answer_.frames += frames;
     closing_ = true;
     send_some();
-    watch();
+    wait();
 }
 
 void Operator::abandon() {
     gone_ = true;
     busy_ = false;
-    watch();
+    wait();
 }
 
-void Operator::on_events(uint32_t events) try {
-    const bool reading = (watched_ & EPOLLIN) != 0;
+void Operator::move_bytes(uint32_t events) try {
+    const bool reading = (watch_.events() & EPOLLIN) != 0;
     if ((events & (EPOLLHUP | EPOLLERR)) != 0 && !reading) {
         gone_ = true;
     } else if (reading) {
         read_some();
     }
     send_some();
-    watch();
+    wait();
 } catch (const std::bad_alloc &) {
     gone_ = true;
-    watch();
+    wait();
 }
 
 void Operator::read_some() {
@@ -135,17 +142,16 @@ void Operator::send_some() {
     }
 }
 
-// Reads only when a line may be taken as soon as it comes; what waits in the connection meanwhile waits there.
-void Operator::watch() {
+// Reads only when a line may be taken as soon as it comes; what waits in the connection meanwhile waits there. A line
+// that has come already is taken when the operator has taken the answers before it.
+void Operator::wait() {
     const bool reading = !ended_ && !closing_ && !busy_ && !unsent() && input_.find('\n') == std::string::npos;
-    const uint32_t wanted = (reading ? uint32_t{EPOLLIN} : 0) | (unsent() ? uint32_t{EPOLLOUT} : 0);
+    const bool writing = unsent() || has_line();
+    const uint32_t wanted = (reading ? uint32_t{EPOLLIN} : 0) | (writing ? uint32_t{EPOLLOUT} : 0);
+    gone_ = gone_ || !watch_.set(wanted);
     if (gone_) {
-        // Its end would be told again and again until it is swept up.
-        poller_.remove(socket_.get());
-    } else if (wanted != watched_ && !poller_.change(socket_.get(), wanted, *this)) {
-        gone_ = true;
+        watch_.end();  // its end would be told again and again until it is swept up
     }
-    watched_ = wanted;
 }
 
 }  // namespace quib

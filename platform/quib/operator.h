@@ -1,20 +1,41 @@
 // One operator's connection.
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 
 #include "answer.h"
 #include "fd.h"
-#include "poller.h"
+#include "ox_mom.h"
+#include "watch.h"
 
 namespace quib {
 
-class Operator final : private Source {
+using Clock = std::chrono::steady_clock;
+using TimePoint = Clock::time_point;
+
+class Operator;
+
+class OperatorHandler {
 public:
-    Operator(Poller &poller, Fd socket);
+    // There is something to do for the operator, which may be destroyed.
+    virtual void on_ready(Operator &which, uint32_t events) = 0;
+
+protected:
+    ~OperatorHandler() = default;
+};
+
+class Operator final {
+public:
+    // Throws std::bad_alloc.
+    Operator(MomClient *client, Fd socket, OperatorHandler &handler);
     Operator(const Operator &) = delete;
     Operator &operator=(const Operator &) = delete;
     ~Operator() = default;
+
+    // Reads and sends what these events, which the handler was told of, allow.
+    void move_bytes(uint32_t events);
 
     // A line has come, and everything before it has been answered and taken.
     bool has_line() const;
@@ -32,19 +53,16 @@ public:
     TimePoint last_active() const { return last_active_; }
     bool busy() const { return busy_; }
 
-    uint64_t turn = 0;  // when it last had a command run, by its server's count
-
 private:
-    void on_events(uint32_t events) override;
     void read_some();
     void send_some();
     bool fill();
     bool unsent() const;
-    void watch();
+    void wait();
 
-    Poller &poller_;
+    OperatorHandler &handler_;
     ParentFd socket_;
-    uint32_t watched_ = 0;
+    Watch watch_;
     TimePoint last_active_ = Clock::now();
 
     std::string input_;

@@ -9,8 +9,8 @@
 
 #include "commands.h"
 #include "format.h"
+#include "modules.h"
 #include "ox_mom.h"
-#include "server.h"
 
 namespace {
 

@@ -6,9 +6,10 @@ cd "$1"
 # The project's places and the libraries that each may include beside its own files and the standard headers.
 declare -A allowed=(
   [platform/include]="protobuf-c"
-  [platform/mom]="platform/include protobuf-c hiredis libuv"
-  [platform/zlog]="platform/include zlog"
-  [platform/quib]="platform/include attachment libffi"
+  [platform/base]=""
+  [platform/mom]="platform/include platform/base protobuf-c hiredis"
+  [platform/zlog]="platform/include platform/base zlog"
+  [platform/quib]="platform/include platform/base attachment libffi"
   [platform/quib/console]="platform/include platform/quib libedit cli11 nlohmann-json"
   [app/trel_cap/include]="platform/include records"
   [app/trel_cap/src/log]="app/trel_cap/include platform/include"
@@ -28,10 +29,10 @@ place_of() { # NAME INCLUDING_FILE
     *.pb-c.h) echo records && return ;;
     protobuf-c/*) echo protobuf-c && return ;;
     hiredis.h | hiredis/* | async.h | read.h) echo hiredis && return ;;
-    uv.h | uv/*) echo libuv && return ;;
     zlog.h) echo zlog && return ;;
     ffi.h) echo libffi && return ;;
     mom/attachment.h) echo attachment && return ;;
+    base/*) echo platform/base && return ;;
     histedit.h | editline/*) echo libedit && return ;;
     CLI/*) echo cli11 && return ;;
     nlohmann/*) echo nlohmann-json && return ;;

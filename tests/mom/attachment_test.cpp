@@ -1,12 +1,17 @@
-// A descriptor of another library's in the client's loop.
+// Descriptors of another library's in the client's loop.
 #include "asleep.h"
 #include "mom_test.h"
 
 #include "mom/attachment.h"
 
+#include <fcntl.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <thread>
 
 namespace mom_test {
@@ -20,7 +25,11 @@ public:
     Attached &operator=(const Attached &) = delete;
     ~Attached() { close(fd_); }
 
-    int32_t attach(MomClient *client) { return ox_mom_attach(client, fd_, &attachment_); }
+    int32_t attach(MomClient *client, uint32_t wanted = EPOLLIN) {
+        return ox_mom_attach(client, fd_, wanted, &attachment_);
+    }
+    int32_t alter(MomClient *client, uint32_t wanted) const { return ox_mom_alter(client, fd_, wanted); }
+    int32_t detach(MomClient *client) const { return ox_mom_detach(client, fd_); }
     void make_readable() const { EXPECT_EQ(eventfd_write(fd_, 1), 0); }
     void make_quiet() const {
         eventfd_t count = 0;
@@ -28,15 +37,17 @@ public:
     }
 
     int calls = 0;
+    uint32_t events = 0;  // of the latest
     int destroyed = 0;
     bool drains = true;
     std::function<void()> on_ready;
     std::function<void()> on_destroy;
 
 private:
-    static void ready(void *arg) {
+    static void ready(void *arg, uint32_t which) {
         auto *self = static_cast<Attached *>(arg);
         ++self->calls;
+        self->events = which;
         if (self->drains) {
             self->make_quiet();
         }
@@ -145,10 +156,10 @@ TEST_P(AttachmentTest, IsNeverCalledInsideARequestOrAScan) {
 
 TEST_P(AttachmentTest, DetachedIsCalledNoMore) {
     const ClientPtr client = connect();
-    EXPECT_EQ(ox_mom_detach(client.get()), 0) << "nothing attached";
+    EXPECT_EQ(attached.detach(client.get()), 0) << "nothing attached";
     ASSERT_EQ(attached.attach(client.get()), 0);
     attached.make_readable();
-    EXPECT_EQ(ox_mom_detach(client.get()), 0);
+    EXPECT_EQ(attached.detach(client.get()), 0);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
     ASSERT_EQ(attached.attach(client.get()), 0);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1) << "attached again";
@@ -159,7 +170,7 @@ TEST_P(AttachmentTest, MayBeDetachedAndAttachedFromItsOwnCall) {
     const ClientPtr client = connect();
     ASSERT_EQ(attached.attach(client.get()), 0);
     attached.on_ready = [&] {
-        EXPECT_EQ(ox_mom_detach(client.get()), 0);
+        EXPECT_EQ(attached.detach(client.get()), 0);
         EXPECT_EQ(other.attach(client.get()), 0);
     };
     attached.make_readable();
@@ -169,25 +180,115 @@ TEST_P(AttachmentTest, MayBeDetachedAndAttachedFromItsOwnCall) {
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
     EXPECT_EQ(attached.calls, 1);
     EXPECT_EQ(other.calls, 1);
-    EXPECT_EQ(ox_mom_detach(client.get()), 0);
+    EXPECT_EQ(other.detach(client.get()), 0);
 }
 
-TEST_P(AttachmentTest, OneToAClientAndNothingMissing) {
-    Attached other;
+TEST_P(AttachmentTest, RefusesWhatCannotBe) {
     const ClientPtr client = connect();
-    const MomAttachment good{.on_ready = [](void *) {}, .on_destroy = [](void *) {}, .arg = nullptr};
-    const MomAttachment no_ready{.on_ready = nullptr, .on_destroy = good.on_destroy, .arg = nullptr};
-    const MomAttachment no_destroy{.on_ready = good.on_ready, .on_destroy = nullptr, .arg = nullptr};
-    EXPECT_EQ(ox_mom_attach(nullptr, 0, &good), OX_MOM_E_ARGUMENT);
-    EXPECT_EQ(ox_mom_attach(client.get(), -1, &good), OX_MOM_E_ARGUMENT);
-    EXPECT_EQ(ox_mom_attach(client.get(), 0, nullptr), OX_MOM_E_ARGUMENT);
-    EXPECT_EQ(ox_mom_attach(client.get(), 0, &no_ready), OX_MOM_E_ARGUMENT);
-    EXPECT_EQ(ox_mom_attach(client.get(), 0, &no_destroy), OX_MOM_E_ARGUMENT);
-    EXPECT_EQ(ox_mom_detach(nullptr), OX_MOM_E_ARGUMENT);
+    const MomAttachment good{.on_ready = [](void *, uint32_t) {}, .on_destroy = nullptr, .arg = nullptr};
+    const MomAttachment no_ready{.on_ready = nullptr, .on_destroy = [](void *) {}, .arg = nullptr};
+    EXPECT_EQ(ox_mom_attach(nullptr, 0, EPOLLIN, &good), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_attach(client.get(), -1, EPOLLIN, &good), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_attach(client.get(), 0, EPOLLIN, nullptr), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_attach(client.get(), 0, EPOLLIN, &no_ready), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_alter(nullptr, 0, EPOLLIN), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(attached.alter(client.get(), EPOLLIN), OX_MOM_E_ARGUMENT) << "not attached";
+    EXPECT_EQ(ox_mom_detach(nullptr, 0), OX_MOM_E_ARGUMENT);
+    const int file = open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
+    EXPECT_EQ(ox_mom_attach(client.get(), file, EPOLLIN, &good), OX_MOM_E_ARGUMENT) << "always readable";
+    EXPECT_EQ(ox_mom_detach(client.get(), file), 0);
+    close(file);
     ASSERT_EQ(attached.attach(client.get()), 0);
-    EXPECT_EQ(other.attach(client.get()), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(attached.attach(client.get()), OX_MOM_E_ARGUMENT) << "twice";
     attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1) << "the first one stays";
+}
+
+TEST_P(AttachmentTest, SeveralAreCalledInTurn) {
+    const ClientPtr client = connect();
+    std::array<Attached, 40> all;
+    for (size_t i = 0; i < all.size(); ++i) {
+        all[i].drains = false;
+        ASSERT_EQ(all[i].attach(client.get()), 0);
+        all[i].make_readable();
+    }
+    while (std::ranges::min_element(all, {}, &Attached::calls)->calls < 10) {
+        ASSERT_GT(ox_mom_client_process(client.get(), 1000), 0);
+    }
+    EXPECT_LE(std::ranges::max_element(all, {}, &Attached::calls)->calls, 15) << "none is served much more than others";
+    for (Attached &each : all) {
+        ASSERT_EQ(each.detach(client.get()), 0);
+    }
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
+}
+
+TEST_P(AttachmentTest, OneMayDetachAndAlterOthersThatAreReady) {
+    Attached other;
+    Attached third;
+    const ClientPtr client = connect();
+    for (Attached *each : {&attached, &other, &third}) {
+        ASSERT_EQ(each->attach(client.get()), 0);
+        each->make_readable();
+    }
+    attached.on_ready = [&] {
+        EXPECT_EQ(other.detach(client.get()), 0);
+        EXPECT_EQ(third.alter(client.get(), 0), 0);
+    };
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
+    EXPECT_EQ(other.calls, 0);
+    EXPECT_EQ(third.calls, 0);
+    EXPECT_EQ(third.alter(client.get(), EPOLLIN), 0);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(third.calls, 1);
+    EXPECT_EQ(third.detach(client.get()), 0);
+}
+
+TEST_P(AttachmentTest, IsToldOfWhatItWaitsForAndOfAnEnd) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(attached.attach(client.get(), EPOLLOUT), 0);
+    attached.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(attached.events, uint32_t{EPOLLOUT});
+    EXPECT_EQ(attached.alter(client.get(), EPOLLIN | EPOLLOUT), 0);
+    attached.make_readable();
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_EQ(attached.events, uint32_t{EPOLLIN | EPOLLOUT});
+
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    uint32_t told = 0;
+    const MomAttachment ended{.on_ready = [](void *arg, uint32_t events) { *static_cast<uint32_t *>(arg) = events; },
+                              .on_destroy = nullptr,
+                              .arg = &told};
+    ASSERT_EQ(attached.detach(client.get()), 0);
+    ASSERT_EQ(ox_mom_attach(client.get(), ends[0], 0, &ended), 0);
+    ASSERT_EQ(write(ends[1], "a", 1), 1);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0) << "it does not wait for bytes";
+    close(ends[1]);
+    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    EXPECT_TRUE((told & EPOLLHUP) != 0);
+    EXPECT_EQ(ox_mom_detach(client.get(), ends[0]), 0);
+    close(ends[0]);
+}
+
+TEST_P(AttachmentTest, AllAreLetGoBeforeAnyIsToldThatTheClientGoes) {
+    Attached other;
+    int ends[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+    {
+        const ClientPtr client = connect();
+        const MomAttachment silent{.on_ready = [](void *, uint32_t) {}, .on_destroy = nullptr, .arg = nullptr};
+        ASSERT_EQ(attached.attach(client.get()), 0);
+        ASSERT_EQ(ox_mom_attach(client.get(), ends[0], EPOLLIN, &silent), 0);
+        ASSERT_EQ(other.attach(client.get()), 0);
+        attached.on_destroy = [&] { close(ends[0]); };
+        other.make_readable();
+    }
+    EXPECT_EQ(attached.destroyed, 1);
+    EXPECT_EQ(other.destroyed, 1);
+    EXPECT_EQ(other.calls, 0);
+    close(ends[1]);
 }
 
 TEST_P(AttachmentTest, IsToldThatTheClientGoes) {
@@ -197,14 +298,15 @@ TEST_P(AttachmentTest, IsToldThatTheClientGoes) {
         attached.make_readable();
         attached.on_destroy = [&] {
             EXPECT_EQ(ox_mom_client_process(client.get(), 0), OX_MOM_E_DESTROYED);
-            EXPECT_EQ(ox_mom_detach(client.get()), OX_MOM_E_DESTROYED);
+            EXPECT_EQ(attached.alter(client.get(), 0), OX_MOM_E_DESTROYED);
+            EXPECT_EQ(attached.detach(client.get()), OX_MOM_E_DESTROYED);
         };
     }
     EXPECT_EQ(attached.destroyed, 1);
     EXPECT_EQ(attached.calls, 0);
     const ClientPtr another = connect();
     ASSERT_EQ(attached.attach(another.get()), 0);
-    ASSERT_EQ(ox_mom_detach(another.get()), 0);
+    ASSERT_EQ(attached.detach(another.get()), 0);
     ox_mom_client_process(another.get(), 0);
     EXPECT_EQ(attached.destroyed, 1);
 }

@@ -4,10 +4,8 @@
 #include <cstddef>
 #include <cstring>
 #include <dlfcn.h>
-#include <initializer_list>
 #include <new>
 #include <sys/epoll.h>
-#include <sys/stat.h>
 
 // What allocates in their place: the C library, or the sanitizer that took its place.
 #ifdef TREL_CAP_TESTS_SANITIZED
@@ -29,22 +27,14 @@ struct Plan {
 
 thread_local Plan plan = {};
 
-// libuv ends the process when it finds no memory, and the C library's own allocations are not the client's.
-bool gives_up(void *caller) {
+// Its own allocations are not the client's.
+bool is_c_library(void *caller) {
     Dl_info in = {};
-    if (dladdr(caller, &in) == 0) {
-        return false;
-    }
-    for (const char *library : {"/libuv.so", "/libc.so"}) {
-        if (std::strstr(in.dli_fname, library) != nullptr) {
-            return true;
-        }
-    }
-    return false;
+    return dladdr(caller, &in) != 0 && std::strstr(in.dli_fname, "/libc.so") != nullptr;
 }
 
 bool fails(void *caller) {
-    if (plan.until_failure == 0 || plan.suspended > 0 || gives_up(caller)) {
+    if (plan.until_failure == 0 || plan.suspended > 0 || is_c_library(caller)) {
         return false;
     }
     if (--plan.until_failure > 0) {
@@ -79,15 +69,12 @@ EXPORTED void *realloc(void *memory, size_t size) noexcept {
 
 EXPORTED void free(void *memory) noexcept { BEHIND(free)(memory); }
 
-// What it takes to watch one more socket is the system's memory, whoever asks. (The other descriptors are those that
-// libuv makes for a loop.)
+// What it takes to watch one more descriptor is the system's memory, whoever asks.
 EXPORTED int epoll_ctl(int epoll, int operation, int fd, epoll_event *event) noexcept {
     using Function = int (*)(int, int, int, epoll_event *);
     static const auto behind = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "epoll_ctl"));
     const int result = behind(epoll, operation, fd, event);
-    struct stat status = {};
-    const bool added = operation == EPOLL_CTL_ADD && result == 0 && fstat(fd, &status) == 0 && S_ISSOCK(status.st_mode);
-    if (added && fails(nullptr)) {
+    if (operation == EPOLL_CTL_ADD && result == 0 && fails(nullptr)) {
         behind(epoll, EPOLL_CTL_DEL, fd, event);
         errno = ENOMEM;
         return -1;

@@ -5,6 +5,12 @@
 
 #include <thread>
 
+#include "mom/attachment.h"
+
+#include <sys/epoll.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
 namespace mom_test {
 namespace {
 
@@ -95,6 +101,78 @@ TEST_P(MemoryTest, CreateOfEveryOtherForm) {
                              },
                              [&](int32_t) { ox_mom_client_destroy(client); });
     }
+}
+
+// As long as it lives, the process may have only so many descriptors.
+class FewDescriptors {
+public:
+    explicit FewDescriptors(rlim_t number) {
+        EXPECT_EQ(getrlimit(RLIMIT_NOFILE, &before_), 0);
+        const rlimit few{.rlim_cur = number, .rlim_max = before_.rlim_max};
+        EXPECT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    }
+    FewDescriptors(const FewDescriptors &) = delete;
+    FewDescriptors &operator=(const FewDescriptors &) = delete;
+    ~FewDescriptors() { setrlimit(RLIMIT_NOFILE, &before_); }
+
+private:
+    rlimit before_{};
+};
+
+TEST_P(MemoryTest, EverySmallNumberOfDescriptors) {
+    const std::string name = store();
+    int not_created = 0;
+    int not_connected = 0;
+    int32_t code = -1;
+    for (rlim_t number = 0; code != 0; ++number) {
+        ASSERT_LT(number, 100U);
+        ClientPtr client;
+        {
+            const FewDescriptors few(number);
+            client.reset(ox_mom_client_create(name.c_str()));
+            code = client ? ox_mom_client_connect_sync(client.get(), kGlobalDb) : OX_MOM_E_MEMORY;
+        }
+        EXPECT_TRUE(code == 0 || *ox_mom_last_error() != '\0');
+        if (!client) {
+            ++not_created;
+        } else if (code != 0) {
+            ++not_connected;
+            EXPECT_EQ(code, OX_MOM_E_CONNECT);
+            EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), 0) << "once there is room";
+            EXPECT_EQ(put_int(client, "/a", 1), 0);
+        }
+    }
+    EXPECT_GE(not_created, 6) << "three that the process has, and three of the loop";
+    EXPECT_EQ(not_connected, has_server() ? 2 : 0) << "the server's two connections";
+}
+
+TEST_P(MemoryTest, Attach) {
+    ClientPtr client;
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    ASSERT_EQ(write(ends[1], "a", 1), 1);
+    int called = 0;
+    const MomAttachment attachment{
+        .on_ready = [](void *calls, uint32_t) { ++*static_cast<int *>(calls); }, .on_destroy = nullptr, .arg = &called};
+    fail_each_allocation([&] { client = connect(); },
+                         [&] { return ox_mom_attach(client.get(), ends[0], EPOLLIN, &attachment); },
+                         [&](int32_t status) {
+                             called = 0;
+                             EXPECT_EQ(ox_mom_client_process(client.get(), 0), status == 0 ? 1 : 0);
+                             EXPECT_EQ(called, status == 0 ? 1 : 0) << "whole or not";
+                         });
+    // What could not be watched again is told all the same, later.
+    client = connect();
+    ASSERT_EQ(ox_mom_attach(client.get(), ends[0], EPOLLIN, &attachment), 0);
+    fail_each_allocation([] {},
+                         [&] {
+                             called = 0;
+                             const int32_t made = ox_mom_client_process(client.get(), 0);
+                             return made < 0 ? made : 0;
+                         },
+                         [&](int32_t status) { EXPECT_EQ(called, status == 0 ? 1 : 0); });
+    close(ends[0]);
+    close(ends[1]);
 }
 
 TEST_P(MemoryTest, Connect) {

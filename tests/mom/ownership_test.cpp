@@ -3,6 +3,7 @@
 
 #include "mom/attachment.h"
 
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -40,9 +41,10 @@ std::string calls_not_refused(MomClient *client, int32_t code) {
     expect(ox_mom_client_process(client, 0) == code, "process");
     expect(ox_mom_set_sync(client, db, state.message()) == code, "set");
     expect(ox_mom_del_sync(client, db, cap.message()) == code, "del");
-    const MomAttachment attachment{.on_ready = [](void *) {}, .on_destroy = [](void *) {}, .arg = nullptr};
-    expect(ox_mom_attach(client, 0, &attachment) == code, "attach");
-    expect(ox_mom_detach(client) == code, "detach");
+    const MomAttachment attachment{.on_ready = [](void *, uint32_t) {}, .on_destroy = [](void *) {}, .arg = nullptr};
+    expect(ox_mom_attach(client, 0, 0, &attachment) == code, "attach");
+    expect(ox_mom_alter(client, 0, 0) == code, "alter");
+    expect(ox_mom_detach(client, 0) == code, "detach");
     ox_mom_client_destroy(client);
     return wrong;
 }
@@ -182,6 +184,26 @@ TEST_P(OwnershipTest, ClientsComeAndGoWhileOthersWrite) {
     }
     done = true;
     writer.join();
+}
+
+TEST_P(OwnershipTest, NothingOfTheClientTakesThePlaceOfAStandardStream) {
+    const std::string name = store();
+    const std::string said = in_child([&name] {
+        const int outside = dup(STDERR_FILENO);
+        for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            close(standard);
+        }
+        const ClientPtr client(ox_mom_client_create(name.c_str()));
+        std::string wrong = ox_mom_client_connect_sync(client.get(), kGlobalDb) == 0 ? "" : "not connected ";
+        wrong += follow<CapTable>(client) == 0 && put_int(client, "/a", 1) == 0 ? "" : "not followed ";
+        wrong += ox_mom_client_process(client.get(), 0) > 0 ? "" : "not told ";
+        for (const int standard : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+            wrong += fcntl(standard, F_GETFD) < 0 ? "" : std::to_string(standard) + " taken ";
+        }
+        dup2(outside, STDERR_FILENO);
+        return wrong;
+    });
+    EXPECT_EQ(said, ".");
 }
 
 size_t entries(const char *directory) {
