@@ -12,7 +12,7 @@ void occupy_standard_streams();
 
 // Callbacks print too, and nothing may be thrown through the library: a failure is kept for throw_if_unheard().
 void print(const std::string &text);
-void print(const char *format, va_list arguments);
+[[gnu::format(printf, 1, 0)]] void print(const char *format, va_list arguments);
 
 // Throws when something printed has not got where it should: Interrupted, if the reader went away.
 void throw_if_unheard();

@@ -11,7 +11,7 @@ namespace zlog_layer {
 // exhausted it is cut short, or has '?' in place of what would be escaped.
 class Message {
 public:
-    Message(const char *format, va_list arguments);
+    [[gnu::format(printf, 2, 0)]] Message(const char *format, va_list arguments);
     Message(const Message &) = delete;
     Message &operator=(const Message &) = delete;
 
