@@ -96,6 +96,42 @@ typedef struct MomMsg {
     void *result;
 } MomMsg;
 
+/* How a client stands with its store. */
+enum {
+    OX_MOM_STATE_IDLE = 0, /* no database has been connected */
+    OX_MOM_STATE_UP = 1,   /* connected */
+    OX_MOM_STATE_LOST = 2  /* lost, and tried again until it is back */
+};
+
+/*
+ * What ox_mom_client_status() tells. Texts are terminated, cut where they are longer than their place, free of control
+ * characters and of passwords. Numbers count from the client's creation on.
+ */
+typedef struct MomClientStatus {
+    uint32_t size; /* sizeof(MomClientStatus), set by the caller: later versions add members at the end */
+    int32_t state; /* OX_MOM_STATE_ */
+
+    int64_t since_ms;  /* when the state began, in milliseconds since 1970 */
+    uint64_t state_ms; /* how long it has lasted, whatever was done to the clock meanwhile */
+    uint64_t retry_ms; /* LOST: until the next attempt; 0: it is under way, or due when process() next runs */
+
+    uint64_t losses;
+    int32_t reason_code; /* of the latest loss or failed attempt to connect: an OX_MOM_E_ code; 0: there was none */
+
+    uint32_t record_subscriptions; /* of types, that stand: none after a loss, until they are made anew */
+    uint32_t field_subscriptions;
+    uint32_t reserved;
+
+    uint64_t waiting;   /* notifications and confirmations that have come and are not delivered yet */
+    uint64_t delivered; /* calls of subscriptions' callbacks */
+    uint64_t
+        requests; /* calls that connect, read, write, delete, scan or subscribe, and were no mistake of the caller */
+    uint64_t timed_out; /* how many of them failed with OX_MOM_E_TIMEOUT */
+
+    char store[256];  /* the store's name, as given to ox_mom_client_create() but for a password */
+    char reason[512]; /* the words to reason_code, what the server said among them; "": there was none */
+} MomClientStatus;
+
 /* The results of all three are ignored by the client. */
 typedef int32_t (*MomMsgCb)(MomClient *client, MomMsg *msg);
 typedef int32_t (*MomFieldCb)(MomClient *client, MomMsg *msg, void *arg);
@@ -196,6 +232,18 @@ int ox_mom_client_fd(const MomClient *client);
  * limit). Returns how many it made, or an error; 0 comes early when a signal interrupts the wait.
  */
 int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms);
+
+/*
+ * Tells how the client stands with its store, and what it has done. Set status->size first. Makes no request and waits
+ * for nothing; an embedded store is UP from the first connect on, and LOST never for longer than until process() runs.
+ *
+ *     MomClientStatus status = {.size = sizeof status};
+ *     if (ox_mom_client_status(client, &status) == 0 && status.state == OX_MOM_STATE_LOST)
+ *         printf("%s: lost for %llu ms: %s\n", status.store, (unsigned long long)status.state_ms, status.reason);
+ *
+ * ARGUMENT  client or status is NULL, or size is smaller than that of the first version
+ */
+int32_t ox_mom_client_status(MomClient *client, MomClientStatus *status);
 
 /* Writes a single object, in one atomic step with its notification. */
 int32_t ox_mom_set_sync(MomClient *client, int32_t db, const ProtobufCMessage *record);
