@@ -1,4 +1,5 @@
 // The exported functions: who may call, with what arguments; the work is done elsewhere.
+#include <algorithm>
 #include <charconv>
 #include <cstdlib>
 #include <cstring>
@@ -18,6 +19,7 @@ using mom::fail;
 namespace {
 
 constexpr std::string_view kDefaultStore = "mem:";
+constexpr size_t kFirstStatus = sizeof(MomClientStatus);  // of the first version of this library, whatever is added
 
 int32_t check(const MomClient *client) {
     return client ? client->check_caller() : fail(OX_MOM_E_ARGUMENT, "client is NULL");
@@ -30,7 +32,11 @@ int32_t call(MomClient *client, Work work) noexcept {
     }
     try {
         const MomClient::CallScope scope(*client);
-        return work();
+        const int32_t code = work();
+        if (code != 0) {
+            client->failed(code);
+        }
+        return code;
     } catch (const std::bad_alloc &) {
         return fail(OX_MOM_E_MEMORY, "out of memory");
     }
@@ -75,6 +81,7 @@ int32_t address(MomClient &client, int32_t db, const ProtobufCMessage &message, 
     return code;
 }
 
+// Without an arena afterwards, the call itself was wrong; with one, the code is the result's too.
 int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message, mom::ResultArenaPtr &arena) {
     const ProtobufCMessageDescriptor &type = *message.descriptor;
     mom::StoredFields &fields = client.workspace().fields;
@@ -86,28 +93,28 @@ int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message
     if (code == OX_MOM_E_ARGUMENT) {
         return code;
     }
-    code = code != 0 ? code : client.store().read_hash(name, fields);
+    code = code != 0 ? code : client.requested_store().read_hash(name, fields);
     size_t stored_bytes = 0;
     for (const auto &field : fields) {
         stored_bytes += field.value.size();
     }
-    arena.reset(mom::ResultArena::create(mom::result_capacity(type, stored_bytes, fields.size())));
-    MomHashResult *result = arena ? mom::make_result(*arena) : nullptr;
+    mom::ResultArenaPtr made(mom::ResultArena::create(mom::result_capacity(type, stored_bytes, fields.size())));
+    MomHashResult *result = made ? mom::make_result(*made) : nullptr;
     if (!result) {
         return fail(OX_MOM_E_MEMORY, "out of memory");
     }
     result->error_code = code;
-    if (code == 0) {
-        mom::decode_hash(type, fields, name.key, *arena, *result);
-    }
-    return 0;
+    code = code != 0 ? code : mom::decode_hash(type, fields, name.key, *made, *result);
+    arena = std::move(made);
+    return code;
 }
 
 int32_t read_object(MomClient &client, int32_t db, const ProtobufCMessage &message, ProtobufCMessage *&record) {
     const ProtobufCMessageDescriptor &type = *message.descriptor;
     std::string_view bytes;
     bool found = false;
-    const int32_t code = client.store().read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
+    const int32_t code =
+        client.requested_store().read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
     if (code != 0 || !found) {
         return code;
     }
@@ -120,6 +127,15 @@ int32_t read_object(MomClient &client, int32_t db, const ProtobufCMessage &messa
     // The record is the first thing in its arena: it leads back there when it is released.
     static_cast<void>(arena.release());
     return 0;
+}
+
+// What a caller's struct has room for. A later one's members that are not known here are 0.
+void show(MomClient &client, MomClientStatus &status) {
+    MomClientStatus known{};
+    client.show(known);
+    known.size = status.size;
+    std::memset(&status, 0, status.size);
+    std::memcpy(&status, &known, std::min<size_t>(status.size, sizeof known));
 }
 
 // $OX_MOM_TIMEOUT_MS, or the default; 0 when it is no number above 0.
@@ -170,6 +186,16 @@ int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms) {
     return call(client, [&] { return client->process(timeout_ms); });
 }
 
+int32_t ox_mom_client_status(MomClient *client, MomClientStatus *status) {
+    return call(client, [&] {
+        if (!status || status->size < kFirstStatus) {
+            return fail(OX_MOM_E_ARGUMENT, "status is NULL, or its size is not set");
+        }
+        show(*client, *status);
+        return 0;
+    });
+}
+
 int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db) {
     return call(client, [&] { return client->connect(db); });
 }
@@ -180,9 +206,8 @@ int32_t ox_mom_client_set_reconnect_cb(MomClient *client, int32_t db, MomReconne
 
 MomHashResult *ox_mom_hgetall_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
     mom::ResultArenaPtr arena;
-    const int32_t code = call(
-        client, request, [&](const ProtobufCMessageDescriptor &) { return read_hash(*client, db, *request, arena); });
-    return code == 0 ? mom::ResultArena::first<MomHashResult>(arena.release()) : nullptr;
+    call(client, request, [&](const ProtobufCMessageDescriptor &) { return read_hash(*client, db, *request, arena); });
+    return arena ? mom::ResultArena::first<MomHashResult>(arena.release()) : nullptr;
 }
 
 void ox_mom_hash_res_free(MomHashResult *result) {
@@ -203,7 +228,7 @@ int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage 
         int32_t code = expect_kind(type, true);
         code = code != 0 ? code : address(*client, db, *record, name);
         code = code != 0 ? code : encoded.encode(*record, written);
-        return code != 0 ? code : client->store().write_hash(name, encoded.fields(), written);
+        return code != 0 ? code : client->requested_store().write_hash(name, encoded.fields(), written);
     });
 }
 
@@ -230,8 +255,8 @@ int32_t ox_mom_set_sync(MomClient *client, int32_t db, const ProtobufCMessage *r
     return call(client, db, record, [&](const ProtobufCMessageDescriptor &type) {
         const int32_t code = expect_kind(type, false);
         return code != 0 ? code
-                         : client->store().write_object({.db = db, .type = type.name, .key = type.name},
-                                                        mom::encode_object(*record));
+                         : client->requested_store().write_object({.db = db, .type = type.name, .key = type.name},
+                                                                  mom::encode_object(*record));
     });
 }
 
@@ -241,7 +266,8 @@ int32_t ox_mom_del_sync(MomClient *client, int32_t db, const ProtobufCMessage *r
         if (const int32_t code = address(*client, db, *request, name)) {
             return code;
         }
-        return mom::index_of(type) ? client->store().remove_hash(name) : client->store().remove_object(name);
+        return mom::index_of(type) ? client->requested_store().remove_hash(name)
+                                   : client->requested_store().remove_object(name);
     });
 }
 

@@ -26,12 +26,12 @@ uint64_t this_thread() {
 
 }  // namespace
 
-MomClient::MomClient() : owner_(this_thread()) {}
+MomClient::MomClient(const mom::StoreName &name) : owner_(this_thread()), standing_(name.shown) {}
 
 MomClient::~MomClient() = default;
 
 MomClient *MomClient::create(const mom::StoreName &name, mom::Millis timeout) {
-    std::unique_ptr<MomClient> client(new MomClient);
+    std::unique_ptr<MomClient> client(new MomClient(name));
     if (!client->loop_.open()) {
         fail(OX_MOM_E_MEMORY, "no descriptors or memory left for a client");
         return nullptr;
@@ -80,8 +80,14 @@ int32_t MomClient::check_connected(int32_t db) const {
 }
 
 int32_t MomClient::connect(int32_t db) {
-    const int32_t code = check_number(db);
-    return code != 0 ? code : store_->connect(db);
+    if (const int32_t code = check_number(db)) {
+        return code;
+    }
+    const int32_t code = requested_store().connect(db);
+    if (code != 0) {
+        standing_.refused(code, mom::last_error());
+    }
+    return code;
 }
 
 int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
@@ -96,7 +102,7 @@ int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
 
 int32_t MomClient::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
     const std::string name = mom::channel_of(db, type.name);
-    if (const int32_t code = store_->follow(name)) {
+    if (const int32_t code = requested_store().follow(name)) {
         return code;
     }
     Channel &channel = subscriptions_.find_or_add(name, db, type.name);
@@ -114,7 +120,7 @@ int32_t MomClient::subscribe_fields(int32_t db, const ProtobufCMessage &request,
         return code;
     }
     const std::string name = mom::channel_of(db, key);
-    if (const int32_t code = store_->follow(name)) {
+    if (const int32_t code = requested_store().follow(name)) {
         return code;
     }
     Channel &channel = subscriptions_.find_or_add(name, db, key);
@@ -135,9 +141,8 @@ void MomClient::on_message(std::string_view channel_name, std::string_view notic
         return;
     }
     if (queue_.size() >= mom::kQueueLimit) {
-        mom::report("%zu notifications wait: following starts afresh", queue_.size());
         queue_.clear();
-        store_->fall_behind();
+        store_->fall_behind("more notifications came than are kept waiting");
         return;
     }
     put(Delivery::Kind::kNotice, notice).channel = channel;
@@ -146,15 +151,20 @@ void MomClient::on_message(std::string_view channel_name, std::string_view notic
 void MomClient::on_restored() {
     const std::vector<Channel *> lasting = subscriptions_.with_fields();
     queue_.reserve(lasting.size() + kDatabases);  // from here on nothing fails: all are told, or none
+    const mom::Subscriptions::Count count = subscriptions_.count();
     subscriptions_.forget_records();
     for (Channel *channel : lasting) {
         put(Delivery::Kind::kPresent).channel = channel;
     }
+    size_t callbacks = 0;
     for (int32_t db = 0; db < kDatabases; ++db) {
         if (store_->is_connected(db)) {
             put(Delivery::Kind::kRestored).db = db;
+            callbacks += reconnect_cbs_[static_cast<size_t>(db)] ? 1U : 0U;
         }
     }
+    standing_.back(
+        {.field_subscriptions = count.fields, .record_subscriptions = count.records, .callbacks = callbacks});
 }
 
 std::vector<std::string> MomClient::lasting_channels() const {
@@ -166,6 +176,17 @@ std::vector<std::string> MomClient::lasting_channels() const {
 }
 
 Delivery &MomClient::put(Delivery::Kind kind, std::string_view notice) { return queue_.push(kind, ++place_, notice); }
+
+void MomClient::show(MomClientStatus &status) {
+    const mom::Subscriptions::Count count = subscriptions_.count();
+    standing_.show(status);
+    status.record_subscriptions = static_cast<uint32_t>(count.records);
+    status.field_subscriptions = static_cast<uint32_t>(count.fields);
+    status.waiting = queue_.size() + store_->untold();
+    status.delivered = delivered_;
+    status.requests = requests_;
+    status.timed_out = timed_out_;
+}
 
 // Delivering.
 
@@ -206,7 +227,7 @@ int32_t MomClient::deliver_waiting() {
         } catch (const std::bad_alloc &) {
             // What could not be delivered must not be missed in silence.
             queue_.clear();
-            store_->fall_behind();
+            store_->fall_behind("no memory to deliver a notification");
             throw;
         }
     }
@@ -245,7 +266,8 @@ int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view tex
     mom::ScratchPool::Lease scratch(scratches_);
     Notice &notice = scratch.notice();
     if (!mom::read_notice(text, notice)) {
-        mom::report("a notification of %s skipped: it can't be read", channel.key.c_str());
+        mom::tell(mom::Level::kWarning,
+                  mom::Words("a notification of %s skipped: it can't be read", channel.key.c_str()));
         return 0;
     }
     DecodedNotice decoded(notice, channel, scratch.arena());
@@ -256,6 +278,7 @@ int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view tex
         const auto result = subscription.since < delivery.place ? decoded.for_record(*subscription.type) : std::nullopt;
         if (result) {
             MomMsg message{.client = this, .db = channel.db, .cmd = notice.cmd, .result = *result};
+            ++delivered_;
             subscription.cb(this, &message);
             ++made;
         }
@@ -272,6 +295,7 @@ int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view tex
         }
         if (const auto result = decoded.for_field(*subscription.type)) {
             MomMsg message{.client = this, .db = channel.db, .cmd = notice.cmd, .result = *result};
+            ++delivered_;
             subscription.cb(this, &message, subscription.arg);
             ++made;
         }
@@ -284,7 +308,7 @@ int32_t MomClient::deliver_present(const Delivery &delivery) {
     const mom::RecordName name{.db = channel.db, .type = channel.fields.front().type->name, .key = channel.key};
     mom::StoredFields stored;
     if (store_->read_hash(name, stored) != 0) {
-        mom::report("%s could not be read after the reconnection", channel.key.c_str());
+        mom::tell(mom::Level::kWarning, mom::Words("%s could not be read after the reconnection", channel.key.c_str()));
         return 0;
     }
     // Callbacks may make requests, which take the memory that the fields are in.
@@ -298,6 +322,7 @@ int32_t MomClient::deliver_confirmation(const Delivery &delivery) {
         return 0;  // renewed or forgotten since
     }
     MomMsg message{.client = this, .db = delivery.channel->db, .cmd = OX_MOM_CMD_SUBSCRIBED, .result = nullptr};
+    ++delivered_;
     delivery.cb(this, &message);
     return 1;
 }

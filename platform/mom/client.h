@@ -12,6 +12,7 @@
 #include "delivery.h"
 #include "loop.h"
 #include "ox_mom.h"
+#include "standing.h"
 #include "store.h"
 #include "subscriptions.h"
 
@@ -77,7 +78,17 @@ public:
 
     // Readable when process() has something to do.
     int fd() const { return loop_.fd(); }
-    mom::Store &store() { return *store_; }
+
+    // The store, for one request, which is counted.
+    mom::Store &requested_store() {
+        ++requests_;
+        return *store_;
+    }
+
+    // A call of the client ended with that code.
+    void failed(int32_t code) { timed_out_ += code == OX_MOM_E_TIMEOUT ? 1U : 0U; }
+
+    void show(MomClientStatus &status);
 
     // What requests need one after another, kept so that a read allocates nothing but its result.
     struct Workspace {
@@ -89,9 +100,13 @@ public:
 private:
     class Scan;
 
-    MomClient();
+    explicit MomClient(const mom::StoreName &name);
 
     void on_message(std::string_view channel_name, std::string_view notice) override;
+    void on_up() noexcept override { standing_.up(); }
+    void on_lost(int32_t code, std::string_view why, mom::Millis until_next) noexcept override {
+        standing_.lost(code, why, until_next);
+    }
     void on_restored() override;
     std::vector<std::string> lasting_channels() const override;
 
@@ -108,6 +123,11 @@ private:
     uint64_t owner_;
     int depth_ = 0;
     bool destroyed_ = false;
+
+    mom::Standing standing_;
+    uint64_t delivered_ = 0;
+    uint64_t requests_ = 0;
+    uint64_t timed_out_ = 0;
 
     mom::Loop loop_;
     std::unique_ptr<mom::Store> store_;

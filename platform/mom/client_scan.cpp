@@ -4,6 +4,7 @@
 #include "client.h"
 #include "error.h"
 #include "record_codec.h"
+#include "tell.h"
 #include "wire.h"
 
 using mom::fail;
@@ -38,7 +39,7 @@ private:
         if (arena.exhausted()) {
             throw std::bad_alloc();
         }
-        mom::report("record skipped: %s", mom::last_error());
+        mom::tell(mom::Level::kWarning, mom::Words("record skipped: %s", mom::last_error()));
         return true;
     }
 
@@ -58,11 +59,11 @@ int32_t MomClient::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomM
     Scan scan(*this, db, type, cb);
     int32_t code = 0;
     if (mom::index_of(type)) {
-        code = store_->scan_hashes(db, type.name, scan);
+        code = requested_store().scan_hashes(db, type.name, scan);
     } else {
         std::string_view bytes;
         bool found = false;
-        code = store_->read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
+        code = requested_store().read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
         if (code == 0 && found) {
             scan.on_object(bytes);
         }

@@ -4,8 +4,8 @@
 #include <new>
 #include <utility>
 
-#include "error.h"
 #include "record_codec.h"
+#include "tell.h"
 #include "wire.h"
 
 namespace mom {
@@ -126,7 +126,8 @@ bool DecodedNotice::decode(const ProtobufCMessageDescriptor &type) {
         throw std::bad_alloc();
     }
     if (!good_) {
-        report("a notification of %s skipped: it does not decode as %s", channel_.key.c_str(), type.name);
+        tell(Level::kWarning,
+             Words("a notification of %s skipped: it does not decode as %s", channel_.key.c_str(), type.name));
     }
     return good_;
 }

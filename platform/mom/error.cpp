@@ -26,14 +26,6 @@ int32_t fail(int32_t code, const char *format, ...) {
     return code;
 }
 
-void report(const char *format, ...) {
-    va_list args;
-    va_start(args, format);
-    keep(format, args);
-    va_end(args);
-    fprintf(stderr, "ox_mom: %s\n", words);
-}
-
 const char *last_error() { return words; }
 
 }  // namespace mom

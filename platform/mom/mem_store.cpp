@@ -59,6 +59,11 @@ public:
         return !overflown_;
     }
 
+    size_t size() {
+        const std::scoped_lock lock(mutex_);
+        return letters_.size();
+    }
+
     void empty() {
         const std::scoped_lock lock(mutex_);
         letters_.clear();
@@ -232,6 +237,7 @@ public:
 
     int32_t connect(int32_t db) override {
         connected_.insert(db);
+        listener_.on_up();
         return 0;
     }
 
@@ -293,10 +299,13 @@ public:
         return 0;
     }
 
-    void fall_behind() noexcept override {
+    void fall_behind(const char *why) noexcept override {
         ++falls_;
+        lose(why);
         mailbox_.overflow();
     }
+
+    size_t untold() override { return mailbox_.size(); }
 
 private:
     void on_wake() override {
@@ -314,18 +323,27 @@ private:
         }
     }
 
+    void lose(const char *why) noexcept {
+        lost_ = true;
+        listener_.on_lost(OX_MOM_E_LOST, why, Millis(0));
+    }
+
     // As after a reconnection.
     void start_afresh() {
+        if (!lost_) {
+            lose("more notifications came than are kept waiting");
+        }
         data_->unfollow(mailbox_);
         mailbox_.empty();
         for (const std::string &channel : listener_.lasting_channels()) {
             data_->follow(channel, mailbox_);
         }
         listener_.on_restored();
+        lost_ = false;
     }
 
     void on_deadline() override {}
-    void on_no_memory() noexcept override { fall_behind(); }
+    void on_no_memory() noexcept override { fall_behind("out of memory"); }
 
     Loop &loop_;
     StoreListener &listener_;
@@ -333,6 +351,7 @@ private:
     Mailbox mailbox_;
     std::set<int32_t> connected_;
     unsigned falls_ = 0;
+    bool lost_ = false;  // and the listener not yet told that it is to start afresh
     Fields read_;
     std::string read_object_;
 };

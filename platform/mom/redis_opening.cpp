@@ -16,6 +16,20 @@ static_assert(kDatabases == 29);
 
 std::string text_of(const Reply &reply) { return reply.is_text() || reply.is_error() ? std::string(reply.text) : ""; }
 
+// A server without AUTH answers with what it was given.
+std::string without_login(std::string text, const StoreName &name) {
+    text.erase(std::min(text.find(", with args"), text.size()));
+    for (size_t at = 0; !name.password.empty() && (at = text.find(name.password, at)) != std::string::npos; at += 3) {
+        text.replace(at, name.password.size(), "...");
+    }
+    return text;
+}
+
+// Such a server answers what has been asked so far, but has no records to read yet, or none that it may show.
+bool is_not_ready(const Reply &reply) {
+    return reply.is_error() && (reply.text.starts_with("LOADING") || reply.text.starts_with("MASTERDOWN"));
+}
+
 const Reply *first_error(std::span<Reply *const> replies) {
     const auto error = std::ranges::find_if(replies, [](const Reply *reply) { return reply->is_error(); });
     return error == replies.end() ? nullptr : *error;
@@ -23,8 +37,8 @@ const Reply *first_error(std::span<Reply *const> replies) {
 
 }  // namespace
 
-std::string RedisSession::explain(const Endpoint &server, const Reply &error) {
-    std::string text = server.text() + ": " + text_of(error);
+std::string RedisSession::explain(const Reply &error) const {
+    std::string text = server_.text() + ": " + without_login(text_of(error), name_);
     if (error.text.find("DB index") != std::string_view::npos) {
         return text + ": it has fewer than " + std::to_string(kDatabases) +
                " databases; raise the `databases` setting in its configuration";
@@ -113,7 +127,7 @@ void RedisSession::open_link() {
         const Reply *error = replies.size() > 1 ? first_error(replies.first(1)) : nullptr;
         const bool unknown_user = role.is_error() && role.text.starts_with("NOAUTH");
         if (error || unknown_user) {
-            attempt_failed(OX_MOM_E_REFUSED, explain(server_, error ? *error : role));
+            attempt_failed(OX_MOM_E_REFUSED, explain(error ? *error : role));
         } else if (tells && role.elements.front().text != "master" && name_.kind == StoreName::Kind::kSentinel) {
             attempt_failed(OX_MOM_E_CONNECT, server_.text() + " is not the master any more");
         } else {
@@ -128,9 +142,13 @@ void RedisSession::open_requests(int32_t db) {
     const std::string number = std::to_string(db);
     commands.push_back({"SELECT", kHighestDatabase});
     commands.push_back({"SELECT", number});
+    commands.push_back({"EXISTS", kSetPrefix});
     start_dialogue(std::move(commands), [this, db](auto connection, std::span<Reply *const> replies) {
-        if (const Reply *error = first_error(replies)) {
-            attempt_failed(OX_MOM_E_REFUSED, explain(server_, *error));
+        // Whether the last one is allowed is no matter: only whether the server can read.
+        const Reply *error = is_not_ready(*replies.back()) ? replies.back() : nullptr;
+        error = error ? error : first_error(replies.first(replies.size() - 1));
+        if (error) {
+            attempt_failed(OX_MOM_E_REFUSED, explain(*error));
             return;
         }
         RequestConnection &request = requests_[static_cast<size_t>(db)];

@@ -112,6 +112,8 @@ void RedisSession::up_if_complete() {
     loop_.set_deadline(last_heard_ + kPulse);
     if (std::exchange(restoring_, false)) {
         listener_.on_restored();
+    } else {
+        listener_.on_up();
     }
     was_up_ = true;
 }
@@ -139,7 +141,10 @@ void RedisSession::lose(std::string_view why, int32_t code) noexcept {
     close_all();
     restoring_ = true;
     state_ = State::kPausing;
-    loop_.set_deadline(backoff_.failed(Clock::now()));
+    const TimePoint now = Clock::now();
+    const TimePoint due = backoff_.failed(now);
+    loop_.set_deadline(due);
+    listener_.on_lost(code_, why_.empty() ? "out of memory" : why_, std::chrono::ceil<Millis>(due - now));
 }
 
 // The connections are given up whether or not there is memory to say why.
@@ -244,7 +249,7 @@ bool RedisSession::read_link() {
 
 void RedisSession::on_reply(const Reply &reply) {
     if (reply.is_error()) {
-        lose(explain(server_, reply), OX_MOM_E_REFUSED);
+        lose(explain(reply), OX_MOM_E_REFUSED);
         return;
     }
     if (reply.type != Reply::Type::kArray || reply.elements.size() != 3) {

@@ -24,6 +24,9 @@ namespace mom {
 
 constexpr int32_t kDatabases = 29;  // as many as are used: 0 to 28
 
+// Before a type's name: the set of its records. No type's name has a colon, so it is no record's key.
+constexpr std::string_view kSetPrefix = "records:";
+
 class RedisSession final : public LoopHandler, public WatchHandler {
 public:
     RedisSession(StoreName name, Loop &loop, StoreListener &listener, Millis timeout);
@@ -94,7 +97,7 @@ private:
     void up_if_complete();
     void attempt_failed(int32_t code, std::string_view why) noexcept;
     void keep_reason(int32_t code, std::string_view why) noexcept;
-    static std::string explain(const Endpoint &server, const Reply &error);
+    std::string explain(const Reply &error) const;
 
     // For what runs where its caller may be gone when it fails.
     template <class Work>

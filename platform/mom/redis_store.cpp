@@ -9,15 +9,13 @@
 #include "redis_session.h"
 #include "scripts.h"
 #include "store.h"
+#include "tell.h"
 
 namespace mom {
 
 namespace {
 
 constexpr size_t kScanBatch = 256;  // records asked for at once
-
-// Before a type's name: the set of its records. No type's name has a colon, so it is no record's key.
-constexpr std::string_view kSetPrefix = "records:";
 
 constexpr size_t kDigest = 1;  // the place of a script's digest among the words of the command that runs it
 
@@ -52,7 +50,8 @@ public:
     int32_t connect(int32_t db) override { return session_.connect(db); }
     bool is_connected(int32_t db) const override { return session_.is_connected(db); }
     int32_t follow(const std::string &channel) override { return session_.follow(channel); }
-    void fall_behind() noexcept override { session_.lose("notifications could not be kept"); }
+    void fall_behind(const char *why) noexcept override { session_.lose(why); }
+    size_t untold() override { return 0; }
 
     int32_t read_hash(const RecordName &name, StoredFields &fields) override {
         int32_t code = 0;
@@ -229,8 +228,9 @@ int32_t RedisStore::scan_hashes(int32_t db, std::string_view type, ScanVisitor &
         }
         for (size_t i = 0; i < part.size(); ++i) {
             if (!to_fields(*batch[i], fields)) {
-                report("record %.*s skipped: %.*s", static_cast<int>(part[i].text.size()), part[i].text.data(),
-                       static_cast<int>(batch[i]->text.size()), batch[i]->text.data());
+                tell(Level::kWarning,
+                     Words("record %.*s skipped: %.*s", static_cast<int>(part[i].text.size()), part[i].text.data(),
+                           static_cast<int>(batch[i]->text.size()), batch[i]->text.data()));
             } else if (!fields.empty() && !visitor.on_hash(part[i].text, fields)) {
                 return 0;
             }

@@ -56,6 +56,12 @@ class StoreListener {
 public:
     virtual void on_message(std::string_view channel, std::string_view notice) = 0;
 
+    // Connected: for the first time, or one database more.
+    virtual void on_up() noexcept = 0;
+
+    // The connection is lost, or an attempt to restore it failed. The next attempt is made in so long.
+    virtual void on_lost(int32_t code, std::string_view why, Millis until_next) noexcept = 0;
+
     // The connection was lost and is back. Only the channels of lasting_channels() are still followed.
     virtual void on_restored() = 0;
     virtual std::vector<std::string> lasting_channels() const = 0;
@@ -101,7 +107,10 @@ public:
     virtual int32_t follow(const std::string &channel) = 0;
 
     // Treats the connection as lost: the client fell too far behind, or found no memory for what it was told.
-    virtual void fall_behind() noexcept = 0;
+    virtual void fall_behind(const char *why) noexcept = 0;
+
+    // Notifications that have come and that the client has not been told of.
+    virtual size_t untold() = 0;
 };
 
 std::unique_ptr<Store> make_mem_store(const std::string &name, Loop &loop, StoreListener &listener);

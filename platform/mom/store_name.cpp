@@ -9,6 +9,7 @@ namespace mom {
 
 namespace {
 
+constexpr std::string_view kRedis = "redis://";
 constexpr uint16_t kRedisPort = 6379;
 constexpr uint16_t kNoPort = 0;
 
@@ -105,11 +106,13 @@ std::optional<StoreName> parse_unix(std::string_view whole, std::string_view pat
                      .name = {},
                      .endpoints = {Endpoint{.path = std::string(path), .host = {}, .port = 0}},
                      .user = {},
-                     .password = {}};
+                     .password = {},
+                     .shown = std::string(whole)};
 }
 
 std::optional<StoreName> parse_redis(std::string_view whole, std::string_view text) {
-    StoreName store{.kind = StoreName::Kind::kServer, .name = {}, .endpoints = {}, .user = {}, .password = {}};
+    StoreName store{
+        .kind = StoreName::Kind::kServer, .name = {}, .endpoints = {}, .user = {}, .password = {}, .shown = {}};
     if (const size_t at = text.rfind('@'); at != std::string_view::npos) {
         const std::string_view login = text.substr(0, at);
         text.remove_prefix(at + 1);
@@ -121,7 +124,9 @@ std::optional<StoreName> parse_redis(std::string_view whole, std::string_view te
         }
         store.user = *user;
         store.password = *password;
+        store.shown.append(login.substr(0, colon)).append(colon == 0 ? "" : "@");
     }
+    store.shown.insert(0, kRedis).append(text);
     const auto endpoint = parse_host(whole, text, kRedisPort);
     if (!endpoint) {
         return std::nullopt;
@@ -140,7 +145,8 @@ std::optional<StoreName> parse_sentinel(std::string_view whole, std::string_view
                     .name = std::string(text.substr(slash + 1)),
                     .endpoints = {},
                     .user = {},
-                    .password = {}};
+                    .password = {},
+                    .shown = std::string(whole)};
     std::string_view hosts = text.substr(0, slash);
     for (bool more = true; more;) {
         const size_t comma = hosts.find(',');
@@ -168,13 +174,17 @@ std::string Endpoint::text() const {
 std::optional<StoreName> parse_store_name(std::string_view text) {
     std::string_view rest = text;
     if (take(rest, "mem:")) {
-        return StoreName{
-            .kind = StoreName::Kind::kMem, .name = std::string(rest), .endpoints = {}, .user = {}, .password = {}};
+        return StoreName{.kind = StoreName::Kind::kMem,
+                         .name = std::string(rest),
+                         .endpoints = {},
+                         .user = {},
+                         .password = {},
+                         .shown = std::string(text)};
     }
     if (take(rest, "unix://")) {
         return parse_unix(text, rest);
     }
-    if (take(rest, "redis://")) {
+    if (take(rest, kRedis)) {
         return parse_redis(text, rest);
     }
     if (take(rest, "sentinel://")) {

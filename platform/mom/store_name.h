@@ -26,6 +26,7 @@ struct StoreName {
     std::vector<Endpoint> endpoints;  // the server, or the sentinels
     std::string user;
     std::string password;
+    std::string shown;  // the whole name as it was given, but for the password
 };
 
 // Empty when the name is not understood; last_error() then names the part.

@@ -42,6 +42,15 @@ void Subscriptions::forget_records() {
     }
 }
 
+Subscriptions::Count Subscriptions::count() const {
+    Count count;
+    for (const auto &channel : channels_) {
+        count.records += channel.second->records.size();
+        count.fields += channel.second->fields.size();
+    }
+    return count;
+}
+
 std::vector<Channel *> Subscriptions::with_fields() const {
     std::vector<Channel *> chosen;
     for (const auto &entry : channels_) {

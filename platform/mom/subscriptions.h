@@ -47,6 +47,12 @@ public:
 
     void forget_records();
 
+    struct Count {
+        size_t records = 0;
+        size_t fields = 0;
+    };
+    Count count() const;
+
     // The channels that carry field subscriptions.
     std::vector<Channel *> with_fields() const;
 
