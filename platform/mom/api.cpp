@@ -134,8 +134,8 @@ void show(MomClient &client, MomClientStatus &status) {
     MomClientStatus known{};
     client.show(known);
     known.size = status.size;
-    std::memset(&status, 0, status.size);
-    std::memcpy(&status, &known, std::min<size_t>(status.size, sizeof known));
+    std::memset(&status, 0, known.size);
+    std::memcpy(&status, &known, std::min<size_t>(known.size, sizeof known));
 }
 
 // $OX_MOM_TIMEOUT_MS, or the default; 0 when it is no number above 0.

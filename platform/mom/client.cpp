@@ -156,15 +156,15 @@ void MomClient::on_restored() {
     for (Channel *channel : lasting) {
         put(Delivery::Kind::kPresent).channel = channel;
     }
-    size_t callbacks = 0;
+    bool has_callbacks = false;
     for (int32_t db = 0; db < kDatabases; ++db) {
         if (store_->is_connected(db)) {
             put(Delivery::Kind::kRestored).db = db;
-            callbacks += reconnect_cbs_[static_cast<size_t>(db)] ? 1U : 0U;
+            has_callbacks = has_callbacks || reconnect_cbs_[static_cast<size_t>(db)];
         }
     }
     standing_.back(
-        {.field_subscriptions = count.fields, .record_subscriptions = count.records, .callbacks = callbacks});
+        {.field_subscriptions = count.fields, .record_subscriptions = count.records, .has_callbacks = has_callbacks});
 }
 
 std::vector<std::string> MomClient::lasting_channels() const {

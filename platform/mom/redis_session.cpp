@@ -144,7 +144,8 @@ void RedisSession::lose(std::string_view why, int32_t code) noexcept {
     const TimePoint now = Clock::now();
     const TimePoint due = backoff_.failed(now);
     loop_.set_deadline(due);
-    listener_.on_lost(code_, why_.empty() ? "out of memory" : why_, std::chrono::ceil<Millis>(due - now));
+    const std::string_view reason = why_.empty() ? std::string_view("out of memory") : why_;
+    listener_.on_lost(code_, reason, std::chrono::ceil<Millis>(due - now));
 }
 
 // The connections are given up whether or not there is memory to say why.

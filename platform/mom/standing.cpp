@@ -68,17 +68,12 @@ void Standing::lost(int32_t code, std::string_view why, Millis until_next) noexc
 void Standing::back(const Reload &reload) noexcept {
     const std::chrono::duration<double> away = Clock::now() - since_;
     enter(OX_MOM_STATE_UP);
-    const Words back("store %s is back after %.1f s", store_.c_str(), away.count());
-    if (reload.record_subscriptions != 0 && reload.callbacks == 0) {
-        tell(Level::kError, Words("%s; loaded afresh: %zu field subscriptions; %zu record subscriptions have ended: "
-                                  "no reconnection callback is set to make them anew",
-                                  back.c_str(), reload.field_subscriptions, reload.record_subscriptions));
-    } else {
-        tell(Level::kNotice,
-             Words("%s; loaded afresh: %zu field subscriptions, and %zu record subscriptions by %zu "
-                   "reconnection callbacks",
-                   back.c_str(), reload.field_subscriptions, reload.record_subscriptions, reload.callbacks));
-    }
+    const bool ended = reload.record_subscriptions != 0 && !reload.has_callbacks;
+    tell(
+        ended ? Level::kError : Level::kNotice,
+        Words("store %s is back after %.1f s; loaded afresh: field subscriptions (%zu), record subscriptions (%zu, %s)",
+              store_.c_str(), away.count(), reload.field_subscriptions, reload.record_subscriptions,
+              ended ? "ended: no reconnection callback makes them anew" : "by the reconnection callbacks"));
 }
 
 void Standing::show(MomClientStatus &status) const {

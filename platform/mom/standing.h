@@ -19,7 +19,7 @@ public:
     struct Reload {
         size_t field_subscriptions;   // renewed
         size_t record_subscriptions;  // forgotten, so that the callbacks make them anew
-        size_t callbacks;
+        bool has_callbacks;
     };
 
     // The name goes into what is told: without a password.

@@ -1,5 +1,6 @@
 // Servers that hold or publish what is not the client's.
 #include "mom_test.h"
+#include "standard_error.h"
 
 #include <algorithm>
 #include <random>
@@ -45,28 +46,6 @@ private:
     std::unique_ptr<RedisConnection> raw_;
 };
 INSTANTIATE_OVER_SERVERS(GarbageTest);
-
-// What is printed on standard error as long as it lives.
-class StandardError {
-public:
-    StandardError() { testing::internal::CaptureStderr(); }
-    ~StandardError() { text(); }
-    StandardError(const StandardError &) = delete;
-    StandardError &operator=(const StandardError &) = delete;
-
-    const std::string &text() {
-        if (!taken_) {
-            text_ = testing::internal::GetCapturedStderr();
-            taken_ = true;
-        }
-        return text_;
-    }
-    auto lines() { return std::count(text().begin(), text().end(), '\n'); }
-
-private:
-    std::string text_;
-    bool taken_ = false;
-};
 
 TEST_P(GarbageTest, AKeyOfAnotherKindIsSaidToBe) {
     const ClientPtr client = connect();

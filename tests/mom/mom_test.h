@@ -94,6 +94,15 @@ inline bool pump_until(const ClientPtr &client, const std::function<bool()> &don
     return pump_until(client.get(), done, limit);
 }
 
+// The same for what comes without a callback, so that process() does not return for it.
+inline bool process_until(const ClientPtr &client, const std::function<bool()> &done) {
+    const Stopwatch watch;
+    while (!done() && watch.elapsed() < kLongEnough) {
+        EXPECT_GE(ox_mom_client_process(client.get(), 5), 0);
+    }
+    return done();
+}
+
 inline bool settle(const ClientPtr &client, const ClientPtr &publisher, int32_t db = kGlobalDb) {
     return settle(client.get(), publisher.get(), db);
 }
