@@ -8,21 +8,26 @@
  * Conventions that hold for every function here:
  *
  *  1. Threads. A client belongs to the thread that created it and has no thread of its own. A call from another thread
- *     returns OX_MOM_E_THREAD, one from a forked child OX_MOM_E_FORK; neither touches the client.
+ *     returns OX_MOM_E_THREAD, one from a forked child OX_MOM_E_FORK; neither touches the client. A pointer to a client
+ *     that has been destroyed is never a later client's: a call with it returns OX_MOM_E_DESTROYED, at any time, on any
+ *     thread. A client leaves a few bytes behind for that.
  *  2. Callbacks. Every callback runs on the client's thread inside ox_mom_client_process(), except those of a scan,
  *     which run before ox_mom_scan_sync() returns. A callback may call any function of its client, process() and
  *     destroy() included. What a callback is given is valid until it returns.
  *  3. Statuses. 0 is success, everything else one of the OX_MOM_E_ codes below; ox_mom_strerror() names a code,
- *     ox_mom_last_error() tells in words why this thread's latest failing call failed. Every call of a client may fail
- *     with ARGUMENT (a NULL argument), THREAD, FORK and MEMORY, every request (to read, write, delete, scan or
- *     subscribe) with NOT_CONNECTED, LOST, TIMEOUT, REFUSED and TYPE, one that reads with DECODE too, and one whose
- *     callback destroyed the client with DESTROYED. The functions name what else a code means there.
+ *     ox_mom_last_error() tells in words why this thread's latest call failed. Every call of a client may fail with
+ *     ARGUMENT (a NULL argument), THREAD, FORK, DESTROYED (before the call, or by a callback of it) and MEMORY, every
+ *     request (to read, write, delete, scan or subscribe) with NOT_CONNECTED, LOST, TIMEOUT, REFUSED and TYPE, one that
+ *     reads with DECODE too. The functions name what else a code means there.
  *  4. Time. A request waits for the server no longer than OX_MOM_REQUEST_TIMEOUT_MS. One that runs out of time closes
  *     the connection, so that a late answer is never taken for another's.
  *  5. Memory. Requests and records passed in are only read, and never kept. Results belong to the caller until the
  *     release function named with the call.
  *  6. Loss. After a lost connection requests fail at once with OX_MOM_E_LOST while the client reconnects, inside
- *     process(), with growing pauses; see ox_mom_client_set_reconnect_cb().
+ *     process(), with growing pauses; see ox_mom_client_set_reconnect_cb(). The loss is told once, each other reason
+ *     that an attempt fails for once, and the return with what is loaded afresh: as category "ox_mom" of the logging
+ *     layer when the program has one (ox_zlog.h), else on standard error, where that is open. So is a record that is
+ *     skipped. ox_mom_client_status() tells the same at any time.
  */
 #ifndef OX_MOM_H
 #define OX_MOM_H
@@ -124,8 +129,7 @@ typedef struct MomClientStatus {
 
     uint64_t waiting;   /* notifications and confirmations that have come and are not delivered yet */
     uint64_t delivered; /* calls of subscriptions' callbacks */
-    uint64_t
-        requests; /* calls that connect, read, write, delete, scan or subscribe, and were no mistake of the caller */
+    uint64_t requests; /* calls to connect, read, write, delete, scan or subscribe that were no mistake of the caller */
     uint64_t timed_out; /* how many of them failed with OX_MOM_E_TIMEOUT */
 
     char store[256];  /* the store's name, as given to ox_mom_client_create() but for a password */
@@ -142,7 +146,8 @@ typedef int32_t (*MomReconnectCb)(MomClient *client, int32_t db, int32_t type);
  *
  * ARGUMENT  client is NULL, or db is not 0 to 28
  * CONNECT   nobody answers there, or (sentinel:) no sentinel knows a master that takes the part
- * REFUSED   wrong password, or the server has fewer than 29 databases
+ * REFUSED   wrong password, the server has fewer than 29 databases, or it can't be read from yet (it is loading, or a
+ *           replica without its master)
  * TIMEOUT   connected, but no answer
  */
 int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db);
@@ -254,7 +259,12 @@ int32_t ox_mom_del_sync(MomClient *client, int32_t db, const ProtobufCMessage *r
 /* The text of a status; for a number that is none, "unknown error". Any thread. */
 const char *ox_mom_strerror(int32_t code);
 
-/* Why this thread's latest failing call failed, in words; "" before any. Valid until the thread's next call. */
+/*
+ * Why this thread's latest call failed, in words; "" when it succeeded, and before any. Every function counts that is
+ * given a client, and ox_mom_client_create(); releasing a result and naming a code do not. A result's error_code counts
+ * as a failure of the call that returned it, and process() succeeds whatever its callbacks met with. Valid until the
+ * thread's next call.
+ */
 const char *ox_mom_last_error(void);
 
 #pragma GCC visibility pop

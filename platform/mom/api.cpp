@@ -6,6 +6,7 @@
 #include <new>
 
 #include "attachment.h"
+#include "caller.h"
 #include "client.h"
 #include "error.h"
 #include "ox_mom.h"
@@ -14,6 +15,8 @@
 #include "store_name.h"
 #include "wire.h"
 
+using mom::Caller;
+using mom::Client;
 using mom::fail;
 
 namespace {
@@ -21,44 +24,60 @@ namespace {
 constexpr std::string_view kDefaultStore = "mem:";
 constexpr size_t kFirstStatus = sizeof(MomClientStatus);  // of the first version of this library, whatever is added
 
-int32_t check(const MomClient *client) {
-    return client ? client->check_caller() : fail(OX_MOM_E_ARGUMENT, "client is NULL");
+// The client behind a handle that the caller may use; nullptr, with the code, when not.
+Client *open(const MomClient *handle, const Caller &caller, int32_t *code) {
+    if (!handle) {
+        *code = fail(OX_MOM_E_ARGUMENT, "client is NULL");
+        return nullptr;
+    }
+    return handle->open(caller, code);
+}
+
+// Whatever failed before or meanwhile, a call that succeeds leaves no story.
+int32_t ended(int32_t code, Caller &caller) {
+    if (code >= 0) {
+        caller.words[0] = '\0';
+    }
+    return code;
 }
 
 template <class Work>
-int32_t call(MomClient *client, Work work) noexcept {
-    if (const int32_t code = check(client)) {
+int32_t call(MomClient *handle, Work work) noexcept {
+    Caller &caller = mom::caller;
+    int32_t code = 0;
+    Client *client = open(handle, caller, &code);
+    if (!client) {
         return code;
     }
     try {
-        const MomClient::CallScope scope(*client);
-        const int32_t code = work();
-        if (code != 0) {
+        const Client::CallScope scope(*client);
+        code = work(*client);
+        if (code < 0) {
             client->failed(code);
         }
-        return code;
     } catch (const std::bad_alloc &) {
         return fail(OX_MOM_E_MEMORY, "out of memory");
     }
+    return ended(code, caller);
 }
 
 // The same for what needs a message.
 template <class Work>
-int32_t call(MomClient *client, const ProtobufCMessage *message, Work work) noexcept {
-    return call(client, [&] {
+int32_t call(MomClient *handle, const ProtobufCMessage *message, Work work) noexcept {
+    return call(handle, [&](Client &client) {
         if (!message || !message->descriptor) {
             return fail(OX_MOM_E_ARGUMENT, "%s", message ? "the message has no descriptor" : "the message is NULL");
         }
-        return work(*message->descriptor);
+        return work(client, *message->descriptor);
     });
 }
 
 // The same for what needs a connected database too.
 template <class Work>
-int32_t call(MomClient *client, int32_t db, const ProtobufCMessage *message, Work work) noexcept {
-    return call(client, message, [&](const ProtobufCMessageDescriptor &type) {
-        const int32_t code = client->check_connected(db);
-        return code != 0 ? code : work(type);
+int32_t call(MomClient *handle, int32_t db, const ProtobufCMessage *message, Work work) noexcept {
+    return call(handle, message, [&](Client &client, const ProtobufCMessageDescriptor &type) {
+        const int32_t code = client.check_connected(db);
+        return code != 0 ? code : work(client, type);
     });
 }
 
@@ -73,7 +92,7 @@ int32_t expect_kind(const ProtobufCMessageDescriptor &type, bool indexed) {
 }
 
 // Names the addressed record. The name is good until the client's next request.
-int32_t address(MomClient &client, int32_t db, const ProtobufCMessage &message, mom::RecordName &name) {
+int32_t address(Client &client, int32_t db, const ProtobufCMessage &message, mom::RecordName &name) {
     std::string &key = client.workspace().key;
     key.clear();
     const int32_t code = mom::append_key(message, key);
@@ -82,7 +101,7 @@ int32_t address(MomClient &client, int32_t db, const ProtobufCMessage &message, 
 }
 
 // Without an arena afterwards, the call itself was wrong; with one, the code is the result's too.
-int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message, mom::ResultArenaPtr &arena) {
+int32_t read_hash(Client &client, int32_t db, const ProtobufCMessage &message, mom::ResultArenaPtr &arena) {
     const ProtobufCMessageDescriptor &type = *message.descriptor;
     mom::StoredFields &fields = client.workspace().fields;
     fields.clear();
@@ -109,7 +128,7 @@ int32_t read_hash(MomClient &client, int32_t db, const ProtobufCMessage &message
     return code;
 }
 
-int32_t read_object(MomClient &client, int32_t db, const ProtobufCMessage &message, ProtobufCMessage *&record) {
+int32_t read_object(Client &client, int32_t db, const ProtobufCMessage &message, ProtobufCMessage *&record) {
     const ProtobufCMessageDescriptor &type = *message.descriptor;
     std::string_view bytes;
     bool found = false;
@@ -130,7 +149,7 @@ int32_t read_object(MomClient &client, int32_t db, const ProtobufCMessage &messa
 }
 
 // What a caller's struct has room for. A later one's members that are not known here are 0.
-void show(MomClient &client, MomClientStatus &status) {
+void show(Client &client, MomClientStatus &status) {
     MomClientStatus known{};
     client.show(known);
     known.size = status.size;
@@ -162,7 +181,9 @@ MomClient *ox_mom_client_create(const char *store) try {
     const std::string_view name = store ? store : from_environment ? from_environment : kDefaultStore;
     const int timeout = request_timeout();
     const auto parsed = timeout > 0 ? mom::parse_store_name(name) : std::nullopt;
-    return parsed ? MomClient::create(*parsed, mom::Millis(timeout)) : nullptr;
+    MomClient *client = parsed ? Client::create(*parsed, mom::Millis(timeout)) : nullptr;
+    ended(client ? 0 : OX_MOM_E_MEMORY, mom::caller);
+    return client;
 } catch (const std::bad_alloc &) {
     fail(OX_MOM_E_MEMORY, "out of memory");
     return nullptr;
@@ -170,43 +191,46 @@ MomClient *ox_mom_client_create(const char *store) try {
 
 void ox_mom_client_destroy(MomClient *client) {
     if (client) {
-        call(client, [&] {
-            client->destroy();
+        call(client, [&](Client &opened) {
+            opened.destroy();
             return 0;
         });
     }
 }
 
 int ox_mom_client_fd(const MomClient *client) {
-    const int32_t code = check(client);
-    return code != 0 ? code : client->fd();
+    Caller &caller = mom::caller;
+    int32_t code = 0;
+    const Client *opened = open(client, caller, &code);
+    return opened ? ended(opened->fd(), caller) : code;
 }
 
 int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms) {
-    return call(client, [&] { return client->process(timeout_ms); });
+    return call(client, [&](Client &opened) { return opened.process(timeout_ms); });
 }
 
 int32_t ox_mom_client_status(MomClient *client, MomClientStatus *status) {
-    return call(client, [&] {
+    return call(client, [&](Client &opened) {
         if (!status || status->size < kFirstStatus) {
             return fail(OX_MOM_E_ARGUMENT, "status is NULL, or its size is not set");
         }
-        show(*client, *status);
+        show(opened, *status);
         return 0;
     });
 }
 
 int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db) {
-    return call(client, [&] { return client->connect(db); });
+    return call(client, [&](Client &opened) { return opened.connect(db); });
 }
 
 int32_t ox_mom_client_set_reconnect_cb(MomClient *client, int32_t db, MomReconnectCb cb, void *) {
-    return call(client, [&] { return client->set_reconnect_cb(db, cb); });
+    return call(client, [&](Client &opened) { return opened.set_reconnect_cb(db, cb); });
 }
 
 MomHashResult *ox_mom_hgetall_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
     mom::ResultArenaPtr arena;
-    call(client, request, [&](const ProtobufCMessageDescriptor &) { return read_hash(*client, db, *request, arena); });
+    call(client, request,
+         [&](Client &opened, const ProtobufCMessageDescriptor &) { return read_hash(opened, db, *request, arena); });
     return arena ? mom::ResultArena::first<MomHashResult>(arena.release()) : nullptr;
 }
 
@@ -218,7 +242,7 @@ void ox_mom_hash_res_free(MomHashResult *result) {
 
 int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage *record, const int32_t *field_ids,
                           uint32_t n_field_ids) {
-    return call(client, db, record, [&](const ProtobufCMessageDescriptor &type) {
+    return call(client, db, record, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
         if (!field_ids || n_field_ids == 0) {
             return fail(OX_MOM_E_ARGUMENT, "%s: no field named to write", type.name);
         }
@@ -226,17 +250,17 @@ int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage 
         mom::RecordName name;
         mom::EncodedFields encoded;
         int32_t code = expect_kind(type, true);
-        code = code != 0 ? code : address(*client, db, *record, name);
+        code = code != 0 ? code : address(opened, db, *record, name);
         code = code != 0 ? code : encoded.encode(*record, written);
-        return code != 0 ? code : client->requested_store().write_hash(name, encoded.fields(), written);
+        return code != 0 ? code : opened.requested_store().write_hash(name, encoded.fields(), written);
     });
 }
 
 ProtobufCMessage *ox_mom_get_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t *error) {
     ProtobufCMessage *record = nullptr;
-    const int32_t code = call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+    const int32_t code = call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
         const int32_t wrong_kind = expect_kind(type, false);
-        return wrong_kind != 0 ? wrong_kind : read_object(*client, db, *request, record);
+        return wrong_kind != 0 ? wrong_kind : read_object(opened, db, *request, record);
     });
     if (error) {
         *error = code;
@@ -252,34 +276,34 @@ int32_t ox_mom_ox_obj_free(ProtobufCMessage *record) {
 }
 
 int32_t ox_mom_set_sync(MomClient *client, int32_t db, const ProtobufCMessage *record) {
-    return call(client, db, record, [&](const ProtobufCMessageDescriptor &type) {
+    return call(client, db, record, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
         const int32_t code = expect_kind(type, false);
         return code != 0 ? code
-                         : client->requested_store().write_object({.db = db, .type = type.name, .key = type.name},
-                                                                  mom::encode_object(*record));
+                         : opened.requested_store().write_object({.db = db, .type = type.name, .key = type.name},
+                                                                 mom::encode_object(*record));
     });
 }
 
 int32_t ox_mom_del_sync(MomClient *client, int32_t db, const ProtobufCMessage *request) {
-    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+    return call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
         mom::RecordName name;
-        if (const int32_t code = address(*client, db, *request, name)) {
+        if (const int32_t code = address(opened, db, *request, name)) {
             return code;
         }
-        return mom::index_of(type) ? client->requested_store().remove_hash(name)
-                                   : client->requested_store().remove_object(name);
+        return mom::index_of(type) ? opened.requested_store().remove_hash(name)
+                                   : opened.requested_store().remove_object(name);
     });
 }
 
 int32_t ox_mom_subscribe(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t, MomMsgCb cb, void *) {
-    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
-        return cb ? client->subscribe(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
+    return call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
+        return cb ? opened.subscribe(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
     });
 }
 
 int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t n_requests,
                                const int32_t *field_ids, const MomFieldCb *cbs, void *const *args, int32_t n_fields) {
-    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
+    return call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
         if (n_requests != 1) {
             return fail(OX_MOM_E_ARGUMENT, "%s: one request expected, not %d", type.name, n_requests);
         }
@@ -294,32 +318,31 @@ int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMes
             }
         }
         const int32_t code = expect_kind(type, true);
-        return code != 0
-                   ? code
-                   : client->subscribe_fields(db, *request, {field_ids, static_cast<size_t>(n_fields)}, cbs, args);
+        return code != 0 ? code
+                         : opened.subscribe_fields(db, *request, {field_ids, static_cast<size_t>(n_fields)}, cbs, args);
     });
 }
 
 int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t, MomMsgCb cb, void *) {
-    return call(client, db, request, [&](const ProtobufCMessageDescriptor &type) {
-        return cb ? client->scan(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
+    return call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
+        return cb ? opened.scan(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
     });
 }
 
 int32_t ox_mom_attach(MomClient *client, int fd, uint32_t events, const MomAttachment *attachment) {
-    return call(client, [&] {
-        return attachment && attachment->on_ready ? client->attachments().attach(fd, events, *attachment)
+    return call(client, [&](Client &opened) {
+        return attachment && attachment->on_ready ? opened.attachments().attach(fd, events, *attachment)
                                                   : fail(OX_MOM_E_ARGUMENT, "a function to call expected");
     });
 }
 
 int32_t ox_mom_alter(MomClient *client, int fd, uint32_t events) {
-    return call(client, [&] { return client->attachments().alter(fd, events); });
+    return call(client, [&](Client &opened) { return opened.attachments().alter(fd, events); });
 }
 
 int32_t ox_mom_detach(MomClient *client, int fd) {
-    return call(client, [&] {
-        client->attachments().detach(fd);
+    return call(client, [&](Client &opened) {
+        opened.attachments().detach(fd);
         return 0;
     });
 }

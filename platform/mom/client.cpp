@@ -1,7 +1,6 @@
 #include "client.h"
 
 #include <algorithm>
-#include <atomic>
 #include <new>
 #include <optional>
 #include <utility>
@@ -9,40 +8,25 @@
 #include "error.h"
 #include "record_codec.h"
 
-using mom::Channel;
-using mom::DecodedNotice;
-using mom::Delivery;
-using mom::fail;
-using mom::Notice;
+namespace mom {
 
-namespace {
+Client::Client(const StoreName &name) : standing_(name.shown) {}
 
-// A number for each thread that is never used again, as a thread's own id may be.
-uint64_t this_thread() {
-    static std::atomic<uint64_t> last{0};
-    thread_local const uint64_t number = ++last;
-    return number;
-}
+Client::~Client() = default;
 
-}  // namespace
-
-MomClient::MomClient(const mom::StoreName &name) : owner_(this_thread()), standing_(name.shown) {}
-
-MomClient::~MomClient() = default;
-
-MomClient *MomClient::create(const mom::StoreName &name, mom::Millis timeout) {
-    std::unique_ptr<MomClient> client(new MomClient(name));
+MomClient *Client::create(const StoreName &name, Millis timeout) {
+    std::unique_ptr<Client> client(new Client(name));
     if (!client->loop_.open()) {
         fail(OX_MOM_E_MEMORY, "no descriptors or memory left for a client");
         return nullptr;
     }
-    client->store_ = name.kind == mom::StoreName::Kind::kMem
-                         ? mom::make_mem_store(name.name, client->loop_, *client)
-                         : mom::make_redis_store(name, client->loop_, *client, timeout);
-    return client.release();
+    client->store_ = name.kind == StoreName::Kind::kMem ? make_mem_store(name.name, client->loop_, *client)
+                                                        : make_redis_store(name, client->loop_, *client, timeout);
+    client->handle_ = MomClient::of(*client);
+    return client.release()->handle_;
 }
 
-MomClient::CallScope::~CallScope() {
+Client::CallScope::~CallScope() {
     if (--client_.depth_ > 0) {
         return;
     }
@@ -53,25 +37,17 @@ MomClient::CallScope::~CallScope() {
     }
 }
 
-int32_t MomClient::check_caller() const {
-    if (loop_.is_inherited()) {
-        return fail(OX_MOM_E_FORK, "the client belongs to the process that this one was forked from");
-    }
-    if (owner_ != this_thread()) {
-        return fail(OX_MOM_E_THREAD, "the client belongs to another thread");
-    }
-    if (destroyed_) {
-        return fail(OX_MOM_E_DESTROYED, "the client has been destroyed");
-    }
-    return 0;
+void Client::destroy() {
+    destroyed_ = true;
+    handle_->close();
 }
 
-int32_t MomClient::check_number(int32_t db) {
+int32_t Client::check_number(int32_t db) {
     const bool valid = db >= 0 && db < kDatabases;
     return valid ? 0 : fail(OX_MOM_E_ARGUMENT, "database %d: 0 to %d expected", db, kDatabases - 1);
 }
 
-int32_t MomClient::check_connected(int32_t db) const {
+int32_t Client::check_connected(int32_t db) const {
     const int32_t code = check_number(db);
     if (code == 0 && !store_->is_connected(db)) {
         return fail(OX_MOM_E_NOT_CONNECTED, "database %d has not been connected", db);
@@ -79,18 +55,18 @@ int32_t MomClient::check_connected(int32_t db) const {
     return code;
 }
 
-int32_t MomClient::connect(int32_t db) {
+int32_t Client::connect(int32_t db) {
     if (const int32_t code = check_number(db)) {
         return code;
     }
     const int32_t code = requested_store().connect(db);
     if (code != 0) {
-        standing_.refused(code, mom::last_error());
+        standing_.refused(code, last_error());
     }
     return code;
 }
 
-int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
+int32_t Client::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
     const int32_t code = check_number(db);
     if (code == 0) {
         reconnect_cbs_[static_cast<size_t>(db)] = cb;
@@ -100,8 +76,8 @@ int32_t MomClient::set_reconnect_cb(int32_t db, MomReconnectCb cb) {
 
 // Following.
 
-int32_t MomClient::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
-    const std::string name = mom::channel_of(db, type.name);
+int32_t Client::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
+    const std::string name = channel_of(db, type.name);
     if (const int32_t code = requested_store().follow(name)) {
         return code;
     }
@@ -109,17 +85,17 @@ int32_t MomClient::subscribe(int32_t db, const ProtobufCMessageDescriptor &type,
     Delivery &confirmation = put(Delivery::Kind::kConfirmation);
     confirmation.channel = &channel;
     confirmation.cb = cb;
-    mom::Subscriptions::put_record(channel, {.type = &type, .cb = cb, .since = confirmation.place});
+    Subscriptions::put_record(channel, {.type = &type, .cb = cb, .since = confirmation.place});
     return 0;
 }
 
-int32_t MomClient::subscribe_fields(int32_t db, const ProtobufCMessage &request, std::span<const int32_t> field_ids,
-                                    const MomFieldCb *cbs, void *const *args) {
+int32_t Client::subscribe_fields(int32_t db, const ProtobufCMessage &request, std::span<const int32_t> field_ids,
+                                 const MomFieldCb *cbs, void *const *args) {
     std::string key;
-    if (const int32_t code = mom::append_key(request, key)) {
+    if (const int32_t code = append_key(request, key)) {
         return code;
     }
-    const std::string name = mom::channel_of(db, key);
+    const std::string name = channel_of(db, key);
     if (const int32_t code = requested_store().follow(name)) {
         return code;
     }
@@ -135,12 +111,12 @@ int32_t MomClient::subscribe_fields(int32_t db, const ProtobufCMessage &request,
     return 0;
 }
 
-void MomClient::on_message(std::string_view channel_name, std::string_view notice) {
+void Client::on_message(std::string_view channel_name, std::string_view notice) {
     Channel *channel = subscriptions_.find(channel_name);
     if (!channel) {
         return;
     }
-    if (queue_.size() >= mom::kQueueLimit) {
+    if (queue_.size() >= kQueueLimit) {
         queue_.clear();
         store_->fall_behind("more notifications came than are kept waiting");
         return;
@@ -148,10 +124,10 @@ void MomClient::on_message(std::string_view channel_name, std::string_view notic
     put(Delivery::Kind::kNotice, notice).channel = channel;
 }
 
-void MomClient::on_restored() {
+void Client::on_restored() {
     const std::vector<Channel *> lasting = subscriptions_.with_fields();
     queue_.reserve(lasting.size() + kDatabases);  // from here on nothing fails: all are told, or none
-    const mom::Subscriptions::Count count = subscriptions_.count();
+    const Subscriptions::Count count = subscriptions_.count();
     subscriptions_.forget_records();
     for (Channel *channel : lasting) {
         put(Delivery::Kind::kPresent).channel = channel;
@@ -167,7 +143,7 @@ void MomClient::on_restored() {
         {.field_subscriptions = count.fields, .record_subscriptions = count.records, .has_callbacks = has_callbacks});
 }
 
-std::vector<std::string> MomClient::lasting_channels() const {
+std::vector<std::string> Client::lasting_channels() const {
     std::vector<std::string> names;
     for (const Channel *channel : subscriptions_.with_fields()) {
         names.push_back(channel->name);
@@ -175,10 +151,10 @@ std::vector<std::string> MomClient::lasting_channels() const {
     return names;
 }
 
-Delivery &MomClient::put(Delivery::Kind kind, std::string_view notice) { return queue_.push(kind, ++place_, notice); }
+Delivery &Client::put(Delivery::Kind kind, std::string_view notice) { return queue_.push(kind, ++place_, notice); }
 
-void MomClient::show(MomClientStatus &status) {
-    const mom::Subscriptions::Count count = subscriptions_.count();
+void Client::show(MomClientStatus &status) {
+    const Subscriptions::Count count = subscriptions_.count();
     standing_.show(status);
     status.record_subscriptions = static_cast<uint32_t>(count.records);
     status.field_subscriptions = static_cast<uint32_t>(count.fields);
@@ -190,15 +166,15 @@ void MomClient::show(MomClientStatus &status) {
 
 // Delivering.
 
-int32_t MomClient::process(int32_t timeout_ms) {
-    std::optional<mom::Millis> left;
-    mom::TimePoint deadline;
+int32_t Client::process(int32_t timeout_ms) {
+    std::optional<Millis> left;
+    TimePoint deadline;
     if (timeout_ms >= 0) {
-        left = mom::Millis(timeout_ms);
-        deadline = timeout_ms > 0 ? mom::Clock::now() + *left : deadline;
+        left = Millis(timeout_ms);
+        deadline = timeout_ms > 0 ? Clock::now() + *left : deadline;
     }
     for (;;) {
-        const bool interrupted = !loop_.run(has_waiting() ? mom::Millis(0) : left);
+        const bool interrupted = !loop_.run(has_waiting() ? Millis(0) : left);
         const int32_t made = deliver_waiting();
         if (destroyed_) {
             return fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback");
@@ -207,7 +183,7 @@ int32_t MomClient::process(int32_t timeout_ms) {
             return made;
         }
         if (left) {
-            left = std::chrono::ceil<mom::Millis>(deadline - mom::Clock::now());
+            left = std::chrono::ceil<Millis>(deadline - Clock::now());
             if (left->count() <= 0) {
                 return 0;
             }
@@ -217,7 +193,7 @@ int32_t MomClient::process(int32_t timeout_ms) {
 
 // What is put in the queue meanwhile is left for the next time, so that callbacks that write what they follow do not
 // keep their caller for ever.
-int32_t MomClient::deliver_waiting() {
+int32_t Client::deliver_waiting() {
     int32_t made = 0;
     Delivery delivery;
     for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_; --waiting) {
@@ -234,7 +210,7 @@ int32_t MomClient::deliver_waiting() {
     return made + deliver_attached();
 }
 
-int32_t MomClient::deliver_attached() {
+int32_t Client::deliver_attached() {
     int32_t made = 0;
     // In a child that a callback forked the loop is still the parent's, and the descriptors may be closed.
     for (size_t left = attachments_.ready(); left > 0 && attachments_.ready() > 0; --left) {
@@ -247,7 +223,7 @@ int32_t MomClient::deliver_attached() {
     return made;
 }
 
-int32_t MomClient::deliver(Delivery &delivery) {
+int32_t Client::deliver(Delivery &delivery) {
     switch (delivery.kind) {
         case Delivery::Kind::kConfirmation:
             return deliver_confirmation(delivery);
@@ -261,13 +237,12 @@ int32_t MomClient::deliver(Delivery &delivery) {
     return 0;
 }
 
-int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view text) {
+int32_t Client::deliver_notice(const Delivery &delivery, std::string_view text) {
     const Channel &channel = *delivery.channel;
-    mom::ScratchPool::Lease scratch(scratches_);
+    ScratchPool::Lease scratch(scratches_);
     Notice &notice = scratch.notice();
-    if (!mom::read_notice(text, notice)) {
-        mom::tell(mom::Level::kWarning,
-                  mom::Words("a notification of %s skipped: it can't be read", channel.key.c_str()));
+    if (!read_notice(text, notice)) {
+        tell(Level::kWarning, Words("a notification of %s skipped: it can't be read", channel.key.c_str()));
         return 0;
     }
     DecodedNotice decoded(notice, channel, scratch.arena());
@@ -277,9 +252,9 @@ int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view tex
         const auto subscription = channel.records[i];
         const auto result = subscription.since < delivery.place ? decoded.for_record(*subscription.type) : std::nullopt;
         if (result) {
-            MomMsg message{.client = this, .db = channel.db, .cmd = notice.cmd, .result = *result};
+            MomMsg message{.client = handle_, .db = channel.db, .cmd = notice.cmd, .result = *result};
             ++delivered_;
-            subscription.cb(this, &message);
+            subscription.cb(handle_, &message);
             ++made;
         }
         if (destroyed_) {
@@ -294,44 +269,46 @@ int32_t MomClient::deliver_notice(const Delivery &delivery, std::string_view tex
             continue;
         }
         if (const auto result = decoded.for_field(*subscription.type)) {
-            MomMsg message{.client = this, .db = channel.db, .cmd = notice.cmd, .result = *result};
+            MomMsg message{.client = handle_, .db = channel.db, .cmd = notice.cmd, .result = *result};
             ++delivered_;
-            subscription.cb(this, &message, subscription.arg);
+            subscription.cb(handle_, &message, subscription.arg);
             ++made;
         }
     }
     return made;
 }
 
-int32_t MomClient::deliver_present(const Delivery &delivery) {
+int32_t Client::deliver_present(const Delivery &delivery) {
     const Channel &channel = *delivery.channel;
-    const mom::RecordName name{.db = channel.db, .type = channel.fields.front().type->name, .key = channel.key};
-    mom::StoredFields stored;
+    const RecordName name{.db = channel.db, .type = channel.fields.front().type->name, .key = channel.key};
+    StoredFields stored;
     if (store_->read_hash(name, stored) != 0) {
-        mom::tell(mom::Level::kWarning, mom::Words("%s could not be read after the reconnection", channel.key.c_str()));
+        tell(Level::kWarning, Words("%s could not be read after the reconnection", channel.key.c_str()));
         return 0;
     }
     // Callbacks may make requests, which take the memory that the fields are in.
     return deliver_notice(delivery,
-                          mom::write_notice(stored.empty() ? OX_MOM_CMD_DELETED : OX_MOM_CMD_DELIVERED, {}, stored));
+                          write_notice(stored.empty() ? OX_MOM_CMD_DELETED : OX_MOM_CMD_DELIVERED, {}, stored));
 }
 
-int32_t MomClient::deliver_confirmation(const Delivery &delivery) {
-    const auto *subscription = mom::Subscriptions::find_record(*delivery.channel, delivery.cb);
+int32_t Client::deliver_confirmation(const Delivery &delivery) {
+    const auto *subscription = Subscriptions::find_record(*delivery.channel, delivery.cb);
     if (!subscription || subscription->since != delivery.place) {
         return 0;  // renewed or forgotten since
     }
-    MomMsg message{.client = this, .db = delivery.channel->db, .cmd = OX_MOM_CMD_SUBSCRIBED, .result = nullptr};
+    MomMsg message{.client = handle_, .db = delivery.channel->db, .cmd = OX_MOM_CMD_SUBSCRIBED, .result = nullptr};
     ++delivered_;
-    delivery.cb(this, &message);
+    delivery.cb(handle_, &message);
     return 1;
 }
 
-int32_t MomClient::deliver_restored(const Delivery &delivery) {
+int32_t Client::deliver_restored(const Delivery &delivery) {
     const MomReconnectCb cb = reconnect_cbs_[static_cast<size_t>(delivery.db)];
     if (!cb) {
         return 0;
     }
-    cb(this, delivery.db, OX_MOM_RECONNECT_RESTORED);
+    cb(handle_, delivery.db, OX_MOM_RECONNECT_RESTORED);
     return 1;
 }
+
+}  // namespace mom

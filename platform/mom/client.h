@@ -10,40 +10,40 @@
 
 #include "attachments.h"
 #include "delivery.h"
+#include "handle.h"
 #include "loop.h"
 #include "ox_mom.h"
 #include "standing.h"
 #include "store.h"
 #include "subscriptions.h"
 
-struct MomClient final : private mom::StoreListener {
+namespace mom {
+
+class Client final : private StoreListener {
 public:
     static constexpr int32_t kDatabases = 29;
 
     // nullptr, with the reason in last_error(), when it fails. timeout: of one request.
-    static MomClient *create(const mom::StoreName &name, mom::Millis timeout);
-    MomClient(const MomClient &) = delete;
-    MomClient &operator=(const MomClient &) = delete;
-    ~MomClient();
+    static MomClient *create(const StoreName &name, Millis timeout);
+    Client(const Client &) = delete;
+    Client &operator=(const Client &) = delete;
+    ~Client();
 
     // A call of the client, from its beginning to its end. What must wait for the end of the outermost one, when no
     // callback is under way, is done there: destroying the client, and making fd() readable for what is in the queue.
     class CallScope {
     public:
-        explicit CallScope(MomClient &client) : client_(client) { ++client_.depth_; }
+        explicit CallScope(Client &client) : client_(client) { ++client_.depth_; }
         CallScope(const CallScope &) = delete;
         CallScope &operator=(const CallScope &) = delete;
         ~CallScope();
 
     private:
-        MomClient &client_;
+        Client &client_;
     };
 
     // Takes effect when the outermost call ends; until then every other call is refused.
-    void destroy() { destroyed_ = true; }
-
-    // 0 when the calling thread may use the client.
-    int32_t check_caller() const;
+    void destroy();
 
     // 0 when the number is one of a database.
     static int32_t check_number(int32_t db);
@@ -74,13 +74,13 @@ public:
     int32_t process(int32_t timeout_ms);
 
     // Other libraries' descriptors, served from process().
-    mom::Attachments &attachments() { return attachments_; }
+    Attachments &attachments() { return attachments_; }
 
     // Readable when process() has something to do.
     int fd() const { return loop_.fd(); }
 
     // The store, for one request, which is counted.
-    mom::Store &requested_store() {
+    Store &requested_store() {
         ++requests_;
         return *store_;
     }
@@ -93,49 +93,51 @@ public:
     // What requests need one after another, kept so that a read allocates nothing but its result.
     struct Workspace {
         std::string key;
-        mom::StoredFields fields;
+        StoredFields fields;
     };
     Workspace &workspace() { return workspace_; }
 
 private:
     class Scan;
 
-    explicit MomClient(const mom::StoreName &name);
+    explicit Client(const StoreName &name);
 
     void on_message(std::string_view channel_name, std::string_view notice) override;
     void on_up() noexcept override { standing_.up(); }
-    void on_lost(int32_t code, std::string_view why, mom::Millis until_next) noexcept override {
+    void on_lost(int32_t code, std::string_view why, Millis until_next) noexcept override {
         standing_.lost(code, why, until_next);
     }
     void on_restored() override;
     std::vector<std::string> lasting_channels() const override;
 
-    mom::Delivery &put(mom::Delivery::Kind kind, std::string_view notice = {});
+    Delivery &put(Delivery::Kind kind, std::string_view notice = {});
     int32_t deliver_waiting();
     int32_t deliver_attached();
     bool has_waiting() const { return !queue_.empty() || attachments_.ready() > 0; }
-    int32_t deliver(mom::Delivery &delivery);
-    int32_t deliver_notice(const mom::Delivery &delivery, std::string_view text);
-    int32_t deliver_present(const mom::Delivery &delivery);
-    int32_t deliver_confirmation(const mom::Delivery &delivery);
-    int32_t deliver_restored(const mom::Delivery &delivery);
+    int32_t deliver(Delivery &delivery);
+    int32_t deliver_notice(const Delivery &delivery, std::string_view text);
+    int32_t deliver_present(const Delivery &delivery);
+    int32_t deliver_confirmation(const Delivery &delivery);
+    int32_t deliver_restored(const Delivery &delivery);
 
-    uint64_t owner_;
+    MomClient *handle_ = nullptr;
     int depth_ = 0;
     bool destroyed_ = false;
 
-    mom::Standing standing_;
+    Standing standing_;
     uint64_t delivered_ = 0;
     uint64_t requests_ = 0;
     uint64_t timed_out_ = 0;
 
-    mom::Loop loop_;
-    std::unique_ptr<mom::Store> store_;
-    mom::Subscriptions subscriptions_;
+    Loop loop_;
+    std::unique_ptr<Store> store_;
+    Subscriptions subscriptions_;
     std::array<MomReconnectCb, kDatabases> reconnect_cbs_{};
-    mom::DeliveryQueue queue_;
+    DeliveryQueue queue_;
     uint64_t place_ = 0;  // of the latest delivery
-    mom::ScratchPool scratches_;
+    ScratchPool scratches_;
     Workspace workspace_;
-    mom::Attachments attachments_{loop_};  // the last: it is told that the client goes while the rest is still there
+    Attachments attachments_{loop_};  // the last: it is told that the client goes while the rest is still there
 };
+
+}  // namespace mom

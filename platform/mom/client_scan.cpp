@@ -7,25 +7,25 @@
 #include "tell.h"
 #include "wire.h"
 
-using mom::fail;
+namespace mom {
 
-class MomClient::Scan final : public mom::ScanVisitor {
+class Client::Scan final : public ScanVisitor {
 public:
-    Scan(MomClient &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb)
+    Scan(Client &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb)
         : client_(client), db_(db), type_(type), cb_(cb) {}
 
-    bool on_hash(std::string_view key, const mom::StoredFields &fields) override {
-        const mom::ScratchPool::Lease scratch(client_.scratches_);
-        MomHashResult *result = mom::make_result(scratch.arena());
-        if (!result || mom::decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
+    bool on_hash(std::string_view key, const StoredFields &fields) override {
+        const ScratchPool::Lease scratch(client_.scratches_);
+        MomHashResult *result = make_result(scratch.arena());
+        if (!result || decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
             return skip(scratch.arena());
         }
         return call(OX_MOM_CMD_DELIVERED, result);
     }
 
     bool on_object(std::string_view bytes) {
-        const mom::ScratchPool::Lease scratch(client_.scratches_);
-        ProtobufCMessage *record = mom::decode_message(type_, bytes, scratch.arena());
+        const ScratchPool::Lease scratch(client_.scratches_);
+        ProtobufCMessage *record = decode_message(type_, bytes, scratch.arena());
         if (!record) {
             fail(OX_MOM_E_DECODE, "%s does not decode as its type", type_.name);
             return skip(scratch.arena());
@@ -35,30 +35,30 @@ public:
 
 private:
     // What does not decode is no reason to end the scan. What does not fit into memory is.
-    static bool skip(const mom::ResultArena &arena) {
+    static bool skip(const ResultArena &arena) {
         if (arena.exhausted()) {
             throw std::bad_alloc();
         }
-        mom::tell(mom::Level::kWarning, mom::Words("record skipped: %s", mom::last_error()));
+        tell(Level::kWarning, Words("record skipped: %s", last_error()));
         return true;
     }
 
     bool call(int32_t cmd, void *result) {
-        MomMsg message{.client = &client_, .db = db_, .cmd = cmd, .result = result};
-        cb_(&client_, &message);
+        MomMsg message{.client = client_.handle_, .db = db_, .cmd = cmd, .result = result};
+        cb_(client_.handle_, &message);
         return !client_.destroyed_;
     }
 
-    MomClient &client_;
+    Client &client_;
     int32_t db_;
     const ProtobufCMessageDescriptor &type_;
     MomMsgCb cb_;
 };
 
-int32_t MomClient::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
+int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
     Scan scan(*this, db, type, cb);
     int32_t code = 0;
-    if (mom::index_of(type)) {
+    if (index_of(type)) {
         code = requested_store().scan_hashes(db, type.name, scan);
     } else {
         std::string_view bytes;
@@ -70,3 +70,5 @@ int32_t MomClient::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomM
     }
     return destroyed_ ? fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback of the scan") : code;
 }
+
+}  // namespace mom

@@ -3,17 +3,19 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "caller.h"
+
 namespace mom {
+
+thread_local constinit Caller caller;
 
 namespace {
 
-thread_local char words[512];
-
 void keep(const char *format, va_list args) {
     // Formatted aside first: an argument may be the last error itself.
-    char text[sizeof words];
+    char text[sizeof caller.words];
     vsnprintf(text, sizeof text, format, args);
-    snprintf(words, sizeof words, "%s", text);
+    snprintf(caller.words, sizeof caller.words, "%s", text);
 }
 
 }  // namespace
@@ -26,6 +28,6 @@ int32_t fail(int32_t code, const char *format, ...) {
     return code;
 }
 
-const char *last_error() { return words; }
+const char *last_error() { return caller.words; }
 
 }  // namespace mom

@@ -9,6 +9,8 @@
 
 #include <atomic>
 #include <filesystem>
+#include <mutex>
+#include <set>
 #include <thread>
 
 namespace mom_test {
@@ -39,6 +41,9 @@ std::string calls_not_refused(MomClient *client, int32_t code) {
     expect(ox_mom_scan_sync(client, db, cap.message(), 0, on_message<0>, nullptr) == code, "scan");
     expect(ox_mom_client_fd(client) == code, "fd");
     expect(ox_mom_client_process(client, 0) == code, "process");
+    MomClientStatus status{};
+    status.size = sizeof status;
+    expect(ox_mom_client_status(client, &status) == code, "status");
     expect(ox_mom_set_sync(client, db, state.message()) == code, "set");
     expect(ox_mom_del_sync(client, db, cap.message()) == code, "del");
     const MomAttachment attachment{.on_ready = [](void *, uint32_t) {}, .on_destroy = [](void *) {}, .arg = nullptr};
@@ -107,6 +112,58 @@ TEST_P(OwnershipTest, EveryCallFromAForkedChildIsRefusedAndTouchesNothing) {
     });
     EXPECT_EQ(wrong, ".");
     expect_untouched(client);
+}
+
+TEST_P(OwnershipTest, EveryCallOfADestroyedClientIsRefusedAtAnyTimeAndFromAnywhere) {
+    MomClient *const gone = connect().release();
+    ox_mom_client_destroy(gone);
+    EXPECT_EQ(calls_not_refused(gone, OX_MOM_E_DESTROYED), "");
+    const ClientPtr later = connect();
+    ASSERT_EQ(follow<CapTable>(later), 0);
+    ASSERT_EQ(put_int(later, "/a", 1), 0);
+    EXPECT_EQ(calls_not_refused(gone, OX_MOM_E_DESTROYED), "");
+    std::string from_a_thread = "not run";
+    std::thread([&] { from_a_thread = calls_not_refused(gone, OX_MOM_E_DESTROYED); }).join();
+    EXPECT_EQ(from_a_thread, "");
+    EXPECT_EQ(in_child([gone] { return calls_not_refused(gone, OX_MOM_E_DESTROYED); }), ".");
+    expect_untouched(later);
+}
+
+TEST_P(OwnershipTest, NoClientIsTakenForAnEarlierOne) {
+    std::set<MomClient *> seen;
+    std::vector<std::thread> threads(2);
+    std::mutex mutex;
+    for (std::thread &thread : threads) {
+        thread = std::thread([&] {
+            for (int times = 0; times < 100; ++times) {
+                const ClientPtr client = connect();
+                const std::scoped_lock lock(mutex);
+                EXPECT_TRUE(seen.insert(client.get()).second) << times;
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
+TEST_P(OwnershipTest, AThreadMayAskForAClientWhileItsOwnerDestroysIt) {
+    for (int times = 0; times < 50; ++times) {
+        std::atomic<MomClient *> shared = nullptr;
+        std::thread owner([&] {
+            MomClient *client = connect().release();
+            shared = client;
+            ox_mom_client_destroy(client);
+        });
+        while (!shared) {
+        }
+        int32_t code = OX_MOM_E_THREAD;
+        while (code == OX_MOM_E_THREAD) {
+            code = ox_mom_client_process(shared, 0);
+        }
+        EXPECT_EQ(code, OX_MOM_E_DESTROYED);
+        owner.join();
+    }
 }
 
 TEST_P(OwnershipTest, AForkedChildCanHaveAClientOfItsOwn) {

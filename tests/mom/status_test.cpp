@@ -1,14 +1,11 @@
 // Statuses and their texts.
-#include "recorder.h"
 #include "records.h"
-#include "store_fixture.h"
 
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <set>
 #include <string>
-#include <thread>
 
 extern "C" int32_t boundary_test_cmd_of(const MomMsg *msg);
 
@@ -47,32 +44,6 @@ TEST(StatusTest, ANumberThatIsNoCodeIsUnknown) {
     for (const int32_t code : {-1, 1, -100, -114, INT_MIN, INT_MAX}) {
         EXPECT_STREQ(ox_mom_strerror(code), "unknown error") << code;
     }
-}
-
-TEST(StatusTest, NothingHasFailedOnAFreshThread) {
-    std::string before = "not asked";
-    EXPECT_EQ(ox_mom_client_create("nonsense"), nullptr);
-    std::thread([&before] { before = ox_mom_last_error(); }).join();
-    EXPECT_EQ(before, "");
-}
-
-TEST(StatusTest, EveryThreadHasItsOwnLastError) {
-    ASSERT_EQ(ox_mom_client_create("first-nonsense://"), nullptr);
-    std::string other;
-    std::thread([&other] {
-        EXPECT_EQ(ox_mom_client_create("second-nonsense://"), nullptr);
-        other = ox_mom_last_error();
-    }).join();
-    EXPECT_NE(other.find("second-nonsense"), std::string::npos) << other;
-    EXPECT_NE(std::string(ox_mom_last_error()).find("first-nonsense"), std::string::npos) << ox_mom_last_error();
-}
-
-TEST(StatusTest, ACallThatSucceedsKeepsTheLastError) {
-    ASSERT_EQ(ox_mom_client_create("nonsense://"), nullptr);
-    const std::string why = ox_mom_last_error();
-    test_support::ClientPtr client = test_support::connect_client("mem:last-error", {kGlobalDb});
-    EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
-    EXPECT_EQ(ox_mom_last_error(), why);
 }
 
 TEST(StatusTest, ReleasingNothingIsAllowed) {
