@@ -30,13 +30,14 @@ struct Pipe {
 Running::Running(const std::string &store, const std::string &example, const std::vector<std::string> &arguments) {
     const Pipe in;
     const Pipe out;
+    const test_support::Execution execution({.program = std::string(EXAMPLES_DIR) + "/" + example,
+                                             .arguments = arguments,
+                                             .environment = {{"OX_MOM_STORE", store}}});
     const pid_t child = fork();
     if (child == 0) {
         dup2(in.ends[0], STDIN_FILENO);
         dup2(out.ends[1], STDOUT_FILENO);
-        test_support::become({.program = std::string(EXAMPLES_DIR) + "/" + example,
-                              .arguments = arguments,
-                              .environment = {{"OX_MOM_STORE", store}}});
+        execution.begin();
     }
     pid_ = child;  // NOLINT(cppcoreguidelines-prefer-member-initializer): not before there are pipes
     close(in.ends[0]);

@@ -233,7 +233,7 @@ TEST_P(OwnershipTest, ClientsComeAndGoWhileOthersWrite) {
             ASSERT_EQ(put_int(client, "/a", value), 0);
         }
     });
-    for (int times = 0; times < 100; ++times) {
+    for (int times = 0; times < 30; ++times) {
         const ClientPtr client = connect();
         EXPECT_EQ(follow<CapTable>(client), 0);
         EXPECT_TRUE(pump_until(client, [] { return slot().count(4) > 0; }));

@@ -13,7 +13,7 @@ namespace mom_test {
 
 namespace {
 
-constexpr auto kDripPause = std::chrono::milliseconds(5);
+constexpr auto kDripPause = std::chrono::milliseconds(1);
 constexpr int kPollMs = 10;
 
 sockaddr_un address_of(const std::string &path) {

@@ -10,7 +10,7 @@
 namespace mom_test {
 namespace {
 
-constexpr milliseconds kTimeout(300);
+constexpr milliseconds kTimeout(150);
 
 void set_timeout(milliseconds limit) { setenv("OX_MOM_TIMEOUT_MS", std::to_string(limit.count()).c_str(), 1); }
 
@@ -154,7 +154,7 @@ TEST_P(TimeoutTest, AnAnswerThatTricklesInDoesNotStretchTheTime) {
     use_store(proxy.store_name());
     const ClientPtr patient = connect();
     Cap cap("/long");
-    std::string text(20000, 'x');  // minutes, in drops
+    std::string text(60000, 'x');  // a minute, in drops
     cap.record.str_value = text.data();
     ASSERT_EQ(put(patient, cap.message(), {kStr}), 0);
     const ClientPtr client = connect_for_a_moment();

@@ -1,5 +1,6 @@
 #include "program.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
@@ -24,6 +25,16 @@ std::string contents(FILE *file) {
     return text;
 }
 
+// As the system takes them, with a null pointer at the end.
+std::vector<char *> pointers_to(std::vector<std::string> &words) {
+    std::vector<char *> pointers;
+    for (std::string &word : words) {
+        pointers.push_back(word.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
 int standard_output(Stdout kind, FILE *captured) {
     switch (kind) {
         case Stdout::kFull:
@@ -41,21 +52,27 @@ int standard_output(Stdout kind, FILE *captured) {
 
 }  // namespace
 
-void become(const Launch &launch) {
-    for (const std::string &name : launch.unset) {
-        unsetenv(name.c_str());
+Execution::Execution(const Launch &launch)
+    : program_(launch.program), arguments_{launch.program.substr(launch.program.rfind('/') + 1)} {
+    arguments_.insert(arguments_.end(), launch.arguments.begin(), launch.arguments.end());
+    for (char **inherited = environ; *inherited != nullptr; ++inherited) {
+        const std::string variable = *inherited;
+        const std::string name = variable.substr(0, variable.find('='));
+        const bool unset = std::find(launch.unset.begin(), launch.unset.end(), name) != launch.unset.end();
+        if (!unset && !launch.environment.contains(name)) {
+            environment_.push_back(variable);
+        }
     }
     for (const auto &[name, value] : launch.environment) {
-        setenv(name.c_str(), value.c_str(), 1);
+        environment_.push_back(name + "=" + value);
     }
-    const std::string name = launch.program.substr(launch.program.rfind('/') + 1);
-    std::vector<char *> argv = {const_cast<char *>(name.c_str())};
-    for (const std::string &argument : launch.arguments) {
-        argv.push_back(const_cast<char *>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
+    argv_ = pointers_to(arguments_);
+    envp_ = pointers_to(environment_);
+}
+
+void Execution::begin() const {
     alarm(kLimitSeconds);
-    execv(launch.program.c_str(), argv.data());
+    execve(program_.c_str(), argv_.data(), envp_.data());
     _exit(99);
 }
 
@@ -70,10 +87,11 @@ Program::Program(const Launch &launch) : in_(tmpfile()), out_(tmpfile()), err_(t
         throw std::runtime_error("no temporary files");
     }
     std::rewind(in_.get());
+    const Execution execution(launch);
     pid_ = fork();
     if (pid_ == 0) {
         redirect(launch);
-        become(launch);
+        execution.begin();
     }
 }
 

@@ -30,8 +30,24 @@ struct Launch {
     bool ignores_interrupts = false;
 };
 
-// Becomes the program, in a child process, with the descriptors that it has.
-[[noreturn]] void become(const Launch &launch);
+// All that it takes to become a program, put together before the fork: the child of a process with threads may find the
+// heap locked for ever by one that is not there any more.
+class Execution {
+public:
+    explicit Execution(const Launch &launch);
+    Execution(const Execution &) = delete;
+    Execution &operator=(const Execution &) = delete;
+
+    // Becomes the program, in the child, with the descriptors that it has.
+    [[noreturn]] void begin() const;
+
+private:
+    std::string program_;
+    std::vector<std::string> arguments_;
+    std::vector<std::string> environment_;
+    std::vector<char *> argv_;
+    std::vector<char *> envp_;
+};
 
 struct Outcome {
     int status = -1;  // the exit status; 1000 and the signal when one ended the process

@@ -71,8 +71,9 @@ sockaddr_in loopback(int port) {
     return address;
 }
 
-// In the forked child: becomes the program, with everything it prints in the log.
-[[noreturn]] void become(const std::vector<std::string> &arguments, const std::string &log, pid_t parent) {
+// In the forked child, where nothing may be allocated, in case there were threads: becomes the program, with everything
+// it prints in the log.
+[[noreturn]] void become(const std::vector<char *> &arguments, const std::string &log, pid_t parent) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) {
         _exit(1);
@@ -80,12 +81,7 @@ sockaddr_in loopback(int port) {
     const int output = open(log.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
     dup2(output, STDOUT_FILENO);
     dup2(output, STDERR_FILENO);
-    std::vector<char *> argv;
-    for (const std::string &argument : arguments) {
-        argv.push_back(const_cast<char *>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    execvp(argv[0], argv.data());
+    execvp(arguments[0], arguments.data());
     _exit(127);
 }
 
@@ -227,12 +223,17 @@ void RedisServer::start() {
             << options_.sentinel_config;
     }
     unlink(socket_path().c_str());
-    const std::vector<std::string> line = command_line();
+    std::vector<std::string> line = command_line();
+    std::vector<char *> arguments;
+    for (std::string &word : line) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
     const std::string log_path = directory_.file("log");
     const pid_t parent = getpid();
     pid_ = fork();
     if (pid_ == 0) {
-        become(line, log_path, parent);
+        become(arguments, log_path, parent);
     }
     wait_until_it_answers();
 }

@@ -75,17 +75,25 @@ TEST_F(Json, OfReadinessHasTheFieldWhenItWasPublished) {
 }
 
 TEST_F(Json, IsValidWhateverTheUrl) {
-    for (int byte = 1; byte < 256; ++byte) {
-        const std::string url = std::string("/") + static_cast<char>(byte);
-        const json written = parsed({"set", url, "--int", "1"});
-        const json &key = written["key"];
-        if (byte < 0x80) {
-            EXPECT_EQ(key, (json{{"url", url}}));
-        } else {
+    const auto key_of = [this](const std::string &url) { return parsed({"set", url, "--int", "1"})["key"]; };
+    std::string url;
+    for (int byte = 1; byte < 0x80; ++byte) {
+        url += static_cast<char>(byte);
+    }
+    EXPECT_EQ(key_of(url), (json{{"url", url}}));
+    // None of these bytes is a letter when a stroke follows it. All of them in one URL would be too long.
+    for (const int first : {0x80, 0xc0}) {
+        url.clear();
+        std::string shown;
+        std::string hex;
+        for (int byte = first; byte < first + 0x40; ++byte) {
             char digits[8];
-            snprintf(digits, sizeof digits, "2f%02x", static_cast<unsigned>(byte));
-            EXPECT_EQ(key, (json{{"url", "/\xef\xbf\xbd"}, {"url_hex", digits}}));
+            snprintf(digits, sizeof digits, "%02x2f", static_cast<unsigned>(byte));
+            url.append(1, static_cast<char>(byte)).append("/");
+            shown += "\xef\xbf\xbd/";
+            hex += digits;
         }
+        EXPECT_EQ(key_of(url), (json{{"url", shown}, {"url_hex", hex}}));
     }
 }
 

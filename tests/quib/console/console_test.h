@@ -13,8 +13,8 @@
 namespace console_test {
 
 using test_support::Arguments;
-using test_support::become;
 using test_support::Environment;
+using test_support::Execution;
 using test_support::Launch;
 using test_support::Outcome;
 using test_support::Prints;

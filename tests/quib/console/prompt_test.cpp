@@ -154,8 +154,14 @@ TEST_F(Prompt, GivesUpWaitingInTime) {
     Terminal terminal({"--timeout", "2.5", "demo"}, environment());
     terminal.type_at_prompt("x\r");
     terminal.expect("quib: no answer from demo in 2.5 s\r\n");
-    terminal.type_at_prompt("dump_all\r");
-    terminal.expect("[dump_all]\r\n");
+    // On a machine that is busy enough any command may be given up, this one too.
+    terminal.expect(kPrompt);
+    std::string shown;
+    do {
+        terminal.type("dump_all\r");
+        shown = terminal.expect(kPrompt);
+    } while (shown.find("no answer from demo") != std::string::npos);
+    EXPECT_THAT(shown, HasSubstr("[dump_all]\r\n"));
 }
 
 TEST_F(Prompt, EndsWhenTheModuleGoesAway) {
@@ -242,11 +248,12 @@ TEST_F(Prompt, IsForATerminalOnly) {
     int keys = -1;
     int terminal = -1;
     ASSERT_EQ(openpty(&keys, &terminal, nullptr, nullptr, nullptr), 0);
+    const Execution execution(launch({"demo"}));
     const pid_t program = fork();
     if (program == 0) {
         dup2(terminal, STDIN_FILENO);
         dup2(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
-        become(launch({"demo"}));
+        execution.begin();
     }
     const std::string typed = std::string("dump_all\n") + kControlD;
     EXPECT_EQ(write(keys, typed.data(), typed.size()), static_cast<ssize_t>(typed.size()));

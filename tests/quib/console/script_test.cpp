@@ -76,10 +76,11 @@ TEST_F(Script, EndsWhenThereIsNoAnswer) {
 
 TEST_F(Script, ThatCannotBeReadFails) {
     const FakeModule demo(socket("demo"), echo);
+    const Execution execution(launch({"demo"}));
     const pid_t shell = fork();
     if (shell == 0) {
         close(STDIN_FILENO);
-        become(launch({"demo"}));
+        execution.begin();
     }
     int status = 0;
     ASSERT_EQ(waitpid(shell, &status, 0), shell);

@@ -38,9 +38,10 @@ std::string condition_of(pid_t pid, int master) {
 
 Terminal::Terminal(const Arguments &arguments, const Environment &environment) : pid_(-1) {
     const winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
+    const Execution execution(quib(arguments, environment));
     pid_ = forkpty(&fd_, nullptr, nullptr, &size);
     if (pid_ == 0) {
-        become(quib(arguments, environment));
+        execution.begin();
     }
     if (pid_ < 0) {
         throw std::runtime_error("no terminal");
