@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <new>
 #include <utility>
@@ -37,8 +38,13 @@ void *make_text(const redisReadTask *task, char *text, size_t length) {
     return reply;
 }
 
-void *make_array(const redisReadTask *task, int elements) {
-    const auto count = static_cast<size_t>(std::max(elements, 0));
+// An int for hiredis 0.14, a size_t for 1.0 and later.
+template <typename Count>
+void *make_array(const redisReadTask *task, Count elements) {
+    const auto count = static_cast<size_t>(std::max(elements, Count{0}));
+    if (count > std::numeric_limits<size_t>::max() / sizeof(Reply)) {
+        return nullptr;
+    }
     Reply *reply = place(task);
     void *memory = reply ? static_cast<ReplyArena *>(task->privdata)->allocate(count * sizeof(Reply)) : nullptr;
     if (!memory) {
@@ -68,9 +74,27 @@ void *make_nil(const redisReadTask *task) {
     return reply;
 }
 
+// From 1.0 on, hiredis reads RESP3 as well. It is never asked for, but a server may send what it likes.
+template <typename Functions>
+constexpr Functions all_functions() {
+    Functions functions{};
+    functions.createString = make_text;
+    functions.createArray = make_array;
+    functions.createInteger = make_integer;
+    functions.createNil = make_nil;
+    functions.freeObject = [](void *) {};
+    if constexpr (requires { functions.createDouble; }) {
+        functions.createDouble = [](const redisReadTask *task, double, char *text, size_t length) {
+            return make_text(task, text, length);
+        };
+        functions.createBool = [](const redisReadTask *task, int value) { return make_integer(task, value); };
+    }
+    return functions;
+}
+
 }  // namespace
 
-redisReplyObjectFunctions reply_functions = {make_text, make_array, make_integer, make_nil, [](void *) {}};
+constinit redisReplyObjectFunctions reply_functions = all_functions<redisReplyObjectFunctions>();
 
 ReplyArena::~ReplyArena() {
     while (blocks_) {
