@@ -11,7 +11,7 @@ thread_local constinit Caller caller;
 
 namespace {
 
-void keep(const char *format, va_list args) {
+[[gnu::format(printf, 1, 0)]] void keep(const char *format, va_list args) {
     // Formatted aside first: an argument may be the last error itself.
     char text[sizeof caller.words];
     vsnprintf(text, sizeof text, format, args);

@@ -10,7 +10,7 @@ extern "C" {
 int profile_of_zlog(int severity, const char *file, long line, const char *format,
                     ...) __asm__("__real_zc_profile_inner");
 int profile_wrapper(int severity, const char *file, long line, const char *format,
-                    ...) __asm__("__wrap_zc_profile_inner");
+                    ...) __asm__("__wrap_zc_profile_inner") __attribute__((format(printf, 4, 5)));
 }
 
 namespace zlog_layer {
