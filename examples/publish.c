@@ -56,8 +56,8 @@ static int32_t node_ready(MomClient *client) {
 }
 
 int main(int argc, char **argv) {
-    if (argc != 3) {
-        fprintf(stderr, "Usage: publish URL INTEGER\n");
+    if (argc != 3 || getenv("OX_MOM_STORE") == NULL) { /* an embedded store would end with this process */
+        fprintf(stderr, "Usage: OX_MOM_STORE=STORE publish URL INTEGER, with the store of those who are to see it\n");
         return 2;
     }
     MomClient *client = ox_mom_client_create(NULL); /* the store that $OX_MOM_STORE names */

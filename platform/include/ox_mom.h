@@ -261,9 +261,9 @@ const char *ox_mom_strerror(int32_t code);
 
 /*
  * Why this thread's latest call failed, in words; "" when it succeeded, and before any. Every function counts that is
- * given a client, and ox_mom_client_create(); releasing a result and naming a code do not. A result's error_code counts
- * as a failure of the call that returned it, and process() succeeds whatever its callbacks met with. Valid until the
- * thread's next call.
+ * given a client, and ox_mom_client_create(); releasing a result or a client and naming a code do not. A result's
+ * error_code counts as a failure of the call that returned it, and process() succeeds whatever its callbacks met with.
+ * Valid until the thread's next call.
  */
 const char *ox_mom_last_error(void);
 

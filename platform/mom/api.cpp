@@ -42,8 +42,7 @@ int32_t ended(int32_t code, Caller &caller) {
 }
 
 template <class Work>
-int32_t call(MomClient *handle, Work work) noexcept {
-    Caller &caller = mom::caller;
+int32_t run(MomClient *handle, const Caller &caller, Work work) noexcept {
     int32_t code = 0;
     Client *client = open(handle, caller, &code);
     if (!client) {
@@ -58,7 +57,13 @@ int32_t call(MomClient *handle, Work work) noexcept {
     } catch (const std::bad_alloc &) {
         return fail(OX_MOM_E_MEMORY, "out of memory");
     }
-    return ended(code, caller);
+    return code;
+}
+
+template <class Work>
+int32_t call(MomClient *handle, Work work) noexcept {
+    Caller &caller = mom::caller;
+    return ended(run(handle, caller, work), caller);
 }
 
 // The same for what needs a message.
@@ -191,7 +196,8 @@ MomClient *ox_mom_client_create(const char *store) try {
 
 void ox_mom_client_destroy(MomClient *client) {
     if (client) {
-        call(client, [&](Client &opened) {
+        // Why an earlier call failed is often said only after this one.
+        run(client, mom::caller, [](Client &opened) {
             opened.destroy();
             return 0;
         });

@@ -96,6 +96,14 @@ TEST_P(Examples, FailWithoutAStore) {
     }
 }
 
+TEST(EmbeddedExamples, PublishAsksForAStoreThatOthersSee) {
+    testing::internal::CaptureStderr();
+    const int status = Running("", "publish", {kUrl, "1"}).finish();
+    const std::string printed = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(status, 2);
+    EXPECT_NE(printed.find("OX_MOM_STORE=STORE"), std::string::npos) << printed;
+}
+
 }  // namespace
 
 }  // namespace examples_test

@@ -30,9 +30,13 @@ struct Pipe {
 Running::Running(const std::string &store, const std::string &example, const std::vector<std::string> &arguments) {
     const Pipe in;
     const Pipe out;
-    const test_support::Execution execution({.program = std::string(EXAMPLES_DIR) + "/" + example,
-                                             .arguments = arguments,
-                                             .environment = {{"OX_MOM_STORE", store}}});
+    test_support::Launch launch{.program = std::string(EXAMPLES_DIR) + "/" + example, .arguments = arguments};
+    if (store.empty()) {
+        launch.unset = {"OX_MOM_STORE"};
+    } else {
+        launch.environment = {{"OX_MOM_STORE", store}};
+    }
+    const test_support::Execution execution(launch);
     const pid_t child = fork();
     if (child == 0) {
         dup2(in.ends[0], STDIN_FILENO);

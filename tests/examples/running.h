@@ -11,7 +11,7 @@ namespace examples_test {
 
 class Running {
 public:
-    // With OX_MOM_STORE set to store. Throws std::runtime_error when there is no process to be had.
+    // With OX_MOM_STORE set to store; empty: without it. Throws std::runtime_error when there is no process to be had.
     Running(const std::string &store, const std::string &example, const std::vector<std::string> &arguments = {});
     // Kills it when it has not ended.
     ~Running();
