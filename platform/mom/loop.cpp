@@ -1,7 +1,6 @@
 #include "loop.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <new>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -43,7 +42,7 @@ bool Loop::run(std::optional<Millis> limit) {
     const int count = epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()),
                                  limit ? std::max(static_cast<int>(limit->count()), 0) : -1);
     if (count < 0) {
-        return errno != EINTR;
+        return false;
     }
     for (fetched_ = std::span(events_).first(static_cast<size_t>(count)); !fetched_.empty();
          fetched_ = fetched_.subspan(1)) {
