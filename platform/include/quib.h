@@ -13,7 +13,9 @@
  *     Commands of several threads run one after another.
  *  3. Where. A module listens on the Unix socket DIR/MODULE, mode 0600, DIR being $QUIB_DIR, else
  *     $XDG_RUNTIME_DIR/quib, else /run/quib; a directory that is missing is made, mode 0700. Only the user of the
- *     process and root are served.
+ *     process and root are served. The directory, and all above it, belongs to the user or to root, and others may not
+ *     write to it, except above it where a directory is sticky. /run/quib alone is shared by all users: root makes it,
+ *     mode 1777.
  *  4. Limits. A module serves eight operators at a time, and lets one go who sends no command for ten minutes, or for
  *     $QUIB_IDLE_MS milliseconds. A line that is longer than 4096 bytes is refused; what a command prints is cut after
  *     64 MiB.
@@ -30,7 +32,7 @@ extern "C" {
 #pragma GCC visibility push(default)
 
 enum {
-    QUIB_NAME_MAX = 95, /* bytes of a module's name; a socket's path has room for little more */
+    QUIB_NAME_MAX = 126, /* bytes of a module's name */
 
     QUIB_E_ARGUMENT = -201,
     QUIB_E_MEMORY = -202,
@@ -49,15 +51,17 @@ typedef struct MomClient MomClient;
 typedef void (*QuibHandler)(void);
 
 /*
- * Makes a module of that name, served from the client's loop until the client is destroyed. When the process has one
- * of that name already, made by another thread, this one is called MODULE.2, MODULE.3 and so on. Again on the same
- * thread with the same client: success, nothing done. 0, or:
+ * Makes a module of that name, served from the client's loop until the client is destroyed. When there is one of that
+ * name already, of another thread or another process, this one's socket is MODULE.2, MODULE.3 and so on; its sockets
+ * that the user's dead processes have left are removed. Again on the same thread with the same client: success, nothing
+ * done. 0, or:
  *
- * QUIB_E_ARGUMENT   an argument is NULL, or the name is empty, longer than QUIB_NAME_MAX or holds a '/' or a blank
+ * QUIB_E_ARGUMENT   an argument is NULL, or the name is empty, longer than QUIB_NAME_MAX, begins with a '.' or holds a
+ *                   '/'
  * QUIB_E_MEMORY     out of memory
  * QUIB_E_CLIENT     the client belongs to another thread or process
  * QUIB_E_SOCKET     the socket cannot be made; why is printed on standard error
- * QUIB_E_IN_USE     another process serves a module of that name
+ * QUIB_E_IN_USE     the names of a thousand instances are taken
  */
 int32_t quib_lib_init(MomClient *client, const char *module);
 

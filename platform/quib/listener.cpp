@@ -1,18 +1,19 @@
 #include "listener.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <sys/random.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 #include <utility>
 
-#include "directory.h"
 #include "process.h"
 #include "protocol.h"
 #include "quib.h"
 #include "report.h"
+#include "socket_file.h"
 
 namespace quib {
 
@@ -20,130 +21,139 @@ namespace {
 
 constexpr mode_t kSocketMode = 0600;
 constexpr int kBacklog = 16;
-constexpr int kInstanceLimit = 1000;
 
-enum class Occupant { kNone, kDead, kAlive, kUnknown };
+// Beyond the first numbers, which others may have taken to keep somebody out, nobody can know which comes next.
+constexpr int kNumbersInOrder = 1000;
+constexpr int kInstanceLimit = kNumbersInOrder + 10;
 
-bool make_address(const std::string &path, sockaddr_un &address) {
-    if (path.size() >= sizeof address.sun_path) {
-        report("%s: the path of a socket has room for %zu bytes only", path.c_str(), sizeof address.sun_path - 1);
-        return false;
-    }
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, path.size());
-    return true;
+unsigned random_number() {
+    unsigned number = 0;
+    return getrandom(&number, sizeof number, 0) == sizeof number ? number : 0;
 }
 
-Fd make_socket() { return Fd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0)); }
-
-const sockaddr *generic(const sockaddr_un &address) { return reinterpret_cast<const sockaddr *>(&address); }
-
-// Who has the path, which fits into an address. The directory is locked, so that nobody is between making a socket and
-// listening on it.
-Occupant occupant_of(const std::string &path) {
-    struct stat status {};
-    if (lstat(path.c_str(), &status) != 0) {
-        if (errno == ENOENT) {
-            return Occupant::kNone;
-        }
-        report("%s: %s", path.c_str(), std::strerror(errno));
-        return Occupant::kUnknown;
+std::string name_of(const std::string &module, int instance) {
+    if (instance == 1) {
+        return module;
     }
-    if (!S_ISSOCK(status.st_mode)) {
-        report("%s is in the way: it is no socket", path.c_str());
-        return Occupant::kUnknown;
-    }
-    sockaddr_un address{};
-    make_address(path, address);
-    const Fd probe = make_socket();
-    if (probe && (connect(probe.get(), generic(address), sizeof address) == 0 || errno == EAGAIN)) {
-        return Occupant::kAlive;
-    }
-    if (probe && errno == ECONNREFUSED) {
-        return Occupant::kDead;
-    }
-    report("%s: %s", path.c_str(), std::strerror(errno));
-    return Occupant::kUnknown;
+    const unsigned number = instance <= kNumbersInOrder ? static_cast<unsigned>(instance) : random_number();
+    return module + "." + std::to_string(number);
 }
 
-ino_t inode_of(const std::string &path) {
-    struct stat status {};
-    return lstat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+// One that nobody knows before it is taken. It has some of the module's, because listings of the system's sockets show
+// this one.
+std::string new_name_for(const std::string &module) {
+    constexpr size_t kLongestPart = 48;
+    char number[2 * sizeof(unsigned) + 1];
+    snprintf(number, sizeof number, "%x", random_number());
+    return std::string(".new-") + number + "-" + module.substr(0, kLongestPart);
 }
 
 }  // namespace
 
-Listener::Listener(std::string name) : name_(std::move(name)), pid_(getpid()) {}
+Listener::Listener(SocketDirectory directory, std::string module)
+    : directory_(std::move(directory)), module_(std::move(module)), pid_(getpid()) {}
 
 Listener::~Listener() {
     if (getpid() != pid_) {
         return;
     }
-    if (inode_ != 0 && inode_of(path_) == inode_) {
-        unlink(path_.c_str());
+    for (const std::string &name : {new_name_, name_}) {
+        if (!name.empty()) {
+            remove(name);
+        }
     }
-    Process::get().release_name(name_);
+    if (!name_.empty()) {
+        Process::get().release_name(name_);
+    }
+}
+
+void Listener::remove(const std::string &name) const {
+    const auto file = open_socket_file(directory_.fd(), name);
+    if (file && file->inode == inode_) {
+        unlinkat(directory_.fd(), name.c_str(), 0);
+    }
 }
 
 int32_t Listener::make(const std::string &module, std::unique_ptr<Listener> &listener) {
-    LockedDirectory directory;
-    if (!directory.open(socket_directory())) {
+    SocketDirectory directory;
+    if (!directory.open(socket_directory()) || !directory.clear(module)) {
         return QUIB_E_SOCKET;
     }
+    std::unique_ptr<Listener> made(new Listener(std::move(directory), module));
+    if (!made->listen()) {
+        report("cannot listen on %s: %s", made->directory_.path_to(module).c_str(), std::strerror(errno));
+        return QUIB_E_SOCKET;
+    }
+    const int32_t code = made->take_name();
+    if (code == 0) {
+        listener = std::move(made);
+    }
+    return code;
+}
+
+// Under a name that nobody asks for, so that the module's own leads to a socket that is ready, or to none.
+bool Listener::listen() {
+    Fd socket = make_socket();
+    if (!socket || !bind(socket)) {
+        return false;
+    }
+    const auto file = open_socket_file(directory_.fd(), new_name_);
+    if (!file) {
+        return false;
+    }
+    inode_ = file->inode;
+    // Before it listens nobody can connect, whatever the process's umask made of the mode.
+    if (change_mode(*file, kSocketMode) != 0 || ::listen(socket.get(), kBacklog) != 0) {
+        return false;
+    }
+    fd_ = ParentFd(std::move(socket));
+    return true;
+}
+
+bool Listener::bind(const Fd &socket) {
+    constexpr int kAttempts = 10;
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        const std::string name = new_name_for(module_);
+        if (bind_in(socket.get(), directory_.fd(), name) == 0) {
+            new_name_ = name;
+            return true;
+        }
+        if (errno != EADDRINUSE) {
+            return false;
+        }
+    }
+    return false;
+}
+
+int32_t Listener::take_name() {
     for (int instance = 1; instance <= kInstanceLimit; ++instance) {
-        std::string name = instance == 1 ? module : module + "." + std::to_string(instance);
-        std::unique_ptr<Listener> candidate(new Listener(std::move(name)));
-        if (!Process::get().take_name(candidate->name_)) {
-            candidate->name_.clear();  // another's
+        const std::string name = name_of(module_, instance);
+        if (!Process::get().take_name(name)) {
             continue;
         }
-        const int32_t code = candidate->listen(directory.path());
-        if (code == 0) {
-            listener = std::move(candidate);
+        if (link_to(name)) {
+            name_ = name;
+            remove(new_name_);
+            new_name_.clear();
+            return 0;
         }
-        // Of the further names another process may have one, since it had the first when this one had not.
-        if (code != QUIB_E_IN_USE || instance == 1) {
-            return code;
+        const int error = errno;
+        Process::get().release_name(name);
+        if (error != EEXIST) {
+            report("cannot listen on %s: %s", directory_.path_to(name).c_str(), std::strerror(error));
+            return QUIB_E_SOCKET;
+        }
+        if (!directory_.is_shared() && !open_socket_file(directory_.fd(), name) && errno == ENOTSOCK) {
+            report("%s is in the way: it is no socket", directory_.path_to(name).c_str());
+            return QUIB_E_SOCKET;
         }
     }
     return QUIB_E_IN_USE;
 }
 
-int32_t Listener::listen(const std::string &directory) {
-    path_ = directory + "/" + name_;
-    sockaddr_un address{};
-    if (!make_address(path_, address)) {
-        return QUIB_E_SOCKET;
-    }
-    switch (occupant_of(path_)) {
-        case Occupant::kAlive:
-            return QUIB_E_IN_USE;
-        case Occupant::kUnknown:
-            return QUIB_E_SOCKET;
-        case Occupant::kDead:
-            unlink(path_.c_str());
-            break;
-        case Occupant::kNone:
-            break;
-    }
-    Fd socket = make_socket();
-    if (!socket || !bind_to(socket)) {
-        report("cannot listen on %s: %s", path_.c_str(), std::strerror(errno));
-        return QUIB_E_SOCKET;
-    }
-    fd_ = ParentFd(std::move(socket));
-    return 0;
-}
-
-bool Listener::bind_to(const Fd &socket) {
-    sockaddr_un address{};
-    make_address(path_, address);
-    if (bind(socket.get(), generic(address), sizeof address) != 0) {
-        return false;
-    }
-    inode_ = inode_of(path_);
-    // Before it listens nobody can connect, whatever the process's umask made of the mode.
-    return chmod(path_.c_str(), kSocketMode) == 0 && ::listen(socket.get(), kBacklog) == 0;
+bool Listener::link_to(const std::string &name) const {
+    const int directory = directory_.fd();
+    return linkat(directory, new_name_.c_str(), directory, name.c_str(), 0) == 0;
 }
 
 }  // namespace quib

@@ -45,6 +45,11 @@ bool Process::take_name(const std::string &name) {
     return true;
 }
 
+bool Process::has_name(const std::string &name) {
+    const std::lock_guard lock(mutex_);
+    return std::ranges::count(names_, name) != 0;
+}
+
 void Process::release_name(const std::string &name) {
     const std::lock_guard lock(mutex_);
     std::erase(names_, name);

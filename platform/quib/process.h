@@ -17,6 +17,7 @@ public:
 
     // False when a module of this process has the name.
     bool take_name(const std::string &name);
+    bool has_name(const std::string &name);
     void release_name(const std::string &name);
 
     void add_fd(int fd);

@@ -58,6 +58,9 @@ inline uint32_t frame_length(const FrameHeader &header) {
     return length;
 }
 
+// Where programs of all users meet: it belongs to root, and is sticky.
+inline constexpr char kSystemDirectory[] = "/run/quib";
+
 // DIR, where modules listen: $QUIB_DIR, else $XDG_RUNTIME_DIR/quib, else /run/quib. Empty variables count as unset.
 inline std::string socket_directory() {
     const char *own = std::getenv("QUIB_DIR");
@@ -65,7 +68,7 @@ inline std::string socket_directory() {
         return own;
     }
     const char *runtime = std::getenv("XDG_RUNTIME_DIR");
-    return runtime && *runtime != '\0' ? std::string(runtime) + "/quib" : "/run/quib";
+    return runtime && *runtime != '\0' ? std::string(runtime) + "/quib" : kSystemDirectory;
 }
 
 }  // namespace quib

@@ -1,7 +1,6 @@
 // The exported functions: what may be asked for; the work is done elsewhere.
 #include "quib.h"
 
-#include <algorithm>
 #include <new>
 #include <string>
 #include <string_view>
@@ -14,13 +13,10 @@
 
 namespace {
 
-// A name that can be a file's, and that an operator can type as one word.
+// A name that can be a file's, as the name of every program can, blanks and all.
 bool is_module_name(std::string_view name) {
     return !name.empty() && name.size() <= QUIB_NAME_MAX && name.front() != '.' &&
-           std::ranges::none_of(name, [](char c) {
-               const auto byte = static_cast<unsigned char>(c);
-               return byte <= ' ' || byte == 0x7f || byte == '/';
-           });
+           name.find('/') == std::string_view::npos;
 }
 
 }  // namespace

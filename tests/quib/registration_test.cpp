@@ -14,13 +14,18 @@ class RegistrationTest : public ConsoleTest {};
 
 TEST_F(RegistrationTest, ModulesHaveNamesThatCanBeFiles) {
     const std::string longest(QUIB_NAME_MAX, 'x');
-    for (const std::string &name : {std::string(""), std::string("a/b"), std::string("a b"), std::string("a\tb"),
-                                    std::string("a\nb"), std::string("."), std::string(".."), longest + "x"}) {
+    for (const std::string &name :
+         {std::string(""), std::string("a/b"), std::string("."), std::string(".."), std::string(".a"), longest + "x"}) {
         EXPECT_EQ(quib_lib_init(client(), name.c_str()), QUIB_E_ARGUMENT) << name;
     }
     EXPECT_EQ(quib_lib_init(nullptr, "n"), QUIB_E_ARGUMENT);
     EXPECT_EQ(quib_lib_init(client(), nullptr), QUIB_E_ARGUMENT);
-    EXPECT_EQ(quib_lib_init(client(), "trel_cap_demo-1.2"), 0);
+    for (const std::string &name : {std::string("trel_cap_demo-1.2"), std::string("a b"), std::string("a\tb"),
+                                    std::string("a\nb"), std::string("\xff"), longest}) {
+        EXPECT_EQ(quib_lib_init(client(), name.c_str()), 0) << name;
+        EXPECT_TRUE(exists(path(name))) << name;
+        EXPECT_EQ(register_command("nothing", "void", nothing, name.c_str()), 0) << name;
+    }
 }
 
 TEST_F(RegistrationTest, TheSameModuleAgainIsSuccessAndKeepsItsCommands) {

@@ -5,8 +5,6 @@
 
 #include "quib/protocol.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
@@ -16,6 +14,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 namespace quib_test {
@@ -99,13 +98,43 @@ TEST_F(SocketTest, ADirectoryOfAnotherUserIsRefused) {
     EXPECT_EQ(said_, "quib: " + directory() + " belongs to another user\n");
 }
 
-TEST_F(SocketTest, ADirectoryThatAnotherKeepsLockedIsRefused) {
-    const int locked = open(directory().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    ASSERT_EQ(flock(locked, LOCK_EX), 0);
-    EXPECT_EQ(init("n"), QUIB_E_SOCKET);
-    EXPECT_EQ(said_, "quib: cannot lock " + directory() + ": Resource temporarily unavailable\n");
-    close(locked);
+TEST_F(SocketTest, TheWayToTheDirectoryIsKeptFromOthers) {
+    setenv("QUIB_DIR", (root() + "/above/sockets").c_str(), 1);
+    ASSERT_EQ(mkdir((root() + "/above").c_str(), 0700), 0);
+    for (const mode_t mode : {0770U, 0707U, 0777U}) {
+        ASSERT_EQ(chmod((root() + "/above").c_str(), mode), 0);
+        EXPECT_EQ(init("n"), QUIB_E_SOCKET);
+        EXPECT_THAT(said_, testing::StartsWith("quib: " + root() + "/above on the way to " + root() +
+                                               "/above/sockets: others may write there (mode "));
+        EXPECT_FALSE(exists(root() + "/above/sockets"));
+    }
+    ASSERT_EQ(chmod((root() + "/above").c_str(), 01777), 0);
     EXPECT_EQ(init("n"), 0) << said_;
+}
+
+TEST_F(SocketTest, LinksOnTheWayAreFollowed) {
+    namespace fs = std::filesystem;
+    fs::create_directory_symlink(root(), root() + "/absolute");
+    fs::create_directory_symlink(".", root() + "/relative");
+    fs::create_directory_symlink("../sockets", directory() + "/last");
+    setenv("QUIB_DIR", (root() + "/absolute//relative/./sockets/../sockets/last").c_str(), 1);
+    EXPECT_EQ(init("n"), 0) << said_;
+    EXPECT_TRUE(exists(path("n")));
+    fs::create_directory_symlink("circle", root() + "/circle");
+    setenv("QUIB_DIR", (root() + "/circle").c_str(), 1);
+    EXPECT_EQ(init("o"), QUIB_E_SOCKET);
+    EXPECT_EQ(said_, "quib: cannot open " + root() + "/circle: Too many levels of symbolic links\n");
+}
+
+TEST_F(SocketTest, TheDirectoryMayBeNamedFromTheWorkingDirectory) {
+    const std::filesystem::path here = std::filesystem::current_path();
+    std::filesystem::current_path(root());
+    setenv("QUIB_DIR", "sockets", 1);
+    EXPECT_EQ(init("n"), 0) << said_;
+    std::filesystem::current_path(here);
+    EXPECT_TRUE(exists(path("n")));
+    destroy_client();
+    EXPECT_FALSE(exists(path("n")));
 }
 
 TEST_F(SocketTest, NeedsDescriptorsAndIsMadeWholeOrNotAtAll) {
@@ -149,14 +178,23 @@ TEST_F(SocketTest, AFileInPlaceOfTheSocketIsLeftAlone) {
     EXPECT_TRUE(exists(path("n")));
 }
 
-TEST_F(SocketTest, APathThatIsTooLongIsToldSo) {
-    const std::string longest(sizeof sockaddr_un::sun_path - 1 - directory().size() - 1, 'x');
-    if (longest.size() < QUIB_NAME_MAX) {
-        EXPECT_EQ(init(longest + "x"), QUIB_E_SOCKET);
-        EXPECT_EQ(said_, "quib: " + path(longest + "x") + ": the path of a socket has room for 107 bytes only\n");
+TEST_F(SocketTest, MayHaveALongerPathThanSocketsHave) {
+    std::string below = root();
+    while (below.size() < 2 * sizeof sockaddr_un::sun_path) {
+        below += "/and_still_further_down";
+        ASSERT_EQ(mkdir(below.c_str(), 0700), 0);
     }
-    EXPECT_EQ(init(longest.substr(0, QUIB_NAME_MAX)), 0) << said_;
-    EXPECT_TRUE(connect(longest.substr(0, QUIB_NAME_MAX)).connected());
+    setenv("QUIB_DIR", below.c_str(), 1);
+    const std::string longest(QUIB_NAME_MAX, 'x');
+    ASSERT_EQ(init(longest), 0) << said_;
+    EXPECT_EQ(mode_of(below + "/" + longest), S_IFSOCK | 0600U);
+    ASSERT_EQ(register_command("nothing", "void", nothing, longest.c_str()), 0);
+    const std::filesystem::path here = std::filesystem::current_path();
+    std::filesystem::current_path(below);
+    std::filesystem::create_symlink(longest, "short");
+    Operator mine("short");
+    std::filesystem::current_path(here);
+    EXPECT_EQ(ask(mine, "nothing"), printed(""));
 }
 
 TEST_F(SocketTest, GoesWithTheClient) {
@@ -180,11 +218,14 @@ TEST_F(SocketTest, OfAnotherThatCameInItsPlaceStays) {
 TEST_F(SocketTest, OfALivingProgramIsNotTaken) {
     OtherProgram other([](const auto &say) { serve_module("n", say); });
     ASSERT_EQ(other.heard(), "ready");
-    EXPECT_EQ(init("n"), QUIB_E_IN_USE);
-    Operator mine = connect("n");
-    EXPECT_TRUE(mine.send("nothing\n"));
-    EXPECT_TRUE(readable(mine.fd(), kLongEnough)) << "it is still served";
-    EXPECT_EQ(init("another"), 0);
+    EXPECT_EQ(init("n"), 0) << said_;
+    ASSERT_EQ(register_command("nothing", "void", nothing, "n"), 0) << "by the name that was asked for";
+    Operator second = connect("n.2");
+    EXPECT_EQ(ask(second, "nothing"), printed("")) << "an instance of its own";
+    Operator first = connect("n");
+    EXPECT_TRUE(first.send("nothing\n"));
+    EXPECT_TRUE(readable(first.fd(), kLongEnough)) << "it is still served";
+    EXPECT_THAT(take_calls(), testing::ElementsAre("nothing"));
 }
 
 TEST_F(SocketTest, OfAProgramThatIsBusyIsNotTaken) {
@@ -194,6 +235,8 @@ TEST_F(SocketTest, OfAProgramThatIsBusyIsNotTaken) {
         pause();
     });
     ASSERT_EQ(other.heard(), "0");
+    struct stat its {};
+    ASSERT_EQ(lstat(path("n").c_str(), &its), 0);
     std::vector<Operator> waiting;
     for (int i = 0; i < 40; ++i) {
         waiting.push_back(connect("n"));  // more than wait to be accepted there
@@ -201,7 +244,11 @@ TEST_F(SocketTest, OfAProgramThatIsBusyIsNotTaken) {
             break;
         }
     }
-    EXPECT_EQ(init("n"), QUIB_E_IN_USE);
+    EXPECT_EQ(init("n"), 0) << said_;
+    struct stat now {};
+    ASSERT_EQ(lstat(path("n").c_str(), &now), 0);
+    EXPECT_EQ(now.st_ino, its.st_ino);
+    EXPECT_TRUE(connect("n.2").connected());
 }
 
 TEST_F(SocketTest, OfADeadProgramIsCleared) {
@@ -217,6 +264,23 @@ TEST_F(SocketTest, OfADeadProgramIsCleared) {
     EXPECT_EQ(ask(mine, "nothing"), printed(""));
 }
 
+TEST_F(SocketTest, OfDeadProgramsAreAllCleared) {
+    {
+        std::vector<std::unique_ptr<OtherProgram>> dead;
+        for (int i = 0; i < 3; ++i) {
+            dead.push_back(std::make_unique<OtherProgram>([](const auto &say) { serve_module("n", say); }));
+            ASSERT_EQ(dead.back()->heard(), "ready");
+        }
+    }
+    ASSERT_TRUE(exists(path("n.3")));
+    std::ofstream(path("n.4")) << "text";
+    EXPECT_EQ(init("n"), 0) << said_;
+    EXPECT_TRUE(connect("n").connected());
+    EXPECT_FALSE(exists(path("n.2")));
+    EXPECT_FALSE(exists(path("n.3")));
+    EXPECT_TRUE(exists(path("n.4"))) << "which is no socket";
+}
+
 TEST_F(SocketTest, OfADeadProgramIsTakenByOneOfManyAtOnce) {
     {
         OtherProgram dead([](const auto &say) { serve_module("n", say); });
@@ -230,8 +294,19 @@ TEST_F(SocketTest, OfADeadProgramIsTakenByOneOfManyAtOnce) {
     for (const auto &each : all) {
         heard.push_back(each->heard());
     }
-    EXPECT_EQ(std::ranges::count(heard, "ready"), 1);
-    EXPECT_EQ(std::ranges::count(heard, std::to_string(QUIB_E_IN_USE)), 5);
+    EXPECT_EQ(std::ranges::count(heard, "ready"), 6);
+    for (const char *name : {"n", "n.2", "n.3", "n.4", "n.5", "n.6"}) {
+        Operator mine = connect(name);
+        EXPECT_TRUE(mine.send("nothing\n")) << name;
+        EXPECT_TRUE(readable(mine.fd(), kLongEnough)) << name;
+    }
+    EXPECT_FALSE(exists(path("n.7")));
+}
+
+TEST_F(SocketTest, NothingElseIsLeftBehind) {
+    ASSERT_EQ(init("n"), 0);
+    destroy_client();
+    EXPECT_TRUE(std::filesystem::is_empty(directory()));
 }
 
 TEST_F(SocketTest, NothingIsPassedOnToProgramsThatAreStarted) {
