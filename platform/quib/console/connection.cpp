@@ -30,7 +30,8 @@ Failure out_of_time(const std::string &module, const Patience &patience) {
 
 Failure no_connection(const std::string &module, int error) {
     const bool stale = error == ECONNREFUSED || error == ENOENT;
-    return {kNoConnection, "cannot connect to " + module + ": " + (stale ? "no process serves it" : strerror(error))};
+    const char *why = stale ? "no process serves it" : error == EPERM ? "another user listens there" : strerror(error);
+    return {kNoConnection, "cannot connect to " + module + ": " + why};
 }
 
 // Waits for events on a descriptor, which may be -1 to just wait; false when the time is over.
@@ -45,19 +46,19 @@ bool wait_on(int fd, short events, std::chrono::milliseconds limit, int interrup
 }
 
 // A module that is busy lets a few wait, and the kernel refuses the rest: they ask again.
-Descriptor connect_patiently(const std::string &path, const std::string &module, const Patience &patience) {
+base::Fd connect_patiently(const std::string &directory, const Target &target, const Patience &patience) {
     constexpr auto kPause = std::chrono::milliseconds(20);
     const auto from = Clock::now();
     for (;;) {
-        Attempt attempt = connect_to(path);
+        ModuleDirectory::Attempt attempt = ModuleDirectory(directory).connect(target.entry);
         if (attempt.error == 0) {
             return std::move(attempt.socket);
         }
         if (attempt.error != EAGAIN) {
-            throw no_connection(module, attempt.error);
+            throw no_connection(target.name, attempt.error);
         }
         if (patience.limit.count() > 0 && Clock::now() - from >= patience.limit) {
-            throw out_of_time(module, patience);
+            throw out_of_time(target.name, patience);
         }
         wait_on(-1, 0, kPause, patience.interrupt_fd);
     }
@@ -65,8 +66,11 @@ Descriptor connect_patiently(const std::string &path, const std::string &module,
 
 }  // namespace
 
-Connection::Connection(const std::string &directory, const std::string &module, const Patience &patience)
-    : module_(module), patience_(patience), socket_(connect_patiently(directory + "/" + module, module, patience)) {}
+Connection::Connection(const std::string &directory, const Target &target, const Patience &patience)
+    : module_(target.name),
+      foreign_(!is_familiar(target.entry.owner)),
+      patience_(patience),
+      socket_(connect_patiently(directory, target, patience)) {}
 
 void Connection::wait_for(short events) {
     const bool limited = patience_.limit.count() > 0;
@@ -104,6 +108,12 @@ void Connection::read_more() {
     }
 }
 
+void Connection::pass_on(const AnswerReader::Piece &piece, const Receive &receive) {
+    told_ = piece.kind == quib::kFrameDiagnostic;
+    Escaping &escaping = told_ ? diagnostics_ : output_;
+    receive(piece.kind, foreign_ ? escaping.apply(piece.bytes) : piece.bytes);
+}
+
 int Connection::run(const std::string &line, const Receive &receive) {
     send(line + "\n");
     for (;;) {
@@ -113,8 +123,7 @@ int Connection::run(const std::string &line, const Receive &receive) {
                 told_ = told_ && code == quib::kExitRefused;
                 return code;
             }
-            told_ = piece->kind == quib::kFrameDiagnostic;
-            receive(piece->kind, piece->bytes);
+            pass_on(*piece, receive);
         }
         read_more();
     }
@@ -123,8 +132,7 @@ int Connection::run(const std::string &line, const Receive &receive) {
 void Connection::take_news(const Receive &receive) {
     for (;;) {
         while (const auto piece = reader_.next()) {
-            told_ = piece->kind == quib::kFrameDiagnostic;
-            receive(piece->kind, piece->bytes);
+            pass_on(*piece, receive);
         }
         read_more();
     }

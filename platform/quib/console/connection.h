@@ -8,8 +8,9 @@
 #include <string_view>
 
 #include "answer.h"
+#include "escaping.h"
 #include "exit_code.h"
-#include "unix_socket.h"
+#include "served_modules.h"
 
 namespace console {
 
@@ -41,8 +42,8 @@ public:
     // Called with output and diagnostics as they come.
     using Receive = std::function<void(char kind, std::string_view bytes)>;
 
-    // Throws a Failure when there is no connecting to it.
-    Connection(const std::string &directory, const std::string &module, const Patience &patience);
+    // Throws a Failure when there is no connecting to it. What another user's module says is made harmless.
+    Connection(const std::string &directory, const Target &target, const Patience &patience);
 
     // Has a command run; returns the exit code that the module gives it. Throws a Failure when the connection is of no
     // use any more.
@@ -58,11 +59,15 @@ private:
     void wait_for(short events);
     void send(std::string_view bytes);
     void read_more();
+    void pass_on(const AnswerReader::Piece &piece, const Receive &receive);
 
     std::string module_;
+    bool foreign_;
     Patience patience_;
-    Descriptor socket_;
+    base::Fd socket_;
     AnswerReader reader_;
+    Escaping output_;
+    Escaping diagnostics_;
     bool told_ = false;
 };
 

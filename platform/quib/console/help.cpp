@@ -18,8 +18,9 @@ constexpr char kExamples[] = "\nExamples:\n"
                              "  quib [OPTION...]\n"
                              "  quib [OPTION...] MODULE [COMMAND [ARGUMENT...]]\n"
                              "\n"
-                             "  A module is named in full, or by the beginning of its name alone. Commands, and how\n"
-                             "  they take arguments, are the module's; its help tells.\n";
+                             "  A module is named in full, or by the beginning of its name alone; to root, another\n"
+                             "  user's is USER/MODULE. Commands, and how they take arguments, are the module's; its\n"
+                             "  help tells.\n";
 
 constexpr char kRest[] = "\n"
                          "Modules are looked for in $QUIB_DIR, else $XDG_RUNTIME_DIR/quib, else /run/quib. What has\n"

@@ -12,7 +12,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "unix_socket.h"
+#include <base/fd.h>
 
 namespace console {
 
@@ -73,7 +73,7 @@ void make_directory_of(const std::filesystem::path &file) {
 }  // namespace
 
 History::History(std::string path) : path_(std::move(path)) {
-    if (const Descriptor file(open(path_.c_str(), O_RDONLY | O_CLOEXEC)); file.get() >= 0) {
+    if (const base::Fd file(open(path_.c_str(), O_RDONLY | O_CLOEXEC)); file.get() >= 0) {
         lines_ = read_lines(file.get());
     }
 }
@@ -85,7 +85,7 @@ std::string History::add(const std::string &line) {
         return "";
     }
     make_directory_of(path_);
-    const Descriptor file(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnFile));
+    const base::Fd file(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnFile));
     if (file.get() >= 0 && flock(file.get(), LOCK_EX) == 0) {
         std::vector<std::string> lines = read_lines(file.get());
         lines.push_back(line);

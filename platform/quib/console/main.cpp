@@ -54,14 +54,14 @@ int run(const console::Request &request) {
     if (request.module.empty()) {
         return list(directory, request.json);
     }
-    const std::string module = console::find_module(directory, request.module);
+    const console::Target target = console::find_module(directory, request.module);
     if (request.command.empty() && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1) {
-        return console::run_prompt(directory, module, request.limit);
+        return console::run_prompt(directory, target, request.limit);
     }
     exit_when_interrupted();
     const std::string line = console::line_of(request.command);
     console::check_line(line);
-    console::Connection connection(directory, module, {.limit = request.limit, .interrupt_fd = -1});
+    console::Connection connection(directory, target, {.limit = request.limit, .interrupt_fd = -1});
     return request.command.empty() ? console::run_script(connection) : connection.run(line, console::show);
 }
 

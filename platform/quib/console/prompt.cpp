@@ -19,13 +19,14 @@ namespace {
 
 class Prompt {
 public:
-    Prompt(std::string directory, std::string module, std::chrono::milliseconds limit)
+    Prompt(std::string directory, Target target, std::chrono::milliseconds limit)
         : directory_(std::move(directory)),
-          module_(std::move(module)),
+          target_(std::move(target)),
           patience_{.limit = limit, .interrupt_fd = signals_.fd()},
           history_(history_path()),
           editor_(
-              module_ + "> ", [this](std::string_view line) { return complete(commands_, line); }, signals_) {
+              printable(target_.name) + "> ", [this](std::string_view line) { return complete(commands_, line); },
+              signals_) {
         editor_.set_history(history_.lines());
     }
 
@@ -43,7 +44,7 @@ private:
     int run_connected(const std::string &line, const Connection::Receive &receive);
 
     const std::string directory_;
-    const std::string module_;
+    const Target target_;
     Signals signals_;
     const Patience patience_;
     History history_;
@@ -72,13 +73,13 @@ void Prompt::greet() {
         throw Failure(kRefused, "");
     }
     commands_ = parse_commands(answer);
-    write_output("Attached to " + printable(module_) + ", process " + std::to_string(connection_->process()) +
+    write_output("Attached to " + printable(target_.name) + ", process " + std::to_string(connection_->process()) +
                  ". \"help\" lists its commands, Tab completes them, \"quit\" leaves.\n");
 }
 
 int Prompt::run_connected(const std::string &line, const Connection::Receive &receive) {
     if (!connection_) {
-        connection_.emplace(directory_, module_, patience_);
+        connection_.emplace(directory_, target_, patience_);
     }
     return connection_->run(line, receive);
 }
@@ -174,9 +175,9 @@ int Prompt::run() {
 
 }  // namespace
 
-int run_prompt(const std::string &directory, const std::string &module, std::chrono::milliseconds limit) {
+int run_prompt(const std::string &directory, const Target &target, std::chrono::milliseconds limit) {
     setlocale(LC_CTYPE, "");
-    if (const int signal = Prompt(directory, module, limit).run(); signal != 0) {
+    if (const int signal = Prompt(directory, target, limit).run(); signal != 0) {
         raise(signal);  // now that the terminal is as it was
     }
     return kDone;

@@ -3,7 +3,8 @@
 
 _quib_modules() {
     local -a modules
-    modules=(${(f)"$(quib 2>/dev/null | sed -n '2,$s/ .*//p')"})
+    # Names that need no escapes in JSON; programs may have any.
+    modules=(${(f)"$(quib --output json 2>/dev/null | sed -n 's/^{"module":"\([^"\\]*\)".*/\1/p')"})
     compadd -a modules
 }
 

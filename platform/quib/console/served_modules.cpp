@@ -1,38 +1,38 @@
 #include "served_modules.h"
 
-#include <dirent.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <charconv>
 #include <fstream>
-#include <memory>
+#include <optional>
 
 #include "exit_code.h"
 #include "similar_names.h"
-#include "unix_socket.h"
 
 namespace console {
 
 namespace {
 
-std::vector<std::string> names_in(const std::string &directory) {
-    const std::unique_ptr<DIR, int (*)(DIR *)> entries(opendir(directory.c_str()), closedir);
-    if (!entries && errno == ENOENT) {
-        return {};
+using Entry = ModuleDirectory::Entry;
+
+std::string name_of(const Entry &entry) {
+    if (is_familiar(entry.owner)) {
+        return entry.file;
     }
-    if (!entries) {
-        throw Failure(kNoConnection, directory + ": " + std::strerror(errno));
+    const passwd *user = getpwuid(entry.owner);
+    return (user != nullptr ? user->pw_name : std::to_string(entry.owner)) + "/" + entry.file;
+}
+
+std::optional<uid_t> user_called(const std::string &name) {
+    if (const passwd *user = getpwnam(name.c_str())) {
+        return user->pw_uid;
     }
-    std::vector<std::string> names;
-    while (const dirent *entry = readdir(entries.get())) {
-        if (is_socket(directory + "/" + entry->d_name)) {
-            names.emplace_back(entry->d_name);
-        }
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+    uid_t number = 0;
+    const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), number);
+    return error == std::errc() && end == name.data() + name.size() ? std::optional(number) : std::nullopt;
 }
 
 std::string program_of(pid_t process) {
@@ -55,25 +55,66 @@ std::string joined(const std::vector<std::string> &names) {
     return text;
 }
 
-std::vector<std::string> names_of(const std::vector<Module> &modules) {
-    std::vector<std::string> names(modules.size());
-    std::transform(modules.begin(), modules.end(), names.begin(), [](const Module &module) { return module.name; });
-    return names;
+struct Served {
+    Entry entry;
+    Module module;
+};
+
+std::vector<Served> all_served(const ModuleDirectory &directory) {
+    std::vector<Served> served;
+    for (const Entry &entry : directory.entries()) {
+        const ModuleDirectory::Attempt attempt = directory.connect(entry);
+        if (attempt.error == 0) {
+            const pid_t process = process_behind(attempt.socket);
+            served.push_back({entry, {name_of(entry), process, process > 0 ? program_of(process) : ""}});
+        } else if (attempt.error == EAGAIN) {
+            served.push_back({entry, {name_of(entry), 0, ""}});
+        }
+    }
+    return served;
 }
 
-std::string by_prefix(const std::string &directory, const std::string &word) {
-    const std::vector<std::string> names = names_of(served_modules(directory));
-    std::vector<std::string> matches;
-    std::copy_if(names.begin(), names.end(), std::back_inserter(matches),
-                 [&word](const std::string &name) { return name.starts_with(word); });
+// What an operator calls a module: by its socket's name, of a user who may be named.
+struct Word {
+    std::optional<uid_t> user;
+    std::string file;
+
+    bool means_user_of(const Entry &entry) const { return user ? entry.owner == *user : is_familiar(entry.owner); }
+};
+
+Word parse(const std::string &word) {
+    const size_t slash = word.find('/');
+    if (slash == std::string::npos) {
+        return {std::nullopt, word};
+    }
+    const std::string file = word.substr(slash + 1);
+    const auto user = user_called(word.substr(0, slash));
+    if (!user || file.find('/') != std::string::npos) {
+        throw Failure(kNegative, "no module is called \"" + word + "\"");
+    }
+    return {user, file};
+}
+
+Target by_prefix(const ModuleDirectory &directory, const std::string &path, const std::string &typed,
+                 const Word &word) {
+    std::vector<std::string> names;
+    std::vector<std::string> matching_names;
+    std::vector<Entry> matches;
+    for (const Served &served : all_served(directory)) {
+        names.push_back(served.module.name);
+        if (word.means_user_of(served.entry) && served.entry.file.starts_with(word.file)) {
+            matching_names.push_back(served.module.name);
+            matches.push_back(served.entry);
+        }
+    }
     if (matches.size() == 1) {
-        return matches.front();
+        return {matches.front(), matching_names.front()};
     }
     if (matches.size() > 1) {
-        throw Failure(kUsage, "module \"" + word + "\" could be " + joined(matches));
+        throw Failure(kUsage, "module \"" + typed + "\" could be " + joined(matching_names));
     }
-    const std::vector<std::string> similar = similar_names(word, names);
-    throw Failure(kNegative, "no module \"" + word + "\" in " + directory +
+    const std::vector<std::string> similar = similar_names(typed, names);
+    throw Failure(kNegative, "no module \"" + typed + "\" in " + path +
                                  (similar.empty() ? "" : "; did you mean " + joined(similar) + "?"));
 }
 
@@ -81,23 +122,18 @@ std::string by_prefix(const std::string &directory, const std::string &word) {
 
 std::vector<Module> served_modules(const std::string &directory) {
     std::vector<Module> modules;
-    for (const std::string &name : names_in(directory)) {
-        const Attempt attempt = connect_to(std::string(directory).append("/").append(name));
-        if (attempt.error == 0) {
-            const pid_t process = process_behind(attempt.socket);
-            modules.push_back({name, process, process > 0 ? program_of(process) : ""});
-        } else if (attempt.error == EAGAIN) {
-            modules.push_back({name, 0, ""});
-        }
+    for (Served &served : all_served(ModuleDirectory(directory))) {
+        modules.push_back(std::move(served.module));
     }
     return modules;
 }
 
-std::string find_module(const std::string &directory, const std::string &word) {
-    if (word.find('/') != std::string::npos) {
-        throw Failure(kNegative, "no module is called \"" + word + "\"");
-    }
-    return is_socket(directory + "/" + word) ? word : by_prefix(directory, word);
+Target find_module(const std::string &directory, const std::string &word) {
+    const Word meant = parse(word);
+    const ModuleDirectory modules(directory);
+    const auto entry = modules.entry(meant.file);
+    return entry && meant.means_user_of(*entry) ? Target{*entry, name_of(*entry)}
+                                                : by_prefix(modules, directory, word, meant);
 }
 
 }  // namespace console

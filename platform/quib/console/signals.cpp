@@ -26,7 +26,7 @@ Signals::Signals() : before_() {
     const sigset_t interrupt = set_of({SIGINT});
     pthread_sigmask(SIG_BLOCK, &interrupt, &before_);
     const sigset_t all = set_of({SIGINT, SIGTSTP, SIGTERM, SIGHUP, SIGQUIT, SIGWINCH});
-    fd_ = Descriptor(signalfd(-1, &all, SFD_NONBLOCK | SFD_CLOEXEC));
+    fd_ = base::Fd(signalfd(-1, &all, SFD_NONBLOCK | SFD_CLOEXEC));
 }
 
 Signals::~Signals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }

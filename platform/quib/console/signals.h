@@ -4,7 +4,7 @@
 
 #include <csignal>
 
-#include "unix_socket.h"
+#include <base/fd.h>
 
 namespace console {
 
@@ -33,7 +33,7 @@ public:
 
 private:
     sigset_t before_;
-    Descriptor fd_;
+    base::Fd fd_;
 };
 
 }  // namespace console

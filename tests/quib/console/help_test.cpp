@@ -1,4 +1,5 @@
 // Help, the man page and the shells' completion, and that they agree.
+#include <filesystem>
 #include <iterator>
 #include <map>
 #include <set>
@@ -145,6 +146,17 @@ TEST_F(Bash, OffersCommandsAndArguments) {
     EXPECT_EQ(completed("demo dump_all ''"), (Names{}));
     EXPECT_EQ(completed("demo log-level ''"), (Names{}));
     EXPECT_EQ(completed("nowhere ''"), (Names{"help"}));
+}
+
+// They are the choice of whoever runs a program; the shell is the operator's.
+TEST_F(Bash, ExpandsNothingThatIsOffered) {
+    const std::string made = "made_by_completion";
+    const FakeModule hostile(socket("hostile$(>" + made + ")"), echo);
+    const FakeModule blank(socket("my demo"), with_commands("hook$(>" + made + ")\tvoid\n"));
+    EXPECT_EQ(completed("h"), (Names{"hostile\\$\\(\\>" + made + "\\)"}));
+    EXPECT_EQ(completed("my"), (Names{"my\\", "demo"}));
+    EXPECT_EQ(completed("my h"), (Names{"hook\\$\\(\\>" + made + "\\)", "help"}));
+    EXPECT_FALSE(std::filesystem::remove(made));
 }
 
 }  // namespace

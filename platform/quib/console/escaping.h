@@ -1,0 +1,25 @@
+// What other users' programs say, made harmless for a terminal.
+#ifndef QUIB_CONSOLE_ESCAPING_H
+#define QUIB_CONSOLE_ESCAPING_H
+
+#include <string>
+#include <string_view>
+
+namespace console {
+
+// Shows what a terminal would obey as \x1b, and lets the rest pass: text, ASCII or UTF-8, its tabs and line ends.
+// What comes in pieces is taken as one.
+class Escaping {
+public:
+    std::string apply(std::string_view bytes);
+
+private:
+    bool is_text(unsigned char byte);
+
+    unsigned following_ = 0;      // bytes of the character that are still to come
+    unsigned char smallest_ = 0;  // that the next of them may be
+};
+
+}  // namespace console
+
+#endif
