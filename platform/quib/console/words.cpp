@@ -52,7 +52,7 @@ bool ends_session(std::string_view line) { return trimmed(line) == "quit" || tri
 std::string line_of(const std::vector<std::string> &words) {
     std::string line;
     for (const std::string &word : words) {
-        line += (line.empty() ? "" : " ") + as_typed(word);
+        line.append(line.empty() ? "" : " ").append(as_typed(word));
     }
     return line;
 }
