@@ -33,6 +33,7 @@ extern "C" {
 
 enum {
     QUIB_NAME_MAX = 126, /* bytes of a module's name */
+    QUIB_TEXT_MAX = 100, /* bytes of what a command is for */
 
     QUIB_E_ARGUMENT = -201,
     QUIB_E_MEMORY = -202,
@@ -46,7 +47,8 @@ typedef struct MomClient MomClient;
 
 /*
  * A command's function, cast to this. It is called with the arguments that its format names, in their order: %d as
- * int32_t, %s as const char *, valid until it returns. It returns an int32_t status; a negative one is a failure.
+ * int32_t, %s as const char *, valid until it returns. It returns an int32_t status; a negative one is a failure, of
+ * which the operator is told when the command has printed nothing.
  */
 typedef void (*QuibHandler)(void);
 
@@ -76,6 +78,31 @@ int32_t quib_lib_init(MomClient *client, const char *module);
  */
 int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t reserved, const char *argument_format,
                          QuibHandler handler);
+
+/*
+ * The two functions below are this console's alone. A program that is to run on other platforms, too, declares them
+ * weak, and calls them where they are there.
+ */
+
+/*
+ * Says in a line what a command of this thread's module is for, as "reads a number of a card"; help shows it. It goes
+ * when the command is replaced. 0, or:
+ *
+ * QUIB_E_ARGUMENT   an argument is NULL, the module has no such command, the text is empty or longer than QUIB_TEXT_MAX
+ *                   bytes, or holds a control character
+ * QUIB_E_MEMORY     out of memory
+ * QUIB_E_MODULE     this thread has no module of that name
+ */
+int32_t quib_describe_mod_cmd(const char *module, const char *command, const char *text);
+
+/*
+ * Called by a command, or by what it calls: the command has failed with this negative status, even if its function
+ * returns another that does not tell. The operator is told, and quib exits 1. 0, or:
+ *
+ * QUIB_E_ARGUMENT   the status is not negative
+ * QUIB_E_MODULE     no command runs on this thread
+ */
+int32_t quib_fail_mod_cmd(int32_t status);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

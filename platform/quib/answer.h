@@ -19,10 +19,15 @@ inline void append_frame(std::string &to, FrameKind kind, std::string_view paylo
     to.append(header.data(), header.size()).append(payload);
 }
 
+// A line of its own.
+inline void append_diagnostic(std::string &to, const std::string &text) {
+    append_frame(to, kFrameDiagnostic, text + "\n");
+}
+
 // Ends an answer, after a diagnostic if there is one.
 inline void append_end(std::string &to, ExitCode code, const std::string &diagnostic = {}) {
     if (!diagnostic.empty()) {
-        append_frame(to, kFrameDiagnostic, diagnostic + "\n");
+        append_diagnostic(to, diagnostic);
     }
     append_frame(to, kFrameExit, std::to_string(code));
 }

@@ -12,9 +12,13 @@ bool is_command_name(std::string_view text) {
                text, [&](char c) { return c > ' ' && c < 0x7f && kSpecial.find(c) == std::string_view::npos; });
 }
 
+Command *Commands::find(std::string_view name) {
+    const auto found = std::ranges::find(commands_, name, &Command::name);
+    return found != commands_.end() ? &*found : nullptr;
+}
+
 void Commands::put(Command command) {
-    const auto same = std::ranges::find(commands_, command.name, &Command::name);
-    if (same != commands_.end()) {
+    if (Command *same = find(command.name)) {
         *same = std::move(command);
     } else {
         commands_.push_back(std::move(command));

@@ -15,6 +15,7 @@ struct Command {
     std::string format_text;  // as registered
     Format format;
     QuibHandler handler;
+    std::string text;  // what it is for; may be empty
 };
 
 // The module's own word, which no command can be called.
@@ -27,6 +28,9 @@ class Commands {
 public:
     // Adds a command at the end, or replaces the one of that name.
     void put(Command command);
+
+    // Nothing when there is none of that name.
+    Command *find(std::string_view name);
 
     // In the order in which they were registered.
     const std::vector<Command> &all() const { return commands_; }

@@ -1,13 +1,16 @@
 #include "interpreter.h"
 
 #include <algorithm>
+#include <array>
 #include <span>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "binding.h"
 #include "invocation.h"
 #include "lookup.h"
+#include "ox_mom.h"
 #include "words.h"
 
 namespace quib {
@@ -16,6 +19,7 @@ namespace {
 
 constexpr std::string_view kForCompletion = ".commands";
 constexpr std::string_view kHelpArguments = " [COMMAND]";
+constexpr std::string_view kHelpText = "lists the commands, or tells of one";
 
 Answer finished(ExitCode code, const std::string &diagnostic = {}) {
     Answer answer;
@@ -38,54 +42,85 @@ Answer list_for_completion(const Commands &commands) {
     return printed(text);
 }
 
-Answer list_for_operator(const Commands &commands) {
-    size_t width = kHelp.size();
-    for (const Command &command : commands.all()) {
-        width = std::max(width, command.name.size());
+// A line of help: a name, its arguments, what it is for.
+using Row = std::array<std::string, 3>;
+
+Row row_of(const Command &command) { return {command.name, describe(command.format), command.text}; }
+
+Row row_of_help() { return {std::string(kHelp), std::string(kHelpArguments), std::string(kHelpText)}; }
+
+// In columns, the last of which needs no width.
+std::string table_of(const std::vector<Row> &rows) {
+    constexpr std::string_view kGap = "  ";
+    size_t names = 0;
+    size_t arguments = 0;
+    for (const Row &row : rows) {
+        names = std::max(names, row[0].size());
+        arguments = std::max(arguments, row[1].size());
     }
     std::string text;
-    const auto add = [&](std::string_view name, std::string_view arguments) {
-        text.append(name);
-        if (!arguments.empty()) {
-            text.append(width - name.size(), ' ').append(arguments);
+    for (const auto &[name, its_arguments, purpose] : rows) {
+        std::string line = name + std::string(names - name.size(), ' ') + its_arguments;
+        if (!purpose.empty()) {
+            line.append(arguments - its_arguments.size(), ' ').append(kGap).append(purpose);
         }
-        text += '\n';
-    };
-    for (const Command &command : commands.all()) {
-        add(command.name, describe(command.format));
+        text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
     }
-    add(kHelp, kHelpArguments);
-    return printed(text);
+    return text;
 }
 
-std::string usage_of_help() { return std::string(kHelp).append(kHelpArguments); }
+Answer list_for_operator(const Commands &commands) {
+    std::vector<Row> rows;
+    for (const Command &command : commands.all()) {
+        rows.push_back(row_of(command));
+    }
+    rows.push_back(row_of_help());
+    return printed(table_of(rows));
+}
 
-std::string usage_of(const Command &command) { return command.name + describe(command.format); }
+std::string usage_of(const Row &row) { return row[0] + row[1]; }
+
+// Its usage, and what it is for.
+std::string explain(const Row &row) { return usage_of(row) + '\n' + (row[2].empty() ? "" : row[2] + '\n'); }
 
 Answer help(const Commands &commands, std::span<const Word> words) {
     if (words.empty()) {
         return list_for_operator(commands);
     }
     if (words.size() > 1) {
-        return finished(kExitUsage, shown(words[1].text) + " is one argument too many; usage: " + usage_of_help());
+        return finished(kExitUsage,
+                        shown(words[1].text) + " is one argument too many; usage: " + usage_of(row_of_help()));
     }
     const Lookup lookup = find_command(commands, words[0].text);
     if (!lookup.error.empty()) {
         return finished(kExitUsage, lookup.error);
     }
-    return printed((lookup.help ? usage_of_help() : usage_of(*lookup.command)) + "\n");
+    return printed(explain(lookup.help ? row_of_help() : row_of(*lookup.command)));
 }
 
-Answer run(QuibHandler handler, std::vector<Value> &values) {
+// The store's codes have words, others have not.
+std::string failure_of(const std::string &command, int32_t status) {
+    const std::string words = ox_mom_strerror(status);
+    return command + " failed with status " + std::to_string(status) +
+           (words == ox_mom_strerror(INT32_MIN) ? "" : ": " + words);
+}
+
+Answer run(const std::string &command, QuibHandler handler, std::vector<Value> &values) {
     Capture capture;
     if (!capture.began()) {
         return finished(kExitRefused,
                         "the program has no room for the output: no descriptors, no memory, or a limit on its files");
     }
-    const int32_t status = invoke(handler, values);
+    const Outcome outcome = invoke(handler, values);
+    const int32_t status = outcome.status < 0 ? outcome.status : outcome.told_aside;
     Answer answer{.output = capture.end(), .frames = {}};
-    append_end(answer.frames, status < 0 ? kExitFailed : kExitDone,
-               answer.output.cut ? "the output was cut after " + std::to_string(kOutputLimit) + " bytes" : "");
+    if (answer.output.cut) {
+        append_diagnostic(answer.frames, "the output was cut after " + std::to_string(kOutputLimit) + " bytes");
+    }
+    if (status < 0 && (answer.output.size == 0 || outcome.status >= 0)) {
+        append_diagnostic(answer.frames, failure_of(command, status));
+    }
+    append_end(answer.frames, status < 0 ? kExitFailed : kExitDone);
     return answer;
 }
 
@@ -112,10 +147,10 @@ Answer interpret(const Commands &commands, std::string_view line) {
     }
     Binding binding = bind(lookup.command->format, words.subspan(1));
     if (!binding.error.empty()) {
-        return finished(kExitUsage, binding.error + "; usage: " + usage_of(*lookup.command));
+        return finished(kExitUsage, binding.error + "; usage: " + usage_of(row_of(*lookup.command)));
     }
     // The command itself may replace commands while it runs.
-    return run(lookup.command->handler, binding.values);
+    return run(std::string(lookup.command->name), lookup.command->handler, binding.values);
 }
 
 }  // namespace quib

@@ -2,9 +2,18 @@
 
 #include <ffi.h>
 
+#include <utility>
+
 namespace quib {
 
-int32_t invoke(QuibHandler handler, std::vector<Value> &values) {
+namespace {
+
+// Of the innermost handler: one may run the client, and so another.
+thread_local int32_t *told_aside = nullptr;
+
+}  // namespace
+
+Outcome invoke(QuibHandler handler, std::vector<Value> &values) {
     std::vector<ffi_type *> types;
     std::vector<const char *> texts(values.size());
     std::vector<void *> arguments;
@@ -18,8 +27,18 @@ int32_t invoke(QuibHandler handler, std::vector<Value> &values) {
     ffi_cif call;
     ffi_prep_cif(&call, FFI_DEFAULT_ABI, static_cast<unsigned>(types.size()), &ffi_type_sint32, types.data());
     ffi_arg status = 0;  // libffi returns no less than a word
+    int32_t told = 0;
+    int32_t *const outer = std::exchange(told_aside, &told);
     ffi_call(&call, handler, &status, arguments.data());
-    return static_cast<int32_t>(status);
+    told_aside = outer;
+    return {.status = static_cast<int32_t>(status), .told_aside = told};
+}
+
+bool fail_running(int32_t status) {
+    if (told_aside) {
+        *told_aside = status;
+    }
+    return told_aside != nullptr;
 }
 
 }  // namespace quib

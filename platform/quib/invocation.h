@@ -9,7 +9,15 @@
 
 namespace quib {
 
-// The handler's status. The texts live until it returns.
-int32_t invoke(QuibHandler handler, std::vector<Value> &values);
+struct Outcome {
+    int32_t status;      // the handler's
+    int32_t told_aside;  // by fail_running(); 0: nothing was
+};
+
+// The texts live until the handler returns.
+Outcome invoke(QuibHandler handler, std::vector<Value> &values);
+
+// Has the handler that runs on this thread fail, whatever it returns. False when none does.
+bool fail_running(int32_t status);
 
 }  // namespace quib

@@ -30,7 +30,7 @@ enum FrameKind : char {
 
 enum ExitCode : int {
     kExitDone = 0,
-    kExitFailed = 1,  // the handler's status was negative
+    kExitFailed = 1,  // the handler's status was negative, or it told of a failure aside
     kExitUsage = 2,   // nothing was called: no such command, or arguments that are not as its format has them
     kExitRefused = 5  // the module does not serve this operator, or cannot run the command now
 };

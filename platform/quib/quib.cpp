@@ -1,6 +1,7 @@
 // The exported functions: what may be asked for; the work is done elsewhere.
 #include "quib.h"
 
+#include <algorithm>
 #include <new>
 #include <string>
 #include <string_view>
@@ -8,6 +9,7 @@
 
 #include "commands.h"
 #include "format.h"
+#include "invocation.h"
 #include "modules.h"
 #include "ox_mom.h"
 
@@ -17,6 +19,13 @@ namespace {
 bool is_module_name(std::string_view name) {
     return !name.empty() && name.size() <= QUIB_NAME_MAX && name.front() != '.' &&
            name.find('/') == std::string_view::npos;
+}
+
+bool is_line(std::string_view text) {
+    return !text.empty() && text.size() <= QUIB_TEXT_MAX && std::ranges::all_of(text, [](char c) {
+        const auto byte = static_cast<unsigned char>(c);
+        return byte >= ' ' && byte != 0x7f;
+    });
 }
 
 }  // namespace
@@ -45,10 +54,39 @@ int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t, const
     if (!commands) {
         return QUIB_E_MODULE;
     }
-    commands->put({.name = command, .format_text = argument_format, .format = std::move(*format), .handler = handler});
+    commands->put({.name = command,
+                   .format_text = argument_format,
+                   .format = std::move(*format),
+                   .handler = handler,
+                   .text = {}});
     return 0;
 } catch (const std::bad_alloc &) {
     return QUIB_E_MEMORY;
+}
+
+int32_t quib_describe_mod_cmd(const char *module, const char *command, const char *text) try {
+    if (!module || !command || !text || !is_line(text)) {
+        return QUIB_E_ARGUMENT;
+    }
+    quib::Commands *commands = quib::commands_of(module);
+    if (!commands) {
+        return QUIB_E_MODULE;
+    }
+    quib::Command *described = commands->find(command);
+    if (!described) {
+        return QUIB_E_ARGUMENT;
+    }
+    described->text = text;
+    return 0;
+} catch (const std::bad_alloc &) {
+    return QUIB_E_MEMORY;
+}
+
+int32_t quib_fail_mod_cmd(int32_t status) {
+    if (status >= 0) {
+        return QUIB_E_ARGUMENT;
+    }
+    return quib::fail_running(status) ? 0 : QUIB_E_MODULE;
 }
 
 }  // extern "C"

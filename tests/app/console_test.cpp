@@ -6,6 +6,7 @@
 #include <fstream>
 #include <future>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <utility>
@@ -167,6 +168,35 @@ TEST_F(Console, RunsEveryCommand) {
     for (const auto &[line, shown] : session) {
         EXPECT_EQ(application.ask(line), shown) << line;
     }
+}
+
+// The state's setter keeps it from its callers when the store refuses, and the other two do not.
+TEST_F(Console, TellsOfEveryWriteThatTheStoreRefuses) {
+    MomClient *const connected = g_trel_cap_global;
+    const std::unique_ptr<MomClient, void (*)(MomClient *)> unconnected(ox_mom_client_create("mem:"),
+                                                                        ox_mom_client_destroy);
+    g_trel_cap_global = unconnected.get();
+    const std::string why = " failed with status -106: the database has not been connected\n";
+    EXPECT_EQ(application.ask("set_g_cap_state /a 1"), (Shown{"url /a, state 1\nset_g_cap_state" + why, "1"}));
+    EXPECT_EQ(application.ask("ce_set_g_cap_bool /a 1"), (Shown{"url /a, val 1\nfailed,rv -106\n", "1"}));
+    EXPECT_EQ(application.ask("ce_set_g_cap_int32 /a 1"), (Shown{"url /a, val 1\nfailed,rv -106\n", "1"}));
+    const std::string too_long(256, 'x');
+    EXPECT_EQ(application.ask("set_g_cap_state " + too_long + " 1"),
+              (Shown{"url " + too_long + ", state 1\nfailed,rv -4\n", "1"}));
+    g_trel_cap_global = connected;
+    EXPECT_EQ(application.ask("set_g_cap_state /a 1"), (Shown{"url /a, state 1\n", "0"})) << "the refusal is over";
+}
+
+TEST_F(Console, TellsInALineWhatEachCommandIsFor) {
+    std::istringstream help(application.ask("help").text);
+    std::istringstream commands(application.ask(".commands").text);
+    int count = 0;
+    for (std::string line, command; std::getline(commands, command) && std::getline(help, line); ++count) {
+        EXPECT_THAT(line, ::testing::StartsWith(command.substr(0, command.find('\t'))));
+        EXPECT_THAT(line, ::testing::ContainsRegex("  (sets|shows|writes|reads|estimates|lists) [a-z0-9, ]*$"));
+        EXPECT_LE(line.size(), 100U);
+    }
+    EXPECT_EQ(count, 14);
 }
 
 TEST_F(Console, ChangesWhatARunningProcessLogs) {

@@ -23,17 +23,33 @@ TEST_F(LookupTest, HelpListsTheCommandsWithTheirArguments) {
                                    "dump_node\n"
                                    "dump\n"
                                    "ce_get      node=NUMBER url=TEXT\n"
-                                   "help        [COMMAND]\n"));
+                                   "help        [COMMAND]             lists the commands, or tells of one\n"));
 }
 
 TEST_F(LookupTest, HelpShowsOneCommand) {
     EXPECT_EQ(ask("help ce_get"), printed("ce_get node=NUMBER url=TEXT\n"));
     EXPECT_EQ(ask("help dump"), printed("dump\n"));
     EXPECT_EQ(ask("help c"), printed("ce_get node=NUMBER url=TEXT\n"));
-    EXPECT_EQ(ask("help help"), printed("help [COMMAND]\n"));
+    EXPECT_EQ(ask("help help"), printed("help [COMMAND]\nlists the commands, or tells of one\n"));
     EXPECT_EQ(ask("help nonsense"), refused("unknown command \"nonsense\"; help lists the commands"));
     EXPECT_EQ(ask("help dump_"), refused("\"dump_\" is ambiguous: dump_status, dump_node"));
     EXPECT_EQ(ask("help dump dump_node"), refused("\"dump_node\" is one argument too many; usage: help [COMMAND]"));
+}
+
+TEST_F(LookupTest, HelpTellsWhatACommandIsFor) {
+    EXPECT_EQ(quib_describe_mod_cmd("m", "dump_node", "lists the nodes"), 0);
+    EXPECT_EQ(quib_describe_mod_cmd("m", "ce_get", "reads something"), 0);
+    EXPECT_EQ(quib_describe_mod_cmd("m", "ce_get", "reads a value"), 0);
+    EXPECT_EQ(ask("help"), printed("log-level   NUMBER\n"
+                                   "dump_status\n"
+                                   "dump_node                         lists the nodes\n"
+                                   "dump\n"
+                                   "ce_get      node=NUMBER url=TEXT  reads a value\n"
+                                   "help        [COMMAND]             lists the commands, or tells of one\n"));
+    EXPECT_EQ(ask("help ce_get"), printed("ce_get node=NUMBER url=TEXT\nreads a value\n"));
+    ASSERT_EQ(register_command("ce_get", "%d", number), 0);
+    EXPECT_EQ(ask("help ce_get"), printed("ce_get NUMBER\n")) << "another command now";
+    EXPECT_EQ(ask(".commands"), printed("log-level\t%d\ndump_status\tvoid\ndump_node\tvoid\ndump\tvoid\nce_get\t%d\n"));
 }
 
 TEST_F(LookupTest, ForCompletionThereAreNamesAndFormats) {
@@ -101,7 +117,7 @@ TEST_F(LookupTest, ANameThatIsLikeNoneIsAnsweredWithHelp) {
 TEST_F(LookupTest, AModuleWithoutCommandsHasHelpToo) {
     ASSERT_EQ(quib_lib_init(client(), "empty"), 0);
     Operator at_empty = connect("empty");
-    EXPECT_EQ(ask(at_empty, "help"), printed("help [COMMAND]\n"));
+    EXPECT_EQ(ask(at_empty, "help"), printed("help [COMMAND]  lists the commands, or tells of one\n"));
     EXPECT_EQ(ask(at_empty, "dump"), refused("unknown command \"dump\"; help lists the commands"));
 }
 

@@ -44,6 +44,35 @@ TEST_F(OutputTest, TheStatusTellsTheExitCode) {
     }
 }
 
+TEST_F(OutputTest, AFailureThatPrintsNothingIsTold) {
+    const auto failing_with = [this](int32_t status) {
+        status_to_return = status;
+        return answer_of([] {});
+    };
+    EXPECT_EQ(failing_with(-22), refused("hook failed with status -22", 1));
+    EXPECT_EQ(failing_with(OX_MOM_E_LOST),
+              refused("hook failed with status -108: the connection to the store is lost", 1));
+    EXPECT_EQ(failing_with(0), printed(""));
+    EXPECT_EQ(failing_with(1), printed(""));
+}
+
+TEST_F(OutputTest, AFailureThatTheStatusKeepsSilentIsTold) {
+    const auto fail = [] {
+        puts("printed anyway");
+        EXPECT_EQ(quib_fail_mod_cmd(0), QUIB_E_ARGUMENT);
+        EXPECT_EQ(quib_fail_mod_cmd(1), QUIB_E_ARGUMENT);
+        EXPECT_EQ(quib_fail_mod_cmd(OX_MOM_E_TIMEOUT), 0);
+    };
+    EXPECT_EQ(answer_of(fail), (Answer{.output = "printed anyway\n",
+                                       .errors = "hook failed with status -109: the store did not answer in time\n",
+                                       .code = 1}));
+    status_to_return = -1;
+    EXPECT_EQ(answer_of(fail), (Answer{.output = "printed anyway\n", .errors = "", .code = 1})) << "its own counts";
+    status_to_return = 0;
+    EXPECT_EQ(answer_of([] {}), printed("")) << "it was of that command alone";
+    EXPECT_EQ(quib_fail_mod_cmd(-1), QUIB_E_MODULE) << "no command runs";
+}
+
 TEST_F(OutputTest, WhatTheProgramPrintsBeforeAndAfterIsItsOwn) {
     Operator mine = connect();
     const OutputFile file(root() + "/output");

@@ -103,6 +103,21 @@ TEST_F(RegistrationTest, ACommandOfTheSameNameIsReplacedWhereItWas) {
     EXPECT_THAT(take_calls(), testing::ElementsAre("number 3"));
 }
 
+TEST_F(RegistrationTest, WhatACommandIsForIsALine) {
+    ASSERT_EQ(register_command("c", "void", nothing), 0);
+    const std::string longest(QUIB_TEXT_MAX, 'x');
+    EXPECT_EQ(quib_describe_mod_cmd("m", "c", longest.c_str()), 0);
+    EXPECT_EQ(quib_describe_mod_cmd("m", "c", "\xc3\xa4ndert etwas"), 0);
+    for (const std::string &text : {std::string(), longest + "x", std::string("a\nb"), std::string("\033[2J")}) {
+        EXPECT_EQ(quib_describe_mod_cmd("m", "c", text.c_str()), QUIB_E_ARGUMENT) << text;
+    }
+    EXPECT_EQ(quib_describe_mod_cmd("m", "d", "text"), QUIB_E_ARGUMENT);
+    EXPECT_EQ(quib_describe_mod_cmd("n", "c", "text"), QUIB_E_MODULE);
+    EXPECT_EQ(quib_describe_mod_cmd(nullptr, "c", "text"), QUIB_E_ARGUMENT);
+    EXPECT_EQ(quib_describe_mod_cmd("m", nullptr, "text"), QUIB_E_ARGUMENT);
+    EXPECT_EQ(quib_describe_mod_cmd("m", "c", nullptr), QUIB_E_ARGUMENT);
+}
+
 TEST_F(RegistrationTest, TheClientIsOfThisThreadAndProcess) {
     int32_t elsewhere = 0;
     std::thread([&] { elsewhere = quib_lib_init(client(), "n"); }).join();

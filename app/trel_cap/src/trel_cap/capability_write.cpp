@@ -1,10 +1,14 @@
 // Writing the capabilities of the whole device, one field at a time.
+#include "capability_write.h"
+
 #include "log/arguments.h"
 #include "repeat.h"
 #include "request.h"
 #include "trel_cap/capability.h"
 
 using namespace trel_cap;
+
+__thread int32_t trel_cap::latest_write_status;
 
 namespace {
 
@@ -29,6 +33,7 @@ int32_t set_field(Caller caller, const Field &field, MomClient *global, const ch
     UrlRequest<CapTable> request(url);
     request.record.*field.member = value;
     const int32_t rv = ox_mom_hmset_sync(global, TREL_CAP_DB_CAPABILITIES, &request.record.base, &field.number, 1);
+    latest_write_status = rv;
     if (rv != 0) {
         TREL_CAP_LOG_AS(caller, kError, "global %p, url %s%s%d, rv %d", static_cast<void *>(global), url, field.label,
                         value, rv);

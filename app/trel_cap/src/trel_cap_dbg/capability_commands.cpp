@@ -1,7 +1,9 @@
 // The commands that read and write capabilities.
 #include <cstdio>
 
+#include "console.h"
 #include "trel_cap/capability.h"
+#include "trel_cap/capability_write.h"
 #include "trel_cap/diagnosis.h"
 #include "trel_cap/init.h"
 #include "trel_cap/node_capability.h"
@@ -41,8 +43,14 @@ int32_t set(Setter setter, const char *url, const char *label, int32_t value) {
 
 }  // namespace
 
+/* The setter does not tell when the store refuses, and so neither does the command's status; its operator is told. */
 int32_t trel_cap_dbg_ce_set_g_cap_state(const char *url, int32_t state) {
-    return set(trel_cap_ce_set_g_cap_state, url, "state", state);
+    trel_cap::latest_write_status = 0;
+    const int32_t rv = set(trel_cap_ce_set_g_cap_state, url, "state", state);
+    if (rv == 0 && trel_cap::latest_write_status < 0 && quib_fail_mod_cmd != nullptr) {
+        quib_fail_mod_cmd(trel_cap::latest_write_status);
+    }
+    return rv;
 }
 
 int32_t trel_cap_dbg_ce_set_g_cap_bool(const char *url, int32_t val) {
