@@ -17,6 +17,10 @@ Command *Commands::find(std::string_view name) {
     return found != commands_.end() ? &*found : nullptr;
 }
 
+bool Commands::has(std::string_view name) const {
+    return std::ranges::find(commands_, name, &Command::name) != commands_.end();
+}
+
 void Commands::put(Command command) {
     if (Command *same = find(command.name)) {
         *same = std::move(command);

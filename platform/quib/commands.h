@@ -18,8 +18,9 @@ struct Command {
     std::string text;  // what it is for; may be empty
 };
 
-// The module's own word, which no command can be called.
+// The module's own words. No command can be called as the first is; one that is called as the second takes its place.
 inline constexpr std::string_view kHelp = "help";
+inline constexpr std::string_view kStore = "store";
 
 // A word that an operator can type without quotes, and that is none of the module's own.
 bool is_command_name(std::string_view text);
@@ -31,6 +32,8 @@ public:
 
     // Nothing when there is none of that name.
     Command *find(std::string_view name);
+
+    bool has(std::string_view name) const;
 
     // In the order in which they were registered.
     const std::vector<Command> &all() const { return commands_; }

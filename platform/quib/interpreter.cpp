@@ -11,6 +11,7 @@
 #include "invocation.h"
 #include "lookup.h"
 #include "ox_mom.h"
+#include "store_status.h"
 #include "words.h"
 
 namespace quib {
@@ -19,6 +20,7 @@ namespace {
 
 constexpr std::string_view kForCompletion = ".commands";
 constexpr std::string_view kHelpArguments = " [COMMAND]";
+constexpr std::string_view kStoreText = "shows how the program stands with its store";
 constexpr std::string_view kHelpText = "lists the commands, or tells of one";
 
 Answer finished(ExitCode code, const std::string &diagnostic = {}) {
@@ -47,7 +49,13 @@ using Row = std::array<std::string, 3>;
 
 Row row_of(const Command &command) { return {command.name, describe(command.format), command.text}; }
 
-Row row_of_help() { return {std::string(kHelp), std::string(kHelpArguments), std::string(kHelpText)}; }
+// Of a word of the module's own.
+Row row_of(std::string_view own) {
+    return own == kHelp ? Row{std::string(kHelp), std::string(kHelpArguments), std::string(kHelpText)}
+                        : Row{std::string(kStore), "", std::string(kStoreText)};
+}
+
+Row row_of(const Lookup &lookup) { return lookup.command ? row_of(*lookup.command) : row_of(lookup.own); }
 
 // In columns, the last of which needs no width.
 std::string table_of(const std::vector<Row> &rows) {
@@ -74,7 +82,10 @@ Answer list_for_operator(const Commands &commands) {
     for (const Command &command : commands.all()) {
         rows.push_back(row_of(command));
     }
-    rows.push_back(row_of_help());
+    if (!commands.has(kStore)) {
+        rows.push_back(row_of(kStore));
+    }
+    rows.push_back(row_of(kHelp));
     return printed(table_of(rows));
 }
 
@@ -89,13 +100,13 @@ Answer help(const Commands &commands, std::span<const Word> words) {
     }
     if (words.size() > 1) {
         return finished(kExitUsage,
-                        shown(words[1].text) + " is one argument too many; usage: " + usage_of(row_of_help()));
+                        shown(words[1].text) + " is one argument too many; usage: " + usage_of(row_of(kHelp)));
     }
     const Lookup lookup = find_command(commands, words[0].text);
     if (!lookup.error.empty()) {
         return finished(kExitUsage, lookup.error);
     }
-    return printed(explain(lookup.help ? row_of_help() : row_of(*lookup.command)));
+    return printed(explain(row_of(lookup)));
 }
 
 // The store's codes have words, others have not.
@@ -124,9 +135,24 @@ Answer run(const std::string &command, QuibHandler handler, std::vector<Value> &
     return answer;
 }
 
+Answer show_store(MomClient *client, std::span<const Word> words) {
+    if (!words.empty()) {
+        return finished(kExitUsage,
+                        shown(words[0].text) + " is one argument too many; usage: " + usage_of(row_of(kStore)));
+    }
+    MomClientStatus status{};
+    status.size = sizeof status;
+    const int32_t code = ox_mom_client_status(client, &status);
+    return code == 0 ? printed(in_words(status)) : finished(kExitFailed, failure_of(std::string(kStore), code));
+}
+
+Answer interpret_own(std::string_view own, const Commands &commands, MomClient *client, std::span<const Word> words) {
+    return own == kHelp ? help(commands, words) : show_store(client, words);
+}
+
 }  // namespace
 
-Answer interpret(const Commands &commands, std::string_view line) {
+Answer interpret(const Commands &commands, MomClient *client, std::string_view line) {
     const Split split_line = split(line);
     const std::span<const Word> words(split_line.words);
     if (!split_line.error.empty()) {
@@ -142,8 +168,8 @@ Answer interpret(const Commands &commands, std::string_view line) {
     if (!lookup.error.empty()) {
         return finished(kExitUsage, lookup.error);
     }
-    if (lookup.help) {
-        return help(commands, words.subspan(1));
+    if (!lookup.command) {
+        return interpret_own(lookup.own, commands, client, words.subspan(1));
     }
     Binding binding = bind(lookup.command->format, words.subspan(1));
     if (!binding.error.empty()) {

@@ -5,10 +5,11 @@
 
 #include "answer.h"
 #include "commands.h"
+#include "ox_mom.h"
 
 namespace quib {
 
-// Runs the line, which is a command of these or a word of the module's own.
-Answer interpret(const Commands &commands, std::string_view line);
+// Runs the line, which is a command of these or a word of the module's own; the module is this client's.
+Answer interpret(const Commands &commands, MomClient *client, std::string_view line);
 
 }  // namespace quib

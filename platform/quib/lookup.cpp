@@ -51,7 +51,7 @@ std::vector<std::string_view> similar(const std::vector<std::string_view> &names
 }  // namespace
 
 Lookup find_command(const Commands &commands, std::string_view word) {
-    const std::vector<std::string_view> names = names_of(commands);
+    std::vector<std::string_view> names = names_of(commands);
     std::vector<std::string_view> meant;
     for (const std::string_view name : names) {
         if (name == word) {
@@ -62,17 +62,23 @@ Lookup find_command(const Commands &commands, std::string_view word) {
             meant.push_back(name);
         }
     }
+    if ((meant.empty() && !word.empty() && kStore.starts_with(word)) || (word == kStore && !commands.has(kStore))) {
+        meant = {kStore};
+    }
     if (meant.empty()) {
+        names.push_back(kStore);
         const auto nearest = similar(names, word);
         const std::string hint = nearest.empty() ? "help lists the commands" : "did you mean " + joined(nearest) + "?";
-        return {.command = nullptr, .help = false, .error = "unknown command " + shown(word) + "; " + hint};
+        return {.command = nullptr, .own = {}, .error = "unknown command " + shown(word) + "; " + hint};
     }
     if (meant.size() > 1) {
-        return {.command = nullptr, .help = false, .error = shown(word) + " is ambiguous: " + joined(meant)};
+        return {.command = nullptr, .own = {}, .error = shown(word) + " is ambiguous: " + joined(meant)};
     }
     const auto command = std::ranges::find(commands.all(), meant.front(), &Command::name);
-    const bool help = command == commands.all().end();
-    return {.command = help ? nullptr : &*command, .help = help, .error = {}};
+    if (command != commands.all().end()) {
+        return {.command = &*command, .own = {}, .error = {}};
+    }
+    return {.command = nullptr, .own = meant.front() == kHelp ? kHelp : kStore, .error = {}};
 }
 
 }  // namespace quib

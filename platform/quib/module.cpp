@@ -99,7 +99,7 @@ void Module::on_ready(Operator &which, uint32_t events) {
 
 // A command may run the client, and so come back here for other operators.
 void Module::run_line(Operator &from) try {
-    Answer answer = interpret(commands_, from.take_line());
+    Answer answer = interpret(commands_, client_, from.take_line());
     if (is_of_this_process()) {
         from.answer(std::move(answer));
     }

@@ -23,6 +23,7 @@ TEST_F(LookupTest, HelpListsTheCommandsWithTheirArguments) {
                                    "dump_node\n"
                                    "dump\n"
                                    "ce_get      node=NUMBER url=TEXT\n"
+                                   "store                             shows how the program stands with its store\n"
                                    "help        [COMMAND]             lists the commands, or tells of one\n"));
 }
 
@@ -45,6 +46,7 @@ TEST_F(LookupTest, HelpTellsWhatACommandIsFor) {
                                    "dump_node                         lists the nodes\n"
                                    "dump\n"
                                    "ce_get      node=NUMBER url=TEXT  reads a value\n"
+                                   "store                             shows how the program stands with its store\n"
                                    "help        [COMMAND]             lists the commands, or tells of one\n"));
     EXPECT_EQ(ask("help ce_get"), printed("ce_get node=NUMBER url=TEXT\nreads a value\n"));
     ASSERT_EQ(register_command("ce_get", "%d", number), 0);
@@ -117,7 +119,8 @@ TEST_F(LookupTest, ANameThatIsLikeNoneIsAnsweredWithHelp) {
 TEST_F(LookupTest, AModuleWithoutCommandsHasHelpToo) {
     ASSERT_EQ(quib_lib_init(client(), "empty"), 0);
     Operator at_empty = connect("empty");
-    EXPECT_EQ(ask(at_empty, "help"), printed("help [COMMAND]  lists the commands, or tells of one\n"));
+    EXPECT_EQ(ask(at_empty, "help"), printed("store            shows how the program stands with its store\n"
+                                             "help  [COMMAND]  lists the commands, or tells of one\n"));
     EXPECT_EQ(ask(at_empty, "dump"), refused("unknown command \"dump\"; help lists the commands"));
 }
 

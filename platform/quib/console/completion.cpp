@@ -9,6 +9,7 @@ namespace console {
 namespace {
 
 constexpr std::string_view kHelp = "help";
+constexpr std::string_view kStore = "store";
 
 // The words before the one that the cursor is in, and what there is of that. A blank in quotes parts nothing.
 struct Place {
@@ -61,6 +62,10 @@ std::vector<std::string> names_of(const std::vector<Command> &commands) {
 // What follows a word is part of the choice: a blank where more is to come, nothing after "url=".
 std::vector<std::string> first_words(const std::vector<Command> &commands) {
     std::vector<std::string> words = {"exit", "help", "quit"};
+    const auto is_store = [](const Command &command) { return command.name == kStore; };
+    if (std::none_of(commands.begin(), commands.end(), is_store)) {
+        words.emplace_back(kStore);
+    }
     for (const Command &command : commands) {
         words.push_back(command.name + (command.takes_arguments ? " " : ""));
     }

@@ -34,7 +34,7 @@ _quib() {
                 compopt -o nospace 2>/dev/null
             fi
         done <<<"$commands"
-        ((at + 1 != COMP_CWORD)) || words+=help
+        ((at + 1 != COMP_CWORD)) || words+=$'help\nstore'
     fi
     # Not by compgen -W, which has the shell expand the words: they are other programs' choice.
     while IFS= read -r word; do

@@ -13,7 +13,7 @@ _quib_command() {
     local -a commands names
     commands=(${(f)"$(quib --timeout 1 "$words[1]" .commands 2>/dev/null)"})
     if ((CURRENT == 2)); then
-        compadd help ${commands%%$'\t'*}
+        compadd help store ${commands%%$'\t'*}
     else
         local format=${${(M)commands:#$words[2]$'\t'*}#*$'\t'}
         names=(${(M)${=format}:#*=*})

@@ -85,6 +85,8 @@ std::string lasting(std::string text) {
         {"(trel_cap_trel_cap_demo) +[0-9]+ +/[^ ]*/", " PROCESS DIRECTORY/"},
         {"[0-9]{4}-[0-9-]{5} [0-9:.]{12} ", "TIME "},
         {"(TIME [^:]*):[0-9]+ ", ":LINE "},
+        {"(state +up for ).*", "TIME"},
+        {"((subscriptions|notifications|requests) +).*", "COUNTS"},
     };
     for (const auto &[pattern, replacement] : kPassing) {
         text = replace_all(text, pattern, replacement);

@@ -139,13 +139,13 @@ TEST_F(Bash, OffersModulesAndOptions) {
 }
 
 TEST_F(Bash, OffersCommandsAndArguments) {
-    EXPECT_EQ(completed("demo ''"), (Names{"dump_all", "get_fe", "help", "log-level"}));
+    EXPECT_EQ(completed("demo ''"), (Names{"dump_all", "get_fe", "help", "log-level", "store"}));
     EXPECT_EQ(completed("--timeout 3 demo d"), (Names{"dump_all"}));
     EXPECT_EQ(completed("demo get_fe ''"), (Names{"node=", "url="}));
     EXPECT_EQ(completed("demo get_fe u"), (Names{"url="}));
     EXPECT_EQ(completed("demo dump_all ''"), (Names{}));
     EXPECT_EQ(completed("demo log-level ''"), (Names{}));
-    EXPECT_EQ(completed("nowhere ''"), (Names{"help"}));
+    EXPECT_EQ(completed("nowhere ''"), (Names{"help", "store"}));
 }
 
 // They are the choice of whoever runs a program; the shell is the operator's.
