@@ -39,7 +39,7 @@ add_library(trel_cap_warnings INTERFACE)
 target_link_libraries(trel_cap_warnings INTERFACE trel_cap_language)
 target_compile_options(
   trel_cap_warnings
-  INTERFACE -Werror
+  INTERFACE $<$<BOOL:${TREL_CAP_WARNINGS_AS_ERRORS}>:-Werror>
             -Wall
             -Wextra
             -Wpedantic

@@ -1,7 +1,5 @@
 # protobuf_c_schema(TARGET DIR NAME...): an object library of the code generated from DIR/NAME.proto.
 
-find_program(PROTOC_C protoc-c REQUIRED)
-
 function(protobuf_c_schema target dir)
   set(out ${CMAKE_CURRENT_BINARY_DIR}/generated)
   file(MAKE_DIRECTORY ${out})
@@ -14,7 +12,7 @@ function(protobuf_c_schema target dir)
   list(TRANSFORM headers APPEND .pb-c.h)
   add_custom_command(
     OUTPUT ${sources} ${headers}
-    COMMAND ${PROTOC_C} -I ${dir} -I /usr/include --c_out=${out} ${protos}
+    COMMAND ${PROTOC_C} -I ${dir} -I ${TREL_CAP_PROTOBUF_C_IMPORTS} -I ${TREL_CAP_PROTOBUF_IMPORTS} --c_out=${out} ${protos}
     DEPENDS ${protos}
     COMMENT "Generating the record types"
     VERBATIM)

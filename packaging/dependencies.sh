@@ -2,18 +2,19 @@
 # What the project needs of the machine, and how it is got. Sourced by ./dev; needs bash and, to install, Debian's apt.
 
 # The packages, by what needs them. On another system, install what these contain and set TREL_CAP_NO_INSTALL=1.
-packages_build=(
-  build-essential ccache cmake ninja-build pkgconf
+packages_source=( # a build from source
+  build-essential cmake pkgconf
   libprotobuf-c-dev libprotobuf-dev protobuf-c-compiler # record types
   libhiredis-dev                                        # object-store client
   libzlog-dev                                           # logging layer, 1.2.18
   libffi-dev libedit-dev                                # console
   libcli11-dev nlohmann-json3-dev                       # trel_capctl
 )
+packages_build=("${packages_source[@]}" ccache ninja-build) # and the presets
 packages_test=(libgmock-dev libgtest-dev)
 packages_redis=(redis-server)
 packages_valkey=(valkey-server)
-packages_style=(clang-format clang-tidy)
+packages_style=(clang-format-14 clang-tidy-14) # of one version: others format and warn differently
 packages_bench=(libbenchmark-dev valgrind)
 packages_arm=(crossbuild-essential-armhf qemu-user)
 # What is linked on ARM, in a system tree of its own; the rest of packages_build runs on the machine that builds.
@@ -27,6 +28,7 @@ packages_arm_tree=(
 borrowed_from() { # RELEASE PACKAGE
   case "$1 $2" in
     "bookworm libzlog-dev") echo trixie libzlog1 libzlog-dev ;;
+    "bookworm newer-hiredis") echo trixie libhiredis1.1.0 libhiredis-dev ;;
     "bookworm valkey-server") echo bookworm-backports valkey-tools valkey-server ;;
     *) return 1 ;;
   esac
@@ -42,12 +44,42 @@ require_packages() { # PACKAGE...
   [ -n "$missing" ] || return 0
   # shellcheck disable=SC2086 # a list of words
   set -- $missing
-  command -v apt-get >/dev/null || fail "this is not a Debian system, so it cannot be installed here: $*." \
-    "Install what these Debian packages contain, then set TREL_CAP_NO_INSTALL=1."
+  command -v apt-get >/dev/null || {
+    tell_homes "$@" >&2
+    fail "this is not a Debian system, so nothing can be installed here." \
+      "Install what these Debian packages contain, then set TREL_CAP_NO_INSTALL=1."
+  }
   echo "Installing $*"
   try_install "$install_attempts" "$@" && return 0
   tail -n 20 "$install_log" >&2
+  [[ $(release_here) =~ ^(bookworm|trixie)$ ]] || tell_homes "$@" >&2
   fail "cannot install $*; the whole output is in $install_log"
+}
+
+# Where those are at home that a system may not have.
+tell_homes() { # PACKAGE...
+  local package
+  for package; do echo "  $package: $(home_of "$package")"; done
+}
+
+home_of() { # PACKAGE
+  case "$1" in
+    *protobuf-c*) echo https://github.com/protobuf-c/protobuf-c ;;
+    libprotobuf-dev) echo https://github.com/protocolbuffers/protobuf ;;
+    libhiredis-dev) echo "https://github.com/redis/hiredis, 0.14 or later" ;;
+    libzlog-dev) echo "https://github.com/HardySimpson/zlog, 1.2.18 or later, with libzlog.a" ;;
+    libffi-dev) echo https://sourceware.org/libffi ;;
+    libedit-dev) echo https://thrysoee.dk/editline ;;
+    libcli11-dev) echo "https://github.com/CLIUtils/CLI11, 2.1 or later" ;;
+    nlohmann-json3-dev) echo "https://json.nlohmann.me, 3.7 or later" ;;
+    libgmock-dev | libgtest-dev) echo https://github.com/google/googletest ;;
+    libbenchmark-dev) echo https://github.com/google/benchmark ;;
+    redis-server) echo https://redis.io ;;
+    valkey-server) echo https://valkey.io ;;
+    build-essential) echo "https://gcc.gnu.org, 12 or later, or https://clang.llvm.org, 14 or later; https://www.gnu.org/software/make" ;;
+    cmake) echo "https://cmake.org, 3.25 or later" ;;
+    *) echo "https://packages.debian.org/$1" ;;
+  esac
 }
 
 # As require_packages, for what can be done without: says so and goes on.

@@ -66,7 +66,7 @@ ci_is_ci() {
   cp "$SOURCE_DIR/.ci/run" "$place/.ci"
   printf '#!/usr/bin/env bash\necho "$CI $PWD $*"\n' >"$place/dev"
   chmod +x "$place/dev"
-  expect "true $place test" "$(cd / && "$place/.ci/run")"
+  expect "true $place test --all" "$(cd / && "$place/.ci/run")"
 }
 
 # A step that fails is counted, and does not end the run.
@@ -78,27 +78,34 @@ steps() {
 }
 
 # Every build, but nothing is built.
-whole_run() { # WHETHER_ARM_CAN_BE_SET_UP
+whole_run() { # WHETHER_ARM_CAN_BE_SET_UP [WHETHER_THERE_IS_STYLE] [ARGUMENT]
   (
     require_packages() { :; }
     offer_packages() { :; }
-    local arm=$1
+    local arm=$1 style=${2:-true} argument=${3---all}
     require_arm() { "$arm" || fail "no ARM" 2>&1; }
+    require_newer_hiredis() { :; }
+    check_hiredis() { echo "hiredis of $1"; }
+    has_style() { "$style"; }
     build_preset() { :; }
     run_tests() { echo "tests $1"; }
     check_format() { :; }
     check_tidy() { :; }
-    test_all
+    # shellcheck disable=SC2086 # nothing when it is empty
+    run_all_tests $argument
   )
 }
 
 everything() {
-  expect "== build release
+  expect "== set up a newer hiredis
+== build release
 tests release
 == build asan
 tests asan
 == build tsan
 tests tsan
+== a newer hiredis in asan
+hiredis of build/asan/platform/mom/libox_mom.so
 == set up arm
 == build arm
 tests arm
@@ -106,7 +113,31 @@ tests arm
 == format
 == tidy
 
-8 passed, 0 failed" "$(whole_run true)"
+10 passed, 0 failed" "$(whole_run true)"
+}
+
+# What CI tests besides takes longer than somebody waits.
+release_only() {
+  expect "== build release
+tests release
+
+1 passed, 0 failed" "$(whole_run true true "")"
+  local status=0
+  (run_all_tests nonsense >/dev/null 2>&1) || status=$?
+  expect 1 "$status"
+}
+
+# Other versions would format and warn otherwise, so without these nothing is checked, and that is told.
+without_style() {
+  local text
+  text=$(whole_run true false) || { echo "a style that is not checked fails" >&2 && exit 1; }
+  expect "== build bench
+== format: not here, takes clang-format and clang-tidy of version 14
+== tidy: not here, takes clang-format and clang-tidy of version 14
+
+skipped: format: takes clang-format and clang-tidy of version 14
+skipped: tidy: takes clang-format and clang-tidy of version 14
+8 passed, 0 failed, 2 skipped" "$(sed -n '/^== build bench/,$p' <<<"$text")"
 }
 
 # The rest is tested nevertheless.
@@ -120,7 +151,7 @@ dev: no ARM
 == tidy
 
 failed: set up arm
-6 passed, 1 failed" "$status $(sed -n '/^== set up arm/,$p' <<<"$text")"
+8 passed, 1 failed" "$status $(sed -n '/^== set up arm/,$p' <<<"$text")"
 }
 
 # From here on the machine is pretended: what dpkg and apt would say, who we are, and an empty place to log to.
@@ -183,6 +214,42 @@ dev: cannot install cmake; the whole output is in build/install.log" "$status $t
   expect "$install_attempts" "$(wc -l <"$place/done")"
 }
 
+# On a system that is not Debian's, it is said where things are to be had.
+tells_homes() {
+  local status=0 text
+  pretend 1000 libhiredis-dev libzlog-dev
+  command() { [ "$*" != "-v apt-get" ] && builtin command "$@"; }
+  text=$(require_packages cmake libhiredis-dev libzlog-dev 2>&1) || status=$?
+  expect "1   libhiredis-dev: https://github.com/redis/hiredis, 0.14 or later
+  libzlog-dev: https://github.com/HardySimpson/zlog, 1.2.18 or later, with libzlog.a
+dev: this is not a Debian system, so nothing can be installed here. Install what these Debian packages contain, then set\
+ TREL_CAP_NO_INSTALL=1." "$status $text"
+}
+
+# So it is on a release that lacks something.
+tells_homes_on_other_releases() {
+  local text
+  pretend 0 libzlog-dev
+  apt-get() { return 100; }
+  release_here() { echo noble; }
+  text=$(require_packages libzlog-dev 2>&1) && { echo "it is installed" >&2 && exit 1; }
+  [[ $text == *"  libzlog-dev: https://github.com/HardySimpson/zlog"* ]] || { echo "$text" >&2 && exit 1; }
+}
+
+# A tree from the next release, unless the system's own is new enough.
+fetches_newer_hiredis_once() {
+  pretend 1000
+  pkg-config() { false; }
+  make_newer_hiredis() { echo made >>"$place/done" && mkdir -p build/newer-hiredis/pkgconfig && touch "$_/hiredis.pc"; }
+  require_newer_hiredis >/dev/null
+  require_newer_hiredis >/dev/null
+  expect made "$(cat "$place/done")"
+  rm -r build
+  pkg-config() { true; }
+  require_newer_hiredis
+  [ ! -e build ] || { echo "a tree nobody needs" >&2 && exit 1; }
+}
+
 # The tree for ARM comes from mirrors, too.
 cannot_fetch_for_arm() {
   local status=0 text
@@ -211,6 +278,7 @@ needs_of() { # COMMAND ARGUMENT...
   (
     cd "$place"
     require_packages() { printf '%s\n' "$@"; }
+    offer_packages() { :; }
     build_preset() { echo "builds $1" && exit 0; }
     "$@"
   )
@@ -219,6 +287,9 @@ needs_of() { # COMMAND ARGUMENT...
 commands_need() {
   expect "$(printf '%s\n' "${packages_build[@]}")
 builds demo" "$(needs_of demo)"
+  expect "$(printf '%s\n' "${packages_source[@]}")" "$(needs_of install_dependencies)"
+  expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}" "${packages_redis[@]}")
+builds release" "$(needs_of test_release | grep -v '^==')"
   expect "$(printf '%s\n' "${packages_build[@]}" "${packages_redis[@]}")
 builds demo" "$(needs_of demo --redis)"
   expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}" "${packages_redis[@]}")

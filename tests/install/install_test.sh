@@ -180,6 +180,30 @@ expect_no_trace_of() { # DIR PREFIX
   if readelf -d "$2/$LIBDIR/libtrel_cap.so" | grep -F -- "$1"; then fail "libtrel_cap.so looks for $1"; fi
 }
 
+# What a system lacks is told at once, with its package and its home.
+names_what_is_missing() {
+  local output home
+  if output=$(PKG_CONFIG_LIBDIR=$WORK PKG_CONFIG_PATH='' "$CMAKE" -S "$SOURCE_DIR" -B "$WORK/missing" -G Ninja \
+    -DCMAKE_DISABLE_FIND_PACKAGE_CLI11=ON 2>&1); then
+    fail "it is configured without libraries"
+  fi
+  for home in "libprotobuf-c-dev, or https://github.com/protobuf-c/protobuf-c" \
+    "libhiredis-dev, or https://github.com/redis/hiredis" "libcli11-dev, or https://github.com/CLIUtils/CLI11"; do
+    [[ $(tr -s ' \n' ' ' <<<"$output") == *"$home"* ]] || fail "$home is missing in $output"
+  done
+}
+
+# A build from source takes no GoogleTest, unless the tests are asked for, and stops at no warning.
+plain_configuration() {
+  local settings=$WORK/plain/CMakeCache.txt output
+  "$CMAKE" -S "$SOURCE_DIR" -B "$WORK/plain" -G Ninja -DCMAKE_DISABLE_FIND_PACKAGE_GTest=ON >/dev/null
+  [ ! -e "$WORK/plain/tests" ] || fail "the tests are configured"
+  if grep -q -- -Werror "$WORK/plain/build.ninja"; then fail "warnings are errors"; fi
+  if output=$("$CMAKE" -B "$WORK/plain" -DTREL_CAP_BUILD_TESTS=ON 2>&1); then fail "tests take no GoogleTest"; fi
+  [[ $output == *libgmock-dev* ]] || fail "$output"
+  grep -q '^CMAKE_BUILD_TYPE:STRING=RelWithDebInfo$' "$settings" || fail "$(grep CMAKE_BUILD_TYPE "$settings")"
+}
+
 # The library, built against a platform that is named from outside: two stand-ins where they are not recognised, the
 # second under the name that programs load it by, and a console without a name. Then the platform is moved, as if to
 # another machine.

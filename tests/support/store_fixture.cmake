@@ -2,8 +2,6 @@
 
 include_guard(GLOBAL)
 
-find_package(GTest REQUIRED)
-
 add_library(store_fixture STATIC ${CMAKE_CURRENT_LIST_DIR}/redis_server.cpp ${CMAKE_CURRENT_LIST_DIR}/store_fixture.cpp)
 target_include_directories(store_fixture PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_link_libraries(
