@@ -35,6 +35,18 @@ if(TREL_CAP_SANITIZE)
   target_link_options(trel_cap_language INTERFACE -fsanitize=${TREL_CAP_SANITIZE})
 endif()
 
+# For installed programs and libraries; the tests take of it what hinders them.
+include(CheckPIESupported)
+check_pie_supported()
+if(TREL_CAP_HARDEN)
+  add_compile_options(-fstack-protector-strong)
+  add_link_options(-Wl,-z,relro -Wl,-z,now)
+  # It needs optimised code, checks what sanitizers check better, and leaves a level that is given from outside alone.
+  if(NOT TREL_CAP_SANITIZE AND NOT "${CMAKE_C_FLAGS} ${CMAKE_CXX_FLAGS}" MATCHES "_FORTIFY_SOURCE")
+    add_compile_options("$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:SHELL:-U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3>")
+  endif()
+endif()
+
 add_library(trel_cap_warnings INTERFACE)
 target_link_libraries(trel_cap_warnings INTERFACE trel_cap_language)
 target_compile_options(

@@ -279,6 +279,42 @@ documentation() {
   head -n 1 "$doc/LICENSE" | grep -qx 'MIT License' || fail "README.md names another licence"
 }
 
+elf_files() {
+  find "$prefix/bin" "$prefix/$LIBDIR" -type f \( -perm -u+x -o -name '*.so.*' \)
+}
+
+# What an attacker would have to get past.
+hardening() {
+  local file said symbols count=0
+  while read -r file; do
+    said=$(readelf --wide --file-header --program-headers --dynamic "$file")
+    symbols=$(nm -D --undefined-only "$file")
+    case $file in
+      */bin/*) [[ $said == *"Flags:"*PIE* ]] || fail "$file is not position independent" ;;
+    esac
+    [[ $said == *GNU_RELRO* ]] || fail "$file has no RELRO"
+    [[ $said == *BIND_NOW* ]] || fail "$file is bound lazily, which leaves its table of functions writable"
+    [[ $said =~ GNU_STACK[^$'\n']*\ RW\  ]] || fail "the stack of $file can be executed"
+    [[ $symbols == *__stack_chk_fail* ]] || fail "$file has no stack protector"
+    case $file in
+      */libtrel_cap.so*) ;; # its calls of the C library can be answered by the program: plain_calls
+      *) [[ $symbols == *_chk@GLIBC* ]] || fail "$file is not fortified" ;;
+    esac
+    count=$((count + 1))
+  done < <(elf_files)
+  [ "$count" = 7 ] || fail "$count programs and libraries, not 7"
+}
+
+# A program may define these itself, and the library calls it then: under these names only.
+plain_calls() {
+  local symbols name
+  symbols=$(nm -D --undefined-only "$prefix/$LIBDIR/libtrel_cap.so" | sed 's/@.*//; s/.* //')
+  for name in close dup dup2 fflush getpid open read readlink snprintf system vsnprintf; do
+    grep -qx "$name" <<<"$symbols" || fail "$name is not called"
+  done
+  if grep '_chk$' <<<"$symbols" | grep -vx __stack_chk_fail; then fail "it calls the fortified functions above"; fi
+}
+
 no_source_paths() {
   local found
   found=$(grep -rlF "$SOURCE_DIR" "$prefix" || true)
