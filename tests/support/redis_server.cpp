@@ -213,10 +213,26 @@ std::vector<std::string> RedisServer::command_line() const {
     return line;
 }
 
+// A port that was free may be somebody else's by the time that the server wants it.
 void RedisServer::start() {
-    if (port_ == 0 && (options_.tcp || !options_.sentinel_config.empty())) {
-        port_ = unused_port();
+    constexpr int kTries = 5;
+    const bool wants_port = port_ == 0 && (options_.tcp || !options_.sentinel_config.empty());
+    for (int tries = 1;; ++tries) {
+        if (wants_port) {
+            port_ = unused_port();
+        }
+        try {
+            start_process();
+            return;
+        } catch (const std::runtime_error &) {
+            if (!wants_port || tries == kTries) {
+                throw;
+            }
+        }
     }
+}
+
+void RedisServer::start_process() {
     if (!options_.sentinel_config.empty()) {
         std::ofstream(directory_.file("sentinel.conf"))
             << "port " << port_ << "\nbind 127.0.0.1\ndir " << directory_.path() << "\n"
@@ -240,8 +256,10 @@ void RedisServer::start() {
 
 bool RedisServer::answers() const {
     try {
-        const RedisReply reply = connection().command({"PING"});
-        return reply->type == REDIS_REPLY_STATUS;
+        RedisConnection made = connection();
+        made.must({"PING"});
+        const std::string own = "process_id:" + std::to_string(pid_) + "\r\n";
+        return made.text({"INFO", "server"}).find(own) != std::string::npos;
     } catch (const std::runtime_error &) {
         return false;
     }

@@ -94,6 +94,7 @@ public:
 
 private:
     std::vector<std::string> command_line() const;
+    void start_process();
     bool answers() const;
     void wait_until_it_answers();
 
