@@ -121,6 +121,8 @@ private:
 
 TEST_P(MemoryTest, EverySmallNumberOfDescriptors) {
     const std::string name = store();
+    // UBSan needs a descriptor when it sees a virtual call for the first time.
+    ASSERT_EQ(put_int(connect(), "/a", 1), 0);
     int not_created = 0;
     int not_connected = 0;
     int32_t code = -1;
