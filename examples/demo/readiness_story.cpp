@@ -104,6 +104,7 @@ void server_restarts(Teller &teller, MomClient *client, const Stage &stage) {
     teller.chapter("The server crashes, and starts again with nothing in it");
     stage.restart_server();
     teller.line("the server is up again; the library notices, reconnects, and follows everything anew");
+    teller.line("(its client says so on standard error, or in the program's log)");
     run_until(client, "the reconnection", [] { return g_trel_cap_glb_ready_validated == 0; });
     run_until(client, "the new beginning", [] { return all_loaded() && g_trel_cap_config_reconnect == 0; });
     expect(no_events(), "silence while nothing is published");

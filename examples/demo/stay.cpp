@@ -1,5 +1,6 @@
 #include "stay.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 #include <string>
@@ -17,28 +18,40 @@ namespace demo {
 
 namespace {
 
-// The name under which trel_cap_init() has registered the library's commands.
-std::string module_name() {
-    char application[128];
-    return std::string("trel_cap_") + trel_cap_get_app_name(getpid(), application, sizeof application);
-}
-
 // trel_cap_init() goes on without the console when it must. Asking again tells whether it had to.
-void expect_served(MomClient *client, const std::string &module) {
-    const int32_t rv = quib_lib_init(client, module.c_str());
-    if (rv == QUIB_E_IN_USE) {
-        throw std::runtime_error(
-            "no operator can attach: another demo is running. Give this one a QUIB_DIR of its own");
-    }
-    if (rv != 0) {
+void expect_served(MomClient *client) {
+    char application[128];
+    const std::string module =
+        std::string("trel_cap_") + trel_cap_get_app_name(getpid(), application, sizeof application);
+    if (const int32_t rv = quib_lib_init(client, module.c_str()); rv != 0) {
         throw std::runtime_error("no operator can attach: the console answers " + std::to_string(rv));
     }
 }
 
-void tell_how_to_attach(Teller &teller, const Stage &stage, const std::string &module) {
+// The name that operators know this process by: that of its program, and a number when another one of that program
+// runs.
+std::string name_in_list(const std::string &console) {
+    FILE *list = popen(console.c_str(), "re");
+    char line[1024];
+    char name[256] = "";
+    bool found = false;
+    while (!found && list && std::fgets(line, sizeof line, list)) {
+        int pid = 0;
+        found = std::sscanf(line, "%255s %d", name, &pid) == 2 && pid == getpid();
+    }
+    if (list) {
+        pclose(list);
+    }
+    if (!found) {
+        throw std::runtime_error("no operator can attach: \"" + console + "\" does not list this process");
+    }
+    return name;
+}
+
+void tell_how_to_attach(Teller &teller, const Stage &stage) {
     const char *directory = std::getenv("QUIB_DIR");
     const std::string quib = (directory ? "QUIB_DIR=" + std::string(directory) + " " : "") + stage.console;
-    const std::string attach = quib + " " + module;
+    const std::string attach = quib + " " + name_in_list(stage.console);
     teller.line("in another terminal, to be asked for commands (help lists them, Tab completes them):");
     teller.line("    %s", attach.c_str());
     teller.line("or one command at a time:");
@@ -51,15 +64,14 @@ void tell_how_to_attach(Teller &teller, const Stage &stage, const std::string &m
 }  // namespace
 
 void stay(Teller &teller, MomClient *client, const Stage &stage) {
-    const std::string module = module_name();
-    expect_served(client, module);
+    expect_served(client);
     teller.chapter("The application stays, and an operator looks into it");
     if (stage.restart_server) {
         teller.line("(the restart has left the store without capabilities)");
         teller.play(stage.publisher, "capabilities");
         teller.play(stage.publisher, "card-capability");
     }
-    tell_how_to_attach(teller, stage, module);
+    tell_how_to_attach(teller, stage);
     while (interruption() == 0) {
         throw_if_unheard();
         expect(ox_mom_client_process(client, 500) >= 0, "the client's loop runs");

@@ -13,6 +13,9 @@ namespace {
 
 using Modules = std::list<std::unique_ptr<Module>>;  // the latest first
 
+// A thread that has registered nothing is not to pay for the list, whose first use allocates.
+constinit thread_local bool has_registered = false;
+
 Modules &modules_of_thread() {
     thread_local Modules modules;
     return modules;
@@ -25,6 +28,7 @@ void remove_module(void *module) {
 }  // namespace
 
 int32_t add_module(MomClient *client, std::string_view name) {
+    has_registered = true;
     Modules &modules = modules_of_thread();
     const auto same = [&](const auto &each) {
         return each->client() == client && each->name() == name && each->is_of_this_process();
@@ -41,6 +45,9 @@ int32_t add_module(MomClient *client, std::string_view name) {
 }
 
 Commands *commands_of(std::string_view name) {
+    if (!has_registered) {
+        return nullptr;
+    }
     const auto is_it = [name](const auto &each) { return each->name() == name && each->is_of_this_process(); };
     const auto module = std::ranges::find_if(modules_of_thread(), is_it);
     return module != modules_of_thread().end() ? &(*module)->commands() : nullptr;
