@@ -12,19 +12,6 @@ namespace demo {
 
 namespace {
 
-const char *meaning(int32_t status) {
-    switch (status) {
-        case TREL_CAP_OK:
-            return "success";
-        case TREL_CAP_E_NO_RECORD:
-            return "no such capability";
-        case TREL_CAP_E_NO_VALUE:
-            return "the capability has no value of this type";
-        default:
-            return ox_mom_strerror(status);
-    }
-}
-
 void read_boolean(Teller &teller, MomClient *client, const char *url, int32_t expected_status) {
     uint8_t value = 0;
     const int32_t status = trel_cap_ce_get_g_cap_bool(client, url, &value);
@@ -32,7 +19,7 @@ void read_boolean(Teller &teller, MomClient *client, const char *url, int32_t ex
     if (status == TREL_CAP_OK) {
         teller.line("boolean %-26s %3" PRId32 "  value %s", url, status, value ? "true" : "false");
     } else {
-        teller.line("boolean %-26s %3" PRId32 "  %s", url, status, meaning(status));
+        teller.line("boolean %-26s %3" PRId32 "  %s", url, status, trel_cap_strerror(status));
     }
 }
 
@@ -41,7 +28,7 @@ void read_integer(Teller &teller, MomClient *client, const char *url, int32_t ex
     const int32_t status = trel_cap_ce_get_g_cap_int32(client, url, &value);
     expect(status == expected_status && value == expected, url);
     teller.line("integer %-26s %3" PRId32 "  value %" PRId32 "%s%s", url, status, value, status ? ": " : "",
-                status ? meaning(status) : "");
+                status ? trel_cap_strerror(status) : "");
 }
 
 void read_capabilities(Teller &teller, MomClient *client) {

@@ -78,7 +78,7 @@ readme() {
   read -ra flags <<<"$(pkg-config --cflags --libs trel_cap)"
   "$CC" -std=c11 "${warnings[@]}" -o "$WORK/reader" "$WORK/reader.c" "${flags[@]}"
   if "$WORK/reader" >"$WORK/unpublished"; then fail "a capability that nobody has published is read"; fi
-  grep -q '(never published)$' "$WORK/unpublished" || fail "$(cat "$WORK/unpublished")"
+  grep -q '(there is no such record)$' "$WORK/unpublished" || fail "$(cat "$WORK/unpublished")"
   "$prefix/bin/trel_capctl" --store "$store" set /l3/arp/capacity --int 4096
   expect_output "4096 (success)" "$WORK/reader"
 }

@@ -32,7 +32,7 @@ int main(int argc, char **argv) {
     if (rv == 0) {
         rv = trel_cap_ce_get_g_cap_int32(client, url, &value);
     }
-    printf("%d %s\n", (int)value, ox_mom_strerror(rv));
+    printf("%d %s\n", (int)value, trel_cap_strerror(rv));
     ox_mom_client_destroy(client);
     return rv != 0;
 }

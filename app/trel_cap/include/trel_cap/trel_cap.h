@@ -7,7 +7,7 @@
  *     (registration.h), calls trel_cap_init() with its client before anything else, and passes that client wherever a
  *     function takes `global`. Nearly all state is thread-local; what is process-wide says so.
  *  2. Statuses. Functions return 0 for success or a negative status (status.h). Any other number is the object-store
- *     client's own code, passed through: ox_mom_strerror() names it.
+ *     client's own code, passed through. trel_cap_strerror() names both.
  *  3. Arguments. Pointers are tested first, in the order of the parameters: a NULL one is logged with its name, the
  *     call returns TREL_CAP_E_ARGUMENT and has no other effect.
  *  4. Capability URLs are NUL-terminated strings of at most TREL_CAP_URL_MAX bytes. They are not copied or kept.
