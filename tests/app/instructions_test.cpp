@@ -55,7 +55,7 @@ int32_t ox_mom_subscribe_field(MomClient *, int32_t, const ProtobufCMessage *, i
 
 namespace trel_cap {
 // In place of the library's own, which nobody outside sees.
-void write_message(Caller, int, long, const char *, ...) { ++messages; }
+void write_message(const Caller &, int, long, const char *, ...) { ++messages; }
 }  // namespace trel_cap
 
 namespace {
@@ -122,41 +122,41 @@ int32_t read_notification() {
 }
 
 const Cost kCosts[] = {
-    {"GetBool", get<trel_cap_ce_get_g_cap_bool, uint8_t>, 170},
-    {"GetInt32", get<trel_cap_ce_get_g_cap_int32, int32_t>, 175},
-    {"ViewBool", get<trel_cap_ce_get_glb_view_bool, uint8_t>, 185},
-    {"ViewInt32", get<trel_cap_ce_get_glb_view_int32, int32_t>, 177},
-    {"HpsBool", get<trel_cap_ce_get_hps_g_cap_bool, uint8_t>, 170},
-    {"HpsInt32", get<trel_cap_ce_get_hps_g_cap_int32, int32_t>, 175},
-    {"FabBool", get<trel_cap_ce_get_fab_g_cap_bool, uint8_t>, 170},
-    {"FabInt32", get<trel_cap_ce_get_fab_g_cap_int32, int32_t>, 175},
-    {"CmBool", get<trel_cap_ce_get_cm_g_cap_bool, uint8_t>, 170},
-    {"CmInt32", get<trel_cap_ce_get_cm_g_cap_int32, int32_t>, 175},
-    {"FeNodeBool", get_of_node<trel_cap_ce_get_fe_cap_bool, uint8_t>, 175},
-    {"FeNodeInt32", get_of_node<trel_cap_ce_get_fe_cap_int32, int32_t>, 179},
-    {"FeNodeString", get_str<trel_cap_ce_get_fe_cap_str>, 267},
-    {"CmNodeBool", get_of_node<trel_cap_ce_get_cm_cap_bool, uint8_t>, 175},
-    {"CmNodeInt32", get_of_node<trel_cap_ce_get_cm_cap_int32, int32_t>, 179},
-    {"CmNodeString", get_str<trel_cap_ce_get_cm_cap_str>, 267},
-    {"HpsNodeBool", get_of_node<trel_cap_ce_get_hps_cap_bool, uint8_t>, 177},
-    {"HpsNodeInt32", get_of_node<trel_cap_ce_get_hps_cap_int32, int32_t>, 181},
-    {"HpsNodeString", get_str<trel_cap_ce_get_hps_cap_str>, 269},
-    {"FabNodeBool", get_of_node<trel_cap_ce_get_fab_cap_bool, uint8_t>, 177},
-    {"FabNodeInt32", get_of_node<trel_cap_ce_get_fab_cap_int32, int32_t>, 181},
-    {"FabNodeString", get_str<trel_cap_ce_get_fab_cap_str>, 269},
-    {"NotifiedBool", read_notification<trel_cap_ce_get_g_cap_bool_by_pmsg, uint8_t>, 184},
-    {"NotifiedInt32", read_notification<trel_cap_ce_get_g_cap_int32_by_pmsg, int32_t>, 188},
-    {"SetBool", [] { return trel_cap_ce_set_g_cap_bool(kClient, kUrl, 1); }, 98},
-    {"SetInt32", [] { return trel_cap_ce_set_g_cap_int32(kClient, kUrl, 1); }, 98},
-    {"SetState", [] { return trel_cap_ce_set_g_cap_state(kClient, kUrl, 1); }, 98},
-    {"SubscribeBool", [] { return trel_cap_ce_subscribe_g_cap_bool_ext(kClient, kUrl, on_change, nullptr); }, 104},
-    {"SubscribeInt32", [] { return trel_cap_ce_subscribe_g_cap_int32_ext(kClient, kUrl, on_change, nullptr); }, 104},
+    {"GetBool", get<trel_cap_ce_get_g_cap_bool, uint8_t>, 152},
+    {"GetInt32", get<trel_cap_ce_get_g_cap_int32, int32_t>, 156},
+    {"ViewBool", get<trel_cap_ce_get_glb_view_bool, uint8_t>, 167},
+    {"ViewInt32", get<trel_cap_ce_get_glb_view_int32, int32_t>, 158},
+    {"HpsBool", get<trel_cap_ce_get_hps_g_cap_bool, uint8_t>, 152},
+    {"HpsInt32", get<trel_cap_ce_get_hps_g_cap_int32, int32_t>, 156},
+    {"FabBool", get<trel_cap_ce_get_fab_g_cap_bool, uint8_t>, 152},
+    {"FabInt32", get<trel_cap_ce_get_fab_g_cap_int32, int32_t>, 156},
+    {"CmBool", get<trel_cap_ce_get_cm_g_cap_bool, uint8_t>, 152},
+    {"CmInt32", get<trel_cap_ce_get_cm_g_cap_int32, int32_t>, 156},
+    {"FeNodeBool", get_of_node<trel_cap_ce_get_fe_cap_bool, uint8_t>, 162},
+    {"FeNodeInt32", get_of_node<trel_cap_ce_get_fe_cap_int32, int32_t>, 165},
+    {"FeNodeString", get_str<trel_cap_ce_get_fe_cap_str>, 250},
+    {"CmNodeBool", get_of_node<trel_cap_ce_get_cm_cap_bool, uint8_t>, 162},
+    {"CmNodeInt32", get_of_node<trel_cap_ce_get_cm_cap_int32, int32_t>, 165},
+    {"CmNodeString", get_str<trel_cap_ce_get_cm_cap_str>, 250},
+    {"HpsNodeBool", get_of_node<trel_cap_ce_get_hps_cap_bool, uint8_t>, 164},
+    {"HpsNodeInt32", get_of_node<trel_cap_ce_get_hps_cap_int32, int32_t>, 167},
+    {"HpsNodeString", get_str<trel_cap_ce_get_hps_cap_str>, 252},
+    {"FabNodeBool", get_of_node<trel_cap_ce_get_fab_cap_bool, uint8_t>, 164},
+    {"FabNodeInt32", get_of_node<trel_cap_ce_get_fab_cap_int32, int32_t>, 167},
+    {"FabNodeString", get_str<trel_cap_ce_get_fab_cap_str>, 252},
+    {"NotifiedBool", read_notification<trel_cap_ce_get_g_cap_bool_by_pmsg, uint8_t>, 189},
+    {"NotifiedInt32", read_notification<trel_cap_ce_get_g_cap_int32_by_pmsg, int32_t>, 193},
+    {"SetBool", [] { return trel_cap_ce_set_g_cap_bool(kClient, kUrl, 1); }, 97},
+    {"SetInt32", [] { return trel_cap_ce_set_g_cap_int32(kClient, kUrl, 1); }, 97},
+    {"SetState", [] { return trel_cap_ce_set_g_cap_state(kClient, kUrl, 1); }, 97},
+    {"SubscribeBool", [] { return trel_cap_ce_subscribe_g_cap_bool_ext(kClient, kUrl, on_change, nullptr); }, 101},
+    {"SubscribeInt32", [] { return trel_cap_ce_subscribe_g_cap_int32_ext(kClient, kUrl, on_change, nullptr); }, 101},
     {"Ready",
      [] {
          uint8_t ready = 0;
          return trel_cap_ce_get_glb_ready(kClient, &ready);
      },
-     79},
+     73},
     {"LogLevel",
      [] {
          trel_cap_log_level(0);

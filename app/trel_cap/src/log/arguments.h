@@ -12,15 +12,15 @@ namespace trel_cap {
 
 /* T may be a function. */
 template <typename T>
-bool is_null(Caller caller, const char *name, T *argument) {
+bool is_null(const Caller &caller, const char *name, T *argument) {
     if (argument != nullptr) [[likely]] {
         return false;
     }
-    TREL_CAP_LOG_AS(caller, kError, "%s NULL pointer, addr error!\n", name);
+    TREL_CAP_LOG_AT_CALLER(caller, kError, "%s NULL pointer, addr error!\n", name);
     return true;
 }
 
-inline bool is_bad_url(Caller caller, const char *url) {
+inline bool is_bad_url(const Caller &caller, const char *url) {
     if (is_null(caller, "url", url)) {
         return true;
     }
@@ -28,12 +28,12 @@ inline bool is_bad_url(Caller caller, const char *url) {
     if (length <= TREL_CAP_URL_MAX) [[likely]] {
         return false;
     }
-    TREL_CAP_LOG_AS(caller, kError, "url len too long %zu!\n", length);
+    TREL_CAP_LOG_AT_CALLER(caller, kError, "url len too long %zu!\n", length);
     return true;
 }
 
 /* The client and the URL, with which every capability call that asks the store begins. */
-inline bool is_bad_target(Caller caller, const MomClient *global, const char *url) {
+inline bool is_bad_target(const Caller &caller, const MomClient *global, const char *url) {
     return is_null(caller, "global", global) || is_bad_url(caller, url);
 }
 

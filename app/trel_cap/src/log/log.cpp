@@ -14,7 +14,7 @@ constexpr size_t kMessageSize = 1024;
 
 }
 
-void write_message(Caller caller, int zlog_level, long line, const char *format, ...) {
+void write_message(const Caller &caller, int zlog_level, long line, const char *format, ...) {
     char message[kMessageSize] = {};
     va_list arguments;
     va_start(arguments, format);

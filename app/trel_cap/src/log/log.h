@@ -20,10 +20,11 @@ inline constexpr Severity kProgress{2, 80};
 inline constexpr Severity kNotice{3, 60};
 inline constexpr Severity kDetail{4, 40};
 
-/* Who speaks, as a log line names it: a source folder and an exported function. */
+/* Who speaks, as a log line names it: a source folder and an exported function. The line is that of its own call. */
 struct Caller {
     const char *path;
     const char *function;
+    long line;
 };
 
 /*
@@ -46,22 +47,34 @@ inline void set_log_category(void *category) {
 inline bool gate_is_open(Severity severity) { return static_cast<uint32_t>(log_level()) >= severity.gate; }
 
 /* Forms one message and passes it on. Out of line and cold, so that what logs keeps no buffer and stays small. */
-[[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]] void write_message(Caller caller, int zlog_level, long line,
-                                                                           const char *format, ...);
+[[gnu::cold, gnu::noinline, gnu::format(printf, 4, 5)]] void write_message(const Caller &caller, int zlog_level,
+                                                                           long line, const char *format, ...);
 
 }  // namespace trel_cap
 
+/* This line, under the name of an exported function. It is data, so that to pass it on costs one pointer. */
+#define TREL_CAP_CALLER_AS(function)                                                                                   \
+    (*__extension__({                                                                                                  \
+        static constexpr ::trel_cap::Caller kCaller{TREL_CAP_SOURCE_PATH, function, __LINE__};                         \
+        &kCaller;                                                                                                      \
+    }))
+
 /* The exported function that this stands in. Inside a lambda __func__ is another name: take the caller outside. */
-#define TREL_CAP_CALLER (::trel_cap::Caller{TREL_CAP_SOURCE_PATH, __func__})
+#define TREL_CAP_CALLER TREL_CAP_CALLER_AS(__func__)
 
 /*
  * Logs on behalf of an exported function: (caller, severity, format, arguments...). A closed gate costs a load and a
  * branch; the arguments are evaluated behind an open one only.
  */
-#define TREL_CAP_LOG_AS(caller, severity, ...)                                                                         \
+#define TREL_CAP_LOG_AS(caller, severity, ...) TREL_CAP_LOG_AT((caller), __LINE__, severity, __VA_ARGS__)
+
+/* The same for a message that all share, such as that of a NULL argument: its place is the line of the caller. */
+#define TREL_CAP_LOG_AT_CALLER(caller, severity, ...) TREL_CAP_LOG_AT((caller), (caller).line, severity, __VA_ARGS__)
+
+#define TREL_CAP_LOG_AT(caller, source_line, severity, ...)                                                            \
     do {                                                                                                               \
         if (::trel_cap::gate_is_open(severity)) [[unlikely]] {                                                         \
-            ::trel_cap::write_message((caller), (severity).zlog_level, __LINE__, __VA_ARGS__);                         \
+            ::trel_cap::write_message(caller, (severity).zlog_level, source_line, __VA_ARGS__);                        \
         }                                                                                                              \
     } while (false)
 

@@ -21,12 +21,14 @@ struct UrlCapability {
 
     UrlRequest<Record> request() const { return UrlRequest<Record>(url); }
 
-    void log_entry(Caller caller, MomClient *global) const {
+    void log_entry(const Caller &caller, MomClient *global) const {
         TREL_CAP_LOG_AS(caller, kDetail, "global %p, enter url %s", static_cast<void *>(global), url);
     }
-    void log_no_record(Caller caller) const { TREL_CAP_LOG_AS(caller, kError, "url %s, tmp NULL", url); }
-    void log_no_value(Caller caller) const { TREL_CAP_LOG_AS(caller, kError, "url %s, value field invalid", url); }
-    void log_value(Caller caller, int32_t value) const {
+    void log_no_record(const Caller &caller) const { TREL_CAP_LOG_AS(caller, kError, "url %s, tmp NULL", url); }
+    void log_no_value(const Caller &caller) const {
+        TREL_CAP_LOG_AS(caller, kError, "url %s, value field invalid", url);
+    }
+    void log_value(const Caller &caller, int32_t value) const {
         TREL_CAP_LOG_AS(caller, kDetail, "url %s value %d", url, value);
     }
 };
@@ -41,17 +43,19 @@ struct NodeCapability {
 
     NodeRequest<Record> request() const { return NodeRequest<Record>(node, url); }
 
-    void log_entry(Caller caller, MomClient *global) const {
+    void log_entry(const Caller &caller, MomClient *global) const {
         TREL_CAP_LOG_AS(caller, kDetail, "global %p, node %d, url %s", static_cast<void *>(global), node, url);
     }
-    void log_no_record(Caller caller) const { TREL_CAP_LOG_AS(caller, kError, "node %d, url %s, tmp NULL", node, url); }
-    void log_no_value(Caller caller) const {
+    void log_no_record(const Caller &caller) const {
+        TREL_CAP_LOG_AS(caller, kError, "node %d, url %s, tmp NULL", node, url);
+    }
+    void log_no_value(const Caller &caller) const {
         TREL_CAP_LOG_AS(caller, kError, "node %d, url %s, value field invalid", node, url);
     }
-    void log_value(Caller caller, int32_t value) const {
+    void log_value(const Caller &caller, int32_t value) const {
         TREL_CAP_LOG_AS(caller, kDetail, "node %d, url %s value %d", node, url, value);
     }
-    void log_value(Caller caller, const char *str, uint32_t length) const {
+    void log_value(const Caller &caller, const char *str, uint32_t length) const {
         TREL_CAP_LOG_AS(caller, kDetail, "node %d, url %s, str: %s, length %d", node, url, str, length);
     }
 };
@@ -63,7 +67,7 @@ struct Variable {
 
     typename Value::Type *value;
 
-    bool is_bad(Caller caller) const { return is_null(caller, "value", value); }
+    bool is_bad(const Caller &caller) const { return is_null(caller, "value", value); }
     void reset() const { *value = Value::kAbsent; }
     void answered() const {
         if constexpr (Value::kClassGetterPresets) {
@@ -76,7 +80,7 @@ struct Variable {
         *value = Value::of(record);
     }
     template <typename Capability>
-    void log_with(Caller caller, const Capability &capability) const {
+    void log_with(const Caller &caller, const Capability &capability) const {
         capability.log_value(caller, *value);
     }
 };
@@ -88,14 +92,14 @@ struct Buffer {
     char *str;
     uint32_t *length;
 
-    bool is_bad(Caller caller) const {
+    bool is_bad(const Caller &caller) const {
         if (is_null(caller, "str", str) || is_null(caller, "length", length)) {
             return true;
         }
         if (size >= 1) [[likely]] {
             return false;
         }
-        TREL_CAP_LOG_AS(caller, kError, "size %d error!\n", size);
+        TREL_CAP_LOG_AT_CALLER(caller, kError, "size %d error!\n", size);
         return true;
     }
     void reset() const {
@@ -108,13 +112,13 @@ struct Buffer {
         *length = copy_into_zeroed(str, static_cast<size_t>(size), record.str_value);
     }
     template <typename Capability>
-    void log_with(Caller caller, const Capability &capability) const {
+    void log_with(const Caller &caller, const Capability &capability) const {
         capability.log_value(caller, str, *length);
     }
 };
 
 template <typename Capability, typename Place>
-int32_t get(Caller caller, MomClient *global, Capability capability, Place place) {
+int32_t get(const Caller &caller, MomClient *global, Capability capability, Place place) {
     if (is_bad_target(caller, global, capability.url) || place.is_bad(caller)) {
         return TREL_CAP_E_ARGUMENT;
     }
@@ -149,18 +153,19 @@ int32_t get(Caller caller, MomClient *global, Capability capability, Place place
 
 /* The getter of a capability that is addressed by its URL alone. */
 template <typename Table, typename Value>
-int32_t get_by_url(Caller caller, MomClient *global, const char *url, typename Value::Type *value) {
+int32_t get_by_url(const Caller &caller, MomClient *global, const char *url, typename Value::Type *value) {
     return get(caller, global, UrlCapability<Table>{url}, Variable<Value>{value});
 }
 
 /* The getters of a card node's capability. */
 template <typename Table, typename Value>
-int32_t get_of_node(Caller caller, MomClient *global, int32_t node, const char *url, typename Value::Type *value) {
+int32_t get_of_node(const Caller &caller, MomClient *global, int32_t node, const char *url,
+                    typename Value::Type *value) {
     return get(caller, global, NodeCapability<Table>{node, url}, Variable<Value>{value});
 }
 
 template <typename Table>
-int32_t get_of_node(Caller caller, MomClient *global, int32_t node, const char *url, int32_t size, char *str,
+int32_t get_of_node(const Caller &caller, MomClient *global, int32_t node, const char *url, int32_t size, char *str,
                     uint32_t *length) {
     return get(caller, global, NodeCapability<Table>{node, url}, Buffer{size, str, length});
 }

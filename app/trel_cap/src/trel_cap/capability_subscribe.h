@@ -9,7 +9,8 @@ namespace trel_cap {
 
 /* Hands fp to the client, which calls it itself; nothing is kept here. Without arg the client gets no list of them. */
 template <typename Record>
-int32_t subscribe_value(Caller caller, MomClient *global, const char *url, int32_t field, MomFieldCb fp, void *arg) {
+int32_t subscribe_value(const Caller &caller, MomClient *global, const char *url, int32_t field, MomFieldCb fp,
+                        void *arg) {
     if (is_bad_target(caller, global, url) || is_null(caller, "fp", fp)) {
         return TREL_CAP_E_ARGUMENT;
     }

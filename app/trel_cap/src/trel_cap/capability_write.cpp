@@ -24,7 +24,7 @@ constexpr Field kBool{TREL_CAP_FIELD_BOOL, &CapTable::bool_value, ", value ", tr
 constexpr Field kInt32{TREL_CAP_FIELD_INT32, &CapTable::int32_value, ", ", true};
 constexpr Field kState{TREL_CAP_FIELD_STATE, &CapTable::state, " state ", false};
 
-int32_t set_field(Caller caller, const Field &field, MomClient *global, const char *url, int32_t value) {
+int32_t set_field(const Caller &caller, const Field &field, MomClient *global, const char *url, int32_t value) {
     if (is_bad_target(caller, global, url)) {
         return TREL_CAP_E_ARGUMENT;
     }

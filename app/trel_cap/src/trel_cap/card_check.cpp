@@ -10,7 +10,7 @@ namespace {
 
 constexpr RecordNames kNames{"prec", "prec->index"};
 
-int32_t card_checked(Caller caller, const MomMsg &msg) {
+int32_t card_checked(const Caller &caller, const MomMsg &msg) {
     const AppDfCardDenyCheckResult *record = nullptr;
     if (const int32_t rv = take_delivered(caller, kNames, msg, record); rv != 0) {
         return rv;
@@ -38,7 +38,7 @@ int32_t card_checked(Caller caller, const MomMsg &msg) {
     return TREL_CAP_OK;
 }
 
-int32_t check_withdrawn(Caller caller, const MomMsg &msg) {
+int32_t check_withdrawn(const Caller &caller, const MomMsg &msg) {
     const AppDfCardDenyCheckResult *record = nullptr;
     if (const int32_t rv = take_deleted(caller, kNames, msg, record); rv != 0) {
         return rv;
@@ -56,21 +56,20 @@ int32_t check_withdrawn(Caller caller, const MomMsg &msg) {
 }  // namespace
 
 int32_t trel_cap_app_df_pmsg_f(MomClient *client, MomMsg *pmsg) {
-    const Caller caller = TREL_CAP_CALLER;
-    if (is_null(caller, "pmsg", pmsg)) {
+    if (is_null(TREL_CAP_CALLER, "pmsg", pmsg)) {
         return TREL_CAP_E_ARGUMENT;
     }
-    log_command(caller, *pmsg);
+    log_command(TREL_CAP_CALLER, *pmsg);
     switch (pmsg->cmd) {
         case OX_MOM_CMD_SUBSCRIBED:
-            return load_stored<AppDfCardDenyCheckResult>(caller, client, TREL_CAP_DB_CAPABILITIES,
+            return load_stored<AppDfCardDenyCheckResult>(TREL_CAP_CALLER, client, TREL_CAP_DB_CAPABILITIES,
                                                          trel_cap_app_df_pmsg_f, g_trel_cap_rec_disable_validated,
                                                          trel_cap_notify_pre_install_node_pro);
         case OX_MOM_CMD_DELIVERED:
         case kCmdCardDelivered:
-            return card_checked(caller, *pmsg);
+            return card_checked(TREL_CAP_CALLER, *pmsg);
         case OX_MOM_CMD_DELETED:
-            return check_withdrawn(caller, *pmsg);
+            return check_withdrawn(TREL_CAP_CALLER, *pmsg);
         default:
             return TREL_CAP_OK;
     }

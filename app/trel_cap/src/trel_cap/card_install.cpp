@@ -17,7 +17,7 @@ void send_if_wanted(CapNodeReady &event) {
 }
 
 /* Cards of no known class are sent to nobody. */
-void send_installed(Caller caller, const CapNodeRecord &record) {
+void send_installed(const Caller &caller, const CapNodeRecord &record) {
     CapNodeReady event{static_cast<uint32_t>(record.node), 1};
     TREL_CAP_LOG_AS(caller, kProgress, "trel_cap_callback_hander, event[%d], node[%d], ready[%d]",
                     TREL_CAP_EVENT_FE_NODE, record.node, event.ready);
@@ -32,7 +32,7 @@ void send_installed(Caller caller, const CapNodeRecord &record) {
     }
 }
 
-int32_t card_installed(Caller caller, const MomMsg &msg) {
+int32_t card_installed(const Caller &caller, const MomMsg &msg) {
     const CardInfo *record = nullptr;
     if (const int32_t rv = take_delivered(caller, kNames, msg, record); rv != 0) {
         return rv;
@@ -59,7 +59,7 @@ int32_t card_installed(Caller caller, const MomMsg &msg) {
 }
 
 /* A removal is told to those who follow line cards, whatever the card's class. */
-int32_t card_removed(Caller caller, const MomMsg &msg) {
+int32_t card_removed(const Caller &caller, const MomMsg &msg) {
     const CardInfo *record = nullptr;
     if (const int32_t rv = take_deleted(caller, kNames, msg, record); rv != 0) {
         return rv;
@@ -75,20 +75,19 @@ int32_t card_removed(Caller caller, const MomMsg &msg) {
 }  // namespace
 
 int32_t trel_cap_install_node_pmsg_f(MomClient *client, MomMsg *pmsg) {
-    const Caller caller = TREL_CAP_CALLER;
-    if (is_null(caller, "pmsg", pmsg)) {
+    if (is_null(TREL_CAP_CALLER, "pmsg", pmsg)) {
         return TREL_CAP_E_ARGUMENT;
     }
-    log_command(caller, *pmsg);
+    log_command(TREL_CAP_CALLER, *pmsg);
     switch (pmsg->cmd) {
         case OX_MOM_CMD_SUBSCRIBED:
-            return load_stored<CardInfo>(caller, client, TREL_CAP_DB_CARDS, trel_cap_install_node_pmsg_f,
+            return load_stored<CardInfo>(TREL_CAP_CALLER, client, TREL_CAP_DB_CARDS, trel_cap_install_node_pmsg_f,
                                          g_trel_cap_install_validated, trel_cap_notify_pre_install_node_pro);
         case OX_MOM_CMD_DELIVERED:
         case kCmdCardDelivered:
-            return card_installed(caller, *pmsg);
+            return card_installed(TREL_CAP_CALLER, *pmsg);
         case OX_MOM_CMD_DELETED:
-            return card_removed(caller, *pmsg);
+            return card_removed(TREL_CAP_CALLER, *pmsg);
         default:
             return TREL_CAP_OK;
     }

@@ -66,14 +66,14 @@ struct HpsState : HpsCards {
     static uint8_t &validated() { return g_trel_cap_hps_glb_ready_validated; }
 };
 
-void send_event(Caller caller, int32_t event, int32_t (*dispatch)(int32_t, void *)) {
+void send_event(const Caller &caller, int32_t event, int32_t (*dispatch)(int32_t, void *)) {
     TREL_CAP_LOG_AS(caller, kProgress, "trel_cap_callback_hander, event %d", event);
     dispatch(event, nullptr);
 }
 
 /* A callback may run the client's loop, and the class be unready when it returns: the second event looks again. */
 template <typename State>
-void send_class_events(Caller caller) {
+void send_class_events(const Caller &caller) {
     if (State::calc_ready() != 0 && is_wanted<State>(State::kClassEvent)) {
         send_event(caller, State::kClassEvent, State::kDispatch);
     }
@@ -85,7 +85,7 @@ void send_class_events(Caller caller) {
 
 /* What follows whenever the state is told. The device's own flag is set in time for its announcement. */
 template <typename State>
-void settle(Caller caller, bool is_confirmation) {
+void settle(const Caller &caller, bool is_confirmation) {
     if (!State::kAnnouncesFirst) {
         send_class_events<State>(caller);
     }
@@ -99,7 +99,7 @@ void settle(Caller caller, bool is_confirmation) {
 }
 
 template <typename State>
-int32_t state_subscribed(Caller caller, MomClient *client) {
+int32_t state_subscribed(const Caller &caller, MomClient *client) {
     TREL_CAP_LOG_AS(caller, kProgress, State::kSubscribed, State::calc_ready());
     uint8_t ready = 0;
     const auto query = [&] { return State::kQuery(client, &ready); };
@@ -113,7 +113,7 @@ int32_t state_subscribed(Caller caller, MomClient *client) {
 }
 
 template <typename State>
-int32_t state_written(Caller caller, const MomMsg &msg) {
+int32_t state_written(const Caller &caller, const MomMsg &msg) {
     TREL_CAP_LOG_AS(caller, kProgress, State::kOld, State::calc_ready());
     const auto *const record = static_cast<const typename State::Record *>(msg.result);
     if (record == nullptr) {
@@ -128,7 +128,7 @@ int32_t state_written(Caller caller, const MomMsg &msg) {
 }
 
 template <typename State>
-int32_t process_state(Caller caller, MomClient *client, const MomMsg *pmsg) {
+int32_t process_state(const Caller &caller, MomClient *client, const MomMsg *pmsg) {
     if (is_null(caller, "pmsg", pmsg)) {
         return TREL_CAP_E_ARGUMENT;
     }

@@ -2,7 +2,7 @@
 
 namespace trel_cap {
 
-int32_t check_delivery(Caller caller, const MomHashResult *result) {
+int32_t check_delivery(const Caller &caller, const MomHashResult *result) {
     if (result == nullptr) {
         TREL_CAP_LOG_AS(caller, kError, "result NULL");
         return TREL_CAP_E_NO_ANSWER;

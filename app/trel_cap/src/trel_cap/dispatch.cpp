@@ -9,7 +9,7 @@ using namespace trel_cap;
 
 namespace {
 
-bool is_addressed(Caller caller, const CallbackList &list, const CapCallbackReg &reg, int32_t event) {
+bool is_addressed(const Caller &caller, const CallbackList &list, const CapCallbackReg &reg, int32_t event) {
     if (!list.has_masks) {
         return true;
     }
@@ -18,7 +18,7 @@ bool is_addressed(Caller caller, const CallbackList &list, const CapCallbackReg 
     return has_event(flag, event);
 }
 
-int32_t dispatch(Caller caller, const CallbackList &list, int32_t event, void *arg) {
+int32_t dispatch(const Caller &caller, const CallbackList &list, int32_t event, void *arg) {
     pthread_rwlock_rdlock(&callback_lock);
     for (const CallbackLink *pos = list.head.next; pos != &list.head; pos = pos->next) {
         const auto &reg = static_cast<const CapCallbackReg &>(*pos);

@@ -13,7 +13,7 @@ using namespace trel_cap;
 
 namespace {
 
-int32_t connect_database(Caller caller, MomClient *global, int32_t db, const char *name) {
+int32_t connect_database(const Caller &caller, MomClient *global, int32_t db, const char *name) {
     const int32_t rv = ox_mom_client_connect_sync(global, db);
     if (rv != 0) {
         TREL_CAP_LOG_AS(caller, kError, "connect %s failed, rv %d", name, rv);
@@ -21,7 +21,7 @@ int32_t connect_database(Caller caller, MomClient *global, int32_t db, const cha
     return rv;
 }
 
-int32_t install_reconnect_handler(Caller caller, MomClient *global, int32_t db, const char *name) {
+int32_t install_reconnect_handler(const Caller &caller, MomClient *global, int32_t db, const char *name) {
     const int32_t rv = ox_mom_client_set_reconnect_cb(global, db, trel_cap_reconnect_db_config, nullptr);
     if (rv != 0) {
         TREL_CAP_LOG_AS(caller, kError, "ox_mom_client_set_reconnect_cb %s failed, rv %d", name, rv);
@@ -32,8 +32,7 @@ int32_t install_reconnect_handler(Caller caller, MomClient *global, int32_t db, 
 }  // namespace
 
 int32_t trel_cap_init(MomClient *global, const char *reg_name) {
-    const Caller caller = TREL_CAP_CALLER;
-    if (is_null(caller, "reg_name", reg_name) || is_null(caller, "global", global)) {
+    if (is_null(TREL_CAP_CALLER, "reg_name", reg_name) || is_null(TREL_CAP_CALLER, "global", global)) {
         return TREL_CAP_E_ARGUMENT;
     }
     if (g_trel_cap_global == global) {
@@ -49,19 +48,20 @@ int32_t trel_cap_init(MomClient *global, const char *reg_name) {
     TREL_CAP_LOG(kProgress, "enter");
     trel_cap_sw_init();
 
-    if (const int32_t rv = connect_database(caller, global, TREL_CAP_DB_CARDS, "tunner_db"); rv != 0) {
+    if (const int32_t rv = connect_database(TREL_CAP_CALLER, global, TREL_CAP_DB_CARDS, "tunner_db"); rv != 0) {
         return rv;
     }
-    if (const int32_t rv = connect_database(caller, global, TREL_CAP_DB_CAPABILITIES, "ce_global"); rv != 0) {
+    if (const int32_t rv = connect_database(TREL_CAP_CALLER, global, TREL_CAP_DB_CAPABILITIES, "ce_global"); rv != 0) {
         return rv;
     }
     if (trel_cap_sub(global) != 0) {
-        return repeat_failed(caller, [=] { return trel_cap_sub(global); });
+        return repeat_failed(TREL_CAP_CALLER, [=] { return trel_cap_sub(global); });
     }
-    if (const int32_t rv = install_reconnect_handler(caller, global, TREL_CAP_DB_CARDS, "tunner"); rv != 0) {
+    if (const int32_t rv = install_reconnect_handler(TREL_CAP_CALLER, global, TREL_CAP_DB_CARDS, "tunner"); rv != 0) {
         return rv;
     }
-    if (const int32_t rv = install_reconnect_handler(caller, global, TREL_CAP_DB_CAPABILITIES, "cap"); rv != 0) {
+    if (const int32_t rv = install_reconnect_handler(TREL_CAP_CALLER, global, TREL_CAP_DB_CAPABILITIES, "cap");
+        rv != 0) {
         return rv;
     }
     trel_cap_quib_init(global, app_name.data());  // an application can do without an operator

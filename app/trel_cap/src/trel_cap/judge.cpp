@@ -29,7 +29,7 @@ bool apply(const CapNodeRecord &record, CapNodeReady &judged) {
 }
 
 template <bool (*kCondition)(const CapNodeRecord &)>
-[[gnu::cold, gnu::noinline]] int32_t judge_and_log(Caller caller, const CapNode *pos, void *param) {
+[[gnu::cold, gnu::noinline]] int32_t judge_and_log(const Caller &caller, const CapNode *pos, void *param) {
     if (is_null(caller, "pos", pos) || is_null(caller, "param", param)) {
         return TREL_CAP_E_ARGUMENT;
     }
@@ -42,7 +42,7 @@ template <bool (*kCondition)(const CapNodeRecord &)>
 
 /* A walk judges every entry there is, nearly all of them other nodes': that path has nothing but the comparison. */
 template <bool (*kCondition)(const CapNodeRecord &)>
-int32_t judge(Caller caller, const CapNode *pos, void *param) {
+int32_t judge(const Caller &caller, const CapNode *pos, void *param) {
     if (pos == nullptr || param == nullptr || gate_is_open(kDetail)) [[unlikely]] {
         return judge_and_log<kCondition>(caller, pos, param);
     }

@@ -68,7 +68,7 @@ CapNode *find(const CapNodeRecord &place) {
  * to be unready; nor is one that is ready, but not yet in real time: that one is announced in advance.
  */
 template <typename Nodes>
-void send_node(Caller caller, const CapNodeRecord &record) {
+void send_node(const Caller &caller, const CapNodeRecord &record) {
     const bool is_ready = record.ready != 0 && (record.real_time != 0 || !Nodes::kReadyInRealTime);
     if (!is_ready && is_judged_ready(record.node, record.ready)) {
         return;
@@ -80,7 +80,7 @@ void send_node(Caller caller, const CapNodeRecord &record) {
 }
 
 template <typename Nodes>
-int32_t node_delivered(Caller caller, const MomMsg &msg) {
+int32_t node_delivered(const Caller &caller, const MomMsg &msg) {
     const typename Nodes::Record *record = nullptr;
     if (const int32_t rv = take_delivered(caller, Nodes::kNames, msg, record); rv != 0) {
         return rv;
@@ -105,7 +105,7 @@ int32_t node_delivered(Caller caller, const MomMsg &msg) {
 }
 
 template <typename Nodes>
-int32_t process_node(Caller caller, MomClient *client, const MomMsg *pmsg) {
+int32_t process_node(const Caller &caller, MomClient *client, const MomMsg *pmsg) {
     if (is_null(caller, "pmsg", pmsg)) {
         return TREL_CAP_E_ARGUMENT;
     }
@@ -122,7 +122,7 @@ int32_t process_node(Caller caller, MomClient *client, const MomMsg *pmsg) {
 }
 
 /* The entry stays in the list until its card is removed. */
-int32_t line_card_deleted(Caller caller, const MomMsg &msg) {
+int32_t line_card_deleted(const Caller &caller, const MomMsg &msg) {
     const CapFeReady *record = nullptr;
     if (const int32_t rv = take_deleted(caller, LineCardNodes::kNames, msg, record); rv != 0) {
         return rv;

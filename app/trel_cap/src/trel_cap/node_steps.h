@@ -15,7 +15,7 @@ namespace trel_cap {
  * feeds the processor itself. Then all are read, and cards installed in advance can be announced.
  */
 template <typename Record>
-int32_t load_stored(Caller caller, MomClient *client, int32_t db, MomMsgCb processor, uint8_t &validated,
+int32_t load_stored(const Caller &caller, MomClient *client, int32_t db, MomMsgCb processor, uint8_t &validated,
                     int32_t (*announce)()) {
     TREL_CAP_LOG_AS(caller, kProgress, "subscribe ok");
     const TypeRequest<Record> request;
@@ -53,25 +53,25 @@ CapNodeRecord place_of_card(const Record &record) {
 }
 
 /* The place of a card in messages: one that was delivered, and a record that was deleted. */
-void log_card(Caller caller, const CapNodeRecord &place);
-void log_deleted(Caller caller, const CapNodeRecord &place);
+void log_card(const Caller &caller, const CapNodeRecord &place);
+void log_deleted(const Caller &caller, const CapNodeRecord &place);
 
 /* The entry that was found, or else a new one for the place. NULL when it could not be added. */
-CapNode *found_or_added(Caller caller, CapNode *found, const CapNodeRecord &place);
+CapNode *found_or_added(const Caller &caller, CapNode *found, const CapNodeRecord &place);
 
 /* The entry of a node that is already listed, or NULL, which is logged. */
-CapNode *find_known(Caller caller, int32_t node);
+CapNode *find_known(const Caller &caller, int32_t node);
 
-void dump(Caller caller, const CapNode &entry);
+void dump(const Caller &caller, const CapNode &entry);
 
 /* What a card's class asks before its nodes count: that it be installed and, where the check decides, not denied. */
 bool is_admitted(const CapNodeRecord &record);
 
 /* Sends the node event of the line cards. */
-void send_line_card_node(Caller caller, int32_t node, uint8_t ready);
+void send_line_card_node(const Caller &caller, int32_t node, uint8_t ready);
 
 /* Tells that a node is no longer ready, unless another entry of it is. */
-void withdraw_node(Caller caller, int32_t node);
+void withdraw_node(const Caller &caller, int32_t node);
 
 }  // namespace trel_cap
 

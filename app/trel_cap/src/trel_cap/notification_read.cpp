@@ -12,7 +12,7 @@ namespace {
 
 /* 0 for a result whose record has an index and the wanted value; anything else is logged. */
 template <typename Value>
-int32_t check_result(Caller caller, const MomHashResult *result) {
+int32_t check_result(const Caller &caller, const MomHashResult *result) {
     if (const int32_t rv = check_delivery(caller, result); rv != 0) {
         return rv;
     }
@@ -32,8 +32,8 @@ int32_t check_result(Caller caller, const MomHashResult *result) {
 }
 
 template <typename Value>
-int32_t read_notification(Caller caller, const MomMsg *pmsg, uint32_t size, char *url, typename Value::Type *value,
-                          uint32_t *length) {
+int32_t read_notification(const Caller &caller, const MomMsg *pmsg, uint32_t size, char *url,
+                          typename Value::Type *value, uint32_t *length) {
     // The URL is checked as the caller's buffer holds it on entry.
     if (is_null(caller, "pmsg", pmsg) || is_bad_url(caller, url) || is_null(caller, "value", value) ||
         is_null(caller, "length", length)) {

@@ -29,7 +29,7 @@ struct HpsNotice : HpsCards {
 };
 
 template <typename Notice>
-int32_t notify(Caller caller, const CapNode *pos) {
+int32_t notify(const Caller &caller, const CapNode *pos) {
     if (is_null(caller, "pos", pos)) {
         return TREL_CAP_E_ARGUMENT;
     }
@@ -49,7 +49,7 @@ int32_t notify(Caller caller, const CapNode *pos) {
 }
 
 /* Walks the node list, if all sources of the class have been read, the class is ready and its events are asked for. */
-int32_t announce(Caller caller, bool all_read, bool is_ready, bool asked_for, CapNodeVisitor notifier) {
+int32_t announce(const Caller &caller, bool all_read, bool is_ready, bool asked_for, CapNodeVisitor notifier) {
     if (!all_read) {
         return TREL_CAP_OK;
     }

@@ -16,7 +16,7 @@ struct StateFree {
 };
 
 template <typename State>
-int32_t query_ready(Caller caller, MomClient *global, uint8_t *ready) {
+int32_t query_ready(const Caller &caller, MomClient *global, uint8_t *ready) {
     if (is_null(caller, "global", global) || is_null(caller, "ready", ready)) {
         return TREL_CAP_E_ARGUMENT;
     }

@@ -9,15 +9,14 @@
 using namespace trel_cap;
 
 int32_t trel_cap_reconnect_db_config(MomClient *client, int32_t db, int32_t type) {
-    const Caller caller = TREL_CAP_CALLER;
-    if (is_null(caller, "client", client)) {
+    if (is_null(TREL_CAP_CALLER, "client", client)) {
         return TREL_CAP_E_ARGUMENT;
     }
     g_trel_cap_config_reconnect = 1;
     TREL_CAP_LOG(kError, "con change and all db reconnected, db %d, type %d", db, type);
     trel_cap_fe_ready_clear_all_validated_flag();
     if (trel_cap_sub(client) != 0) {
-        return repeat_failed(caller, [=] { return trel_cap_sub(client); });
+        return repeat_failed(TREL_CAP_CALLER, [=] { return trel_cap_sub(client); });
     }
     g_trel_cap_config_reconnect = 0;
     return TREL_CAP_OK;

@@ -2,7 +2,7 @@
 
 namespace trel_cap {
 
-HashResult fetch_record(Caller caller, MomClient *global, const char *url, const ProtobufCMessage &request) {
+HashResult fetch_record(const Caller &caller, MomClient *global, const char *url, const ProtobufCMessage &request) {
     HashResult result(ox_mom_hgetall_sync(global, TREL_CAP_DB_CAPABILITIES, &request));
     if (result == nullptr) {
         TREL_CAP_LOG_AS(caller, kError, "url %s, result NULL", url);

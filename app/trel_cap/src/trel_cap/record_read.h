@@ -48,7 +48,7 @@ struct HashResultFree {
 using HashResult = std::unique_ptr<MomHashResult, HashResultFree>;
 
 /* Asks the store for the record of a request; url is for messages. A failure is logged, and the result then empty. */
-HashResult fetch_record(Caller caller, MomClient *global, const char *url, const ProtobufCMessage &request);
+HashResult fetch_record(const Caller &caller, MomClient *global, const char *url, const ProtobufCMessage &request);
 
 inline bool has_field(const MomHashResult &result, int32_t field) {
     for (uint32_t i = 0; i < result.n_field_ids; i++) {

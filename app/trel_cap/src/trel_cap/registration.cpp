@@ -63,7 +63,7 @@ bool append(CallbackList &list, const Request &request) {
 }
 
 /* thread_flag is the flag word of the calling thread. */
-int32_t register_callback(Caller caller, CallbackList &list, uint32_t &thread_flag, const Request &request) {
+int32_t register_callback(const Caller &caller, CallbackList &list, uint32_t &thread_flag, const Request &request) {
     if (is_null(caller, "reg_name", request.name) || is_null(caller, "callback_handle", request.callback)) {
         return TREL_CAP_E_ARGUMENT;
     }

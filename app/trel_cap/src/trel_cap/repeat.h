@@ -11,13 +11,13 @@ namespace trel_cap {
  * through, and once more for the result, which may then be a success.
  */
 template <typename Operation>
-int32_t repeat_failed(Caller caller, Operation operation) {
-    TREL_CAP_LOG_AS(caller, kError, "failed,rv %d", operation());
+int32_t repeat_failed(const Caller &caller, Operation operation) {
+    TREL_CAP_LOG_AT_CALLER(caller, kError, "failed,rv %d", operation());
     return operation();
 }
 
 template <typename Operation>
-int32_t repeat_on_failure(Caller caller, Operation operation) {
+int32_t repeat_on_failure(const Caller &caller, Operation operation) {
     return operation() == 0 ? 0 : repeat_failed(caller, operation);
 }
 

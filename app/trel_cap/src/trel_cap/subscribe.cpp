@@ -67,8 +67,7 @@ constexpr Step kSteps[] = {
 }  // namespace
 
 int32_t trel_cap_sub(MomClient *global) {
-    const Caller caller = TREL_CAP_CALLER;
-    if (is_null(caller, "global", global)) {
+    if (is_null(TREL_CAP_CALLER, "global", global)) {
         return TREL_CAP_E_ARGUMENT;
     }
     const Flags wanted{g_trel_cap_flag, g_trel_fab_cm_cap_flag, g_trel_hps_cap_flag, g_trel_lc_and_hps_cap_flag};
@@ -78,7 +77,7 @@ int32_t trel_cap_sub(MomClient *global) {
         }
         const auto attempt = [&] { return step.subscribe(global, step.db, step.processor); };
         if (attempt() != 0) {
-            return repeat_failed(caller, attempt);
+            return repeat_failed(TREL_CAP_CALLER, attempt);
         }
     }
     return TREL_CAP_OK;

@@ -40,8 +40,7 @@ int32_t trel_cap_dbg_dump_status() {
 }
 
 int32_t trel_cap_calc_node_list_mem(CapNode *pos, void *param) {
-    const Caller caller = TREL_CAP_CALLER;
-    if (is_null(caller, "pos", pos) || is_null(caller, "param", param)) {
+    if (is_null(TREL_CAP_CALLER, "pos", pos) || is_null(TREL_CAP_CALLER, "param", param)) {
         return TREL_CAP_E_ARGUMENT;
     }
     *static_cast<size_t *>(param) += kNodeBytes;

@@ -59,8 +59,7 @@ int32_t trel_cap_zlog_init(const char *app_name) {
     apply_level_file("trel_cap_dbg.txt");
     apply_level_file(app_name);
 
-    const Caller level_init{TREL_CAP_SOURCE_PATH, "trel_cap_log_level_init"};
-    TREL_CAP_LOG_AS(level_init, kDetail, "g_trel_cap_zlog_level: %d", log_level());
+    TREL_CAP_LOG_AS(TREL_CAP_CALLER_AS("trel_cap_log_level_init"), kDetail, "g_trel_cap_zlog_level: %d", log_level());
 
     void *const category = ox_zlog_init("trel_cap");
     set_log_category(category);
@@ -79,8 +78,7 @@ int32_t trel_cap_zlog_init(const char *app_name) {
 extern "C" [[gnu::visibility("default")]] int32_t log_level_with_status(int32_t level) __asm__("trel_cap_log_level");
 
 int32_t log_level_with_status(int32_t level) {
-    const Caller caller{TREL_CAP_SOURCE_PATH, "trel_cap_log_level"};
     set_log_level(level);
-    TREL_CAP_LOG_AS(caller, kDetail, "set debug level %d", level);
+    TREL_CAP_LOG_AS(TREL_CAP_CALLER_AS("trel_cap_log_level"), kDetail, "set debug level %d", level);
     return TREL_CAP_OK;
 }

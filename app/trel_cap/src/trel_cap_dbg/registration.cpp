@@ -54,8 +54,7 @@ void register_commands(const char *module) {
 }  // namespace
 
 int32_t trel_cap_quib_init(MomClient *global, const char *app_name) {
-    const Caller caller = TREL_CAP_CALLER;
-    if (is_null(caller, "global", global) || is_null(caller, "app_name", app_name)) {
+    if (is_null(TREL_CAP_CALLER, "global", global) || is_null(TREL_CAP_CALLER, "app_name", app_name)) {
         return TREL_CAP_E_ARGUMENT;
     }
     char module[kModuleNameSize];

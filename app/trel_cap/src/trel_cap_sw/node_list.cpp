@@ -111,7 +111,7 @@ CapNode *find(int32_t node, Condition condition) {
 }
 
 template <typename Condition>
-CapNode *search(Caller caller, int32_t node, Condition condition) {
+CapNode *search(const Caller &caller, int32_t node, Condition condition) {
     CapNode *const found = find(node, condition);
     if (found != nullptr) {
         TREL_CAP_LOG_AS(caller, kNotice, "node:0x%x, config_dev_type:%d, ready:%d\r\n", found->record.node,
