@@ -1,7 +1,9 @@
 // Walking the node list, and printing it.
 
+#include <csetjmp>
 #include <fcntl.h>
 #include <functional>
+#include <stdexcept>
 #include <unistd.h>
 
 #include "nodes.h"
@@ -173,6 +175,120 @@ TEST_F(Walking, PassesOverWhatAWalkWithinItDeletes) {
     });
     EXPECT_THAT(visited, ElementsAre(1, 5));
     EXPECT_THAT(listed_nodes(), ElementsAre(1, 5));
+}
+
+// A visitor may leave its walk for good, again and again.
+class LeftWalk : public Walking {
+protected:
+    static constexpr int kTimes = 100;
+    std::jmp_buf way_out;
+
+    // Both leave at the second entry.
+    void leave_by_exception() {
+        EXPECT_THROW(walk([](const CapNode *pos) -> int32_t {
+                         return pos->record.node == 2 ? throw std::runtime_error("left") : 0;
+                     }),
+                     std::runtime_error);
+    }
+    void leave_by_jump() {
+        at_each = [this](const CapNode *pos) {
+            if (pos->record.node == 2) {
+                std::longjmp(way_out, 1);
+            }
+            return 0;
+        };
+        visited.reserve(8);  // a jump over a vector that grows would lose its memory
+        if (setjmp(way_out) == 0) {
+            walk();
+            ADD_FAILURE() << "came back";
+        }
+    }
+    // A walk that comes to its end, whatever happens within its visits. Whom it has seen.
+    static std::vector<int32_t> walk_around(const std::function<void(const CapNode *)> &within) {
+        std::pair<const std::function<void(const CapNode *)> &, std::vector<int32_t>> argument(within, {});
+        trel_cap_sw_node_walk_cur(
+            [](CapNode *pos, void *param) {
+                auto &[visit, seen] = *static_cast<decltype(argument) *>(param);
+                seen.push_back(pos->record.node);
+                visit(pos);
+                return 0;
+            },
+            &argument);
+        return argument.second;
+    }
+    // Deletes right after the walk was left, while its frame is as it was.
+    template <class Leave>
+    void leave_and_delete(Leave leave) {
+        const auto added = add_nodes({node_record(3), node_record(5)});
+        leave();
+        leave();
+        EXPECT_EQ(trel_cap_sw_node_del(3, 0), 0);
+        EXPECT_EQ(trel_cap_sw_node_search(5), added[1]);
+        EXPECT_EQ(trel_cap_sw_node_del(5, 0), 0);
+        EXPECT_THAT(listed_nodes(), ElementsAre(1, 2, 4));
+    }
+};
+
+TEST_F(LeftWalk, ByAnExceptionMeansNothingToTheList) {
+    add_nodes({node_record(1), node_record(2), node_record(4)});
+    for (int i = 0; i < kTimes; ++i) {
+        leave_and_delete([this] { leave_by_exception(); });
+    }
+    walk([](CapNode *) { return 0; });
+    EXPECT_THAT(visited, ElementsAre(1, 2, 4));
+}
+
+TEST_F(LeftWalk, ByAJumpMeansNothingToTheList) {
+    add_nodes({node_record(1), node_record(2), node_record(4)});
+    for (int i = 0; i < kTimes; ++i) {
+        leave_and_delete([this] { leave_by_jump(); });
+    }
+    walk([](CapNode *) { return 0; });
+    EXPECT_THAT(visited, ElementsAre(1, 2, 4));
+}
+
+// The walk around them still knows what is deleted within it.
+TEST_F(LeftWalk, WithinAWalkLeavesThatAsItIs) {
+    add_nodes({node_record(1), node_record(2), node_record(3), node_record(4), node_record(5)});
+    const auto seen = walk_around([this](const CapNode *pos) {
+        leave_by_exception();
+        leave_by_jump();
+        if (pos->record.node == 2) {
+            trel_cap_sw_node_del(3, 0);
+        }
+    });
+    EXPECT_THAT(seen, ElementsAre(1, 2, 4, 5));
+}
+
+// More of them within one visit than a thread keeps in mind: what is deleted then ends the walk, no more.
+TEST_F(LeftWalk, AnyNumberOfTimesWithinAVisitIsSafe) {
+    for (const bool deletes : {false, true}) {
+        add_nodes({node_record(1), node_record(2), node_record(3), node_record(4)});
+        const auto seen = walk_around([&](const CapNode *pos) {
+            for (int i = 0; pos->record.node == 2 && i < kTimes; ++i) {
+                leave_by_jump();
+            }
+            if (pos->record.node == 2 && deletes) {
+                trel_cap_sw_node_del(3, 0);
+            }
+        });
+        EXPECT_EQ(seen, deletes ? std::vector({1, 2}) : std::vector({1, 2, 3, 4}));
+        delete_all_nodes();
+    }
+}
+
+// A walk in each visit of a walk, so deep that the outermost is long out of mind.
+TEST_F(LeftWalk, NotAtAllIsWhatANestIsToo) {
+    add_nodes({node_record(1), node_record(2), node_record(3)});
+    int depth = 0;
+    walk([&](const CapNode *pos) {
+        if (pos->record.node == 1 && depth < kTimes) {
+            ++depth;
+            trel_cap_sw_node_walk_cur(visit, this);
+        }
+        return 0;
+    });
+    EXPECT_EQ(visited.size(), 3U * (kTimes + 1));
 }
 
 class PrintingNodes : public NodeListTest {

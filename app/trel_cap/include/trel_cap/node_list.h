@@ -1,12 +1,18 @@
 /*
  * node_list.h - the card nodes that the calling thread has heard of.
  *
- * Each thread has a list of its own, filled by the processors of store messages (processors.h). It is kept in ascending
- * order of node, compared as signed; nodes of the same number stay in the order in which they were added. Nothing keeps
- * a node from being listed twice: search before adding.
+ * Each thread has a list of its own, filled by the processors of store messages (processors.h). Nodes are added in
+ * ascending order of node, compared as signed; nodes of the same number stay in the order in which they were added.
+ * Nothing keeps a node from being listed twice: search before adding.
  *
- * The list owns its entries. An entry is valid until it is deleted; writing to its record in place is allowed, except
- * to `node`, which the order depends on.
+ * The list owns its entries. An entry is valid until it is deleted, and its record may be written to in place. A program
+ * may link entries of its own, and unlink those again; the others are unlinked by trel_cap_sw_node_del() only, which
+ * gives back what trel_cap_sw_node_init() has allocated.
+ *
+ * Up to 64 entries the list is searched from its first entry to its last, in whatever order they stand. In a longer one
+ * that is out of order, because of a `node` that was written to or of an entry that a program has linked, each entry is
+ * found as well; but of several with the same number perhaps not the first, and a node may be judged by only those of
+ * its entries that stand side by side, until a search that finds nothing has walked over the list and seen its order.
  */
 #ifndef TREL_CAP_NODE_LIST_H
 #define TREL_CAP_NODE_LIST_H
@@ -74,7 +80,9 @@ int32_t trel_cap_sw_node_del(int32_t node, int32_t config_dev_type);
 /*
  * Calls the visitor with each entry in turn, until it returns something other than 0. It may delete the entry that it
  * is given, and, through this library, any other; an entry that it adds is visited when it comes later in the order
- * than the one that follows. A NULL visitor is ignored.
+ * than the one that follows. It may walk again, and may leave the walk by an exception or by longjmp(). Only when more
+ * than fifteen walks have been begun within one visit and not ended, and the entry that follows was deleted in that
+ * visit, the walk ends with it. A NULL visitor is ignored.
  */
 void trel_cap_sw_node_walk_cur(CapNodeVisitor visitor, void *argument);
 

@@ -1,9 +1,11 @@
 #include "trel_cap/node_list.h"
 
 #include <atomic>
+#include <new>
 
 #include "log/arguments.h"
-#include "node_lanes.h"
+#include "node_index.h"
+#include "node_links.h"
 #include "node_walk.h"
 
 using namespace trel_cap;
@@ -13,34 +15,14 @@ static_assert(sizeof(void *) != 8 || (sizeof(CapNodeRecord) == 32 && sizeof(CapN
 
 __thread CapNodeList cap_nodes_list;
 
+[[gnu::noinline]] CapNodeList &trel_cap::this_threads_list() { return cap_nodes_list; }
+
 namespace {
 
 /* The one flag of the process, although each thread has a head of its own. */
 std::atomic<bool> list_is_initialised;
 
-/* Out of line, or loops ask for the address of the thread's variable anew at every entry. */
-[[gnu::noinline]] CapNodeList &this_threads_list() { return cap_nodes_list; }
-
-/* What ends the list in either direction: the head, in a node's clothes. Only ever compared, never looked into. */
-CapNode *end_of(const CapNodeList &list) { return reinterpret_cast<CapNode *>(const_cast<CapNodeList *>(&list)); }
-
 void make_empty(CapNodeList &list) { list.next = list.prev = end_of(list); }
-
-/* Makes an empty list of a head that is all zero. */
-void link_head(CapNodeList &list) {
-    if (list.next == nullptr) {
-        make_empty(list);
-    }
-}
-
-CapNode *first_of(const CapNodeList &list) { return list.next != nullptr ? list.next : end_of(list); }
-
-/* A neighbour's link, which is the head's at either end. */
-CapNode *&next_of(CapNodeList &list, CapNode *node) { return node == end_of(list) ? list.next : node->next; }
-
-CapNode *&prev_of(CapNodeList &list, CapNode *node) { return node == end_of(list) ? list.prev : node->prev; }
-
-bool is_empty(const CapNodeList &list) { return first_of(list) == end_of(list); }
 
 /* The entry, or the head, behind which a new entry of this number goes. `from` is not behind that place. */
 CapNode *place_of(CapNodeList &list, CapNode *from, int32_t node) {
@@ -51,7 +33,8 @@ CapNode *place_of(CapNodeList &list, CapNode *from, int32_t node) {
     return pos;
 }
 
-void insert_behind(CapNodeList &list, CapNode *pos, CapNode *added) {
+void insert(CapNodeList &list, CapNode *from, CapNode *added) {
+    CapNode *const pos = place_of(list, from, added->record.node);
     CapNode *const following = next_of(list, pos);
     added->prev = pos;
     added->next = following;
@@ -59,55 +42,74 @@ void insert_behind(CapNodeList &list, CapNode *pos, CapNode *added) {
     prev_of(list, following) = added;
 }
 
-/* Lanes lead over the list of the thread only, not over one that a caller has made. */
-void add_to_own_list(CapNode *added) {
-    CapNodeList &list = this_threads_list();
+/* The index is of the thread's own list only, not of one that a caller has made. */
+void insert_into_own(CapNodeList &list, CapNode *added) {
     if (is_empty(list)) {
-        clear_lanes();  // the head is exported: whoever emptied the list may not have gone through this file
+        clear_index();
     }
-    link_head(list);
-    CapNode *const from = lane_entry_up_to(added->record.node);
-    insert_behind(list, place_of(list, from != nullptr ? from : end_of(list), added->record.node), added);
-    add_to_lanes(added);
+    CapNode *const below = last_below(list, added->record.node);
+    insert(list, below != nullptr ? below : end_of(list), added);
+    add_to_index(added);
 }
-
-/* A walk under way. A visitor may run the client's loop, and with it delete any entry or walk again. */
-struct Walk {
-    CapNode *next;
-    Walk *outer;
-};
-__thread Walk *innermost_walk;
 
 void remove(CapNodeList &list, CapNode *node) {
-    for (Walk *walk = innermost_walk; walk != nullptr; walk = walk->outer) {
-        if (walk->next == node) {
-            walk->next = node->next;
-        }
-    }
+    let_walks_pass(node);
     next_of(list, node->prev) = node->next;
     prev_of(list, node->next) = node->prev;
-    remove_from_lanes(node);
-    free_entry(node);
+    remove_from_index(node);
+    delete node;
 }
 
-/* The first entry of a node for which the condition holds as well. */
+/* The first entry of a node for which the condition holds; whether the node was met with at all. */
+struct Found {
+    CapNode *entry;
+    bool is_listed;
+};
+
 template <typename Condition>
-CapNode *find(int32_t node, Condition condition) {
-    const CapNodeList &list = this_threads_list();
-    if (is_empty(list)) {
-        return nullptr;
+Found find_by_index(CapNodeList &list, int32_t node, Condition condition) {
+    CapNode *const below = is_empty(list) ? nullptr : last_below(list, node);
+    if (below == nullptr) {
+        return {nullptr, false};
     }
-    CapNode *const below = lane_entry_below(node);
-    CapNode *pos = below != nullptr ? below->next : list.next;
-    while (pos != end_of(list) && pos->record.node < node) {
-        pos = pos->next;
-    }
+    CapNode *const first = next_of(list, below);
+    CapNode *pos = first;
     for (; pos != end_of(list) && pos->record.node == node; pos = pos->next) {
         if (condition(pos)) {
-            return pos;
+            return {pos, true};
         }
     }
-    return nullptr;
+    return {nullptr, pos != first};
+}
+
+template <typename Condition>
+CapNode *find_by_walk(const CapNodeList &list, int32_t node, Condition condition) {
+    bool is_in_order = true;
+    int32_t last = INT32_MIN;
+    CapNode *pos = first_of(list);
+    for (; pos != end_of(list); pos = pos->next) {
+        const int32_t number = pos->record.node;
+        if (number < last) [[unlikely]] {
+            is_in_order = false;
+        }
+        last = number;
+        if (number == node && condition(pos)) {
+            break;
+        }
+    }
+    const bool was_found = pos != end_of(list);
+    if (!was_found || !is_in_order) {
+        note_order(is_in_order);
+    }
+    return was_found ? pos : nullptr;
+}
+
+/* That there is none, only a walk can tell: where an entry whose number was changed stands, the index does not know. */
+template <typename Condition>
+CapNode *find(int32_t node, Condition condition) {
+    CapNodeList &list = this_threads_list();
+    const Found found = find_by_index(list, node, condition);
+    return found.entry != nullptr ? found.entry : find_by_walk(list, node, condition);
 }
 
 template <typename Condition>
@@ -125,6 +127,7 @@ CapNode *search(const Caller &caller, int32_t node, Condition condition) {
 int32_t trel_cap_sw_init() {
     if (!list_is_initialised.exchange(true, std::memory_order_relaxed)) {
         make_empty(cap_nodes_list);
+        clear_index();
     }
     return TREL_CAP_OK;
 }
@@ -134,18 +137,20 @@ CapNode *trel_cap_sw_node_init(CapNodeRecord record, CapNodeList *list) {
         return nullptr;
     }
     TREL_CAP_LOG(kNotice, "enter");
-    CapNode *const added = allocate_entry(record);
+    auto *const added = new (std::nothrow) CapNode{nullptr, nullptr, record};
     if (added == nullptr) {
         TREL_CAP_LOG(kError, "new_node malloc failed");
         return nullptr;
     }
     trel_cap_sw_dump_node(record);
 
+    if (list->next == nullptr) {
+        make_empty(*list);
+    }
     if (list == &this_threads_list()) {
-        add_to_own_list(added);
+        insert_into_own(*list, added);
     } else {
-        link_head(*list);
-        insert_behind(*list, place_of(*list, end_of(*list), record.node), added);
+        insert(*list, end_of(*list), added);
     }
     TREL_CAP_LOG(kNotice, "leave");
     return added;
@@ -176,28 +181,10 @@ int32_t trel_cap_sw_node_del(int32_t node, int32_t config_dev_type) {
     return TREL_CAP_OK;
 }
 
-void trel_cap_sw_node_walk_cur(CapNodeVisitor visitor, void *argument) {
-    if (visitor == nullptr) {
-        return;
-    }
-    const CapNodeList &list = this_threads_list();
-    Walk walk{nullptr, innermost_walk};
-    innermost_walk = &walk;
-    for (CapNode *pos = first_of(list); pos != end_of(list); pos = walk.next) {
-        walk.next = pos->next;
-        if (dumps_are_noticed()) [[unlikely]] {
-            trel_cap_sw_dump_node(pos->record);
-        }
-        if (visitor(pos, argument) != 0) {
-            break;
-        }
-    }
-    innermost_walk = walk.outer;
-}
-
-extern "C" [[gnu::alias("trel_cap_sw_node_walk_cur")]] void trel_cap_own_node_walk_cur(CapNodeVisitor visitor,
-                                                                                       void *argument);
-
 void trel_cap::visit_node(int32_t node, CapNodeVisitor visitor, void *argument) {
-    find(node, [=](CapNode *pos) { return visitor(pos, argument) != 0; });
+    CapNodeList &list = this_threads_list();
+    const auto visit = [=](CapNode *pos) { return visitor(pos, argument) != 0; };
+    if (!find_by_index(list, node, visit).is_listed) {
+        find_by_walk(list, node, visit);
+    }
 }

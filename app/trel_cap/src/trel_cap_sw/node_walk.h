@@ -1,4 +1,4 @@
-// Walking the node list by less than all of it.
+// Walking the node list, by all of it or less.
 #ifndef TREL_CAP_NODE_WALK_H
 #define TREL_CAP_NODE_WALK_H
 
@@ -25,6 +25,9 @@ inline bool walks_are_noticed() {
 
 /* Calls the visitor with the entries of one node only, until it returns something other than 0. It deletes none. */
 void visit_node(int32_t node, CapNodeVisitor visitor, void *argument);
+
+/* The entry is about to be deleted: walks under way that would go on with it go on with the one behind it. */
+void let_walks_pass(const CapNode *entry);
 
 }  // namespace trel_cap
 
