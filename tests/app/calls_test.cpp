@@ -216,6 +216,34 @@ TEST_F(Link, ThatCannotBeReadAtStartUpLeadsToTheLevelFileOfApp) {
     EXPECT_EQ(script.zlog_init_name, "app");
 }
 
+// The mark that the system puts behind the name of a file that is no longer there.
+class MarkedLink : public Link {
+protected:
+    std::string level_file_after_start(const std::string &link) {
+        script.link_length = static_cast<ssize_t>(link.size());
+        script.link_text = link;
+        EXPECT_EQ(trel_cap_init(client, "router"), 0);
+        script.link_length.reset();
+        return script.zlog_init_name;
+    }
+};
+
+TEST_F(MarkedLink, IsTheNameAsItIs) { EXPECT_EQ(name(1, 26, "/usr/bin/router2 (deleted)"), "router2 (deleted)"); }
+
+TEST_F(MarkedLink, LeadsToTheLevelFileOfTheProgram) {
+    EXPECT_EQ(level_file_after_start("/no/such/directory/router (deleted)"), "router");
+    EXPECT_EQ(script.links_read, 2);
+}
+
+TEST_F(MarkedLink, OfAnotherKindStays) {
+    EXPECT_EQ(level_file_after_start("/no/such/directory/router (renamed)"), "router (renamed)");
+}
+
+TEST_F(MarkedLink, IsNotLookedForInANameOfTheProgramsOwn) {
+    script.app_name = "mine (deleted)";
+    EXPECT_EQ(level_file_after_start("/no/such/directory/router (deleted)"), "mine (deleted)");
+}
+
 // A message that is not let out is not put together either.
 class ClosedLog : public Calls {
 protected:

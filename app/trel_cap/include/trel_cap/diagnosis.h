@@ -17,7 +17,8 @@
 TREL_CAP_BEGIN_DECLS
 
 /*
- * Registers the module trel_cap_<app_name>, its name cut to 126 bytes, with these commands:
+ * Registers the module trel_cap_<app_name>, its name cut to 126 bytes, with the commands below. trel_cap_init() passes
+ * the name of the executable, which stays the same when its file is replaced or removed (trel_cap_get_app_name()).
  *
  * log-level %d                     trel_cap_log_level(), init.h
  * dump_status

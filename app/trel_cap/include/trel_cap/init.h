@@ -35,6 +35,10 @@ int32_t trel_cap_init(MomClient *global, const char *reg_name);
 /*
  * Writes the base name of process pid's executable into dst, cut to size - 1 bytes and terminated; "app" when it cannot
  * be read, with the reason on standard error. Returns dst. size is at least 1. A NULL dst is logged and returned.
+ *
+ * It is the name as the system has it: behind that of a file that was replaced or removed stands " (deleted)". The
+ * library's own level file, console module and collection go by the name without it, so that to an operator a program
+ * that was upgraded in place is the same one still.
  */
 char *trel_cap_get_app_name(pid_t pid, char *dst, size_t size);
 

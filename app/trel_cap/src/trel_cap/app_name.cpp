@@ -1,14 +1,23 @@
+#include "app_name.h"
+
+#include <climits>
 #include <unistd.h>
 
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 #include "log/arguments.h"
 #include "trel_cap/init.h"
 
+using namespace trel_cap;
+
 namespace {
 
 constexpr size_t kPathSize = 128;
+
+/* The system's mark in the link to a file that is no longer there. */
+constexpr std::string_view kDeleted = " (deleted)";
 
 /* Cuts what is too long, deliberately; a size of 0 leaves dst alone. */
 char *copy_name(char *dst, size_t size, const char *name) {
@@ -16,10 +25,23 @@ char *copy_name(char *dst, size_t size, const char *name) {
     return dst;
 }
 
+/* What trel_cap_get_app_name() makes of a link. */
+std::string_view name_in(std::string_view link) {
+    link = link.substr(0, kPathSize - 1);
+    return link.substr(link.rfind('/') + 1);
+}
+
+/* The link without the mark; empty when it has none, or a file is really called that. */
+std::string_view unmarked(const char *link) {
+    const std::string_view text = link;
+    return text.ends_with(kDeleted) && access(link, F_OK) != 0 ? text.substr(0, text.size() - kDeleted.size())
+                                                               : std::string_view();
+}
+
 }  // namespace
 
 char *trel_cap_get_app_name(pid_t pid, char *dst, size_t size) {
-    if (trel_cap::is_null(TREL_CAP_CALLER, "dst", dst)) {
+    if (is_null(TREL_CAP_CALLER, "dst", dst)) {
         return dst;
     }
     memset(dst, 0, size);
@@ -40,4 +62,23 @@ char *trel_cap_get_app_name(pid_t pid, char *dst, size_t size) {
 
     const char *const slash = strrchr(link, '/');
     return copy_name(dst, size, slash != nullptr ? slash + 1 : link);
+}
+
+AppName trel_cap::own_app_name() {
+    AppName name{};
+    trel_cap_get_app_name(getpid(), name.data(), name.size());
+    if (strchr(name.data(), kDeleted.front()) == nullptr) [[likely]] {
+        return name;
+    }
+    char link[PATH_MAX + kDeleted.size()] = {};
+    if (readlink("/proc/self/exe", link, sizeof link - 1) < 0) {
+        return name;
+    }
+    // Of a long path the name may have the mark in part. One that comes from elsewhere is left alone.
+    const std::string_view plain = unmarked(link);
+    if (!plain.empty() && name_in(link) == name.data()) {
+        name = {};
+        name_in(plain).copy(name.data(), name.size() - 1);
+    }
+    return name;
 }

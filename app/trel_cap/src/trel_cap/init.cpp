@@ -43,8 +43,7 @@ int32_t trel_cap_init(MomClient *global, const char *reg_name) {
         TREL_CAP_LOG(kError, "muli_thread");
     }
 
-    AppName app_name{};
-    start_thread_logging(app_name);
+    const AppName app_name = start_thread_logging();
     TREL_CAP_LOG(kProgress, "enter");
     trel_cap_sw_init();
 

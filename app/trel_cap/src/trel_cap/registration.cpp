@@ -67,8 +67,7 @@ int32_t register_callback(const Caller &caller, CallbackList &list, uint32_t &th
     if (is_null(caller, "reg_name", request.name) || is_null(caller, "callback_handle", request.callback)) {
         return TREL_CAP_E_ARGUMENT;
     }
-    AppName app_name{};
-    start_thread_logging(app_name);
+    start_thread_logging();
     TREL_CAP_LOG_AS(caller, kDetail, "reg_name:%s, callback_handle:%p, flag %d", request.name,
                     reinterpret_cast<void *>(request.callback), request.flag);
     thread_flag = list.has_masks ? thread_flag | request.flag : request.flag;

@@ -1,17 +1,16 @@
 #include "thread_logging.h"
 
-#include <unistd.h>
-
 #include "trel_cap/init.h"
 
 namespace trel_cap {
 
-void start_thread_logging(AppName &app_name) {
-    trel_cap_get_app_name(getpid(), app_name.data(), app_name.size());
+AppName start_thread_logging() {
+    const AppName app_name = own_app_name();
     if (trel_cap_dbg_inited == 0) {
         trel_cap_zlog_init(app_name.data());
         trel_cap_dbg_inited = 1;
     }
+    return app_name;
 }
 
 }  // namespace trel_cap

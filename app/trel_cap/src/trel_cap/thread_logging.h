@@ -2,14 +2,12 @@
 #ifndef TREL_CAP_THREAD_LOGGING_H
 #define TREL_CAP_THREAD_LOGGING_H
 
-#include <array>
+#include "app_name.h"
 
 namespace trel_cap {
 
-using AppName = std::array<char, 128>;
-
-/* Fills in the name of this process's application, and initialises logging with it on the thread's first call. */
-void start_thread_logging(AppName &app_name);
+/* Answers the name of this process's application, and initialises logging with it on the thread's first call. */
+AppName start_thread_logging();
 
 }  // namespace trel_cap
 

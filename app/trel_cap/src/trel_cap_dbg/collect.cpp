@@ -5,13 +5,12 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "trel_cap/app_name.h"
 #include "trel_cap/diagnosis.h"
-#include "trel_cap/init.h"
 
 namespace {
 
 constexpr char kDirectory[] = "/data/collect";
-constexpr size_t kNameSize = 128;
 constexpr size_t kPathSize = 288;
 constexpr size_t kCommandSize = 128;
 constexpr size_t kOpenPathSize = 128;
@@ -27,10 +26,8 @@ __thread int collection_file;
  * where someone has made the inner one too; everywhere else the operator sees the dump. It is to stay that way.
  */
 void format_open_path(char (&open_path)[kOpenPathSize]) {
-    char app_name[kNameSize] = {};
     char file_path[kPathSize] = {};
-    trel_cap_get_app_name(getpid(), app_name, sizeof app_name);
-    snprintf(file_path, sizeof file_path, "%s/trel_cap_%s.log", kDirectory, app_name);
+    snprintf(file_path, sizeof file_path, "%s/trel_cap_%s.log", kDirectory, trel_cap::own_app_name().data());
     snprintf(open_path, sizeof open_path, "%s/%.*s", kDirectory, kOpenPathRest, file_path);
 }
 
