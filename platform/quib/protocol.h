@@ -5,8 +5,8 @@
 // splits it into words, finds the command, and answers line by line, in order, with frames: a byte for the kind, four
 // bytes for the length of what follows (least significant first), and that.
 //
-// The module knows these words itself: `help` lists the commands with their arguments, `help COMMAND` shows one; `store`
-// shows how the program stands with its store, unless it has a command of that name;
+// The module knows these words itself: `help` lists the commands with their arguments, `help COMMAND` shows one;
+// `store` shows how the program stands with its store, unless it has a command of that name;
 // `.commands` is for completion and prints a line for each: its name, a tab, its argument format. An empty line is
 // answered by its exit code alone, 0.
 //

@@ -5,9 +5,9 @@
  * ascending order of node, compared as signed; nodes of the same number stay in the order in which they were added.
  * Nothing keeps a node from being listed twice: search before adding.
  *
- * The list owns its entries. An entry is valid until it is deleted, and its record may be written to in place. A program
- * may link entries of its own, and unlink those again; the others are unlinked by trel_cap_sw_node_del() only, which
- * gives back what trel_cap_sw_node_init() has allocated.
+ * The list owns its entries. An entry is valid until it is deleted, and its record may be written to in place. A
+ * program may link entries of its own, and unlink those again; the others are unlinked by trel_cap_sw_node_del() only,
+ * which gives back what trel_cap_sw_node_init() has allocated.
  *
  * Up to 64 entries the list is searched from its first entry to its last, in whatever order they stand. In a longer one
  * that is out of order, because of a `node` that was written to or of an entry that a program has linked, each entry is
