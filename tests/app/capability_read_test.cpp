@@ -4,6 +4,7 @@
 
 #include "allocations.h"
 #include "library_test.h"
+#include "parameter_name.h"
 #include "thread_stack.h"
 
 namespace trel_cap_tests {
@@ -62,8 +63,6 @@ const Getter kGetters[] = {
     INT32_GETTER(trel_cap_ce_get_cm_g_cap_int32, cap_cm_table),
 };
 
-std::string name_of(const ::testing::TestParamInfo<Getter> &getter) { return getter.param.name; }
-
 class CapabilityRead : public LibraryTest, public ::testing::WithParamInterface<Getter> {
 protected:
     static constexpr int32_t kHeld = 0x2a;
@@ -93,7 +92,7 @@ protected:
     Call request(const std::string &wanted) const { return call::hgetall_sync(client, 28, table(wanted)); }
 };
 
-INSTANTIATE_TEST_SUITE_P(Getters, CapabilityRead, ::testing::ValuesIn(kGetters), name_of);
+INSTANTIATE_TEST_SUITE_P(Getters, CapabilityRead, ::testing::ValuesIn(kGetters), test_support::name_of);
 
 TEST_P(CapabilityRead, YieldsTheValueOfTheRecord) {
     platform.hgetall_sync.always(HashAnswer::found(holding(1, url), {5, getter.field}));

@@ -2,6 +2,7 @@
 
 #include "allocations.h"
 #include "library_test.h"
+#include "parameter_name.h"
 #include "thread_stack.h"
 
 namespace trel_cap_tests {
@@ -54,8 +55,6 @@ const Subscriber kSubscribers[] = {
     SHORT(cm_g_cap, int32, cm_g_cap, cap_cm_table, 7),
 };
 
-std::string name_of(const ::testing::TestParamInfo<Subscriber> &subscriber) { return subscriber.param.name; }
-
 class CapabilitySubscribe : public LibraryTest, public ::testing::WithParamInterface<Subscriber> {
 protected:
     const Subscriber &subscriber = GetParam();
@@ -86,7 +85,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Subscribers, CapabilitySubscribe, ::testing::ValuesIn(kSubscribers), name_of);
+INSTANTIATE_TEST_SUITE_P(Subscribers, CapabilitySubscribe, ::testing::ValuesIn(kSubscribers), test_support::name_of);
 
 TEST_P(CapabilitySubscribe, HandsTheCallbackToTheClient) {
     for (void *const arg : args()) {

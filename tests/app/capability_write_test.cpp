@@ -2,6 +2,7 @@
 
 #include "allocations.h"
 #include "library_test.h"
+#include "parameter_name.h"
 #include "thread_stack.h"
 
 namespace trel_cap_tests {
@@ -21,8 +22,6 @@ const Setter kSetters[] = {
     {"trel_cap_ce_set_g_cap_state", trel_cap_ce_set_g_cap_state, 22, " state ", false},
 };
 
-std::string name_of(const ::testing::TestParamInfo<Setter> &setter) { return setter.param.name; }
-
 class CapabilityWrite : public LibraryTest, public ::testing::WithParamInterface<Setter> {
 protected:
     const Setter &setter = GetParam();
@@ -40,7 +39,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Setters, CapabilityWrite, ::testing::ValuesIn(kSetters), name_of);
+INSTANTIATE_TEST_SUITE_P(Setters, CapabilityWrite, ::testing::ValuesIn(kSetters), test_support::name_of);
 
 TEST_P(CapabilityWrite, WritesTheOneField) {
     for (const int32_t value : {1, 0, 5, -3, INT32_MAX, INT32_MIN}) {

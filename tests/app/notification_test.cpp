@@ -6,6 +6,7 @@
 
 #include "allocations.h"
 #include "library_test.h"
+#include "parameter_name.h"
 
 namespace trel_cap_tests {
 namespace {
@@ -43,8 +44,6 @@ const Reader kReaders[] = {
          return call_reader(trel_cap_ce_get_g_cap_int32_by_pmsg, msg, size, url, value, length);
      }},
 };
-
-std::string name_of(const ::testing::TestParamInfo<Reader> &reader) { return reader.param.name; }
 
 class Notification : public LibraryTest, public ::testing::WithParamInterface<Reader> {
 protected:
@@ -85,7 +84,7 @@ protected:
     Log detail(const std::string &message) const { return {40, reader.name, message}; }
 };
 
-INSTANTIATE_TEST_SUITE_P(Readers, Notification, ::testing::ValuesIn(kReaders), name_of);
+INSTANTIATE_TEST_SUITE_P(Readers, Notification, ::testing::ValuesIn(kReaders), test_support::name_of);
 
 TEST_P(Notification, TellsTheUrlItsLengthAndTheValue) {
     at_every_log_level([this] {

@@ -2,6 +2,7 @@
 
 #include "allocations.h"
 #include "library_test.h"
+#include "parameter_name.h"
 #include "thread_stack.h"
 
 namespace trel_cap_tests {
@@ -19,8 +20,6 @@ const Query kQueries[] = {
     {"trel_cap_ce_get_cm_glb_ready", trel_cap_ce_get_cm_glb_ready, &cap_cm_glb_state__descriptor},
     {"trel_cap_ce_get_fab_glb_ready", trel_cap_ce_get_fab_glb_ready, &cap_fab_glb_state__descriptor},
 };
-
-std::string name_of(const ::testing::TestParamInfo<Query> &query) { return query.param.name; }
 
 class Readiness : public LibraryTest, public ::testing::WithParamInterface<Query> {
 protected:
@@ -45,7 +44,7 @@ protected:
     uint8_t ready = 0x2a;
 };
 
-INSTANTIATE_TEST_SUITE_P(Queries, Readiness, ::testing::ValuesIn(kQueries), name_of);
+INSTANTIATE_TEST_SUITE_P(Queries, Readiness, ::testing::ValuesIn(kQueries), test_support::name_of);
 
 TEST_P(Readiness, IsWhatTheStateRecordSays) {
     for (const int32_t stored : {0, 1}) {

@@ -43,7 +43,7 @@ private:
 };
 INSTANTIATE_OVER_SERVERS(LayoutTest);
 
-using Fields = std::map<std::string, std::string>;
+using StoredFields = std::map<std::string, std::string>;
 using Keys = std::vector<std::string>;
 
 TEST_P(LayoutTest, AHashIsKeyedByTypeAndIndexAndHoldsItsFieldsEncoded) {
@@ -53,9 +53,9 @@ TEST_P(LayoutTest, AHashIsKeyedByTypeAndIndexAndHoldsItsFieldsEncoded) {
     cap.record.str_value = text;
     ASSERT_EQ(put(client, cap.message(), {kBool, kInt, kStr, kState}), 0);
     EXPECT_EQ(keys_of_kind("hash"), (Keys{"p_libpub.cap_table:/a/b"}));
-    EXPECT_EQ(
-        stored_hash("p_libpub.cap_table:/a/b"),
-        (Fields{{"5", "\x2a\x06\x0a\x04/a/b"}, {"6", ""}, {"7", "\x38\xac\x02"}, {"8", "\x42\x03yes"}, {"22", ""}}));
+    EXPECT_EQ(stored_hash("p_libpub.cap_table:/a/b"),
+              (StoredFields{
+                  {"5", "\x2a\x06\x0a\x04/a/b"}, {"6", ""}, {"7", "\x38\xac\x02"}, {"8", "\x42\x03yes"}, {"22", ""}}));
 }
 
 TEST_P(LayoutTest, TheValuesEndToEndAreTheRecordsEncoding) {
@@ -69,7 +69,7 @@ TEST_P(LayoutTest, TheValuesEndToEndAreTheRecordsEncoding) {
     card.record.mac_addr = {mac.size(), reinterpret_cast<uint8_t *>(mac.data())};
     card.record.is_online = 1;
     ASSERT_EQ(put(client, card.message(), {7, 14, 21}, kCardDb), 0);
-    const Fields fields = stored_hash("p_dev.card_info:1:-2:3:4");
+    const StoredFields fields = stored_hash("p_dev.card_info:1:-2:3:4");
     ASSERT_EQ(fields.size(), 4u);
     EXPECT_EQ(fields.at("5") + fields.at("7") + fields.at("14") + fields.at("21"), packed(card.message()));
 }
@@ -84,7 +84,7 @@ TEST_P(LayoutTest, IndexValuesAreJoinedInTheirOrder) {
 TEST_P(LayoutTest, AnIndexOfDefaultsIsStoredAsPresent) {
     const ClientPtr client = connect();
     ASSERT_EQ(put(client, Cap("").message(), {kBool}), 0);
-    EXPECT_EQ(stored_hash("p_libpub.cap_table:"), (Fields{{"5", std::string("\x2a\x00", 2)}, {"6", ""}}));
+    EXPECT_EQ(stored_hash("p_libpub.cap_table:"), (StoredFields{{"5", std::string("\x2a\x00", 2)}, {"6", ""}}));
 }
 
 TEST_P(LayoutTest, ASingleObjectIsKeyedByItsType) {

@@ -24,7 +24,7 @@ struct Seen {
     std::vector<Scanned> scans;
     MomMsgCb scanning = nullptr;
 };
-thread_local Seen seen;
+thread_local Seen witnessed;
 
 struct Fence {
     explicit Fence(int32_t number) {
@@ -42,20 +42,20 @@ struct Fence {
 int32_t on_fence(MomClient *, MomMsg *msg, void *) {
     const auto *result = static_cast<const MomHashResult *>(msg->result);
     if (result->record != nullptr) {
-        seen.fence = reinterpret_cast<const CapTable *>(result->record)->int32_value;
+        witnessed.fence = reinterpret_cast<const CapTable *>(result->record)->int32_value;
     }
     return 0;
 }
 
 int32_t on_reconnect(MomClient *, int32_t, int32_t) {
-    ++seen.reconnections;
+    ++witnessed.reconnections;
     return 0;
 }
 
 int32_t on_scanned(MomClient *client, MomMsg *msg) {
     const auto *result = static_cast<const MomHashResult *>(msg->result);
-    seen.scans.back().reports.push_back(report_of(type_of(seen.scans.back().processor), *result->record));
-    return seen.scanning(client, msg);
+    witnessed.scans.back().reports.push_back(report_of(type_of(witnessed.scans.back().processor), *result->record));
+    return witnessed.scanning(client, msg);
 }
 
 void check(bool holds, const char *what) {
@@ -72,7 +72,7 @@ void publish_fence(MomClient *publisher, int32_t number) {
 }
 
 StoreFollower::StoreFollower(const std::string &store) {
-    seen = {};
+    witnessed = {};
     client_ = test_support::connect_client(store, {kOwnDb, TREL_CAP_DB_CAPABILITIES});
     const Fence fence(0);
     const MomFieldCb cb = on_fence;
@@ -97,15 +97,15 @@ bool StoreFollower::run_until(const std::function<bool()> &condition) {
 }
 
 bool StoreFollower::reaches_fence(int32_t number) {
-    return run_until([=] { return seen.fence == number; });
+    return run_until([=] { return witnessed.fence == number; });
 }
 
 bool StoreFollower::reconnects() {
     const int awaited = ++reconnections_awaited_;
-    return run_until([=] { return seen.reconnections >= awaited; }) && seen.reconnections == awaited;
+    return run_until([=] { return witnessed.reconnections >= awaited; }) && witnessed.reconnections == awaited;
 }
 
-std::vector<Scanned> StoreFollower::take_scans() { return std::exchange(seen.scans, {}); }
+std::vector<Scanned> StoreFollower::take_scans() { return std::exchange(witnessed.scans, {}); }
 
 }  // namespace property
 
@@ -114,7 +114,7 @@ extern "C" int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const Protobu
                                     MomMsgCb cb, void *arg) {
     using Function = int32_t(MomClient *, int32_t, const ProtobufCMessage *, int32_t, MomMsgCb, void *);
     static auto *const behind = reinterpret_cast<Function *>(dlsym(RTLD_NEXT, "ox_mom_scan_sync"));
-    property::seen.scans.push_back({property::processor_of(reinterpret_cast<const void *>(cb)).value(), {}});
-    property::seen.scanning = cb;
+    property::witnessed.scans.push_back({property::processor_of(reinterpret_cast<const void *>(cb)).value(), {}});
+    property::witnessed.scanning = cb;
     return behind(client, db, request, flags, property::on_scanned, arg);
 }

@@ -3,6 +3,7 @@
 
 #include "card_classes.h"
 #include "messages.h"
+#include "parameter_name.h"
 
 namespace trel_cap_tests::processors {
 namespace {
@@ -58,10 +59,8 @@ protected:
     }
 };
 
-std::string name_of(const ::testing::TestParamInfo<const Nodes *> &info) { return info.param->name; }
-
 INSTANTIATE_TEST_SUITE_P(Classes, ClassNode, ::testing::Values(&kFabricNodes, &kControlModuleNodes, &kHpsNodes),
-                         name_of);
+                         test_support::name_of);
 
 TEST_P(ClassNode, AnUnknownNodeIsAddedAndNotToldOf) {
     at_every_log_level([this] {
@@ -217,7 +216,8 @@ TEST_P(ClassNode, AnEntryOfAnotherTypeIsTheNodesOwnButNotToHps) {
 
 using ClassNodeInAdvance = ClassNode;
 
-INSTANTIATE_TEST_SUITE_P(Waiting, ClassNodeInAdvance, ::testing::Values(&kFabricNodes, &kHpsNodes), name_of);
+INSTANTIATE_TEST_SUITE_P(Waiting, ClassNodeInAdvance, ::testing::Values(&kFabricNodes, &kHpsNodes),
+                         test_support::name_of);
 
 TEST_P(ClassNodeInAdvance, IsNotToldOf) {
     at_every_log_level([this] {

@@ -5,6 +5,7 @@
 
 #include "allocations.h"
 #include "messages.h"
+#include "parameter_name.h"
 
 namespace trel_cap_tests::processors {
 namespace {
@@ -100,8 +101,6 @@ const std::vector<Taker> &takers() {  // NOLINT(readability-function-size): a ta
     return all;
 }
 
-std::string name_of(const ::testing::TestParamInfo<Taker> &info) { return info.param.name; }
-
 class Delivery : public ProcessorTest, public ::testing::WithParamInterface<Taker> {
 protected:
     Delivery() : ProcessorTest(GetParam().name, GetParam().process) {}
@@ -126,7 +125,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Takers, Delivery, ::testing::ValuesIn(takers()), name_of);
+INSTANTIATE_TEST_SUITE_P(Takers, Delivery, ::testing::ValuesIn(takers()), test_support::name_of);
 
 TEST_P(Delivery, NeedsAResult) {
     for (const int32_t cmd : taker.deliveries) {

@@ -2,6 +2,7 @@
 
 #include "card_classes.h"
 #include "messages.h"
+#include "parameter_name.h"
 
 namespace trel_cap_tests::processors {
 namespace {
@@ -26,8 +27,6 @@ const Processor kProcessors[] = {
     {"trel_cap_app_df_pmsg_f", trel_cap_app_df_pmsg_f, {3, 4, 6, 29}, false},
 };
 
-std::string name_of(const ::testing::TestParamInfo<Processor> &info) { return info.param.name; }
-
 class EveryProcessor : public ProcessorTest, public ::testing::WithParamInterface<Processor> {
 protected:
     EveryProcessor() : ProcessorTest(GetParam().name, GetParam().process) {
@@ -36,7 +35,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Processors, EveryProcessor, ::testing::ValuesIn(kProcessors), name_of);
+INSTANTIATE_TEST_SUITE_P(Processors, EveryProcessor, ::testing::ValuesIn(kProcessors), test_support::name_of);
 
 TEST_P(EveryProcessor, RefusesNoMessage) {
     const auto before = state();

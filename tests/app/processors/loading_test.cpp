@@ -3,6 +3,7 @@
 #include "allocations.h"
 #include "card_classes.h"
 #include "messages.h"
+#include "parameter_name.h"
 #include "thread_stack.h"
 
 namespace trel_cap_tests::processors {
@@ -40,8 +41,6 @@ const Loader kLoaders[] = {
      [] { return &g_trel_cap_rec_disable_validated; }, kLineCardClass, true,
      [](int32_t node) { return check_result({.node = node}); }},
 };
-
-std::string name_of(const ::testing::TestParamInfo<Loader> &info) { return info.param.name; }
 
 class Loading : public ProcessorTest, public ::testing::WithParamInterface<Loader> {
 protected:
@@ -82,7 +81,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Loaders, Loading, ::testing::ValuesIn(kLoaders), name_of);
+INSTANTIATE_TEST_SUITE_P(Loaders, Loading, ::testing::ValuesIn(kLoaders), test_support::name_of);
 
 TEST_P(Loading, ScansForItsRecordsAndIsValidated) {
     at_every_log_level([this] {
@@ -199,7 +198,7 @@ protected:
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Loaders, LoadingRecords, ::testing::ValuesIn(kLoaders), name_of);
+INSTANTIATE_TEST_SUITE_P(Loaders, LoadingRecords, ::testing::ValuesIn(kLoaders), test_support::name_of);
 
 TEST_P(LoadingRecords, TakesThemAsIfTheyWereWritten) {
     at_every_log_level([this] {
