@@ -15,6 +15,7 @@ if(TREL_CAP_USES_OWN_PLATFORM)
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
     FILES_MATCHING
     PATTERN *.h)
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME trel_cap.conf)
 endif()
 install(
   TARGETS ${libraries}

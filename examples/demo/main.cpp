@@ -2,7 +2,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include <CLI/CLI.hpp>
 #include <trel_cap/version.h>
@@ -23,8 +25,15 @@ struct Options {
     bool redis = false;
     int log_level = 0;
     bool stays = false;
-    std::string console = "quib";
+    std::string console;
 };
+
+// The console that was installed with this program, else the one that is found in $PATH.
+std::string console_beside() {
+    std::error_code error;
+    const auto beside = std::filesystem::read_symlink("/proc/self/exe", error).replace_filename("quib");
+    return std::filesystem::exists(beside, error) ? beside.string() : "quib";
+}
 
 void run_on_redis(const Options &options) {
     demo::RedisServer server;
@@ -91,6 +100,7 @@ int main(int argc, char **argv) {
     demo::occupy_standard_streams();
     CLI::App app("Publishes a small chassis and shows what an application sees of it.", "trel_cap_demo");
     Options options;
+    options.console = console_beside();
     describe(app, options);
     std::string store;
     CLI::App *publish = app.add_subcommand("publish", "")->group("");  // what --redis starts as the publisher

@@ -56,7 +56,7 @@ extern "C" {
     X(REFUSED, -110, "the store refused the request")                                                                  \
     X(TYPE, -111, "the stored value is of another kind")                                                               \
     X(DECODE, -112, "the stored record does not decode")                                                               \
-    X(DESTROYED, -113, "the client was destroyed during the call")
+    X(DESTROYED, -113, "the client has been destroyed")
 
 enum {
 #define OX_MOM_ERROR_ENUM(name, code, text) OX_MOM_E_##name = (code),

@@ -8,7 +8,7 @@
  * Conventions:
  *
  *  1. Threads. A module belongs to the thread that made it, that of its client. Its commands run there, inside
- *     ox_mom_client_process(), and so show that thread's state. Both functions are called on that thread.
+ *     ox_mom_client_process(), and so show that thread's state. All functions are called on that thread.
  *  2. Output. Descriptor 1 is the process's: what other threads print while a command runs goes to the operator too.
  *     Commands of several threads run one after another.
  *  3. Where. A module listens on the Unix socket DIR/MODULE, mode 0600, DIR being $QUIB_DIR, else

@@ -115,6 +115,12 @@ State state_of(int directory, const std::string &name) {
     return probe && errno == ECONNREFUSED ? State::kDead : State::kUnknown;
 }
 
+// As earlier versions made it, and so shut out all users but the first.
+bool is_private(int directory) {
+    struct stat status {};
+    return fstat(directory, &status) == 0 && (status.st_mode & ALLPERMS) == S_IRWXU;
+}
+
 }  // namespace
 
 bool SocketDirectory::open(const std::string &path) {
@@ -125,7 +131,7 @@ bool SocketDirectory::open(const std::string &path) {
         return false;
     }
     fd_ = ParentFd(std::move(found.fd));
-    if (found.made && path == kSystemDirectory && geteuid() == 0) {
+    if (path == kSystemDirectory && geteuid() == 0 && (found.made || is_private(fd_.get()))) {
         fchmod(fd_.get(), kSharedMode);
     }
     return true;

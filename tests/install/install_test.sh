@@ -262,6 +262,23 @@ programs() {
     done
   done
   [ -L "$prefix/$LIBDIR/libtrel_cap.so.1" ] || fail "no libtrel_cap.so.1"
+  grep -qx 'd /run/quib 1777 root root -' "$prefix/lib/tmpfiles.d/trel_cap.conf" || fail "no directory for the console"
+}
+
+# The demo finds the console that it was installed with, wherever that is.
+demo_stays() {
+  local there="$WORK/a place with blanks" pid i
+  rm -rf "$there"
+  cp -r "$prefix" "$there"
+  PATH=/usr/bin:/bin "$there/bin/trel_cap_demo" --stay >"$WORK/stay" 2>&1 &
+  pid=$!
+  for ((i = 0; i < 800; i++)); do
+    if grep -q 'Ctrl-C ends it' "$WORK/stay"; then break; fi
+    sleep 0.05
+  done
+  eval "$(sed -n 's/ dump_node$//p' "$WORK/stay") dump_node" >"$WORK/stay_answer" 2>&1 || true
+  kill "$pid" && wait "$pid"
+  grep -q 'node:0x00000016' "$WORK/stay_answer" || fail "$(cat "$WORK/stay" "$WORK/stay_answer")"
 }
 
 # The licence and the documentation, and what each of them links to.

@@ -25,7 +25,7 @@ TEST(StatusTest, EveryCodeHasItsNumberAndText) {
     EXPECT_STREQ(ox_mom_strerror(-110), "the store refused the request");
     EXPECT_STREQ(ox_mom_strerror(-111), "the stored value is of another kind");
     EXPECT_STREQ(ox_mom_strerror(-112), "the stored record does not decode");
-    EXPECT_STREQ(ox_mom_strerror(-113), "the client was destroyed during the call");
+    EXPECT_STREQ(ox_mom_strerror(-113), "the client has been destroyed");
 }
 
 TEST(StatusTest, EveryCodeHasATextOfItsOwn) {

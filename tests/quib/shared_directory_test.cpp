@@ -113,6 +113,14 @@ TEST_F(SharedDirectoryTest, HasRoomForAModuleWhoseNamesOthersTook) {
     const auto roots = module_of(0, "n");
 }
 
+TEST_F(SharedDirectoryTest, IsOpenedByRootWhenAnEarlierVersionHasMadeIt) {
+    destroy_client();
+    ASSERT_EQ(chmod(kShared, 0700), 0);
+    const auto roots = module_of(0, "n");
+    EXPECT_EQ(status_of(kShared).st_mode, S_IFDIR | 01777U);
+    const auto users = module_of(kUser, "n");
+}
+
 TEST_F(SharedDirectoryTest, NeedsRootToBeMade) {
     destroy_client();
     ASSERT_EQ(rmdir(kShared), 0);

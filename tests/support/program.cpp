@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <ostream>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -79,6 +80,13 @@ void Execution::begin() const {
 std::ostream &operator<<(std::ostream &out, const Outcome &outcome) {
     return out << "status " << outcome.status << ", output " << testing::PrintToString(outcome.out) << ", message "
                << testing::PrintToString(outcome.err);
+}
+
+std::chrono::microseconds processor_time_of_children() {
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return std::chrono::seconds(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           std::chrono::microseconds(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
 }
 
 Program::Program(const Launch &launch) : in_(tmpfile()), out_(tmpfile()), err_(tmpfile()) {

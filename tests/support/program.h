@@ -1,6 +1,7 @@
 // A program of the project as a process, and what it prints.
 #pragma once
 
+#include <chrono>
 #include <cstdio>
 #include <iosfwd>
 #include <map>
@@ -83,6 +84,9 @@ private:
     File err_;
     pid_t pid_ = -1;
 };
+
+// Of all children that have ended and were waited for.
+std::chrono::microseconds processor_time_of_children();
 
 // What a process that has done what it was asked has printed, and one that has not.
 MATCHER_P(Prints, text, "ends with 0 and prints " + testing::PrintToString(text)) {
