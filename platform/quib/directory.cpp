@@ -150,15 +150,17 @@ bool SocketDirectory::clear(const std::string &module) const {
     if (!lock.held()) {
         return true;
     }
-    for (const std::string &name : instances_in(fd(), module)) {
-        const State state = state_of(fd(), name);
-        if (state == State::kUnknown) {
-            report("%s: %s", path_to(name).c_str(), std::strerror(errno));
-            return false;
-        }
-        if (state == State::kDead) {
-            unlinkat(fd_.get(), name.c_str(), 0);
-        }
+    return std::ranges::all_of(instances_in(fd(), module), [this](const std::string &name) { return clear_one(name); });
+}
+
+bool SocketDirectory::clear_one(const std::string &name) const {
+    const State state = state_of(fd(), name);
+    if (state == State::kUnknown) {
+        report("%s: %s", path_to(name).c_str(), std::strerror(errno));
+        return false;
+    }
+    if (state == State::kDead) {
+        unlinkat(fd(), name.c_str(), 0);
     }
     return true;
 }

@@ -25,6 +25,8 @@ public:
     std::string path_to(const std::string &name) const { return path_ + "/" + name; }
 
 private:
+    bool clear_one(const std::string &name) const;
+
     std::string path_;
     ParentFd fd_;
 };

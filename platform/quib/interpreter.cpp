@@ -68,7 +68,8 @@ std::string table_of(const std::vector<Row> &rows) {
     }
     std::string text;
     for (const auto &[name, its_arguments, purpose] : rows) {
-        std::string line = name + std::string(names - name.size(), ' ') + its_arguments;
+        std::string line = name;
+        line.append(names - name.size(), ' ').append(its_arguments);
         if (!purpose.empty()) {
             line.append(arguments - its_arguments.size(), ' ').append(kGap).append(purpose);
         }

@@ -132,6 +132,22 @@ TEST_F(LoopTest, TellsAnEndToWhoeverWatchesForAnything) {
     }
 }
 
+// A pipe without writers is not readable to epoll, but has hung up.
+TEST_F(LoopTest, TellsAHangUpAsWhatIsWatchedFor) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    Connection handler(loop, 0);
+    uint32_t given = 0;
+    handler.on_event = [&](uint32_t which) { given = which; };
+    mom::Watch watch(loop, ends[0], handler);
+    watch.set(EPOLLIN);
+    close(ends[1]);
+    run(1);
+    EXPECT_TRUE((given & EPOLLIN) != 0) << given;
+    watch.set(0);
+    close(ends[0]);
+}
+
 TEST_F(LoopTest, TellsNothingOfWhatIsNotWatched) {
     Connection connection(loop);
     connection.watch->set(0);
@@ -180,16 +196,26 @@ TEST_F(TwoTest, OneThatIsNotWatchedAnyMoreIsNotTold) {
     EXPECT_EQ(told_in_all(), "!");
 }
 
+TEST_F(TwoTest, OneThatIsNotWatchedAnyMoreIsNotToldOfItsEnd) {
+    one_.close_other();
+    two_.close_other();
+    one_.on_event = [this](uint32_t) { two_.watch->set(0); };
+    two_.on_event = [this](uint32_t) { one_.watch->set(0); };
+    run(1);
+    EXPECT_EQ(told_in_all(), "!");
+}
+
 TEST_F(TwoTest, OneThatIsWatchedForSomethingElseIsToldOfThatOnly) {
     meet([](Connection &other) { other.watch->set(EPOLLRDHUP); });
     EXPECT_EQ(told_in_all(), "!");
 }
 
 TEST_F(TwoTest, OneThatTakesThePlaceOfAnotherIsNotToldWhatWasMeantForThat) {
-    Connection third(loop);
+    Connection third(loop, 0);
     meet([&](Connection &other) {
         other.watch.reset();
         other.watch.emplace(loop, third.socket(), other);  // the same memory
+        other.watch->set(EPOLLIN);
     });
     EXPECT_EQ(told_in_all(), "!");
 }
