@@ -131,7 +131,7 @@ TEST_F(ThreadsTest, ASecondClientOfAThreadHasAnInstanceToo) {
 }
 
 TEST_F(ThreadsTest, CommandsAtOnceDoNotMixTheirOutput) {
-    constexpr int kRounds = 100;
+    constexpr int kRounds = 25;
     struct stat before {};
     ASSERT_EQ(fstat(STDOUT_FILENO, &before), 0);
     const ServingThread second(2);
