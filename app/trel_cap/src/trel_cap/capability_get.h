@@ -81,6 +81,7 @@ struct Variable {
     }
     template <typename Capability>
     void log_with(const Caller &caller, const Capability &capability) const {
+        // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): is_bad() has refused NULL before
         capability.log_value(caller, *value);
     }
 };
