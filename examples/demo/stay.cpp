@@ -33,7 +33,8 @@ void expect_served(MomClient *client, const std::string &module) {
 
 // As a word for the shell.
 std::string quoted(const std::string &word) {
-    if (word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./+-") == word.npos) {
+    if (word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./+-") ==
+        std::string::npos) {
         return word;
     }
     std::string text = "'";

@@ -145,7 +145,8 @@ TEST_P(MemoryTest, EverySmallNumberOfDescriptors) {
         }
     }
     EXPECT_GE(not_created, 6) << "three that the process has, and three of the loop";
-    // More, when numbers below those of the client's are taken: the next limit then gives it no more than the one before.
+    // More, when numbers below those of the client's are taken: the next limit then gives it no more than the one
+    // before.
     EXPECT_GE(not_connected, has_server() ? 2 : 0) << "the server's two connections";
     EXPECT_TRUE(has_server() || not_connected == 0);
 }

@@ -77,11 +77,11 @@ struct Variable {
 
     template <typename Record>
     void store(const Record &record) const {
+        // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): is_bad() has refused NULL before
         *value = Value::of(record);
     }
     template <typename Capability>
     void log_with(const Caller &caller, const Capability &capability) const {
-        // NOLINTNEXTLINE(clang-analyzer-core.NullDereference): is_bad() has refused NULL before
         capability.log_value(caller, *value);
     }
 };
