@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <new>
 
-#include "mom/attachment.h"
+#include "mom/client/attachment.h"
 #include "ox_mom.h"
 
 namespace quib {

@@ -7,7 +7,11 @@ cd "$1"
 declare -A allowed=(
   [platform/include]="protobuf-c"
   [platform/base]=""
-  [platform/mom]="platform/include platform/base protobuf-c hiredis"
+  [platform/mom/core]="platform/include platform/base protobuf-c"
+  [platform/mom/records]="platform/include platform/mom/core protobuf-c"
+  [platform/mom/embedded]="platform/include platform/mom/core platform/mom/records"
+  [platform/mom/redis]="platform/include platform/base platform/mom/core platform/mom/records hiredis"
+  [platform/mom/client]="platform/include platform/base platform/mom/core platform/mom/records protobuf-c"
   [platform/zlog]="platform/include platform/base zlog"
   [platform/quib]="platform/include platform/base attachment libffi"
   [platform/quib/console]="platform/include platform/base platform/quib libedit cli11 nlohmann-json"
@@ -31,7 +35,7 @@ place_of() { # NAME INCLUDING_FILE
     hiredis.h | hiredis/* | async.h | read.h) echo hiredis && return ;;
     zlog.h) echo zlog && return ;;
     ffi.h) echo libffi && return ;;
-    mom/attachment.h) echo attachment && return ;;
+    mom/client/attachment.h) echo attachment && return ;;
     base/*) echo platform/base && return ;;
     histedit.h | editline/*) echo libedit && return ;;
     CLI/*) echo cli11 && return ;;
@@ -40,7 +44,7 @@ place_of() { # NAME INCLUDING_FILE
   [ ! -e "$(dirname "$2")/$1" ] || return 0
   local place
   for place in app/trel_cap/include platform/include platform/mom platform/zlog platform/quib tools; do
-    [ ! -e "$place/$1" ] || { echo "$place" && return; }
+    [ ! -e "$place/$1" ] || { [ "$place" != platform/mom ] || place+=/${1%%/*}; echo "$place" && return; }
   done
   [ ! -e "app/trel_cap/src/$1" ] || echo "app/trel_cap/src/${1%%/*}"
 }

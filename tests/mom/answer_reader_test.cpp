@@ -7,7 +7,7 @@
 
 #include <hiredis/sds.h>
 
-#include "mom/answer_reader.h"
+#include "mom/redis/answer_reader.h"
 #include "resp_bytes.h"
 
 namespace {

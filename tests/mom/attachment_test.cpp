@@ -2,7 +2,7 @@
 #include "asleep.h"
 #include "mom_test.h"
 
-#include "mom/attachment.h"
+#include "mom/client/attachment.h"
 
 #include <fcntl.h>
 #include <sys/epoll.h>
@@ -145,7 +145,7 @@ TEST_P(AttachmentTest, IsNeverCalledInsideARequestOrAScan) {
     attached.make_readable();
     EXPECT_EQ(put_int(client, "/a", 2), 0);
     EXPECT_EQ(stored_int(client, "/a"), 2);
-    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_notification<0>, nullptr), 0);
     EXPECT_EQ(follow<CapTable>(client), 0);
     EXPECT_EQ(ox_mom_client_connect_sync(client.get(), kCardDb), 0);
     EXPECT_EQ(attached.calls, 0);
@@ -347,7 +347,7 @@ TEST_P(AttachmentTest, MayDestroyTheClientInsideProcessInsideItself) {
 TEST_P(AttachmentTest, AnotherCallbackMayDestroyTheClient) {
     MomClient *client = connect().release();
     ASSERT_EQ(attached.attach(client), 0);
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_notification<0>, nullptr), 0);
     slot().hook = [](MomClient *running, MomMsg *) { ox_mom_client_destroy(running); };
     attached.make_readable();
     EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);

@@ -1,5 +1,5 @@
 // When a lost connection is tried again, without waiting for it.
-#include "mom/backoff.h"
+#include "mom/core/backoff.h"
 
 #include <gtest/gtest.h>
 

@@ -89,7 +89,7 @@ TEST_P(CompletenessTest, FiveThousandInterleavedWritesEndInTheStoresState) {
 
 TEST_P(CompletenessTest, EveryWriteIsDeliveredExactlyOnceToEveryFollower) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
     ASSERT_EQ(follow_field(client, Cap("/counted").message(), kInt, on_field<1>), 0);
     std::thread writer([this] {
         const ClientPtr mine = connect();

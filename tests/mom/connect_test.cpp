@@ -66,7 +66,7 @@ TEST_P(ConnectTest, NoRequestIsAnsweredBeforeItsDatabaseIsConnected) {
     EXPECT_EQ(follow<CapTable>(client), OX_MOM_E_NOT_CONNECTED);
     EXPECT_EQ(ox_mom_subscribe_field(client.get(), kGlobalDb, cap.message(), 1, &kInt, &field_cb, nullptr, 1),
               OX_MOM_E_NOT_CONNECTED);
-    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_message<0>, nullptr),
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_notification<0>, nullptr),
               OX_MOM_E_NOT_CONNECTED);
     EXPECT_STRNE(ox_mom_last_error(), "");
     EXPECT_TRUE(slot().events.empty());

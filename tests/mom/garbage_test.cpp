@@ -68,7 +68,8 @@ TEST_P(GarbageTest, ASetOfAnotherKindIsSaidToBe) {
     ASSERT_EQ(put_int(client, "/a", 1), 0);
     const std::string set = key_of_the_set();
     raw().must({"SET", set, "text"});
-    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), OX_MOM_E_TYPE);
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_notification<0>, nullptr),
+              OX_MOM_E_TYPE);
     EXPECT_EQ(put_int(client, "/b", 1), OX_MOM_E_TYPE);
     EXPECT_TRUE(slot().events.empty());
 }
@@ -131,7 +132,7 @@ TEST_P(GarbageTest, ANotificationThatDoesNotDecodeIsReportedAndFollowingGoesOn) 
     const ClientPtr client = connect();
     const ClientPtr writer = connect();
     ASSERT_EQ(put_int(writer, "/bad", 1), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
     ASSERT_EQ(follow_field(client, Cap("/bad").message(), kBool, on_field<1>), 0);
     spoil("/bad", "7");
     StandardError printed;
@@ -150,8 +151,8 @@ TEST_P(GarbageTest, ANotificationThatDoesNotDecodeIsReportedAndFollowingGoesOn) 
 
 TEST_P(GarbageTest, WhatOthersPublishIsReportedAndFollowingGoesOn) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
-    ASSERT_EQ(follow<CapGlbState>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapGlbState>(client, on_notification<1>), 0);
     ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<2>), 0);
     ASSERT_TRUE(settle(client, client));
     StandardError printed;
@@ -179,7 +180,7 @@ TEST_P(GarbageTest, NotificationsBentInEveryWayDoNoHarm) {
     ASSERT_EQ(put_int(client, "/a", 1), 0);
     const RedisReply message = listener.next_message();
     const std::string good(message->element[3]->str, message->element[3]->len);
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
     ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<1>), 0);
     std::mt19937 random(1);
     const StandardError printed;

@@ -53,7 +53,7 @@ TEST_P(LastErrorTest, EveryCallThatSucceedsLeavesNoOldStory) {
         {"subscribe", [&] { return follow<CapTable>(client) == 0; }},
         {"subscribe_field",
          [&] { return ox_mom_subscribe_field(raw, db, cap.message(), 1, &kInt, &field_cb, nullptr, 1) == 0; }},
-        {"scan", [&] { return ox_mom_scan_sync(raw, db, cap.message(), 0, on_message<1>, nullptr) == 0; }},
+        {"scan", [&] { return ox_mom_scan_sync(raw, db, cap.message(), 0, on_notification<1>, nullptr) == 0; }},
         {"del", [&] { return ox_mom_del_sync(raw, db, cap.message()) == 0; }},
         {"process", [&] { return ox_mom_client_process(raw, 0) >= 0; }},
         {"fd", [&] { return ox_mom_client_fd(raw) >= 0; }},

@@ -18,7 +18,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mom/loop.h"
+#include "mom/core/loop.h"
 
 namespace {
 

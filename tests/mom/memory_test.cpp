@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "mom/attachment.h"
+#include "mom/client/attachment.h"
 
 #include <sys/epoll.h>
 #include <sys/resource.h>
@@ -67,7 +67,7 @@ INSTANTIATE_OVER_STORES(MemoryTest);
 
 int32_t safely_record(MomClient *client, MomMsg *msg) {
     const SafeAllocations safe;
-    return on_message<0>(client, msg);
+    return on_notification<0>(client, msg);
 }
 
 int32_t safely_record_field(MomClient *client, MomMsg *msg, void *arg) {

@@ -77,7 +77,7 @@ inline int32_t error_of_read(const ClientPtr &client, const std::string &url = "
 }
 
 template <typename Record>
-int32_t follow(const ClientPtr &client, MomMsgCb cb = on_message<0>, int32_t db = kGlobalDb) {
+int32_t follow(const ClientPtr &client, MomMsgCb cb = on_notification<0>, int32_t db = kGlobalDb) {
     Record request;
     protobuf_c_message_init(descriptor<Record>(), &request);
     return ox_mom_subscribe(client.get(), db, &request.base, 0, cb, nullptr);

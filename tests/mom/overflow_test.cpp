@@ -56,8 +56,8 @@ TEST_P(OverflowTest, LeavesOtherFollowersAlone) {
     const ClientPtr slow = connect();
     const ClientPtr quick = connect();
     ASSERT_EQ(ox_mom_client_set_reconnect_cb(quick.get(), kGlobalDb, on_reconnect, nullptr), 0);
-    ASSERT_EQ(follow<CapTable>(slow, on_message<0>), 0);
-    ASSERT_EQ(follow<CapFabTable>(quick, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(slow, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapFabTable>(quick, on_notification<1>), 0);
     ASSERT_NO_FATAL_FAILURE(fall_behind(quick));
     ASSERT_EQ(put(quick, ByUrl<CapFabTable>("/a").message(), {kInt}), 0);
     ASSERT_TRUE(settle(quick, quick));
@@ -69,7 +69,7 @@ TEST_P(OverflowTest, AFieldFollowerIsGivenThePresentValue) {
     const ClientPtr client = connect();
     const ClientPtr writer = connect();
     ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
     ASSERT_EQ(follow_field(client, Cap("/1").message(), kInt, on_field<1>), 0);
     ASSERT_NO_FATAL_FAILURE(fall_behind(writer));
     ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty(); }));

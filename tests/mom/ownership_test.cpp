@@ -1,7 +1,7 @@
 // A client belongs to its thread and process.
 #include "mom_test.h"
 
-#include "mom/attachment.h"
+#include "mom/client/attachment.h"
 
 #include <fcntl.h>
 #include <sys/wait.h>
@@ -35,10 +35,10 @@ std::string calls_not_refused(MomClient *client, int32_t code) {
     expect(ox_mom_hmset_sync(client, db, cap.message(), &kInt, 1) == code, "hmset");
     expect(ox_mom_get_sync(client, db, state.message(), &error) == nullptr && error == code, "get");
     expect(ox_mom_get_sync(client, db, state.message(), nullptr) == nullptr, "get");
-    expect(ox_mom_subscribe(client, db, cap.message(), 0, on_message<0>, nullptr) == code, "subscribe");
+    expect(ox_mom_subscribe(client, db, cap.message(), 0, on_notification<0>, nullptr) == code, "subscribe");
     expect(ox_mom_subscribe_field(client, db, cap.message(), 1, &kInt, &field_cb, nullptr, 1) == code,
            "subscribe_field");
-    expect(ox_mom_scan_sync(client, db, cap.message(), 0, on_message<0>, nullptr) == code, "scan");
+    expect(ox_mom_scan_sync(client, db, cap.message(), 0, on_notification<0>, nullptr) == code, "scan");
     expect(ox_mom_client_fd(client) == code, "fd");
     expect(ox_mom_client_process(client, 0) == code, "process");
     MomClientStatus status{};

@@ -25,8 +25,8 @@ INSTANTIATE_OVER_STORES(ProcessTest);
 
 TEST_P(ProcessTest, ReturnsHowManyCallbacksItMade) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<1>), 0);
     int32_t made = ox_mom_client_process(client.get(), 0);
     EXPECT_EQ(made, 2);
     ASSERT_EQ(put_int(client, "/a", 1), 0);
@@ -125,7 +125,7 @@ TEST_P(ProcessTest, WhatACallbackLeavesUndoneKeepsTheDescriptorReadable) {
     ASSERT_EQ(follow<CapTable>(client), 0);
     slot().hook = [&client](MomClient *, MomMsg *msg) {
         if (msg->cmd == OX_MOM_CMD_SUBSCRIBED && slot(1).events.empty()) {
-            EXPECT_EQ(follow<CapTable>(client, on_message<1>), 0);
+            EXPECT_EQ(follow<CapTable>(client, on_notification<1>), 0);
         }
     };
     ASSERT_GE(ox_mom_client_process(client.get(), 0), 1);

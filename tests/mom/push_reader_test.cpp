@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "mom/push_reader.h"
+#include "mom/redis/push_reader.h"
 #include "resp_bytes.h"
 
 namespace {

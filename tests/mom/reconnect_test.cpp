@@ -72,7 +72,7 @@ TEST_P(ReconnectTest, RequestsFailAtOnceWhileTheConnectionIsLost) {
     EXPECT_EQ(follow<CapTable>(client), OX_MOM_E_LOST);
     EXPECT_EQ(ox_mom_subscribe_field(client.get(), kGlobalDb, cap.message(), 1, &kInt, &field_cb, nullptr, 1),
               OX_MOM_E_LOST);
-    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_message<0>, nullptr), OX_MOM_E_LOST);
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_notification<0>, nullptr), OX_MOM_E_LOST);
     EXPECT_LT(watch.elapsed(), kRequestLimit) << "none has waited for an answer";
     EXPECT_TRUE(slot().events.empty());
     EXPECT_STRNE(ox_mom_last_error(), "");

@@ -120,7 +120,7 @@ bool settle(MomClient *client, MomClient *publisher, int32_t db) {
     const Single<CapHpsGlbState> fence;
     Slot &slot = recorder().slots[kFenceSlot];
     slot.events.clear();
-    return ox_mom_subscribe(client, db, fence.message(), 0, on_message<kFenceSlot>, nullptr) == 0 &&
+    return ox_mom_subscribe(client, db, fence.message(), 0, on_notification<kFenceSlot>, nullptr) == 0 &&
            ox_mom_set_sync(publisher, db, fence.message()) == 0 &&
            pump_until(client, [&slot] { return slot.count(OX_MOM_CMD_WRITTEN) > 0; });
 }
@@ -129,7 +129,7 @@ State stored_state(MomClient *client, int32_t db, const ProtobufCMessage *reques
     Slot &slot = recorder().slots[kScanSlot];
     slot.events.clear();
     State state;
-    if (ox_mom_scan_sync(client, db, request, 0, on_message<kScanSlot>, nullptr) != 0) {
+    if (ox_mom_scan_sync(client, db, request, 0, on_notification<kScanSlot>, nullptr) != 0) {
         state["failed"] = ox_mom_last_error();
     }
     for (const Event &event : slot.events) {

@@ -73,7 +73,7 @@ int32_t record_field(int slot, MomClient *client, MomMsg *msg, void *arg);
 int32_t on_reconnect(MomClient *client, int32_t db, int32_t type);
 
 template <int kSlot = 0>
-int32_t on_message(MomClient *client, MomMsg *msg) {
+int32_t on_notification(MomClient *client, MomMsg *msg) {
     return record_message(kSlot, client, msg);
 }
 

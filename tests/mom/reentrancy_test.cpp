@@ -37,7 +37,7 @@ TEST_P(ReentrancyTest, RequestsOfEveryKindFromANotification) {
         EXPECT_EQ(put(client, Cap("/b", 3).message(), {kInt}, kCardDb), 0);
         EXPECT_EQ(set<CapGlbState>(client, true), 0);
         EXPECT_NE(ObjectPtr(ox_mom_get_sync(running, kGlobalDb, Single<CapGlbState>().message(), nullptr)), nullptr);
-        EXPECT_EQ(scan(running, on_message<1>), 0);
+        EXPECT_EQ(scan(running, on_notification<1>), 0);
         EXPECT_EQ(slot(1).events.size(), 2u);
         EXPECT_EQ(del(client, Cap("/b").message()), 0);
         EXPECT_GE(ox_mom_client_fd(running), 0);
@@ -82,10 +82,10 @@ TEST_P(ReentrancyTest, ProcessWithoutAnythingDueReturnsInsideACallbackToo) {
 
 TEST_P(ReentrancyTest, SubscribingInsideACallback) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
     slot(0).hook = [&client](MomClient *, MomMsg *msg) {
         if (msg->cmd == OX_MOM_CMD_SUBSCRIBED) {
-            EXPECT_EQ(follow<CapTable>(client, on_message<1>), 0);
+            EXPECT_EQ(follow<CapTable>(client, on_notification<1>), 0);
             EXPECT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<2>), 0);
             EXPECT_TRUE(slot(1).events.empty()) << "confirmed later, not inside";
         }
@@ -121,12 +121,12 @@ TEST_P(ReentrancyTest, RequestsInsideAScan) {
         const std::string url = url_of(msg);
         EXPECT_EQ(stored_int(client, url), value_of(msg));
         slot(1).events.clear();
-        EXPECT_EQ(scan(running, on_message<1>), 0) << "a scan inside a scan";
+        EXPECT_EQ(scan(running, on_notification<1>), 0) << "a scan inside a scan";
         EXPECT_EQ(slot(1).events.size(), 10u);
         EXPECT_EQ(put_int(client, url, value_of(msg) + 100), 0);
         EXPECT_EQ(url_of(msg), url);
     };
-    ASSERT_EQ(scan(client.get(), on_message<0>), 0);
+    ASSERT_EQ(scan(client.get(), on_notification<0>), 0);
     EXPECT_EQ(slot().events.size(), 10u);
     EXPECT_EQ(stored_int(client, "/3"), 103);
 }
@@ -134,14 +134,14 @@ TEST_P(ReentrancyTest, RequestsInsideAScan) {
 TEST_P(ReentrancyTest, NotificationsInsideAScanOnlyIfItsCallbackRunsTheClient) {
     const ClientPtr client = connect();
     ASSERT_EQ(put_int(client, "/a", 1), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<1>), 0);
     ASSERT_EQ(put_int(client, "/a", 2), 0);
     slot().hook = [](MomClient *running, MomMsg *msg) {
         EXPECT_TRUE(slot(1).events.empty());
         EXPECT_TRUE(pump_until(running, [] { return slot(1).events.size() == 2; }));
         EXPECT_EQ(value_of(msg), 2);
     };
-    ASSERT_EQ(scan(client.get(), on_message<0>), 0);
+    ASSERT_EQ(scan(client.get(), on_notification<0>), 0);
     EXPECT_EQ(slot(0).events.size(), 1u);
     EXPECT_EQ(slot(1).commands(), (Commands{29, 4}));
 }
@@ -159,8 +159,8 @@ TEST_P(ReentrancyTest, DestroyInsideANotification) {
     MomClient *client = connect().release();
     const ClientPtr writer = connect();
     Cap request("");
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, request.message(), 0, on_message<0>, nullptr), 0);
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, request.message(), 0, on_message<1>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, request.message(), 0, on_notification<0>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, request.message(), 0, on_notification<1>, nullptr), 0);
     ASSERT_TRUE(pump_until(client, [] { return slot(0).count(29) == 1 && slot(1).count(29) == 1; }));
     for (Slot &each : recorder().slots) {
         each.hook = destroy_inside;
@@ -178,8 +178,8 @@ TEST_P(ReentrancyTest, DestroyInsideANotification) {
 
 TEST_P(ReentrancyTest, DestroyInsideAConfirmation) {
     MomClient *client = connect().release();
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<1>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_notification<0>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_notification<1>, nullptr), 0);
     slot(0).hook = slot(1).hook = [](MomClient *running, MomMsg *) { ox_mom_client_destroy(running); };
     EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
     EXPECT_EQ(slot(0).events.size() + slot(1).events.size(), 1u);
@@ -212,7 +212,7 @@ TEST_P(ReentrancyTest, DestroyInsideAScan) {
         ox_mom_client_destroy(running);
         EXPECT_EQ(url_of(msg), url);
     };
-    EXPECT_EQ(scan(client, on_message<0>), OX_MOM_E_DESTROYED);
+    EXPECT_EQ(scan(client, on_notification<0>), OX_MOM_E_DESTROYED);
     EXPECT_EQ(slot().events.size(), 1u);
     EXPECT_EQ(stored_state<CapTable>(writer).size(), 3u);
 }
@@ -221,9 +221,9 @@ TEST_P(ReentrancyTest, DestroyInsideAScanInsideANotificationInsideProcess) {
     MomClient *client = connect().release();
     const ClientPtr writer = connect();
     ASSERT_EQ(put_int(writer, "/a", 1), 0);
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_notification<0>, nullptr), 0);
     int32_t inner = 0;
-    slot(0).hook = [&inner](MomClient *running, MomMsg *) { inner = scan(running, on_message<1>); };
+    slot(0).hook = [&inner](MomClient *running, MomMsg *) { inner = scan(running, on_notification<1>); };
     slot(1).hook = destroy_inside;
     EXPECT_EQ(ox_mom_client_process(client, 1000), OX_MOM_E_DESTROYED);
     EXPECT_EQ(inner, OX_MOM_E_DESTROYED);
@@ -232,8 +232,8 @@ TEST_P(ReentrancyTest, DestroyInsideAScanInsideANotificationInsideProcess) {
 
 TEST_P(ReentrancyTest, DestroyInsideANestedProcess) {
     MomClient *client = connect().release();
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<0>, nullptr), 0);
-    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_message<1>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_notification<0>, nullptr), 0);
+    ASSERT_EQ(ox_mom_subscribe(client, kGlobalDb, Cap("").message(), 0, on_notification<1>, nullptr), 0);
     int32_t inner = 0;
     slot(0).hook = [&inner](MomClient *running, MomMsg *) { inner = ox_mom_client_process(running, 1000); };
     slot(1).hook = [](MomClient *running, MomMsg *) { ox_mom_client_destroy(running); };
@@ -244,8 +244,8 @@ TEST_P(ReentrancyTest, DestroyInsideANestedProcess) {
 TEST_P(ReentrancyTest, AnotherClientMayBeUsedAndDestroyedInsideACallback) {
     const ClientPtr client = connect();
     ClientPtr other = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
-    ASSERT_EQ(follow<CapTable>(other, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapTable>(other, on_notification<1>), 0);
     slot(0).hook = [&other](MomClient *, MomMsg *) {
         if (other != nullptr) {
             EXPECT_EQ(put_int(other, "/a", 1), 0);

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "mom/reply.h"
+#include "mom/redis/reply.h"
 
 namespace mom_test {
 

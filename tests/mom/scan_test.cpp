@@ -12,7 +12,7 @@ class ScanTest : public StoreTest {};
 INSTANTIATE_OVER_STORES(ScanTest);
 
 template <typename Record>
-int32_t scan(const ClientPtr &client, int32_t db = kGlobalDb, MomMsgCb cb = on_message<0>) {
+int32_t scan(const ClientPtr &client, int32_t db = kGlobalDb, MomMsgCb cb = on_notification<0>) {
     Record request;
     protobuf_c_message_init(descriptor<Record>(), &request);
     return ox_mom_scan_sync(client.get(), db, &request.base, 0, cb, nullptr);
@@ -82,7 +82,7 @@ TEST_P(ScanTest, DeliversEachOfManyExactlyOnce) {
 
 TEST_P(ScanTest, DoesNotDeliverWaitingNotifications) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<1>), 0);
     ASSERT_EQ(put_int(client, "/a", 1), 0);
     ASSERT_EQ(scan<CapTable>(client), 0);
     EXPECT_EQ(slot(0).events.size(), 1u);
@@ -160,7 +160,7 @@ TEST_P(ScanTest, WhatACallbackReturnsDoesNotMatter) {
     ASSERT_EQ(put_int(client, "/a", 1), 0);
     ASSERT_EQ(put_int(client, "/b", 1), 0);
     const MomMsgCb refuses = [](MomClient *running, MomMsg *msg) {
-        on_message<0>(running, msg);
+        on_notification<0>(running, msg);
         return -1;
     };
     EXPECT_EQ(scan<CapTable>(client, kGlobalDb, refuses), 0);
@@ -170,8 +170,9 @@ TEST_P(ScanTest, WhatACallbackReturnsDoesNotMatter) {
 TEST_P(ScanTest, AWrongCallIsRefused) {
     const ClientPtr client = connect();
     const Cap request("");
-    EXPECT_EQ(ox_mom_scan_sync(nullptr, kGlobalDb, request.message(), 0, on_message<0>, nullptr), OX_MOM_E_ARGUMENT);
-    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, nullptr, 0, on_message<0>, nullptr), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_scan_sync(nullptr, kGlobalDb, request.message(), 0, on_notification<0>, nullptr),
+              OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, nullptr, 0, on_notification<0>, nullptr), OX_MOM_E_ARGUMENT);
     EXPECT_EQ(ox_mom_scan_sync(client.get(), kGlobalDb, request.message(), 0, nullptr, nullptr), OX_MOM_E_ARGUMENT);
 }
 

@@ -146,7 +146,7 @@ TEST_P(SubscribeFieldTest, TheRequestIsNotKept) {
 
 TEST_P(SubscribeFieldTest, TypeAndFieldFollowersBothHear) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
     ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<1>), 0);
     ASSERT_EQ(put_int(client, "/a", 3), 0);
     ASSERT_EQ(del(client, Cap("/a").message()), 0);

@@ -104,7 +104,7 @@ TEST_P(SubscribeTest, ADeletedObjectIsDeliveredAsItLastWas) {
 TEST_P(SubscribeTest, DeletingWhatIsNotThereNotifiesNobody) {
     const ClientPtr client = connect();
     ASSERT_EQ(follow<CapTable>(client), 0);
-    ASSERT_EQ(follow<CapGlbState>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapGlbState>(client, on_notification<1>), 0);
     ASSERT_EQ(del(client, Cap("/none").message()), 0);
     ASSERT_EQ(del(client, Single<CapGlbState>().message()), 0);
     ASSERT_EQ(put_int(client, "/a", 1), 0);
@@ -140,9 +140,9 @@ TEST_P(SubscribeTest, OtherTypesAndDatabasesAreNotHeard) {
 
 TEST_P(SubscribeTest, OneCallbackCanFollowTwoDatabasesAndTwoTypes) {
     const ClientPtr client = connect({kCardDb, kGlobalDb});
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>, kGlobalDb), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>, kCardDb), 0);
-    ASSERT_EQ(follow<CapFabTable>(client, on_message<0>, kGlobalDb), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>, kGlobalDb), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>, kCardDb), 0);
+    ASSERT_EQ(follow<CapFabTable>(client, on_notification<0>, kGlobalDb), 0);
     ASSERT_TRUE(pump_until(client, [] { return slot().count(29) == 3; }));
     ASSERT_EQ(put(client, Cap("/a", 1).message(), {kInt}, kCardDb), 0);
     ASSERT_TRUE(pump_until(client, [] { return slot().count(4) == 1; }));
@@ -217,10 +217,10 @@ TEST_P(SubscribeTest, ConfirmationsThatStillWaitBecomeOne) {
 
 TEST_P(SubscribeTest, EveryCallbackOfATypeGetsEachOnce) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<1>), 0);
     ASSERT_EQ(put_int(client, "/a", 1), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<2>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<2>), 0);
     ASSERT_EQ(put_int(client, "/b", 2), 0);
     ASSERT_EQ(del(client, Cap("/a").message()), 0);
     ASSERT_TRUE(settle(client, client));
@@ -231,10 +231,10 @@ TEST_P(SubscribeTest, EveryCallbackOfATypeGetsEachOnce) {
 
 TEST_P(SubscribeTest, ReplacingOneCallbackLeavesTheOthers) {
     const ClientPtr client = connect();
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<1>), 0);
     ASSERT_TRUE(settle(client, client));
-    ASSERT_EQ(follow<CapTable>(client, on_message<0>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
     ASSERT_EQ(put_int(client, "/a", 1), 0);
     ASSERT_TRUE(settle(client, client));
     EXPECT_EQ(slot(0).commands(), (Commands{29, 29, 4}));
@@ -244,8 +244,8 @@ TEST_P(SubscribeTest, ReplacingOneCallbackLeavesTheOthers) {
 TEST_P(SubscribeTest, EveryClientFollowsForItself) {
     const ClientPtr first = connect();
     const ClientPtr second = connect();
-    ASSERT_EQ(follow<CapTable>(first, on_message<0>), 0);
-    ASSERT_EQ(follow<CapTable>(second, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(first, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapTable>(second, on_notification<1>), 0);
     ASSERT_EQ(put_int(first, "/a", 1), 0);
     ASSERT_TRUE(pump_until(first, [] { return slot(0).commands() == Commands{29, 4}; }));
     EXPECT_TRUE(slot(1).events.empty()) << "only its own client's process() calls a callback";
@@ -256,8 +256,8 @@ TEST_P(SubscribeTest, EveryClientFollowsForItself) {
 TEST_P(SubscribeTest, AClientThatIsGoneIsNotMissed) {
     ClientPtr gone = connect();
     const ClientPtr stays = connect();
-    ASSERT_EQ(follow<CapTable>(gone, on_message<0>), 0);
-    ASSERT_EQ(follow<CapTable>(stays, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(gone, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapTable>(stays, on_notification<1>), 0);
     ASSERT_EQ(put_int(stays, "/a", 1), 0);
     gone.reset();
     ASSERT_EQ(put_int(stays, "/a", 2), 0);
@@ -268,8 +268,8 @@ TEST_P(SubscribeTest, AClientThatIsGoneIsNotMissed) {
 TEST_P(SubscribeTest, TheRequestNeedsNoIndexAndItsValuesDoNotMatter) {
     const ClientPtr client = connect();
     const Cap request("/other", 9);
-    ASSERT_EQ(ox_mom_subscribe(client.get(), kGlobalDb, request.message(), 0, on_message<0>, nullptr), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<1>), 0);
+    ASSERT_EQ(ox_mom_subscribe(client.get(), kGlobalDb, request.message(), 0, on_notification<0>, nullptr), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<1>), 0);
     ASSERT_EQ(put_int(client, "/a", 1), 0);
     ASSERT_TRUE(settle(client, client));
     EXPECT_EQ(slot(0).commands(), (Commands{29, 4}));
@@ -279,8 +279,9 @@ TEST_P(SubscribeTest, TheRequestNeedsNoIndexAndItsValuesDoNotMatter) {
 TEST_P(SubscribeTest, AWrongCallIsRefused) {
     const ClientPtr client = connect();
     const Cap request("");
-    EXPECT_EQ(ox_mom_subscribe(nullptr, kGlobalDb, request.message(), 0, on_message<0>, nullptr), OX_MOM_E_ARGUMENT);
-    EXPECT_EQ(ox_mom_subscribe(client.get(), kGlobalDb, nullptr, 0, on_message<0>, nullptr), OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_subscribe(nullptr, kGlobalDb, request.message(), 0, on_notification<0>, nullptr),
+              OX_MOM_E_ARGUMENT);
+    EXPECT_EQ(ox_mom_subscribe(client.get(), kGlobalDb, nullptr, 0, on_notification<0>, nullptr), OX_MOM_E_ARGUMENT);
     EXPECT_EQ(ox_mom_subscribe(client.get(), kGlobalDb, request.message(), 0, nullptr, nullptr), OX_MOM_E_ARGUMENT);
     EXPECT_EQ(ox_mom_client_process(client.get(), 0), 0);
 }
@@ -288,7 +289,7 @@ TEST_P(SubscribeTest, AWrongCallIsRefused) {
 TEST_P(SubscribeTest, WhatACallbackReturnsDoesNotMatter) {
     const ClientPtr client = connect();
     const MomMsgCb refuses = [](MomClient *running, MomMsg *msg) {
-        on_message<0>(running, msg);
+        on_notification<0>(running, msg);
         return -1;
     };
     ASSERT_EQ(follow<CapTable>(client, refuses), 0);

@@ -71,7 +71,8 @@ TEST_P(TimeoutTest, EveryRequestEndsInTime) {
          }},
         {"set", [&] { return ox_mom_set_sync(client.get(), kGlobalDb, state.message()); }},
         {"del", [&] { return del(client, cap.message()); }},
-        {"scan", [&] { return ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_message<0>, nullptr); }},
+        {"scan",
+         [&] { return ox_mom_scan_sync(client.get(), kGlobalDb, cap.message(), 0, on_notification<0>, nullptr); }},
         {"subscribe", [&] { return follow<CapTable>(client); }},
         {"subscribe_field",
          [&] {

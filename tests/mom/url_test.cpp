@@ -172,7 +172,7 @@ TEST_P(ServerUrlTest, NoUrlReachesTheClientsOwnKeysAndChannels) {
     const ClientPtr writer = connect();
     ASSERT_EQ(put_int(writer, "/a", 1), 0);
     ASSERT_EQ(set<CapGlbState>(writer, true), 0);
-    ASSERT_EQ(follow<CapTable>(client, on_message<1>), 0);
+    ASSERT_EQ(follow<CapTable>(client, on_notification<1>), 0);
     ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<2>), 0);
 
     RedisConnection raw = server().connection();

@@ -1,0 +1,110 @@
+// What waits to be delivered, and the decoding of it for those who hear it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "client/subscriptions.h"
+#include "ox_mom.h"
+#include "records/notification.h"
+#include "records/result.h"
+
+namespace mom {
+
+struct Delivery {
+    enum class Kind : uint8_t {
+        kNotification,  // a change
+        kConfirmation,  // 29 for one record subscription
+        kPresent,       // after a reconnection: a field channel's record as it is now
+        kRestored       // the reconnection callback of a database
+    };
+
+    Kind kind = Kind::kNotification;
+    uint64_t place = 0;  // in the order of all deliveries
+    Channel *channel = nullptr;
+    MomMsgCb cb = nullptr;
+    int32_t db = 0;
+    std::string notification = {};
+};
+
+// First in, first out. The memory of notifications goes round: none is allocated for each.
+class DeliveryQueue {
+public:
+    bool empty() const { return count_ == 0; }
+    size_t size() const { return count_; }
+
+    Delivery &push(Delivery::Kind kind, uint64_t place, std::string_view notification = {});
+    // So many more without a notification will need no memory.
+    void reserve(size_t more);
+    void pop(Delivery &into);
+    void clear();
+
+private:
+    void grow(size_t least);
+
+    std::vector<Delivery> ring_;
+    size_t first_ = 0;
+    size_t count_ = 0;
+};
+
+// What a notification is read and decoded into, kept from one delivery to the next. A delivery inside a delivery takes
+// another one.
+struct Scratch {
+    ResultArenaPtr arena;
+    Notification notification;
+    std::unique_ptr<Scratch> next;  // in the pool
+};
+
+class ScratchPool {
+public:
+    // One scratch, for as long as this lives.
+    class Lease {
+    public:
+        explicit Lease(ScratchPool &pool) : pool_(pool), scratch_(pool.take()) {}
+        Lease(const Lease &) = delete;
+        Lease &operator=(const Lease &) = delete;
+        ~Lease() { pool_.give_back(std::move(scratch_)); }
+
+        ResultArena &arena() const { return *scratch_->arena; }
+        Notification &notification() const { return scratch_->notification; }
+
+    private:
+        ScratchPool &pool_;
+        std::unique_ptr<Scratch> scratch_;
+    };
+
+private:
+    std::unique_ptr<Scratch> take();
+    void give_back(std::unique_ptr<Scratch> scratch) noexcept;
+
+    std::unique_ptr<Scratch> idle_;
+};
+
+// A notification as its listeners get it: decoded when the first of them asks, and once for all whose type is the same.
+class DecodedNotification {
+public:
+    DecodedNotification(Notification &notification, const Channel &channel, ResultArena &arena)
+        : notification_(notification), channel_(channel), arena_(arena) {}
+
+    // What a record callback's message points to; empty when the notification does not decode, which is reported.
+    std::optional<void *> for_record(const ProtobufCMessageDescriptor &type);
+    // The same for a field callback.
+    std::optional<void *> for_field(const ProtobufCMessageDescriptor &type);
+
+private:
+    bool decode(const ProtobufCMessageDescriptor &type);
+
+    Notification &notification_;
+    const Channel &channel_;
+    ResultArena &arena_;
+    const ProtobufCMessageDescriptor *decoded_as_ = nullptr;
+    MomHashResult *result_ = nullptr;
+    bool good_ = false;
+};
+
+}  // namespace mom

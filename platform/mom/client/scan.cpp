@@ -1,0 +1,74 @@
+// A client's scans: every record of a type, as if each had just been written.
+#include <new>
+
+#include "client/client.h"
+#include "core/error.h"
+#include "core/tell.h"
+#include "records/decoding.h"
+#include "records/encoding.h"
+
+namespace mom {
+
+class Client::Scan final : public ScanVisitor {
+public:
+    Scan(Client &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb)
+        : client_(client), db_(db), type_(type), cb_(cb) {}
+
+    bool on_hash(std::string_view key, const StoredFields &fields) override {
+        const ScratchPool::Lease scratch(client_.scratches_);
+        MomHashResult *result = make_result(scratch.arena());
+        if (!result || decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
+            return skip(scratch.arena());
+        }
+        return call(OX_MOM_CMD_DELIVERED, result);
+    }
+
+    bool on_object(std::string_view bytes) {
+        const ScratchPool::Lease scratch(client_.scratches_);
+        ProtobufCMessage *record = decode_message(type_, bytes, scratch.arena());
+        if (!record) {
+            fail(OX_MOM_E_DECODE, "%s does not decode as its type", type_.name);
+            return skip(scratch.arena());
+        }
+        return call(OX_MOM_CMD_WRITTEN, record);
+    }
+
+private:
+    // What does not decode is no reason to end the scan. What does not fit into memory is.
+    static bool skip(const ResultArena &arena) {
+        if (arena.exhausted()) {
+            throw std::bad_alloc();
+        }
+        tell(Level::kWarning, Words("record skipped: %s", last_error()));
+        return true;
+    }
+
+    bool call(int32_t cmd, void *result) {
+        MomMsg message{.client = client_.handle_, .db = db_, .cmd = cmd, .result = result};
+        cb_(client_.handle_, &message);
+        return !client_.destroyed_;
+    }
+
+    Client &client_;
+    int32_t db_;
+    const ProtobufCMessageDescriptor &type_;
+    MomMsgCb cb_;
+};
+
+int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
+    Scan scan(*this, db, type, cb);
+    int32_t code = 0;
+    if (index_of(type)) {
+        code = requested_store().scan_hashes(db, type.name, scan);
+    } else {
+        std::string_view bytes;
+        bool found = false;
+        code = requested_store().read_object({.db = db, .type = type.name, .key = type.name}, bytes, found);
+        if (code == 0 && found) {
+            scan.on_object(bytes);
+        }
+    }
+    return destroyed_ ? fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback of the scan") : code;
+}
+
+}  // namespace mom

@@ -1,0 +1,64 @@
+#include "client/subscriptions.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace mom {
+
+Channel *Subscriptions::find(std::string_view name) {
+    if (last_found_ && last_found_->name == name) {
+        return last_found_;
+    }
+    const auto found = channels_.find(name);
+    return found == channels_.end() ? nullptr : last_found_ = found->second.get();
+}
+
+Channel &Subscriptions::find_or_add(const std::string &name, int32_t db, std::string_view key) {
+    if (const auto found = channels_.find(name); found != channels_.end()) {
+        return *found->second;
+    }
+    auto channel = std::make_unique<Channel>(
+        Channel{.name = name, .db = db, .key = std::string(key), .records = {}, .fields = {}});
+    return *channels_.emplace(name, std::move(channel)).first->second;
+}
+
+void Subscriptions::put_record(Channel &channel, const RecordSubscription &subscription) {
+    const auto same = std::ranges::find(channel.records, subscription.cb, &RecordSubscription::cb);
+    if (same == channel.records.end()) {
+        channel.records.push_back(subscription);
+    } else {
+        *same = subscription;
+    }
+}
+
+const RecordSubscription *Subscriptions::find_record(const Channel &channel, MomMsgCb cb) {
+    const auto found = std::ranges::find(channel.records, cb, &RecordSubscription::cb);
+    return found == channel.records.end() ? nullptr : &*found;
+}
+
+void Subscriptions::forget_records() {
+    for (const auto &entry : channels_) {
+        entry.second->records.clear();
+    }
+}
+
+Subscriptions::Count Subscriptions::count() const {
+    Count count;
+    for (const auto &channel : channels_) {
+        count.records += channel.second->records.size();
+        count.fields += channel.second->fields.size();
+    }
+    return count;
+}
+
+std::vector<Channel *> Subscriptions::with_fields() const {
+    std::vector<Channel *> chosen;
+    for (const auto &entry : channels_) {
+        if (!entry.second->fields.empty()) {
+            chosen.push_back(entry.second.get());
+        }
+    }
+    return chosen;
+}
+
+}  // namespace mom

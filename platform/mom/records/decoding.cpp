@@ -1,0 +1,348 @@
+#include "records/decoding.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <string>
+#include <utility>
+
+namespace mom {
+
+namespace {
+
+constexpr int kDeepest = 32;  // messages inside messages
+
+struct LongVarint {
+    const char *end;  // nullptr: none
+    uint64_t value;
+};
+
+// Apart from the usual case of one byte, which is read in line.
+LongVarint long_varint(const char *at, const char *end) {
+    uint64_t value = 0;
+    for (unsigned shift = 0; shift < 64 && at != end; shift += 7) {
+        const auto byte = static_cast<uint8_t>(*at++);
+        value |= uint64_t{byte & 0x7FU} << shift;
+        if (byte < 0x80) {
+            return {.end = at, .value = value};
+        }
+    }
+    return {.end = nullptr, .value = 0};
+}
+
+// Bytes being read. Reading past the end, or what no reader takes, makes it bad for good.
+class Cursor {
+public:
+    explicit Cursor(std::string_view bytes) : at_(bytes.data()), end_(at_ + bytes.size()) {}
+
+    bool at_end() const { return at_ == end_; }
+    bool bad() const { return bad_; }
+    std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
+    void fail() { bad_ = true; }
+
+    uint64_t varint() {
+        if (at_ != end_ && static_cast<uint8_t>(*at_) < 0x80) {
+            return static_cast<uint8_t>(*at_++);
+        }
+        const LongVarint read = long_varint(at_, end_);
+        bad_ = bad_ || !read.end;
+        at_ = read.end ? read.end : end_;
+        return read.value;
+    }
+
+    std::string_view take(uint64_t size) {
+        if (size > static_cast<uint64_t>(end_ - at_)) {
+            fail();
+            return {};
+        }
+        const char *from = at_;
+        at_ += size;
+        return {from, static_cast<size_t>(size)};
+    }
+
+    std::string_view length_prefixed() { return take(varint()); }
+
+    template <class T>
+    T fixed() {
+        // Protobuf's byte order is that of every processor that this is built for.
+        static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
+        T value{};
+        const std::string_view bytes = take(sizeof value);
+        if (!bad()) {
+            std::memcpy(&value, bytes.data(), sizeof value);
+        }
+        return value;
+    }
+
+private:
+    const char *at_;
+    const char *end_;
+    bool bad_ = false;
+};
+
+void skip(Cursor &cursor, unsigned wire_type) {
+    switch (wire_type) {
+        case PROTOBUF_C_WIRE_TYPE_VARINT:
+            cursor.varint();
+            break;
+        case PROTOBUF_C_WIRE_TYPE_64BIT:
+            cursor.take(8);
+            break;
+        case PROTOBUF_C_WIRE_TYPE_32BIT:
+            cursor.take(4);
+            break;
+        case PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED:
+            cursor.length_prefixed();
+            break;
+        default:
+            cursor.fail();
+    }
+}
+
+unsigned wire_type_of(ProtobufCType type) {
+    switch (type) {
+        case PROTOBUF_C_TYPE_SFIXED32:
+        case PROTOBUF_C_TYPE_FIXED32:
+        case PROTOBUF_C_TYPE_FLOAT:
+            return PROTOBUF_C_WIRE_TYPE_32BIT;
+        case PROTOBUF_C_TYPE_SFIXED64:
+        case PROTOBUF_C_TYPE_FIXED64:
+        case PROTOBUF_C_TYPE_DOUBLE:
+            return PROTOBUF_C_WIRE_TYPE_64BIT;
+        case PROTOBUF_C_TYPE_STRING:
+        case PROTOBUF_C_TYPE_BYTES:
+        case PROTOBUF_C_TYPE_MESSAGE:
+            return PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED;
+        default:
+            return PROTOBUF_C_WIRE_TYPE_VARINT;
+    }
+}
+
+template <class T>
+T zigzag(uint64_t value) {
+    return static_cast<T>((value >> 1) ^ (~(value & 1) + 1));
+}
+
+// A singular field without presence: the only kind that is decoded here.
+bool is_plain(const ProtobufCFieldDescriptor &field) {
+    return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0;
+}
+
+constexpr size_t kSmallField = 2;
+
+// Takes what most fields are: a number or truth value whose tag and value have a byte each. False when it is anything
+// else, which is decoded with more care.
+bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, std::string_view bytes) {
+    constexpr unsigned kPlainNumbers = 1U << PROTOBUF_C_TYPE_INT32 | 1U << PROTOBUF_C_TYPE_UINT32 |
+                                       1U << PROTOBUF_C_TYPE_ENUM | 1U << PROTOBUF_C_TYPE_BOOL;
+    if (bytes.size() < kSmallField || !field || static_cast<uint8_t>(bytes[0]) != field->id << 3 ||
+        static_cast<uint8_t>(bytes[1]) > 0x7F || (kPlainNumbers >> field->type & 1U) == 0 || !is_plain(*field)) {
+        return false;
+    }
+    const auto number = uint32_t{static_cast<uint8_t>(bytes[1])};
+    const uint32_t value = field->type == PROTOBUF_C_TYPE_BOOL ? number != 0 : number;
+    std::memcpy(reinterpret_cast<std::byte *>(&message) + field->offset, &value, sizeof value);
+    return true;
+}
+
+// Finds the fields of a type by number. They mostly come in ascending order, and are then the next in the list.
+class Fields {
+public:
+    explicit Fields(const ProtobufCMessageDescriptor &type) : type_(type) {}
+
+    const ProtobufCFieldDescriptor *find(uint32_t number) {
+        if (next_ < type_.n_fields && type_.fields[next_].id == number) {
+            return &type_.fields[next_++];
+        }
+        const auto *field = protobuf_c_message_descriptor_get_field(&type_, number);
+        next_ = field ? static_cast<unsigned>(field - type_.fields) + 1 : next_;
+        return field;
+    }
+
+    // The one that is expected next.
+    const ProtobufCFieldDescriptor *next() const { return next_ < type_.n_fields ? &type_.fields[next_] : nullptr; }
+    void pass() { ++next_; }
+
+private:
+    const ProtobufCMessageDescriptor &type_;
+    unsigned next_ = 0;
+};
+
+class Decoder {
+public:
+    explicit Decoder(ResultArena &arena) : arena_(arena) {}
+
+    ProtobufCMessage *message(const ProtobufCMessageDescriptor &type, std::string_view bytes);
+    ProtobufCMessage *from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &stored);
+
+private:
+    ProtobufCMessage *blank(const ProtobufCMessageDescriptor &type);
+    ProtobufCMessage *end_to_end(const ProtobufCMessageDescriptor &type, const StoredFields &stored);
+    ProtobufCMessage *generally(const ProtobufCMessageDescriptor &type, std::string_view bytes);
+    bool one_field(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, unsigned wire_type,
+                   Cursor &cursor);
+    bool long_value(std::byte *member, const ProtobufCFieldDescriptor &field, std::string_view bytes);
+    char *copy(std::string_view bytes);
+
+    ResultArena &arena_;
+    int depth_ = 0;
+    bool general_ = false;  // a field came that is not plain
+};
+
+ProtobufCMessage *Decoder::blank(const ProtobufCMessageDescriptor &type) {
+    auto *message = static_cast<ProtobufCMessage *>(arena_.allocate(type.sizeof_message));
+    if (message) {
+        protobuf_c_message_init(&type, message);
+    }
+    return message;
+}
+
+ProtobufCMessage *Decoder::generally(const ProtobufCMessageDescriptor &type, std::string_view bytes) {
+    ProtobufCAllocator allocator{
+        .alloc = [](void *arena, size_t size) { return static_cast<ResultArena *>(arena)->allocate(size); },
+        .free = [](void *, void *) {},
+        .allocator_data = &arena_};
+    return protobuf_c_message_unpack(&type, &allocator, bytes.size(), reinterpret_cast<const uint8_t *>(bytes.data()));
+}
+
+ProtobufCMessage *Decoder::message(const ProtobufCMessageDescriptor &type, std::string_view bytes) {
+    ProtobufCMessage *message = depth_ < kDeepest ? blank(type) : nullptr;
+    ++depth_;
+    Fields fields(type);
+    Cursor cursor(bytes);
+    while (message && !cursor.at_end()) {
+        if (take_small(*message, fields.next(), cursor.rest())) {
+            fields.pass();
+            cursor.take(kSmallField);
+            continue;
+        }
+        const uint64_t tag = cursor.varint();
+        const auto number = static_cast<uint32_t>(tag >> 3);
+        if (cursor.bad() || number == 0 || !one_field(*message, fields.find(number), tag & 7, cursor)) {
+            message = nullptr;
+        }
+    }
+    --depth_;
+    return !message && std::exchange(general_, false) ? generally(type, bytes) : message;
+}
+
+ProtobufCMessage *Decoder::from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &stored) {
+    ProtobufCMessage *message = blank(type);
+    Fields fields(type);
+    for (const StoredField &one : stored) {
+        if (!message || one.number == 0) {
+            return nullptr;
+        }
+        if (one.value.empty()) {
+            continue;  // at its default
+        }
+        const auto *field = fields.find(one.number);
+        if (one.value.size() == kSmallField && take_small(*message, field, one.value)) {
+            continue;
+        }
+        Cursor cursor(one.value);
+        const uint64_t tag = cursor.varint();
+        if (cursor.bad() || tag >> 3 != one.number || !one_field(*message, field, tag & 7, cursor) ||
+            !cursor.at_end()) {
+            return std::exchange(general_, false) ? end_to_end(type, stored) : nullptr;
+        }
+    }
+    return message;
+}
+
+ProtobufCMessage *Decoder::end_to_end(const ProtobufCMessageDescriptor &type, const StoredFields &stored) {
+    std::string bytes;
+    for (const StoredField &one : stored) {
+        bytes += one.value;
+    }
+    return generally(type, bytes);
+}
+
+// False when the value is damaged or memory is exhausted.
+bool Decoder::one_field(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, unsigned wire_type,
+                        Cursor &cursor) {
+    if (!field) {
+        skip(cursor, wire_type);
+        return !cursor.bad();
+    }
+    general_ = !is_plain(*field);
+    if (general_ || wire_type != wire_type_of(field->type)) {
+        return false;
+    }
+    auto *member = reinterpret_cast<std::byte *>(&message) + field->offset;
+    const auto store = [member](auto value) { std::memcpy(member, &value, sizeof value); };
+    switch (field->type) {
+        case PROTOBUF_C_TYPE_INT32:
+        case PROTOBUF_C_TYPE_UINT32:
+        case PROTOBUF_C_TYPE_ENUM:
+            store(static_cast<uint32_t>(cursor.varint()));
+            break;
+        case PROTOBUF_C_TYPE_BOOL:
+            store(static_cast<protobuf_c_boolean>(cursor.varint() != 0));
+            break;
+        case PROTOBUF_C_TYPE_SINT32:
+            store(zigzag<int32_t>(cursor.varint() & UINT32_MAX));
+            break;
+        case PROTOBUF_C_TYPE_SINT64:
+            store(zigzag<int64_t>(cursor.varint()));
+            break;
+        case PROTOBUF_C_TYPE_INT64:
+        case PROTOBUF_C_TYPE_UINT64:
+            store(cursor.varint());
+            break;
+        case PROTOBUF_C_TYPE_SFIXED32:
+        case PROTOBUF_C_TYPE_FIXED32:
+        case PROTOBUF_C_TYPE_FLOAT:
+            store(cursor.fixed<uint32_t>());
+            break;
+        case PROTOBUF_C_TYPE_SFIXED64:
+        case PROTOBUF_C_TYPE_FIXED64:
+        case PROTOBUF_C_TYPE_DOUBLE:
+            store(cursor.fixed<uint64_t>());
+            break;
+        default: {
+            const std::string_view bytes = cursor.length_prefixed();
+            return !cursor.bad() && long_value(member, *field, bytes);
+        }
+    }
+    return !cursor.bad();
+}
+
+bool Decoder::long_value(std::byte *member, const ProtobufCFieldDescriptor &field, std::string_view bytes) {
+    if (field.type == PROTOBUF_C_TYPE_MESSAGE) {
+        const auto &type = *static_cast<const ProtobufCMessageDescriptor *>(field.descriptor);
+        ProtobufCMessage *inner = message(type, bytes);
+        std::memcpy(member, &inner, sizeof inner);
+        return inner != nullptr;
+    }
+    char *text = copy(bytes);
+    if (field.type == PROTOBUF_C_TYPE_BYTES) {
+        const ProtobufCBinaryData data{.len = bytes.size(), .data = reinterpret_cast<uint8_t *>(text)};
+        std::memcpy(member, &data, sizeof data);
+    } else {
+        std::memcpy(member, &text, sizeof text);
+    }
+    return text != nullptr;
+}
+
+// A copy that is terminated too.
+char *Decoder::copy(std::string_view bytes) {
+    auto *text = static_cast<char *>(arena_.allocate(bytes.size() + 1));
+    if (text) {
+        *std::ranges::copy(bytes, text).out = '\0';
+    }
+    return text;
+}
+
+}  // namespace
+
+ProtobufCMessage *decode_message(const ProtobufCMessageDescriptor &type, std::string_view bytes, ResultArena &arena) {
+    return Decoder(arena).message(type, bytes);
+}
+
+ProtobufCMessage *decode_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields,
+                                ResultArena &arena) {
+    return Decoder(arena).from_fields(type, fields);
+}
+
+}  // namespace mom
