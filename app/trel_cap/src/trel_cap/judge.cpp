@@ -4,6 +4,7 @@
 #include "log/arguments.h"
 #include "trel_cap/dispatch.h"
 #include "trel_cap_sw/node_walk.h"
+#include "trel_cap_sw/own_functions.h"
 
 using namespace trel_cap;
 
@@ -66,12 +67,9 @@ uint8_t judged(CapNodeVisitor judge, CapNodeVisitor own_judge, int32_t node, uin
 
 }  // namespace
 
-/* This library's own judges, whatever stands in front of them. */
 extern "C" {
-[[gnu::alias("trel_cap_judge_node_ready"), gnu::visibility("hidden")]] int32_t
-trel_cap_own_judge_node_ready(CapNode *pos, void *param);
-[[gnu::alias("trel_cap_judge_node_real_time"), gnu::visibility("hidden")]] int32_t
-trel_cap_own_judge_node_real_time(CapNode *pos, void *param);
+[[gnu::alias("trel_cap_judge_node_ready")]] int32_t trel_cap_own_judge_node_ready(CapNode *pos, void *param);
+[[gnu::alias("trel_cap_judge_node_real_time")]] int32_t trel_cap_own_judge_node_real_time(CapNode *pos, void *param);
 }
 
 int32_t trel_cap_judge_node_ready(CapNode *pos, void *param) {

@@ -12,82 +12,31 @@ namespace trel_cap {
 template <typename Record>
 Record initial();
 
-template <>
-inline CapTableIndex initial() {
-    return CAP_TABLE_INDEX__INIT;
-}
-template <>
-inline CapTable initial() {
-    return CAP_TABLE__INIT;
-}
-template <>
-inline CapHpsTable initial() {
-    return CAP_HPS_TABLE__INIT;
-}
-template <>
-inline CapFabTable initial() {
-    return CAP_FAB_TABLE__INIT;
-}
-template <>
-inline CapCmTable initial() {
-    return CAP_CM_TABLE__INIT;
-}
-template <>
-inline CapGlbTableIndex initial() {
-    return CAP_GLB_TABLE_INDEX__INIT;
-}
-template <>
-inline CapGlbTable initial() {
-    return CAP_GLB_TABLE__INIT;
-}
-template <>
-inline CapCmGlbTable initial() {
-    return CAP_CM_GLB_TABLE__INIT;
-}
-template <>
-inline CapGlbState initial() {
-    return CAP_GLB_STATE__INIT;
-}
-template <>
-inline CapHpsGlbState initial() {
-    return CAP_HPS_GLB_STATE__INIT;
-}
-template <>
-inline CapCmGlbState initial() {
-    return CAP_CM_GLB_STATE__INIT;
-}
-template <>
-inline CapFabGlbState initial() {
-    return CAP_FAB_GLB_STATE__INIT;
-}
-template <>
-inline CapFeReadyIndex initial() {
-    return CAP_FE_READY_INDEX__INIT;
-}
-template <>
-inline CapFeReady initial() {
-    return CAP_FE_READY__INIT;
-}
-template <>
-inline CapCmReadyIndex initial() {
-    return CAP_CM_READY_INDEX__INIT;
-}
-template <>
-inline CapCmReady initial() {
-    return CAP_CM_READY__INIT;
-}
-template <>
-inline CardInfoIndex initial() {
-    return CARD_INFO_INDEX__INIT;
-}
-template <>
-inline CardInfo initial() {
-    return CARD_INFO__INIT;
-}
-template <>
-inline AppDfCardDenyCheckResult initial() {
-    return APP_DF_CARD_DENY_CHECK_RESULT__INIT;
-}
+#define TREL_CAP_INITIAL(Record, initialiser)                                                                          \
+    template <>                                                                                                        \
+    inline Record initial() {                                                                                          \
+        return initialiser;                                                                                            \
+    }
+TREL_CAP_INITIAL(CapTableIndex, CAP_TABLE_INDEX__INIT)
+TREL_CAP_INITIAL(CapTable, CAP_TABLE__INIT)
+TREL_CAP_INITIAL(CapHpsTable, CAP_HPS_TABLE__INIT)
+TREL_CAP_INITIAL(CapFabTable, CAP_FAB_TABLE__INIT)
+TREL_CAP_INITIAL(CapCmTable, CAP_CM_TABLE__INIT)
+TREL_CAP_INITIAL(CapGlbTableIndex, CAP_GLB_TABLE_INDEX__INIT)
+TREL_CAP_INITIAL(CapGlbTable, CAP_GLB_TABLE__INIT)
+TREL_CAP_INITIAL(CapCmGlbTable, CAP_CM_GLB_TABLE__INIT)
+TREL_CAP_INITIAL(CapGlbState, CAP_GLB_STATE__INIT)
+TREL_CAP_INITIAL(CapHpsGlbState, CAP_HPS_GLB_STATE__INIT)
+TREL_CAP_INITIAL(CapCmGlbState, CAP_CM_GLB_STATE__INIT)
+TREL_CAP_INITIAL(CapFabGlbState, CAP_FAB_GLB_STATE__INIT)
+TREL_CAP_INITIAL(CapFeReadyIndex, CAP_FE_READY_INDEX__INIT)
+TREL_CAP_INITIAL(CapFeReady, CAP_FE_READY__INIT)
+TREL_CAP_INITIAL(CapCmReadyIndex, CAP_CM_READY_INDEX__INIT)
+TREL_CAP_INITIAL(CapCmReady, CAP_CM_READY__INIT)
+TREL_CAP_INITIAL(CardInfoIndex, CARD_INFO_INDEX__INIT)
+TREL_CAP_INITIAL(CardInfo, CARD_INFO__INIT)
+TREL_CAP_INITIAL(AppDfCardDenyCheckResult, APP_DF_CARD_DENY_CHECK_RESULT__INIT)
+#undef TREL_CAP_INITIAL
 
 /* A capability record with its index. It points into itself, so it stays where it is made. */
 template <typename Record>

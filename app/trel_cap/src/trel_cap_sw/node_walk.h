@@ -4,12 +4,7 @@
 
 #include "log/log.h"
 #include "trel_cap/node_list.h"
-
-/* This library's own functions, whatever a program has put in front of them. */
-extern "C" {
-[[gnu::visibility("hidden")]] void trel_cap_own_dump_node(CapNodeRecord record);
-[[gnu::visibility("hidden")]] void trel_cap_own_node_walk_cur(CapNodeVisitor visitor, void *argument);
-}
+#include "trel_cap_sw/own_functions.h"
 
 namespace trel_cap {
 
