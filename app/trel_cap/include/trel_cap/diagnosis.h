@@ -20,7 +20,7 @@ TREL_CAP_BEGIN_DECLS
  * Registers the module trel_cap_<app_name>, its name cut to 126 bytes, with the commands below. trel_cap_init() passes
  * the name of the executable, which stays the same when its file is replaced or removed (trel_cap_get_app_name()).
  *
- * log-level %d                     trel_cap_log_level(), init.h
+ * log-level %d                     trel_cap_log_level(), logging.h
  * dump_status
  * set_g_cap_state url=%s state=%d
  * ce_set_g_cap_bool url=%s val=%d

@@ -1,13 +1,14 @@
-/* init.h - start-up, reconnection, and the log level. */
+/* init.h - start-up and reconnection. Includes what start-up goes by: logging.h, records.h and registration.h. */
 #ifndef TREL_CAP_INIT_H
 #define TREL_CAP_INIT_H
 
-#include <stddef.h>
 #include <stdint.h>
-#include <sys/types.h>
 
 #include "ox_mom.h"
 #include "trel_cap/export.h"
+#include "trel_cap/logging.h"
+#include "trel_cap/records.h"
+#include "trel_cap/registration.h"
 
 TREL_CAP_BEGIN_DECLS
 
@@ -33,32 +34,6 @@ TREL_CAP_BEGIN_DECLS
 int32_t trel_cap_init(MomClient *global, const char *reg_name);
 
 /*
- * Writes the base name of process pid's executable into dst, cut to size - 1 bytes and terminated; "app" when it cannot
- * be read, with the reason on standard error. Returns dst. size is at least 1. A NULL dst is logged and returned.
- *
- * It is the name as the system has it: behind that of a file that was replaced or removed stands " (deleted)". The
- * library's own level file, console module and collection go by the name without it, so that to an operator a program
- * that was upgraded in place is the same one still.
- */
-char *trel_cap_get_app_name(pid_t pid, char *dst, size_t size);
-
-/*
- * Initialises logging: reads the log level from the files trel_cap_dbg.txt and then <app_name> in
- * /data/.oxos/vsd/0/sw-frame/cap/trel_cap/ (one decimal number each; one that is missing or no regular file leaves the
- * level alone, the second overrides the first, anything but a number is 0), and opens the category "trel_cap".
- * trel_cap_init() calls it.
- *
- * TREL_CAP_E_ARGUMENT  app_name is NULL
- */
-int32_t trel_cap_zlog_init(const char *app_name);
-
-/*
- * Sets the log level of the process: 0 nothing, 1 errors, 2 also progress, 3 also the node list, 4 or more, or a
- * negative number, everything. Any thread, at any time.
- */
-void trel_cap_log_level(int32_t level);
-
-/*
  * The library's reconnection handler (MomReconnectCb): the client calls it once its connections are back. Clears the
  * calling thread's validated flags (processors.h) and subscribes again, so that readiness is rebuilt from the store.
  *
@@ -79,18 +54,9 @@ int32_t trel_cap_reconnect_db_config(MomClient *client, int32_t db, int32_t type
  */
 int32_t trel_cap_set_g_cap_db_reconnect_cb(MomClient *client, void *fp, void *arg);
 
-/* Releases a record of ox_mom_get_sync(). NULL is ignored, with result 0; otherwise the client's result. */
-int32_t trel_cap_ox_obj_free(void *record);
-
 /* The calling thread's state. To read; the library writes it. */
 extern __thread MomClient *g_trel_cap_global;        /* the client; NULL until trel_cap_init() succeeds */
-extern __thread uint8_t trel_cap_dbg_inited;         /* 1 once logging has been initialised on this thread */
 extern __thread uint8_t g_trel_cap_config_reconnect; /* 1 from a reconnection until all is subscribed again */
-
-/* The process's state. */
-extern int32_t g_trel_cap_zlog_level;   /* the log level, compared as unsigned; 1 at first */
-extern void *g_trel_cap_zlog_category;  /* the category "trel_cap"; NULL until logging is initialised */
-extern int32_t g_trel_callback_reg_mem; /* bytes held for callback registrations; 32 at first */
 
 TREL_CAP_END_DECLS
 

@@ -48,7 +48,7 @@ int32_t trel_cap_app_df_pmsg_f(MomClient *client, MomMsg *pmsg);       /* AppDfC
 /*
  * The announcement of cards installed in advance, for line cards, fabric, control modules and HPS cards. Once all
  * sources of the class have been read, the class is ready and its node events are asked for (for the fabric, in their
- * place, CM_NODE), walks the node list with the class's notifier (dispatch.h). Returns 0.
+ * place, CM_NODE), walks the node list with the class's notifier (preinstall.h). Returns 0.
  */
 int32_t trel_cap_notify_pre_install_node_pro(void);
 int32_t trel_cap_notify_pre_fab_install_node_pro(void);

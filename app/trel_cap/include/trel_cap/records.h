@@ -8,9 +8,12 @@
 #ifndef TREL_CAP_RECORDS_H
 #define TREL_CAP_RECORDS_H
 
+#include <stdint.h>
+
 #include "p_dev.pb-c.h"
 #include "p_libpub.pb-c.h"
 #include "s_frame.pb-c.h"
+#include "trel_cap/export.h"
 
 /* The outcomes of an application's card check, by their own names. */
 #define APP_DF_CHECK_DENY APP_DF_CARD_CHECK_STAT__APP_DF_CHECK_DENY
@@ -26,5 +29,12 @@ enum {
     TREL_CAP_FIELD_STR = 8,
     TREL_CAP_FIELD_STATE = 22
 };
+
+TREL_CAP_BEGIN_DECLS
+
+/* Releases a record of ox_mom_get_sync(). NULL is ignored, with result 0; otherwise the client's result. */
+int32_t trel_cap_ox_obj_free(void *record);
+
+TREL_CAP_END_DECLS
 
 #endif

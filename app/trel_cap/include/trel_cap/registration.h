@@ -62,6 +62,9 @@ extern __thread uint32_t g_trel_fab_cm_cap_flag;     /* FAB, FAB_NODE, CM, CM_NO
 extern __thread uint32_t g_trel_hps_cap_flag;        /* HPS, HPS_NODE */
 extern __thread uint32_t g_trel_lc_and_hps_cap_flag; /* LC_AND_HPS */
 
+/* Bytes held for the registrations of the whole process; 32 at first. To read; the library writes it. */
+extern int32_t g_trel_callback_reg_mem;
+
 TREL_CAP_END_DECLS
 
 #endif

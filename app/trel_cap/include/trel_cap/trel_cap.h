@@ -13,7 +13,7 @@
  *  4. Capability URLs are NUL-terminated strings of at most TREL_CAP_URL_MAX bytes. They are not copied or kept.
  *  5. Memory. What a function reads it copies into the caller's variables; nothing has to be released afterwards. What
  *     a callback is given is valid until it returns.
- *  6. Logging. Messages go to the category "trel_cap" of ox_zlog.h as far as the log level lets them (init.h).
+ *  6. Logging. Messages go to the category "trel_cap" of ox_zlog.h as far as the log level lets them (logging.h).
  *  7. Booleans are int32_t when passed by value and uint8_t, always 0 or 1, when written through a pointer.
  */
 #ifndef TREL_CAP_TREL_CAP_H
@@ -25,8 +25,11 @@
 #include "trel_cap/dispatch.h"
 #include "trel_cap/events.h"
 #include "trel_cap/init.h"
+#include "trel_cap/logging.h"
 #include "trel_cap/node_capability.h"
+#include "trel_cap/node_judge.h"
 #include "trel_cap/node_list.h"
+#include "trel_cap/preinstall.h"
 #include "trel_cap/processors.h"
 #include "trel_cap/readiness.h"
 #include "trel_cap/records.h"

@@ -5,7 +5,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "trel_cap/init.h"
+#include "trel_cap/logging.h"
 
 namespace trel_cap {
 

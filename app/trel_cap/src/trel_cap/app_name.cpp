@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "log/arguments.h"
-#include "trel_cap/init.h"
+#include "trel_cap/logging.h"
 
 using namespace trel_cap;
 

@@ -2,7 +2,7 @@
 #include "judge.h"
 
 #include "log/arguments.h"
-#include "trel_cap/dispatch.h"
+#include "trel_cap/node_judge.h"
 #include "trel_cap_sw/node_walk.h"
 #include "trel_cap_sw/own_functions.h"
 

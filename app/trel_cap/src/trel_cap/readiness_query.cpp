@@ -3,8 +3,8 @@
 
 #include "log/arguments.h"
 #include "request.h"
-#include "trel_cap/init.h"
 #include "trel_cap/readiness.h"
+#include "trel_cap/records.h"
 
 using namespace trel_cap;
 

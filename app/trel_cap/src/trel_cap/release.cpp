@@ -1,5 +1,5 @@
 // Releasing what the store handed out.
-#include "trel_cap/init.h"
+#include "trel_cap/records.h"
 #include "trel_cap/status.h"
 
 int32_t trel_cap_ox_obj_free(void *record) {

@@ -1,6 +1,6 @@
 #include "thread_logging.h"
 
-#include "trel_cap/init.h"
+#include "trel_cap/logging.h"
 
 namespace trel_cap {
 

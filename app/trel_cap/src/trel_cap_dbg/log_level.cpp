@@ -9,7 +9,7 @@
 
 #include "log/arguments.h"
 #include "ox_zlog.h"
-#include "trel_cap/init.h"
+#include "trel_cap/logging.h"
 
 using namespace trel_cap;
 
