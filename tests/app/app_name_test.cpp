@@ -12,6 +12,7 @@
 
 #include "level_files.h"
 #include "library_test.h"
+#include "private_directory.h"
 
 namespace trel_cap_tests {
 namespace {
@@ -77,27 +78,11 @@ private:
     pid_t pid_;
 };
 
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() {
-        std::string pattern = (fs::temp_directory_path() / "trel_cap_test_XXXXXX").string();
-        path_ = fs::canonical(mkdtemp(pattern.data()));
-    }
-    ~TemporaryDirectory() { fs::remove_all(path_); }
-    TemporaryDirectory(const TemporaryDirectory &) = delete;
-    TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
-
-    const fs::path &path() const { return path_; }
-
-private:
-    fs::path path_;
-};
-
 TEST_F(AppName, IsTheBaseNameOfTheExecutable) { EXPECT_EQ(name_of(getpid(), 128), program_name()); }
 
 TEST_F(AppName, IsThatOfAnyProcess) {
-    const TemporaryDirectory directory;
-    const fs::path executable = directory.path() / "a program";
+    const test_support::PrivateDirectory directory;
+    const fs::path executable = directory.file("a program");
     fs::copy_file("/bin/sleep", executable);
     const Process process(executable);
     EXPECT_EQ(name_of(process.pid(), 128), "a program");
@@ -113,8 +98,8 @@ TEST_F(AppName, IsCutToTheBuffer) {
 
 // Of a long path 127 bytes are read, wherever in it that is.
 TEST_F(AppName, ComesFromTheFirst127BytesOfThePath) {
-    const TemporaryDirectory directory;
-    const fs::path parent = directory.path() / std::string(119 - directory.path().string().size(), 'd');
+    const test_support::PrivateDirectory directory;
+    const fs::path parent = directory.file(std::string(119 - directory.path().size(), 'd'));
     fs::create_directory(parent);
     const fs::path executable = parent / "longer_than_that";
     fs::copy_file("/bin/sleep", executable);

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "private_directory.h"
 #include "program.h"
 
 namespace {
@@ -15,14 +16,9 @@ enum class Then { kKept, kDeleted };
 
 class DeletedProgram : public ::testing::Test {
 protected:
-    fs::path directory = fs::canonical(make_directory());
+    test_support::PrivateDirectory private_directory;
+    const fs::path directory = private_directory.path();
 
-    ~DeletedProgram() override { fs::remove_all(directory); }
-
-    static std::string make_directory() {
-        std::string pattern = (fs::temp_directory_path() / "trel_cap_test_XXXXXX").string();
-        return mkdtemp(pattern.data());
-    }
     // What a copy of the program prints, by its first word.
     std::map<std::string, std::string> names_of(const fs::path &program, Then then) {
         fs::create_directories(program.parent_path());

@@ -3,22 +3,22 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <filesystem>
-#include <string>
+#include <optional>
+
+#include "private_directory.h"
 
 namespace {
 
 class OwnConsole : public testing::Environment {
 public:
     void SetUp() override {
-        directory_ = std::filesystem::temp_directory_path() / "console.XXXXXX";
-        ASSERT_NE(mkdtemp(directory_.data()), nullptr) << directory_;
-        setenv("QUIB_DIR", directory_.c_str(), 1);
+        directory_.emplace();
+        setenv("QUIB_DIR", directory_->path().c_str(), 1);
     }
-    void TearDown() override { std::filesystem::remove_all(directory_); }
+    void TearDown() override { directory_.reset(); }
 
 private:
-    std::string directory_;
+    std::optional<test_support::PrivateDirectory> directory_;
 };
 
 [[maybe_unused]] const testing::Environment *const environment = testing::AddGlobalTestEnvironment(new OwnConsole);

@@ -2,20 +2,14 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -23,45 +17,11 @@
 
 namespace test_support {
 
-namespace fs = std::filesystem;
 using std::chrono::steady_clock;
 
 namespace {
 
-constexpr char kDirectoryPrefix[] = "ox-redis-";
 constexpr auto kStartLimit = std::chrono::seconds(20);
-constexpr timeval kReplyLimit = {20, 0};
-
-[[noreturn]] void fail(const std::string &what) { throw std::runtime_error(what); }
-
-bool is_directory(int fd, const std::string &path) {
-    struct stat opened = {};
-    struct stat named = {};
-    return fstat(fd, &opened) == 0 && stat(path.c_str(), &named) == 0 && opened.st_ino == named.st_ino;
-}
-
-int lock_directory(const std::string &path) {
-    const int fd = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd >= 0 && (flock(fd, LOCK_EX | LOCK_NB) != 0 || !is_directory(fd, path))) {
-        close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-void remove_abandoned(const fs::path &parent) {
-    std::error_code ignored;
-    for (const auto &entry : fs::directory_iterator(parent, ignored)) {
-        if (!entry.path().filename().string().starts_with(kDirectoryPrefix)) {
-            continue;
-        }
-        const int fd = lock_directory(entry.path());
-        if (fd >= 0) {
-            fs::remove_all(entry.path(), ignored);
-            close(fd);
-        }
-    }
-}
 
 sockaddr_in loopback(int port) {
     sockaddr_in address = {};
@@ -86,106 +46,6 @@ sockaddr_in loopback(int port) {
 }
 
 }  // namespace
-
-PrivateDirectory::PrivateDirectory() : lock_(-1) {
-    const fs::path parent = fs::temp_directory_path();
-    remove_abandoned(parent);
-    while (lock_ < 0) {
-        std::string name = (parent / (std::string(kDirectoryPrefix) + "XXXXXX")).string();
-        if (mkdtemp(name.data()) == nullptr) {
-            fail("no directory " + name + ": " + std::strerror(errno));
-        }
-        lock_ = lock_directory(name);
-        path_ = name;
-    }
-}
-
-PrivateDirectory::~PrivateDirectory() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-    close(lock_);
-}
-
-void RedisReplyDeleter::operator()(redisReply *reply) const { freeReplyObject(reply); }
-
-void RedisConnection::ContextDeleter::operator()(redisContext *context) const { redisFree(context); }
-
-RedisConnection::RedisConnection(const std::string &socket_path)
-    : context_(redisConnectUnixWithTimeout(socket_path.c_str(), kReplyLimit)) {
-    if (context_ == nullptr || context_->err != 0) {
-        fail("cannot connect to " + socket_path);
-    }
-    redisSetTimeout(context_.get(), kReplyLimit);
-}
-
-RedisConnection::RedisConnection(int port) : context_(redisConnectWithTimeout("127.0.0.1", port, kReplyLimit)) {
-    if (context_ == nullptr || context_->err != 0) {
-        fail("cannot connect to port " + std::to_string(port));
-    }
-    redisSetTimeout(context_.get(), kReplyLimit);
-}
-
-void RedisConnection::queue(const std::vector<std::string> &arguments) {
-    std::vector<const char *> values;
-    std::vector<size_t> lengths;
-    for (const std::string &argument : arguments) {
-        values.push_back(argument.data());
-        lengths.push_back(argument.size());
-    }
-    redisAppendCommandArgv(context_.get(), static_cast<int>(values.size()), values.data(), lengths.data());
-}
-
-RedisReply RedisConnection::read_reply() {
-    void *reply = nullptr;
-    if (redisGetReply(context_.get(), &reply) != REDIS_OK) {
-        fail(std::string("no reply: ") + context_->errstr);
-    }
-    return RedisReply(static_cast<redisReply *>(reply));
-}
-
-RedisReply RedisConnection::command(const std::vector<std::string> &arguments) {
-    queue(arguments);
-    return read_reply();
-}
-
-RedisReply RedisConnection::must(const std::vector<std::string> &arguments) {
-    RedisReply reply = command(arguments);
-    if (reply->type == REDIS_REPLY_ERROR) {
-        fail(arguments[0] + ": " + reply->str);
-    }
-    return reply;
-}
-
-std::string RedisConnection::text(const std::vector<std::string> &arguments) {
-    const RedisReply reply = must(arguments);
-    return reply->str == nullptr ? std::string() : std::string(reply->str, static_cast<size_t>(reply->len));
-}
-
-std::vector<std::string> RedisConnection::list(const std::vector<std::string> &arguments) {
-    const RedisReply reply = must(arguments);
-    std::vector<std::string> values;
-    for (size_t i = 0; i < reply->elements; ++i) {
-        const redisReply *element = reply->element[i];
-        values.emplace_back(element->str, static_cast<size_t>(element->len));
-    }
-    return values;
-}
-
-void RedisConnection::repeat(const std::vector<std::string> &arguments, int times) {
-    constexpr int kAtOnce = 1000;
-    for (int sent = 0; sent < times;) {
-        const int batch = std::min(kAtOnce, times - sent);
-        for (int i = 0; i < batch; ++i) {
-            queue(arguments);
-        }
-        for (int i = 0; i < batch; ++i) {
-            read_reply();
-        }
-        sent += batch;
-    }
-}
-
-RedisReply RedisConnection::next_message() { return read_reply(); }
 
 RedisServer::RedisServer(RedisOptions options) : options_(std::move(options)) { start(); }
 
@@ -270,11 +130,11 @@ void RedisServer::wait_until_it_answers() {
     while (!answers()) {
         if (waitpid(pid_, nullptr, WNOHANG) == pid_) {
             pid_ = -1;
-            fail(options_.program + " does not start:\n" + log());
+            throw std::runtime_error(options_.program + " does not start:\n" + log());
         }
         if (steady_clock::now() > limit) {
             kill();
-            fail(options_.program + " does not answer:\n" + log());
+            throw std::runtime_error(options_.program + " does not answer:\n" + log());
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
@@ -344,7 +204,7 @@ int unused_port() {
     const bool found = bind(fd, generic, length) == 0 && getsockname(fd, generic, &length) == 0;
     close(fd);
     if (!found) {
-        fail("no port is free");
+        throw std::runtime_error("no port is free");
     }
     return ntohs(address.sin_port);
 }

@@ -2,62 +2,15 @@
 #ifndef TESTS_SUPPORT_REDIS_SERVER_H
 #define TESTS_SUPPORT_REDIS_SERVER_H
 
-#include <hiredis/hiredis.h>
 #include <sys/types.h>
 
-#include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
+#include "private_directory.h"
+#include "redis_connection.h"
+
 namespace test_support {
-
-// Directories that an earlier test left behind when it died are removed when the next one is made.
-class PrivateDirectory {
-public:
-    PrivateDirectory();
-    ~PrivateDirectory();
-    PrivateDirectory(const PrivateDirectory &) = delete;
-    PrivateDirectory &operator=(const PrivateDirectory &) = delete;
-
-    const std::string &path() const { return path_; }
-    std::string file(const std::string &name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
-    int lock_;  // held as long as the owner lives, so that nobody else takes the directory for abandoned
-};
-
-struct RedisReplyDeleter {
-    void operator()(redisReply *reply) const;
-};
-using RedisReply = std::unique_ptr<redisReply, RedisReplyDeleter>;
-
-// A connection past the client under test. Throws std::runtime_error when the connection fails.
-class RedisConnection {
-public:
-    explicit RedisConnection(const std::string &socket_path);
-    explicit RedisConnection(int port);
-
-    RedisReply command(const std::vector<std::string> &arguments);
-    // As command(), but an error reply throws too.
-    RedisReply must(const std::vector<std::string> &arguments);
-    std::string text(const std::vector<std::string> &arguments);
-    std::vector<std::string> list(const std::vector<std::string> &arguments);
-    // Sends the same command many times in one go.
-    void repeat(const std::vector<std::string> &arguments, int times);
-    // Waits for the next message of a subscription made with must().
-    RedisReply next_message();
-
-private:
-    void queue(const std::vector<std::string> &arguments);
-    RedisReply read_reply();
-
-    struct ContextDeleter {
-        void operator()(redisContext *context) const;
-    };
-    std::unique_ptr<redisContext, ContextDeleter> context_;
-};
 
 struct RedisOptions {
     std::string program = "redis-server";

@@ -36,17 +36,6 @@ constexpr unsigned kLimitSeconds = 50;
 
 }  // namespace
 
-TemporaryDirectory::TemporaryDirectory() : path_((fs::temp_directory_path() / "ox-zlog-test-XXXXXX").string()) {
-    if (mkdtemp(path_.data()) == nullptr) {
-        throw std::runtime_error("no directory " + path_);
-    }
-}
-
-TemporaryDirectory::~TemporaryDirectory() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-}
-
 std::string TemporaryDirectory::write(const std::string &name, const std::string &text) const {
     std::ofstream(file(name), std::ios::binary) << text;
     return file(name);
@@ -54,7 +43,7 @@ std::string TemporaryDirectory::write(const std::string &name, const std::string
 
 std::vector<std::string> TemporaryDirectory::names() const {
     std::vector<std::string> names;
-    for (const auto &entry : fs::directory_iterator(path_)) {
+    for (const auto &entry : fs::directory_iterator(path())) {
         names.push_back(entry.path().filename().string());
     }
     return names;

@@ -6,22 +6,15 @@
 #include <string>
 #include <vector>
 
+#include "private_directory.h"
+
 namespace zlog_test {
 
-class TemporaryDirectory {
+class TemporaryDirectory : public test_support::PrivateDirectory {
 public:
-    TemporaryDirectory();
-    ~TemporaryDirectory();
-    TemporaryDirectory(const TemporaryDirectory &) = delete;
-    TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
-
-    std::string file(const std::string &name) const { return path_ + "/" + name; }
     // Writes a file; returns its path.
     std::string write(const std::string &name, const std::string &text) const;
     std::vector<std::string> names() const;
-
-private:
-    std::string path_;
 };
 
 struct Outcome {
