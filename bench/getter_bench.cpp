@@ -2,6 +2,7 @@
 // record.
 #include <cstdint>
 
+#include "bare.h"
 #include "ratio.h"
 #include "store.h"
 
@@ -54,23 +55,35 @@ int32_t read_str(MomClient *client) {
     return trel_cap_ce_get_fe_cap_str(client, kNode, kUrl, sizeof value, value, &length);
 }
 
-void read(benchmark::State &state, void (*write)(const bench::Store &), const char *key, int32_t (*read)(MomClient *)) {
+// What is read: the record's writer, its key, its type, and the getter.
+struct Read {
+    void (*write)(const bench::Store &);
+    const char *key;
+    void (*decode)(const redisReply &);
+    int32_t (*get)(MomClient *);
+};
+
+void decode_device(const redisReply &fields) { bench::decode<CapTable>(cap_table__descriptor, fields); }
+void decode_node(const redisReply &fields) { bench::decode<CapGlbTable>(cap_glb_table__descriptor, fields); }
+
+void read(benchmark::State &state, const Read &what) {
     const bench::Store store;
-    write(store);
-    bench::compare(
-        state, bench::wall_time, kReads, 1.0,
-        [&] {
+    what.write(store);
+    const auto read_bare = [&] {
+        bench::ReplyPtr reply = bench::command(store.bare(), "HGETALL", what.key);
+        bench::must(reply->elements == 2 * (1 + std::size(kFields)));
+        return reply;
+    };
+    const auto times = [](const auto &work) {
+        return [=] {
             for (int i = 0; i < kReads; ++i) {
-                auto *reply = static_cast<redisReply *>(redisCommand(store.bare(), "HGETALL %s", key));
-                bench::must(reply->elements == 2 * (1 + std::size(kFields)));
-                freeReplyObject(reply);
+                work();
             }
-        },
-        [&] {
-            for (int i = 0; i < kReads; ++i) {
-                bench::must(read(store.client()) == TREL_CAP_OK);
-            }
-        });
+        };
+    };
+    bench::compare(state, bench::wall_time, kReads, 1.0, times([&] { read_bare(); }),
+                   times([&] { bench::must(what.get(store.client()) == TREL_CAP_OK); }), bench::nothing,
+                   times([&] { what.decode(*read_bare()); }));
 }
 
 constexpr const char *kDeviceKey = "p_libpub.cap_table:/port/mtu/limit";
@@ -78,17 +91,17 @@ constexpr const char *kNodeKey = "s_frame.cap_glb_table:17:/port/mtu/limit";
 
 }  // namespace
 
-BENCHMARK_CAPTURE(read, bool, write_device, kDeviceKey, read_bool)
+BENCHMARK_CAPTURE(read, bool, Read{write_device, kDeviceKey, decode_device, read_bool})
     ->Name("a boolean read")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(100);
-BENCHMARK_CAPTURE(read, int32, write_device, kDeviceKey, read_int32)
+BENCHMARK_CAPTURE(read, int32, Read{write_device, kDeviceKey, decode_device, read_int32})
     ->Name("an integer read")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(100);
-BENCHMARK_CAPTURE(read, str, write_node, kNodeKey, read_str)
+BENCHMARK_CAPTURE(read, str, Read{write_node, kNodeKey, decode_node, read_str})
     ->Name("a string of a node read")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)

@@ -1,7 +1,13 @@
 // Processor time of a follower, decoding and dispatch included, beside a loop that only receives the same bytes.
-#include <functional>
-#include <string>
+#include <poll.h>
 
+#include <atomic>
+#include <functional>
+#include <semaphore>
+#include <string>
+#include <thread>
+
+#include "bare.h"
 #include "ratio.h"
 #include "store.h"
 
@@ -10,6 +16,7 @@
 namespace {
 
 constexpr int kNotifications = 2000;
+constexpr int kLive = 200;
 constexpr const char *kUrl = "/port/mtu/limit";
 
 int received = 0;
@@ -29,9 +36,12 @@ int32_t count_change(MomClient *, MomMsg *message, void *total) {
     return 0;
 }
 
-// What is followed: where its notifications come, how one is caused, and how it is followed.
+// What is followed: where its notifications come, how a program of its own would have its record, how one is caused,
+// and how it is followed.
 struct Followed {
     const char *channel;
+    std::string record;
+    void (*decode)(std::string_view);
     std::function<void(const bench::Store &)> write;
     std::function<int32_t(MomClient *)> follow;
 };
@@ -39,20 +49,47 @@ struct Followed {
 // The bytes of a real notification.
 std::string one_notification(const bench::Store &store, const Followed &followed, redisContext *subscriber) {
     followed.write(store);
-    redisReply *reply = nullptr;
-    bench::must(redisGetReply(subscriber, reinterpret_cast<void **>(&reply)) == REDIS_OK && reply->elements == 3);
-    std::string bytes(reply->element[2]->str, static_cast<size_t>(reply->element[2]->len));
-    freeReplyObject(reply);
-    return bytes;
+    const bench::ReplyPtr reply = bench::receive(subscriber);
+    bench::must(reply->elements == 3);
+    return {reply->element[2]->str, reply->element[2]->len};
 }
 
-void receive_bare(redisContext *subscriber) {
+template <class Handle>
+void receive_bare(redisContext *subscriber, Handle handle) {
     for (int i = 0; i < kNotifications; ++i) {
-        void *reply = nullptr;
-        bench::must(redisGetReply(subscriber, &reply) == REDIS_OK);
-        freeReplyObject(reply);
+        handle(*bench::receive(subscriber));
     }
 }
+
+// Publishes one notification after the other on a thread of its own, each when it is asked for.
+class Publisher {
+public:
+    Publisher(const bench::Store &store, const char *channel, const std::string &bytes) : context_(store.connect()) {
+        thread_ = std::thread([this, channel, bytes] {
+            for (asked_.acquire(); !ends_; asked_.acquire()) {
+                bench::command(context_, "PUBLISH", channel, bytes);
+            }
+        });
+    }
+    Publisher(const Publisher &) = delete;
+    Publisher &operator=(const Publisher &) = delete;
+    ~Publisher() {
+        ends_ = true;
+        ask();
+        thread_.join();
+        redisFree(context_);
+    }
+
+    void ask() { asked_.release(); }
+
+private:
+    redisContext *context_;
+    std::counting_semaphore<> asked_{0};
+    std::atomic<bool> ends_ = false;
+    std::thread thread_;
+};
+
+void ignore(const redisReply &) {}
 
 void receive_ours(MomClient *client) {
     for (received = 0; received < kNotifications;) {
@@ -61,41 +98,125 @@ void receive_ours(MomClient *client) {
 }
 
 void notification(benchmark::State &state, const Followed &followed) {
+    constexpr const char *kPlain = "plain";
     const bench::Store store;
     redisContext *subscriber = store.connect();
-    freeReplyObject(redisCommand(subscriber, "SUBSCRIBE %s", followed.channel));
+    redisContext *decoding = store.connect();
+    bench::command(subscriber, "SUBSCRIBE", followed.channel);
+    bench::command(decoding, "SUBSCRIBE", kPlain);
     const std::string bytes = one_notification(store, followed, subscriber);
     bench::must(followed.follow(store.client()) == 0);
     const auto publish = [&] {
         for (int i = 0; i < kNotifications; ++i) {
-            redisAppendCommand(store.bare(), "PUBLISH %s %b", followed.channel, bytes.data(), bytes.size());
+            bench::append(store.bare(), "PUBLISH", followed.channel, bytes);
+            bench::append(store.bare(), "PUBLISH", kPlain, followed.record);
         }
-        receive_bare(store.bare());
+        receive_bare(store.bare(), ignore);
+        receive_bare(store.bare(), ignore);
+    };
+    const auto decode = [&](const redisReply &message) {
+        followed.decode({message.element[2]->str, message.element[2]->len});
     };
     bench::compare(
-        state, [&] { return bench::thread_time(); }, kNotifications, 1.0, [&] { receive_bare(subscriber); },
-        [&] { receive_ours(store.client()); }, publish);
+        state, [&] { return bench::thread_time(); }, kNotifications, 1.0, [&] { receive_bare(subscriber, ignore); },
+        [&] { receive_ours(store.client()); }, publish, [&] { receive_bare(decoding, decode); });
     redisFree(subscriber);
+    redisFree(decoding);
 }
 
-void notification_of_type(benchmark::State &state) {
-    notification(state, {"mom:28:s_frame.cap_fe_ready", [](const bench::Store &store) { store.write_fe_ready(1); },
-                         [](MomClient *client) {
-                             const CapFeReady request = CAP_FE_READY__INIT;
-                             return ox_mom_subscribe(client, TREL_CAP_DB_CAPABILITIES, &request.base, 0, count,
-                                                     nullptr);
-                         }});
+// Both wait for a descriptor to be readable, as a program does that has other things to wait for, and then receive.
+bench::ReplyPtr wait_and_receive(redisContext *context) {
+    pollfd waited_for{.fd = context->fd, .events = POLLIN, .revents = 0};
+    bench::must(poll(&waited_for, 1, 1000) == 1);
+    return bench::receive(context);
 }
 
-void notification_of_field(benchmark::State &state) {
-    notification(state, {"mom:28:p_libpub.cap_table:/port/mtu/limit",
-                         [](const bench::Store &store) {
-                             bench::must(trel_cap_ce_set_g_cap_int32(store.client(), kUrl, 9216) == TREL_CAP_OK);
-                         },
-                         [](MomClient *client) {
-                             return trel_cap_ce_subscribe_g_cap_int32_ext(client, kUrl, count_change, &received);
-                         }});
+void live_notification(benchmark::State &state, const Followed &followed) {
+    const bench::Store store;
+    redisContext *subscriber = store.connect();
+    redisContext *decoding = store.connect();
+    bench::command(subscriber, "SUBSCRIBE", "bare");
+    bench::command(decoding, "SUBSCRIBE", "plain");
+    redisContext *sample = store.connect();
+    bench::command(sample, "SUBSCRIBE", followed.channel);
+    const std::string bytes = one_notification(store, followed, sample);
+    redisFree(sample);
+    bench::must(followed.follow(store.client()) == 0);
+    Publisher ours(store, followed.channel, bytes);
+    Publisher bare(store, "bare", bytes);
+    Publisher plain(store, "plain", followed.record);
+    const auto wait_for = [](Publisher &publisher, const auto &receive) {
+        return [&publisher, receive] {
+            for (int i = 0; i < kLive; ++i) {
+                publisher.ask();
+                receive();
+            }
+        };
+    };
+    bench::compare(
+        state, [&] { return bench::thread_time(); }, kLive, 1.3, wait_for(bare, [=] { wait_and_receive(subscriber); }),
+        wait_for(ours,
+                 [&] {
+                     for (received = 0; received == 0;) {
+                         bench::must(ox_mom_client_process(store.client(), 1000) >= 0);
+                     }
+                 }),
+        bench::nothing, wait_for(plain, [=, &followed] {
+            const bench::ReplyPtr message = wait_and_receive(decoding);
+            followed.decode({message->element[2]->str, message->element[2]->len});
+        }));
+    redisFree(subscriber);
+    redisFree(decoding);
 }
+
+std::string fe_ready() {
+    CapFeReadyIndex index = CAP_FE_READY_INDEX__INIT;
+    CapFeReady record = CAP_FE_READY__INIT;
+    index.node = 1;
+    index.config_dev_type = 7;
+    record.index = &index;
+    record.ready = 1;
+    record.config_dev_type = 7;
+    record.devid = 1;
+    record.slotid = 1;
+    record.node_type = 3;
+    record.real_time = 1;
+    return bench::encode(record.base);
+}
+
+std::string capability() {
+    std::string url = kUrl;
+    CapTableIndex index = CAP_TABLE_INDEX__INIT;
+    CapTable record = CAP_TABLE__INIT;
+    index.url = url.data();
+    record.index = &index;
+    record.int32_value = 9216;
+    return bench::encode(record.base);
+}
+
+Followed type() {
+    return {"mom:28:s_frame.cap_fe_ready", fe_ready(),
+            [](std::string_view bytes) { bench::decode<CapFeReady>(cap_fe_ready__descriptor, bytes); },
+            [](const bench::Store &store) { store.write_fe_ready(1); },
+            [](MomClient *client) {
+                const CapFeReady request = CAP_FE_READY__INIT;
+                return ox_mom_subscribe(client, TREL_CAP_DB_CAPABILITIES, &request.base, 0, count, nullptr);
+            }};
+}
+
+Followed field() {
+    return {
+        "mom:28:p_libpub.cap_table:/port/mtu/limit", capability(),
+        [](std::string_view bytes) { bench::decode<CapTable>(cap_table__descriptor, bytes); },
+        [](const bench::Store &store) {
+            bench::must(trel_cap_ce_set_g_cap_int32(store.client(), kUrl, 9216) == TREL_CAP_OK);
+        },
+        [](MomClient *client) { return trel_cap_ce_subscribe_g_cap_int32_ext(client, kUrl, count_change, &received); }};
+}
+
+void notification_of_type(benchmark::State &state) { notification(state, type()); }
+void notification_of_field(benchmark::State &state) { notification(state, field()); }
+void live_notification_of_type(benchmark::State &state) { live_notification(state, type()); }
 
 }  // namespace
 
@@ -106,6 +227,11 @@ BENCHMARK(notification_of_type)
     ->Iterations(100);
 BENCHMARK(notification_of_field)
     ->Name("a notification of a field, decoded, delivered and read")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(100);
+BENCHMARK(live_notification_of_type)
+    ->Name("a notification that was waited for")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(100);

@@ -49,14 +49,17 @@ struct Comparison {
     double limit;  // of the ratio
     Side baseline;
     Side ours;
-    Work prepare;  // for both, before the baseline has its turn
+    Work prepare;  // for all, before the baseline has its turn
+    Work peer;     // the same as ours by a program of its own, on hiredis and protobuf-c; may be empty
 };
 
 // Of an item, by the measure of the moment: seconds or instructions.
 struct Costs {
     double baseline;
     double ours;
+    double peer;  // 0: there is none
     double ratio() const { return ours / baseline; }
+    double peer_ratio() const { return peer / baseline; }
 };
 
 // Each side once.
@@ -68,18 +71,21 @@ Costs slice_of(const Comparison &compared, Measure measure) {
     };
     compared.prepare();
     const double baseline = cost_of(compared.baseline);
-    return {baseline, cost_of(compared.ours)};
+    const double ours = cost_of(compared.ours);
+    return {baseline, ours, compared.peer ? cost_of(compared.peer) : 0.0};
 }
 
-inline void report(benchmark::State &state, Costs costs, double ratio, double limit) {
+inline void report(benchmark::State &state, Costs costs, double ratio, double peer_ratio, double limit) {
     state.counters["ours"] = costs.ours;
     state.counters["baseline"] = costs.baseline;
     state.counters["ratio"] = ratio;
+    state.counters["peer_ratio"] = peer_ratio;
     state.counters["limit"] = limit;
 }
 
 inline void compare_times(benchmark::State &state, const Comparison &compared) {
     std::vector<double> ratios;
+    std::vector<double> peer_ratios;
     std::vector<double> baselines;
     std::vector<double> ours;
     const auto time_of = [&](const Work &work) {
@@ -91,11 +97,12 @@ inline void compare_times(benchmark::State &state, const Comparison &compared) {
     for ([[maybe_unused]] auto slice : state) {
         const Costs costs = slice_of(compared, time_of);
         ratios.push_back(costs.ratio());
+        peer_ratios.push_back(costs.peer_ratio());
         baselines.push_back(costs.baseline);
         ours.push_back(costs.ours);
         state.SetIterationTime(costs.ours * compared.items);
     }
-    report(state, {median(baselines), median(ours)}, median(ratios), compared.limit);
+    report(state, {median(baselines), median(ours), 0}, median(ratios), median(peer_ratios), compared.limit);
 }
 
 // Nothing disturbs them: one slice is enough.
@@ -108,13 +115,13 @@ inline void compare_instructions(benchmark::State &state, const Comparison &comp
     for ([[maybe_unused]] auto slice : state) {
         state.SetIterationTime(1);
     }
-    report(state, costs, costs.ratio(), compared.limit);
+    report(state, costs, costs.ratio(), costs.peer_ratio(), compared.limit);
 }
 
 // One iteration is a slice of each side. The limit is that of the ratio, in time or in instructions.
 inline void compare(benchmark::State &state, const std::function<double()> &time, double items, double limit,
-                    const Side &baseline, const Side &ours, const Work &prepare = nothing) {
-    const Comparison compared{time, items, limit, baseline, ours, prepare};
+                    const Side &baseline, const Side &ours, const Work &prepare = nothing, const Work &peer = {}) {
+    const Comparison compared{time, items, limit, baseline, ours, prepare, peer};
     if (counts_instructions()) {
         compare_instructions(state, compared);
     } else {

@@ -1,4 +1,5 @@
 // A single request over a Unix socket, beside the same by the bare protocol.
+#include "bare.h"
 #include "ratio.h"
 #include "store.h"
 
@@ -19,7 +20,7 @@ void write(benchmark::State &state) {
         state, bench::wall_time, kRequests, 1.5,
         [&] {
             for (int i = 0; i < kRequests; ++i) {
-                freeReplyObject(redisCommand(store.bare(), "HSET plain:/port/mtu/limit 7 %b", "8\x80H", size_t{3}));
+                bench::command(store.bare(), "HSET", "plain:/port/mtu/limit", "7", "8\x80H");
             }
         },
         [&] {

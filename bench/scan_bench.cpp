@@ -1,4 +1,5 @@
-// A scan of all records of a type, decoded, beside the same records fetched and not decoded.
+// A scan of all records of a type, decoded, beside the same records fetched: not decoded, and by protobuf-c.
+#include "bare.h"
 #include "ratio.h"
 #include "store.h"
 
@@ -13,23 +14,22 @@ int32_t count_record(MomClient *, MomMsg *message) {
     return 0;
 }
 
-void fetch_bare(redisContext *context) {
-    auto *keys = static_cast<redisReply *>(redisCommand(context, "SMEMBERS records:s_frame.cap_fe_ready"));
+template <class Handle>
+void fetch_bare(redisContext *context, Handle handle) {
+    const bench::ReplyPtr keys = bench::command(context, "SMEMBERS", "records:s_frame.cap_fe_ready");
     bench::must(keys->elements == kRecords);
     for (size_t from = 0; from < keys->elements; from += kBatch) {
         const size_t to = std::min(from + kBatch, keys->elements);
         for (size_t i = from; i < to; ++i) {
-            redisAppendCommand(context, "HGETALL %b", keys->element[i]->str,
-                               static_cast<size_t>(keys->element[i]->len));
+            bench::append(context, "HGETALL", std::string_view(keys->element[i]->str, keys->element[i]->len));
         }
         for (size_t i = from; i < to; ++i) {
-            void *reply = nullptr;
-            bench::must(redisGetReply(context, &reply) == REDIS_OK);
-            freeReplyObject(reply);
+            handle(*bench::receive(context));
         }
     }
-    freeReplyObject(keys);
 }
+
+void decode(const redisReply &fields) { bench::decode<CapFeReady>(cap_fe_ready__descriptor, fields); }
 
 void scan(benchmark::State &state) {
     const bench::Store store;
@@ -38,11 +38,12 @@ void scan(benchmark::State &state) {
     }
     const CapFeReady request = CAP_FE_READY__INIT;
     bench::compare(
-        state, bench::wall_time, kRecords, 1.0, [&] { fetch_bare(store.bare()); },
+        state, bench::wall_time, kRecords, 1.0, [&] { fetch_bare(store.bare(), [](const redisReply &) {}); },
         [&] {
             bench::must(ox_mom_scan_sync(store.client(), TREL_CAP_DB_CAPABILITIES, &request.base, 0, count_record,
                                          nullptr) == 0);
-        });
+        },
+        bench::nothing, [&] { fetch_bare(store.bare(), decode); });
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // A private server with a client of ours and a bare connection beside it.
 #pragma once
 
+#include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <string>
