@@ -10,7 +10,8 @@
 namespace demo {
 
 void Teller::chapter(const char *title) {
-    print("\n" + std::to_string(++chapter_) + ". " + title + "\n");
+    print("\n");
+    print(std::to_string(++chapter_) + ". " + title + "\n");
     throw_if_unheard();
 }
 
