@@ -1,6 +1,5 @@
 // The five kinds of registration as a table, and application callbacks that remember how they were called.
-#ifndef TREL_CAP_TESTS_APP_CALLBACKS_H
-#define TREL_CAP_TESTS_APP_CALLBACKS_H
+#pragma once
 
 #include <atomic>
 #include <functional>
@@ -117,5 +116,3 @@ protected:
 inline std::string kind_name(const ::testing::TestParamInfo<Kind> &info) { return info.param.name; }
 
 }  // namespace trel_cap_tests
-
-#endif

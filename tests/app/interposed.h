@@ -1,7 +1,6 @@
 // Functions that this test program defines in front of the library's own exports and of libc's, to see that they are
 // called. Unless told otherwise each passes on to the one behind it.
-#ifndef TREL_CAP_TESTS_APP_INTERPOSED_H
-#define TREL_CAP_TESTS_APP_INTERPOSED_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -59,5 +58,3 @@ void note(Arguments... arguments) {
 }
 
 }  // namespace interposed
-
-#endif

@@ -1,6 +1,5 @@
 // The files that set the log level, in a /data of the process's own.
-#ifndef TREL_CAP_TESTS_APP_LEVEL_FILES_H
-#define TREL_CAP_TESTS_APP_LEVEL_FILES_H
+#pragma once
 
 #include <filesystem>
 #include <fstream>
@@ -38,5 +37,3 @@ inline std::string program_name() { return std::filesystem::read_symlink("/proc/
     if (const std::string why = test_support::enter_private_root(); !why.empty()) {                                    \
         GTEST_SKIP() << "level files need a /data of their own, which is not to be had: " << why;                      \
     }
-
-#endif

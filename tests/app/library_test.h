@@ -1,6 +1,5 @@
 // What the tests of the library share: its state as a thread and a process find it at first, and the log levels.
-#ifndef TREL_CAP_TESTS_APP_LIBRARY_TEST_H
-#define TREL_CAP_TESTS_APP_LIBRARY_TEST_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -80,5 +79,3 @@ inline std::string url_of_length(size_t length) {
 }
 
 }  // namespace trel_cap_tests
-
-#endif

@@ -1,6 +1,5 @@
 // The getters of node capabilities, and variables of a caller's with neighbours that nobody may touch.
-#ifndef TREL_CAP_TESTS_APP_NODE_GETTERS_H
-#define TREL_CAP_TESTS_APP_NODE_GETTERS_H
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -168,5 +167,3 @@ protected:
 inline std::string name_of_getter(const ::testing::TestParamInfo<NodeGetter> &getter) { return getter.param.name; }
 
 }  // namespace trel_cap_tests
-
-#endif

@@ -1,6 +1,5 @@
 // Node records as values, the calling thread's node list as it stands, and what the list's functions log.
-#ifndef TREL_CAP_TESTS_APP_NODES_H
-#define TREL_CAP_TESTS_APP_NODES_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -119,5 +118,3 @@ protected:
 };
 
 }  // namespace trel_cap_tests
-
-#endif

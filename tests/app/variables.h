@@ -1,6 +1,5 @@
 /* The exported variables as a C program sees them. */
-#ifndef TREL_CAP_TESTS_APP_VARIABLES_H
-#define TREL_CAP_TESTS_APP_VARIABLES_H
+#pragma once
 
 #include <stdint.h>
 
@@ -29,6 +28,4 @@ int32_t read_through_c(MomClient *client, const char *url, uint8_t *value);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -1,6 +1,5 @@
 // An example as a process, with pipes to its input and from its output. Its standard error is the test's.
-#ifndef TESTS_EXAMPLES_RUNNING_H
-#define TESTS_EXAMPLES_RUNNING_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -36,5 +35,3 @@ private:
 };
 
 }  // namespace examples_test
-
-#endif

@@ -1,6 +1,5 @@
 // Has an allocation of the calling thread fail: each of them in turn is how running out of memory is tested.
-#ifndef TESTS_MOM_FAILING_ALLOCATIONS_H
-#define TESTS_MOM_FAILING_ALLOCATIONS_H
+#pragma once
 
 namespace mom_test {
 
@@ -28,5 +27,3 @@ public:
 };
 
 }  // namespace mom_test
-
-#endif

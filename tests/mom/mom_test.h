@@ -1,6 +1,5 @@
 // What every test of the object-store client begins with.
-#ifndef TESTS_MOM_MOM_TEST_H
-#define TESTS_MOM_MOM_TEST_H
+#pragma once
 
 #include "recorder.h"
 #include "records.h"
@@ -115,5 +114,3 @@ State stored_state(const ClientPtr &client, int32_t db = kGlobalDb) {
 }
 
 }  // namespace mom_test
-
-#endif

@@ -1,6 +1,5 @@
 // Stands between a client and a server and does to their conversation what networks do.
-#ifndef TESTS_MOM_PROXY_H
-#define TESTS_MOM_PROXY_H
+#pragma once
 
 #include "redis_server.h"
 
@@ -66,5 +65,3 @@ private:
 };
 
 }  // namespace mom_test
-
-#endif

@@ -1,6 +1,5 @@
 // Callbacks that write down what they are told, and the waiting for it.
-#ifndef TESTS_MOM_RECORDER_H
-#define TESTS_MOM_RECORDER_H
+#pragma once
 
 #include <ox_mom.h>
 
@@ -107,5 +106,3 @@ private:
 };
 
 }  // namespace mom_test
-
-#endif

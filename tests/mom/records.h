@@ -1,6 +1,5 @@
 // Messages of the stored types, built on the stack together with their index.
-#ifndef TESTS_MOM_RECORDS_H
-#define TESTS_MOM_RECORDS_H
+#pragma once
 
 #include "p_dev.pb-c.h"
 #include "p_libpub.pb-c.h"
@@ -126,5 +125,3 @@ inline std::string text_of(const ProtobufCBinaryData &bytes) {
 }
 
 }  // namespace mom_test
-
-#endif

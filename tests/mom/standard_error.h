@@ -1,6 +1,5 @@
 // Standard error, while a test looks at it.
-#ifndef TESTS_MOM_STANDARD_ERROR_H
-#define TESTS_MOM_STANDARD_ERROR_H
+#pragma once
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -49,5 +48,3 @@ private:
 };
 
 }  // namespace mom_test
-
-#endif

@@ -1,6 +1,5 @@
 // Random histories. The same seed makes the same history.
-#ifndef TREL_CAP_TESTS_PROPERTY_GENERATOR_H
-#define TREL_CAP_TESTS_PROPERTY_GENERATOR_H
+#pragma once
 
 #include <cstdint>
 
@@ -11,5 +10,3 @@ namespace property {
 History random_history(uint64_t seed);
 
 }  // namespace property
-
-#endif

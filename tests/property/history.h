@@ -1,7 +1,6 @@
 // A history: what happens to a thread that follows readiness, step by step, as data. A step holds everything that it
 // depends on, so that any part of a history can be played alone.
-#ifndef TREL_CAP_TESTS_PROPERTY_HISTORY_H
-#define TREL_CAP_TESTS_PROPERTY_HISTORY_H
+#pragma once
 
 #include <array>
 #include <cstdint>
@@ -153,5 +152,3 @@ std::ostream &operator<<(std::ostream &out, const Node &node);
 std::ostream &operator<<(std::ostream &out, const Step &step);
 
 }  // namespace property
-
-#endif

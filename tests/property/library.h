@@ -1,6 +1,5 @@
 // The library on a scripted platform, played a history step by step.
-#ifndef TREL_CAP_TESTS_PROPERTY_LIBRARY_H
-#define TREL_CAP_TESTS_PROPERTY_LIBRARY_H
+#pragma once
 
 #include "history.h"
 #include "outcome.h"
@@ -33,5 +32,3 @@ private:
 };
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // Reports as the messages that the processors take.
-#ifndef TREL_CAP_TESTS_PROPERTY_MESSAGES_H
-#define TREL_CAP_TESTS_PROPERTY_MESSAGES_H
+#pragma once
 
 #include "history.h"
 #include "scripted_platform.h"
@@ -13,5 +12,3 @@ test_support::Message message_of(Processor processor, const Report &report);
 test_support::ObjectAnswer state_of(Processor processor, const StateAnswer &answer);
 
 }  // namespace property
-
-#endif

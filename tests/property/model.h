@@ -1,7 +1,6 @@
 // What following readiness means, told a second time and as plainly as it goes: nothing of the library is in it. A
 // model is one thread's library from its start on.
-#ifndef TREL_CAP_TESTS_PROPERTY_MODEL_H
-#define TREL_CAP_TESTS_PROPERTY_MODEL_H
+#pragma once
 
 #include "history.h"
 #include "node_model.h"
@@ -96,5 +95,3 @@ Model::Attempted Model::attempt(Attempt once) {
 }
 
 }  // namespace property
-
-#endif

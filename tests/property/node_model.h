@@ -1,6 +1,5 @@
 // The node list, told a second time.
-#ifndef TREL_CAP_TESTS_PROPERTY_NODE_MODEL_H
-#define TREL_CAP_TESTS_PROPERTY_NODE_MODEL_H
+#pragma once
 
 #include <algorithm>
 #include <list>
@@ -62,5 +61,3 @@ private:
 };
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // What can be seen of the calling thread's library, whatever the platform under it.
-#ifndef TREL_CAP_TESTS_PROPERTY_OBSERVED_H
-#define TREL_CAP_TESTS_PROPERTY_OBSERVED_H
+#pragma once
 
 #include <array>
 #include <optional>
@@ -33,5 +32,3 @@ std::array<bool, 4> observed_all_loaded();
 void forget_everything();
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // What can be seen of a step, in the library as in the model.
-#ifndef TREL_CAP_TESTS_PROPERTY_OUTCOME_H
-#define TREL_CAP_TESTS_PROPERTY_OUTCOME_H
+#pragma once
 
 #include <array>
 #include <compare>
@@ -87,5 +86,3 @@ std::ostream &operator<<(std::ostream &out, const Question &question);
 std::optional<int32_t> node_of(const Step &step);
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // Histories, played to the library and to the model at once.
-#ifndef TREL_CAP_TESTS_PROPERTY_PLAY_H
-#define TREL_CAP_TESTS_PROPERTY_PLAY_H
+#pragma once
 
 #include <functional>
 #include <optional>
@@ -26,5 +25,3 @@ History shrink(History history, const Player &player);
 std::string describe(const History &history, const Disagreement &disagreement);
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // Reports as the records that carry them.
-#ifndef TREL_CAP_TESTS_PROPERTY_RECORDS_H
-#define TREL_CAP_TESTS_PROPERTY_RECORDS_H
+#pragma once
 
 #include "history.h"
 #include "record.h"
@@ -11,5 +10,3 @@ namespace property {
 test_support::Record record_of(Processor processor, const Report &report);
 
 }  // namespace property
-
-#endif

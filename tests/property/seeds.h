@@ -1,6 +1,5 @@
 // Which histories are played: $TREL_CAP_SEED names the first seed, $TREL_CAP_SEEDS how many; a seed alone is one.
-#ifndef TREL_CAP_TESTS_PROPERTY_SEEDS_H
-#define TREL_CAP_TESTS_PROPERTY_SEEDS_H
+#pragma once
 
 #include <cstdint>
 #include <cstdlib>
@@ -28,5 +27,3 @@ inline Seeds seeds(uint64_t usual_count) {
 }
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // What a store holds, as reports.
-#ifndef TREL_CAP_TESTS_PROPERTY_STORE_CONTENTS_H
-#define TREL_CAP_TESTS_PROPERTY_STORE_CONTENTS_H
+#pragma once
 
 #include <compare>
 #include <map>
@@ -43,5 +42,3 @@ private:
 };
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // The calling thread's library with a client of a store, and what it does there.
-#ifndef TREL_CAP_TESTS_PROPERTY_STORE_FOLLOWER_H
-#define TREL_CAP_TESTS_PROPERTY_STORE_FOLLOWER_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -43,5 +42,3 @@ private:
 };
 
 }  // namespace property
-
-#endif

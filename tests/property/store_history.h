@@ -1,6 +1,5 @@
 // A history of a store, and of an application that follows it from some moment on.
-#ifndef TREL_CAP_TESTS_PROPERTY_STORE_HISTORY_H
-#define TREL_CAP_TESTS_PROPERTY_STORE_HISTORY_H
+#pragma once
 
 #include <cstdint>
 #include <iosfwd>
@@ -40,5 +39,3 @@ StoreHistory random_store_history(uint64_t seed, bool has_server);
 std::ostream &operator<<(std::ostream &out, const StoreEvent &event);
 
 }  // namespace property
-
-#endif

@@ -1,6 +1,5 @@
 // Histories of a store, played over a real one.
-#ifndef TREL_CAP_TESTS_PROPERTY_STORE_PLAY_H
-#define TREL_CAP_TESTS_PROPERTY_STORE_PLAY_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -21,5 +20,3 @@ struct StorePlayed {
 StorePlayed play(const StoreHistory &history, const test_support::StoreKind &kind);
 
 }  // namespace property
-
-#endif

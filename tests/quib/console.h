@@ -1,6 +1,5 @@
 // A program with a module, and operators who are connected to it.
-#ifndef TESTS_QUIB_CONSOLE_H
-#define TESTS_QUIB_CONSOLE_H
+#pragma once
 
 #include <ox_mom.h>
 #include <quib.h>
@@ -131,5 +130,3 @@ std::ptrdiff_t descriptors();
 bool readable(int fd, milliseconds limit = milliseconds(0));
 
 }  // namespace quib_test
-
-#endif

@@ -1,6 +1,5 @@
 // Commands that write down how they were called.
-#ifndef TESTS_QUIB_HANDLERS_H
-#define TESTS_QUIB_HANDLERS_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -36,5 +35,3 @@ int32_t say(const char *what);
 int32_t say_much(int32_t megabytes);
 
 }  // namespace quib_test
-
-#endif

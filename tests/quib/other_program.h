@@ -1,6 +1,5 @@
 // Another program, that is: a child process with a function of the test's.
-#ifndef TESTS_QUIB_OTHER_PROGRAM_H
-#define TESTS_QUIB_OTHER_PROGRAM_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -33,5 +32,3 @@ private:
 void serve_module(const std::string &module, const OtherProgram::Say &say);
 
 }  // namespace quib_test
-
-#endif

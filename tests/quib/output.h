@@ -1,6 +1,5 @@
 // Standard output, and commands that print on it.
-#ifndef TESTS_QUIB_OUTPUT_H
-#define TESTS_QUIB_OUTPUT_H
+#pragma once
 
 #include "console.h"
 #include "handlers.h"
@@ -60,5 +59,3 @@ protected:
 };
 
 }  // namespace quib_test
-
-#endif

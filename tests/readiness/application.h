@@ -1,7 +1,6 @@
 // An application as the library knows it: a thread that registers its callbacks, starts the library with a client of
 // its own and runs the client's loop.
-#ifndef TREL_CAP_TESTS_READINESS_APPLICATION_H
-#define TREL_CAP_TESTS_READINESS_APPLICATION_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -139,5 +138,3 @@ private:
 };
 
 }  // namespace readiness
-
-#endif

@@ -1,6 +1,5 @@
 // The other side of the store: what writes cards, their checks and their readiness.
-#ifndef TREL_CAP_TESTS_READINESS_PUBLISHER_H
-#define TREL_CAP_TESTS_READINESS_PUBLISHER_H
+#pragma once
 
 #include <cstdint>
 #include <iosfwd>
@@ -95,5 +94,3 @@ private:
 };
 
 }  // namespace readiness
-
-#endif

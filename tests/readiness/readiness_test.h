@@ -1,6 +1,5 @@
 // What every test of following readiness begins with.
-#ifndef TREL_CAP_TESTS_READINESS_READINESS_TEST_H
-#define TREL_CAP_TESTS_READINESS_READINESS_TEST_H
+#pragma once
 
 #include <memory>
 #include <vector>
@@ -52,5 +51,3 @@ private:
 };
 
 }  // namespace readiness
-
-#endif

@@ -1,5 +1,4 @@
-#ifndef TREL_CAP_TESTS_READINESS_REMOTE_PUBLISHER_H
-#define TREL_CAP_TESTS_READINESS_REMOTE_PUBLISHER_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -21,5 +20,3 @@ private:
 };
 
 }  // namespace readiness
-
-#endif

@@ -1,6 +1,5 @@
 // Counts the heap allocations of one thread between two points, or has them fail.
-#ifndef TREL_CAP_TESTS_ALLOCATIONS_H
-#define TREL_CAP_TESTS_ALLOCATIONS_H
+#pragma once
 
 namespace test_support {
 
@@ -36,5 +35,3 @@ public:
 };
 
 }  // namespace test_support
-
-#endif

@@ -1,6 +1,5 @@
 // Counts the instructions that a piece of code executes: a figure that does not depend on what else the machine does.
-#ifndef TREL_CAP_TESTS_INSTRUCTIONS_H
-#define TREL_CAP_TESTS_INSTRUCTIONS_H
+#pragma once
 
 #include <functional>
 #include <optional>
@@ -12,5 +11,3 @@ namespace test_support {
 std::optional<int> count_instructions(const std::function<void()> &body);
 
 }  // namespace test_support
-
-#endif

@@ -1,6 +1,5 @@
 // What the cases of a parametrised test are called: INSTANTIATE_TEST_SUITE_P(..., test_support::name_of).
-#ifndef TREL_CAP_TESTS_SUPPORT_PARAMETER_NAME_H
-#define TREL_CAP_TESTS_SUPPORT_PARAMETER_NAME_H
+#pragma once
 
 #include <string>
 #include <type_traits>
@@ -23,5 +22,3 @@ struct NameOf {
 inline constexpr NameOf name_of;
 
 }  // namespace test_support
-
-#endif

@@ -1,8 +1,7 @@
 // What the library did to the platform, as values: its calls, its messages.
 //
 // Tests consist of lists of these: what can be kept out of line is, for the sake of the time they take to compile.
-#ifndef TREL_CAP_TESTS_PLATFORM_EVENTS_H
-#define TREL_CAP_TESTS_PLATFORM_EVENTS_H
+#pragma once
 
 #include <cstdint>
 #include <iosfwd>
@@ -111,5 +110,3 @@ std::vector<Event> visible_at(int32_t gate, const std::vector<Event> &events);
 std::string text(const char *format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace test_support
-
-#endif

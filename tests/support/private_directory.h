@@ -1,6 +1,5 @@
 // A directory that a test has to itself.
-#ifndef TESTS_SUPPORT_PRIVATE_DIRECTORY_H
-#define TESTS_SUPPORT_PRIVATE_DIRECTORY_H
+#pragma once
 
 #include <string>
 
@@ -23,5 +22,3 @@ private:
 };
 
 }  // namespace test_support
-
-#endif

@@ -1,6 +1,5 @@
 // A root directory of the process's own, with an empty /data.
-#ifndef TREL_CAP_TESTS_PRIVATE_ROOT_H
-#define TREL_CAP_TESTS_PRIVATE_ROOT_H
+#pragma once
 
 #include <string>
 
@@ -15,5 +14,3 @@ std::string enter_private_root();
 std::string set_data_writable(bool writable);
 
 }  // namespace test_support
-
-#endif

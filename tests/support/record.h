@@ -1,6 +1,5 @@
 // Records as values: built by field number, copied deeply, compared and printed by their descriptors.
-#ifndef TREL_CAP_TESTS_RECORD_H
-#define TREL_CAP_TESTS_RECORD_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -57,5 +56,3 @@ private:
 };
 
 }  // namespace test_support
-
-#endif

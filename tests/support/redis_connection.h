@@ -1,6 +1,5 @@
 // A test's own way to a server, past the client under test.
-#ifndef TESTS_SUPPORT_REDIS_CONNECTION_H
-#define TESTS_SUPPORT_REDIS_CONNECTION_H
+#pragma once
 
 #include <hiredis/hiredis.h>
 
@@ -42,5 +41,3 @@ private:
 };
 
 }  // namespace test_support
-
-#endif

@@ -1,6 +1,5 @@
 // Private Redis or Valkey servers for tests, each in a directory of its own.
-#ifndef TESTS_SUPPORT_REDIS_SERVER_H
-#define TESTS_SUPPORT_REDIS_SERVER_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -64,5 +63,3 @@ bool program_is_installed(const std::string &name);
 int unused_port();
 
 }  // namespace test_support
-
-#endif

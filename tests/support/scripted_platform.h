@@ -1,7 +1,6 @@
 // A platform that answers as told and remembers everything. It stands in front of the platform's libraries by defining
 // their functions in the test program. What it hands out must come back, once: anything else fails the test.
-#ifndef TREL_CAP_TESTS_SCRIPTED_PLATFORM_H
-#define TREL_CAP_TESTS_SCRIPTED_PLATFORM_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -176,5 +175,3 @@ private:
 };
 
 }  // namespace test_support
-
-#endif

@@ -1,6 +1,5 @@
 // Tests that run over every store: the embedded one, Redis, and Valkey where it is installed.
-#ifndef TESTS_SUPPORT_STORE_FIXTURE_H
-#define TESTS_SUPPORT_STORE_FIXTURE_H
+#pragma once
 
 #include "redis_server.h"
 
@@ -66,5 +65,3 @@ class ServerTest : public StoreTest {};
     INSTANTIATE_TEST_SUITE_P(Servers, suite, testing::ValuesIn(test_support::every_server()), test_support::store_label)
 
 }  // namespace test_support
-
-#endif

@@ -1,6 +1,5 @@
 // Whether something lies on the stack of the calling thread.
-#ifndef TREL_CAP_TESTS_THREAD_STACK_H
-#define TREL_CAP_TESTS_THREAD_STACK_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
@@ -33,5 +32,3 @@ inline bool is_on_this_stack(const void *object) {
 }
 
 }  // namespace test_support
-
-#endif

@@ -1,6 +1,5 @@
 // trel_capctl as a process, and a server of its own for each test.
-#ifndef TESTS_TOOLS_CAPCTL_TEST_H
-#define TESTS_TOOLS_CAPCTL_TEST_H
+#pragma once
 
 #include <string>
 
@@ -50,5 +49,3 @@ inline auto FailsWith(int status, const std::string &message) {
 }
 
 }  // namespace capctl_test
-
-#endif

@@ -1,6 +1,5 @@
 // Runs code in a child process and tells what came of it.
-#ifndef TESTS_ZLOG_CHILD_H
-#define TESTS_ZLOG_CHILD_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -30,5 +29,3 @@ std::string read_file(const std::string &path);
 std::vector<std::string> lines_of(const std::string &text);
 
 }  // namespace zlog_test
-
-#endif

@@ -1,6 +1,5 @@
 // What the tests say, and how.
-#ifndef TESTS_ZLOG_LOG_LINE_H
-#define TESTS_ZLOG_LOG_LINE_H
+#pragma once
 
 #include <ox_zlog.h>
 
@@ -19,5 +18,3 @@ inline void say(void *category, const std::string &message, int level = kError, 
 }
 
 }  // namespace zlog_test
-
-#endif

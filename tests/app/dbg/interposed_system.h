@@ -1,7 +1,6 @@
 // Functions of libc that this test program defines itself. While they are scripted they do nothing but remember their
 // call and answer as told; otherwise they pass on to libc.
-#ifndef TREL_CAP_TESTS_APP_DBG_INTERPOSED_SYSTEM_H
-#define TREL_CAP_TESTS_APP_DBG_INTERPOSED_SYSTEM_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -32,5 +31,3 @@ private:
 };
 
 }  // namespace interposed
-
-#endif

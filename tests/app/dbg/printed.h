@@ -1,6 +1,5 @@
 // What a command prints, and the status that it returns to the console.
-#ifndef TREL_CAP_TESTS_APP_DBG_PRINTED_H
-#define TREL_CAP_TESTS_APP_DBG_PRINTED_H
+#pragma once
 
 #include <cstdint>
 #include <ostream>
@@ -28,5 +27,3 @@ Printed print(Command command) {
 }
 
 }  // namespace trel_cap_tests
-
-#endif

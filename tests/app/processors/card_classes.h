@@ -1,6 +1,5 @@
 // The four card classes: what their processors differ in.
-#ifndef TREL_CAP_TESTS_APP_CARD_CLASSES_H
-#define TREL_CAP_TESTS_APP_CARD_CLASSES_H
+#pragma once
 
 #include <cstdint>
 #include <vector>
@@ -61,5 +60,3 @@ std::vector<CapNodeRecord> preinstalled_entries();
 Events announced(const CardClass &card_class, const std::vector<CapNodeRecord> &entries);
 
 }  // namespace trel_cap_tests::processors
-
-#endif

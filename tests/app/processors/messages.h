@@ -1,7 +1,6 @@
 // The messages that the processors take, and the entries they are to make of them. What a test does not say is a number
 // of its own, so that no value can pass for another.
-#ifndef TREL_CAP_TESTS_APP_MESSAGES_H
-#define TREL_CAP_TESTS_APP_MESSAGES_H
+#pragma once
 
 #include "processor_test.h"
 
@@ -91,5 +90,3 @@ std::vector<CapNodeRecord> neighbours();
 std::vector<CapNodeRecord> among_neighbours(const std::vector<CapNodeRecord> &entries);
 
 }  // namespace trel_cap_tests::processors
-
-#endif

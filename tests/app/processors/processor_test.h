@@ -1,7 +1,6 @@
 // What the tests of the processors share: somebody who is told of all events, a thread as it is at first, nodes in its
 // list, and what the library's other parts do and log on the way.
-#ifndef TREL_CAP_TESTS_APP_PROCESSOR_TEST_H
-#define TREL_CAP_TESTS_APP_PROCESSOR_TEST_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -95,5 +94,3 @@ protected:
 };
 
 }  // namespace trel_cap_tests::processors
-
-#endif

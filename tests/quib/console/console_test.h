@@ -1,6 +1,5 @@
 // quib as a process, and a directory of its own for each test.
-#ifndef TESTS_QUIB_CONSOLE_CONSOLE_TEST_H
-#define TESTS_QUIB_CONSOLE_CONSOLE_TEST_H
+#pragma once
 
 #include <functional>
 #include <string>
@@ -54,5 +53,3 @@ inline auto FailsWith(int status, const std::string &message) {
 std::string read_file(const std::string &path);
 
 }  // namespace console_test
-
-#endif

@@ -1,6 +1,5 @@
 // A module that says what a test wants it to say.
-#ifndef TESTS_QUIB_CONSOLE_FAKE_MODULE_H
-#define TESTS_QUIB_CONSOLE_FAKE_MODULE_H
+#pragma once
 
 #include <functional>
 #include <map>
@@ -76,5 +75,3 @@ private:
 void leave_stale_socket(const std::string &path);
 
 }  // namespace console_test
-
-#endif

@@ -1,6 +1,5 @@
 // quib on a terminal, with someone who types and reads.
-#ifndef TESTS_QUIB_CONSOLE_TERMINAL_H
-#define TESTS_QUIB_CONSOLE_TERMINAL_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -62,5 +61,3 @@ private:
 };
 
 }  // namespace console_test
-
-#endif

@@ -1,6 +1,5 @@
 // The argument checks of the exported functions. Each logs what it finds wrong, and then answers true.
-#ifndef TREL_CAP_LOG_ARGUMENTS_H
-#define TREL_CAP_LOG_ARGUMENTS_H
+#pragma once
 
 #include <cstddef>
 #include <cstring>
@@ -10,7 +9,7 @@
 
 namespace trel_cap {
 
-/* T may be a function. */
+// T may be a function.
 template <typename T>
 bool is_null(const Caller &caller, const char *name, T *argument) {
     if (argument != nullptr) [[likely]] {
@@ -32,11 +31,9 @@ inline bool is_bad_url(const Caller &caller, const char *url) {
     return true;
 }
 
-/* The client and the URL, with which every capability call that asks the store begins. */
+// The client and the URL, with which every capability call that asks the store begins.
 inline bool is_bad_target(const Caller &caller, const MomClient *global, const char *url) {
     return is_null(caller, "global", global) || is_bad_url(caller, url);
 }
 
 }  // namespace trel_cap
-
-#endif

@@ -16,22 +16,22 @@ namespace {
 
 constexpr size_t kPathSize = 128;
 
-/* The system's mark in the link to a file that is no longer there. */
+// The system's mark in the link to a file that is no longer there.
 constexpr std::string_view kDeleted = " (deleted)";
 
-/* Cuts what is too long, deliberately; a size of 0 leaves dst alone. */
+// Cuts what is too long, deliberately; a size of 0 leaves dst alone.
 char *copy_name(char *dst, size_t size, const char *name) {
     snprintf(dst, size, "%s", name);
     return dst;
 }
 
-/* What trel_cap_get_app_name() makes of a link. */
+// What trel_cap_get_app_name() makes of a link.
 std::string_view name_in(std::string_view link) {
     link = link.substr(0, kPathSize - 1);
     return link.substr(link.rfind('/') + 1);
 }
 
-/* The link without the mark; empty when it has none, or a file is really called that. */
+// The link without the mark; empty when it has none, or a file is really called that.
 std::string_view unmarked(const char *link) {
     const std::string_view text = link;
     return text.ends_with(kDeleted) && access(link, F_OK) != 0 ? text.substr(0, text.size() - kDeleted.size())

@@ -1,6 +1,5 @@
 // The name of this process's application, as its level file, its commands' module and its collection carry it.
-#ifndef TREL_CAP_APP_NAME_H
-#define TREL_CAP_APP_NAME_H
+#pragma once
 
 #include <array>
 
@@ -8,12 +7,8 @@ namespace trel_cap {
 
 using AppName = std::array<char, 128>;
 
-/*
- * What trel_cap_get_app_name() answers for this process; but without what the system adds to it once the program's
- * file has been replaced or removed, as an upgrade does: to the operator it is the same program still.
- */
+// What trel_cap_get_app_name() answers for this process; but without what the system adds to it once the program's
+// file has been replaced or removed, as an upgrade does: to the operator it is the same program still.
 AppName own_app_name();
 
 }  // namespace trel_cap
-
-#endif

@@ -1,6 +1,5 @@
 // The registered callbacks: five lists of the process, behind one lock. Registrations are never removed.
-#ifndef TREL_CAP_CALLBACK_LIST_H
-#define TREL_CAP_CALLBACK_LIST_H
+#pragma once
 
 #include <pthread.h>
 
@@ -13,13 +12,13 @@ struct CallbackLink {
     CallbackLink *prev;
 };
 
-/* A registration, as the list whose callbacks are called for every event has it. */
+// A registration, as the list whose callbacks are called for every event has it.
 struct CapCallbackReg : CallbackLink {
     char reg_name[360];
     CapEventCb callback_handle;
 };
 
-/* A registration of a card class, whose callback is called for the events of its mask. */
+// A registration of a card class, whose callback is called for the events of its mask.
 struct CapClassCallbackReg : CapCallbackReg {
     uint32_t flag;
 };
@@ -27,7 +26,7 @@ struct CapClassCallbackReg : CapCallbackReg {
 static_assert(sizeof(void *) != 4 || (sizeof(CapCallbackReg) == 372 && sizeof(CapClassCallbackReg) == 376));
 static_assert(sizeof(void *) != 8 || (sizeof(CapCallbackReg) == 384 && sizeof(CapClassCallbackReg) == 392));
 
-/* Circular; the last one's next, and the first one's prev, is the head. */
+// Circular; the last one's next, and the first one's prev, is the head.
 struct CallbackList {
     CallbackLink head;
     bool has_masks;
@@ -39,12 +38,8 @@ extern CallbackList cm_callbacks;
 extern CallbackList hps_callbacks;
 extern CallbackList lc_and_hps_callbacks;
 
-/*
- * Taken for writing to register and for reading to dispatch. Initialised statically, glibc's prefers readers, so a
- * callback may dispatch again although another thread waits to register.
- */
+// Taken for writing to register and for reading to dispatch. Initialised statically, glibc's prefers readers, so a
+// callback may dispatch again although another thread waits to register.
 extern pthread_rwlock_t callback_lock;
 
 }  // namespace trel_cap
-
-#endif

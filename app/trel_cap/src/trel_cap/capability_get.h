@@ -1,6 +1,5 @@
 // The one getter of all capabilities: those of the device, of a card class, and of a card node.
-#ifndef TREL_CAP_CAPABILITY_GET_H
-#define TREL_CAP_CAPABILITY_GET_H
+#pragma once
 
 #include <cstring>
 
@@ -8,10 +7,8 @@
 
 namespace trel_cap {
 
-/*
- * What can be asked for: a capability that is addressed by its URL alone, one of the device or of a card class, or by a
- * node and a URL. Each says in its own words what became of a request, and when the caller's variables are reset.
- */
+// What can be asked for: a capability that is addressed by its URL alone, one of the device or of a card class, or by a
+// node and a URL. Each says in its own words what became of a request, and when the caller's variables are reset.
 template <typename Table>
 struct UrlCapability {
     using Record = Table;
@@ -60,7 +57,7 @@ struct NodeCapability {
     }
 };
 
-/* Where a value goes: the caller's variable, or the caller's buffer. */
+// Where a value goes: the caller's variable, or the caller's buffer.
 template <typename Value>
 struct Variable {
     static constexpr int32_t kField = Value::kField;
@@ -152,13 +149,13 @@ int32_t get(const Caller &caller, MomClient *global, Capability capability, Plac
     return TREL_CAP_OK;
 }
 
-/* The getter of a capability that is addressed by its URL alone. */
+// The getter of a capability that is addressed by its URL alone.
 template <typename Table, typename Value>
 int32_t get_by_url(const Caller &caller, MomClient *global, const char *url, typename Value::Type *value) {
     return get(caller, global, UrlCapability<Table>{url}, Variable<Value>{value});
 }
 
-/* The getters of a card node's capability. */
+// The getters of a card node's capability.
 template <typename Table, typename Value>
 int32_t get_of_node(const Caller &caller, MomClient *global, int32_t node, const char *url,
                     typename Value::Type *value) {
@@ -172,5 +169,3 @@ int32_t get_of_node(const Caller &caller, MomClient *global, int32_t node, const
 }
 
 }  // namespace trel_cap
-
-#endif

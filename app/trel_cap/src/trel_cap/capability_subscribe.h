@@ -1,13 +1,12 @@
 // The one subscriber of all capabilities: those of the device and of a card class.
-#ifndef TREL_CAP_CAPABILITY_SUBSCRIBE_H
-#define TREL_CAP_CAPABILITY_SUBSCRIBE_H
+#pragma once
 
 #include "log/arguments.h"
 #include "request.h"
 
 namespace trel_cap {
 
-/* Hands fp to the client, which calls it itself; nothing is kept here. Without arg the client gets no list of them. */
+// Hands fp to the client, which calls it itself; nothing is kept here. Without arg the client gets no list of them.
 template <typename Record>
 int32_t subscribe_value(const Caller &caller, MomClient *global, const char *url, int32_t field, MomFieldCb fp,
                         void *arg) {
@@ -28,5 +27,3 @@ int32_t subscribe_value(const Caller &caller, MomClient *global, const char *url
 }
 
 }  // namespace trel_cap
-
-#endif

@@ -12,7 +12,7 @@ __thread int32_t trel_cap::latest_write_status;
 
 namespace {
 
-/* Where the setters differ. The label is what a message has between the URL and the value. */
+// Where the setters differ. The label is what a message has between the URL and the value.
 struct Field {
     int32_t number;
     int32_t CapTable::*member;

@@ -5,7 +5,7 @@
 
 namespace trel_cap {
 
-/* The store's answer to this thread's latest write of a capability. */
+// The store's answer to this thread's latest write of a capability.
 extern __thread int32_t latest_write_status;
 
 }  // namespace trel_cap

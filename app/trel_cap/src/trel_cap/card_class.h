@@ -1,6 +1,5 @@
 // The card classes: all that the steps which they share are given.
-#ifndef TREL_CAP_CARD_CLASS_H
-#define TREL_CAP_CARD_CLASS_H
+#pragma once
 
 #include "delivery.h"
 #include "node_steps.h"
@@ -12,8 +11,8 @@
 
 namespace trel_cap {
 
-/* The records of nodes: what they are called in messages, whether a node has to be in real time to be ready, and the
- * flag of those that were read. */
+// The records of nodes: what they are called in messages, whether a node has to be in real time to be ready, and the
+// flag of those that were read.
 struct FeReadyRecords {
     using NodeRecord = CapFeReady;
     static constexpr RecordNames kNodeRecordNames{"fe_ready", "fe_ready->index"};
@@ -28,19 +27,17 @@ struct CmReadyRecords {
     static uint8_t &nodes_validated() { return g_trel_cap_cm_node_validated; }
 };
 
-/*
- * Of each class: its events, who sends them, and the thread's flag word that tells which are wanted;
- *
- * its state: the record and the query that read it, what the store says of it, whether it was read, its messages,
- * whether cards installed in advance are announced before the class event is sent or after it, and whether the class
- * feeds the event of line cards and HPS cards together;
- *
- * its nodes: their type and processor, how the entry of a record is found, and when a node counts at all;
- *
- * the announcement of those installed in advance: by whom, the event that has to be wanted, and its messages.
- *
- * The line cards' class event and state are those of the whole device.
- */
+// Of each class: its events, who sends them, and the thread's flag word that tells which are wanted;
+//
+// its state: the record and the query that read it, what the store says of it, whether it was read, its messages,
+// whether cards installed in advance are announced before the class event is sent or after it, and whether the class
+// feeds the event of line cards and HPS cards together;
+//
+// its nodes: their type and processor, how the entry of a record is found, and when a node counts at all;
+//
+// the announcement of those installed in advance: by whom, the event that has to be wanted, and its messages.
+//
+// The line cards' class event and state are those of the whole device.
 struct LineCards : FeReadyRecords {
     static constexpr int32_t kClassEvent = TREL_CAP_EVENT_SYSTEM;
     static constexpr int32_t kNodeEvent = TREL_CAP_EVENT_FE_NODE;
@@ -96,7 +93,7 @@ struct FabricCards : FeReadyRecords {
     static constexpr auto kAnnounce = trel_cap_notify_pre_fab_install_node_pro;
     static constexpr auto kNotifier = trel_cap_notify_pre_fab_install_node_ready;
     static constexpr auto kAllValidated = trel_cap_fab_ready_is_all_validated;
-    /* Not its own node event: applications have come to depend on it. */
+    // Not its own node event: applications have come to depend on it.
     static constexpr int32_t kAnnouncedWith = TREL_CAP_EVENT_CM_NODE;
     static constexpr char kOtherType[] = "node fab node %d node_type %d";
     static constexpr char kNotifying[] = "trel_cap_fab_callback_hander, event %d, node %d|0x%x, ready %d";
@@ -122,7 +119,7 @@ struct ControlModules : CmReadyRecords {
     static constexpr int32_t kNodeType = 2;
     static constexpr MomMsgCb kNodeProcessor = trel_cap_cm_node_pmsg_f;
     static constexpr bool kFoundByType = false;
-    /* Their records hold control modules only, so their type is not asked. */
+    // Their records hold control modules only, so their type is not asked.
     static bool counts(const CapNodeRecord &record) { return record.dm_install != 0; }
 
     static constexpr auto kAnnounce = trel_cap_notify_pre_cm_install_node_pro;
@@ -152,7 +149,7 @@ struct HpsCards : FeReadyRecords {
 
     static constexpr int32_t kNodeType = 7;
     static constexpr MomMsgCb kNodeProcessor = trel_cap_hps_node_pmsg_f;
-    /* One node may carry several HPS cards, which their device type tells apart. */
+    // One node may carry several HPS cards, which their device type tells apart.
     static constexpr bool kFoundByType = true;
     static bool counts(const CapNodeRecord &record) { return record.dm_install != 0 && record.node_type == kNodeType; }
 
@@ -160,29 +157,28 @@ struct HpsCards : FeReadyRecords {
     static constexpr auto kNotifier = trel_cap_notify_pre_hps_install_node_ready;
     static constexpr auto kAllValidated = trel_cap_hps_ready_is_all_validated;
     static constexpr int32_t kAnnouncedWith = kNodeEvent;
-    /* Worded as for line cards, which those who read the logs know. */
+    // Worded as for line cards, which those who read the logs know.
     static constexpr char kOtherType[] = "node lc node %d node_type %d";
     static constexpr char kNotifying[] = "trel_cap_callback_hander, event %d, node %d|0x%x, ready %d";
 };
 
-/* All but HPS cards: also those of the other classes, whose own processors tell of them as well. */
+// All but HPS cards: also those of the other classes, whose own processors tell of them as well.
 inline bool LineCards::counts(const CapNodeRecord &record) {
     return record.node_type != HpsCards::kNodeType && is_admitted(record);
 }
 
-/* Line cards have one of three types; only those of kNodeType are announced in advance. */
+// Line cards have one of three types; only those of kNodeType are announced in advance.
 constexpr bool is_line_card(int32_t node_type) {
     return node_type == 1 || node_type == LineCards::kNodeType || node_type == 6;
 }
 
-/* Whether the application's check decides over cards of a type. Those of the other classes, and of type 1, never ask.
- */
+// Whether the application's check decides over cards of a type. Those of the other classes, and of type 1, never ask.
 constexpr bool is_checked(int32_t node_type) {
     return node_type != 1 && node_type != ControlModules::kNodeType && node_type != FabricCards::kNodeType &&
            node_type != HpsCards::kNodeType;
 }
 
-/* Whether an event's bit is set in a flag word. No bit stands for an event that the word has no room for. */
+// Whether an event's bit is set in a flag word. No bit stands for an event that the word has no room for.
 constexpr bool has_event(uint32_t flags, int32_t event) {
     return event >= 0 && event < 32 && (flags & TREL_CAP_EVENT_BIT(event)) != 0;
 }
@@ -193,5 +189,3 @@ bool is_wanted(int32_t event) {
 }
 
 }  // namespace trel_cap
-
-#endif

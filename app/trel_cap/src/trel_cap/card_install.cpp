@@ -16,7 +16,7 @@ void send_if_wanted(CapNodeReady &event) {
     }
 }
 
-/* Cards of no known class are sent to nobody. */
+// Cards of no known class are sent to nobody.
 void send_installed(const Caller &caller, const CapNodeRecord &record) {
     CapNodeReady event{static_cast<uint32_t>(record.node), 1};
     TREL_CAP_LOG_AS(caller, kProgress, "trel_cap_callback_hander, event[%d], node[%d], ready[%d]",
@@ -58,7 +58,7 @@ int32_t card_installed(const Caller &caller, const MomMsg &msg) {
     return TREL_CAP_OK;
 }
 
-/* A removal is told to those who follow line cards, whatever the card's class. */
+// A removal is told to those who follow line cards, whatever the card's class.
 int32_t card_removed(const Caller &caller, const MomMsg &msg) {
     const CardInfo *record = nullptr;
     if (const int32_t rv = take_deleted(caller, kNames, msg, record); rv != 0) {

@@ -37,7 +37,7 @@ int32_t trel_cap_ce_subscribe_hps_g_cap_int32(MomClient *global, const char *url
     return trel_cap_ce_subscribe_hps_g_cap_int32_ext(global, url, fp, nullptr);
 }
 
-/* The device's capability, not the class's: so programs know it. */
+// The device's capability, not the class's: so programs know it.
 int32_t trel_cap_ce_subscribe_fab_g_cap_bool(MomClient *global, const char *url, MomFieldCb fp) {
     return trel_cap_ce_subscribe_g_cap_bool_ext(global, url, fp, nullptr);
 }

@@ -11,7 +11,7 @@ void send_event(const Caller &caller, int32_t event, int32_t (*dispatch)(int32_t
     dispatch(event, nullptr);
 }
 
-/* A callback may run the client's loop, and the class be unready when it returns: the second event looks again. */
+// A callback may run the client's loop, and the class be unready when it returns: the second event looks again.
 template <typename Class>
 void send_class_events(const Caller &caller) {
     if (Class::calc_ready() != 0 && is_wanted<Class>(Class::kClassEvent)) {
@@ -23,7 +23,7 @@ void send_class_events(const Caller &caller) {
     }
 }
 
-/* What follows whenever the state is told. The device's own flag is set in time for its announcement. */
+// What follows whenever the state is told. The device's own flag is set in time for its announcement.
 template <typename Class>
 void settle(const Caller &caller, bool is_confirmation) {
     if (!Class::kAnnouncesFirst) {

@@ -17,7 +17,7 @@ bool is_fully_ready(const CapNodeRecord &record) {
 
 bool is_in_advance(const CapNodeRecord &record) { return record.real_time == 0; }
 
-/* Sets the `ready` of what is judged when the condition holds. Answers whether the entry is one of its node at all. */
+// Sets the `ready` of what is judged when the condition holds. Answers whether the entry is one of its node at all.
 template <bool (*kCondition)(const CapNodeRecord &)>
 bool apply(const CapNodeRecord &record, CapNodeReady &judged) {
     if (static_cast<uint32_t>(record.node) != judged.node) {
@@ -41,7 +41,7 @@ template <bool (*kCondition)(const CapNodeRecord &)>
     return TREL_CAP_OK;
 }
 
-/* A walk judges every entry there is, nearly all of them other nodes': that path has nothing but the comparison. */
+// A walk judges every entry there is, nearly all of them other nodes': that path has nothing but the comparison.
 template <bool (*kCondition)(const CapNodeRecord &)>
 int32_t judge(const Caller &caller, const CapNode *pos, void *param) {
     if (pos == nullptr || param == nullptr || gate_is_open(kDetail)) [[unlikely]] {
@@ -51,10 +51,8 @@ int32_t judge(const Caller &caller, const CapNode *pos, void *param) {
     return TREL_CAP_OK;
 }
 
-/*
- * What the judge says after it has walked the list. It minds the entries of one node, so where nobody can tell the
- * difference it is given no others: with many nodes, to walk over all would cost more than everything else.
- */
+// What the judge says after it has walked the list. It minds the entries of one node, so where nobody can tell the
+// difference it is given no others: with many nodes, to walk over all would cost more than everything else.
 uint8_t judged(CapNodeVisitor judge, CapNodeVisitor own_judge, int32_t node, uint8_t from) {
     CapNodeReady asked{static_cast<uint32_t>(node), from};
     if (judge == own_judge && !walks_are_noticed()) [[likely]] {

@@ -30,7 +30,7 @@ int32_t trel_cap_ce_get_cm_cap_str(MomClient *global, int32_t node, const char *
     return get_of_node<CapCmGlbTable>(TREL_CAP_CALLER, global, node, url, size, str, length);
 }
 
-/* HPS and fabric cards have no records of their own: these are second names of the line-card getters. */
+// HPS and fabric cards have no records of their own: these are second names of the line-card getters.
 
 int32_t trel_cap_ce_get_hps_cap_bool(MomClient *global, int32_t node, const char *url, uint8_t *value) {
     return trel_cap_ce_get_fe_cap_bool(global, node, url, value);

@@ -12,10 +12,8 @@ CapNode *find(const CapNodeRecord &place) {
                                : trel_cap_sw_node_search(place.node);
 }
 
-/*
- * Sends the node's event, whether or not anything has changed. A node of which some entry is fully ready is never told
- * to be unready; nor is one that is ready, but not yet in real time: that one is announced in advance.
- */
+// Sends the node's event, whether or not anything has changed. A node of which some entry is fully ready is never told
+// to be unready; nor is one that is ready, but not yet in real time: that one is announced in advance.
 template <typename Class>
 void send_node(const Caller &caller, const CapNodeRecord &record) {
     const bool is_ready = record.ready != 0 && (record.real_time != 0 || !Class::kReadyInRealTime);
@@ -71,7 +69,7 @@ int32_t process_node(const Caller &caller, MomClient *client, const MomMsg *pmsg
     }
 }
 
-/* The entry stays in the list until its card is removed. */
+// The entry stays in the list until its card is removed.
 int32_t line_card_deleted(const Caller &caller, const MomMsg &msg) {
     const CapFeReady *record = nullptr;
     if (const int32_t rv = take_deleted(caller, LineCards::kNodeRecordNames, msg, record); rv != 0) {
@@ -94,7 +92,7 @@ int32_t line_card_deleted(const Caller &caller, const MomMsg &msg) {
 
 }  // namespace
 
-/* Only line cards lose their readiness by the deletion of its record. */
+// Only line cards lose their readiness by the deletion of its record.
 int32_t trel_cap_fe_node_pmsg_f(MomClient *client, MomMsg *pmsg) {
     if (pmsg != nullptr && pmsg->cmd == OX_MOM_CMD_DELETED) {
         return line_card_deleted(TREL_CAP_CALLER, *pmsg);

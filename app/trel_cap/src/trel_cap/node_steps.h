@@ -1,6 +1,5 @@
 // The steps that the processors of node records share, whatever the record and the card class.
-#ifndef TREL_CAP_NODE_STEPS_H
-#define TREL_CAP_NODE_STEPS_H
+#pragma once
 
 #include "log/log.h"
 #include "repeat.h"
@@ -10,10 +9,8 @@
 
 namespace trel_cap {
 
-/*
- * The subscription of a record type is established: reads the records that the store holds already, by a scan that
- * feeds the processor itself. Then all are read, and cards installed in advance can be announced.
- */
+// The subscription of a record type is established: reads the records that the store holds already, by a scan that
+// feeds the processor itself. Then all are read, and cards installed in advance can be announced.
 template <typename Record>
 int32_t load_stored(const Caller &caller, MomClient *client, int32_t db, MomMsgCb processor, uint8_t &validated,
                     int32_t (*announce)()) {
@@ -28,7 +25,7 @@ int32_t load_stored(const Caller &caller, MomClient *client, int32_t db, MomMsgC
     return TREL_CAP_OK;
 }
 
-/* Which node a record of node readiness is about, and where that is; all else is 0. */
+// Which node a record of node readiness is about, and where that is; all else is 0.
 template <typename Record>
 CapNodeRecord place_of_node(const Record &record) {
     CapNodeRecord place{};
@@ -40,7 +37,7 @@ CapNodeRecord place_of_node(const Record &record) {
     return place;
 }
 
-/* The same of a record about a card, which has the place as its index. */
+// The same of a record about a card, which has the place as its index.
 template <typename Record>
 CapNodeRecord place_of_card(const Record &record) {
     CapNodeRecord place{};
@@ -52,27 +49,25 @@ CapNodeRecord place_of_card(const Record &record) {
     return place;
 }
 
-/* The place of a card in messages: one that was delivered, and a record that was deleted. */
+// The place of a card in messages: one that was delivered, and a record that was deleted.
 void log_card(const Caller &caller, const CapNodeRecord &place);
 void log_deleted(const Caller &caller, const CapNodeRecord &place);
 
-/* The entry that was found, or else a new one for the place. NULL when it could not be added. */
+// The entry that was found, or else a new one for the place. NULL when it could not be added.
 CapNode *found_or_added(const Caller &caller, CapNode *found, const CapNodeRecord &place);
 
-/* The entry of a node that is already listed, or NULL, which is logged. */
+// The entry of a node that is already listed, or NULL, which is logged.
 CapNode *find_known(const Caller &caller, int32_t node);
 
 void dump(const Caller &caller, const CapNode &entry);
 
-/* What a card's class asks before its nodes count: that it be installed and, where the check decides, not denied. */
+// What a card's class asks before its nodes count: that it be installed and, where the check decides, not denied.
 bool is_admitted(const CapNodeRecord &record);
 
-/* Sends the node event of the line cards. */
+// Sends the node event of the line cards.
 void send_line_card_node(const Caller &caller, int32_t node, uint8_t ready);
 
-/* Tells that a node is no longer ready, unless another entry of it is. */
+// Tells that a node is no longer ready, unless another entry of it is.
 void withdraw_node(const Caller &caller, int32_t node);
 
 }  // namespace trel_cap
-
-#endif

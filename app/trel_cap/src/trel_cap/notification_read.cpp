@@ -10,7 +10,7 @@ using namespace trel_cap;
 
 namespace {
 
-/* 0 for a result whose record has an index and the wanted value; anything else is logged. */
+// 0 for a result whose record has an index and the wanted value; anything else is logged.
 template <typename Value>
 int32_t check_result(const Caller &caller, const MomHashResult *result) {
     if (const int32_t rv = check_delivery(caller, result); rv != 0) {

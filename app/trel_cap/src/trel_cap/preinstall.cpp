@@ -26,7 +26,7 @@ int32_t notify(const Caller &caller, const CapNode *pos) {
     return TREL_CAP_OK;
 }
 
-/* Walks the node list, if all sources of the class have been read, the class is ready and its events are asked for. */
+// Walks the node list, if all sources of the class have been read, the class is ready and its events are asked for.
 template <typename Class>
 int32_t announce(const Caller &caller) {
     if (Class::kAllValidated() == 0) {

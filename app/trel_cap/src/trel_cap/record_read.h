@@ -1,6 +1,5 @@
 // Reading one value of a capability record: the steps that the getters and the notification readers share.
-#ifndef TREL_CAP_RECORD_READ_H
-#define TREL_CAP_RECORD_READ_H
+#pragma once
 
 #include <algorithm>
 #include <cstring>
@@ -11,11 +10,9 @@
 
 namespace trel_cap {
 
-/*
- * The kinds of value: the type that a caller receives, the field that carries it, its name in messages, and what is
- * preset for a value that turns out to be absent. Where a class getter does not preset, the caller's variable keeps
- * what it held.
- */
+// The kinds of value: the type that a caller receives, the field that carries it, its name in messages, and what is
+// preset for a value that turns out to be absent. Where a class getter does not preset, the caller's variable keeps
+// what it held.
 struct BoolValue {
     using Type = uint8_t;
     static constexpr int32_t kField = TREL_CAP_FIELD_BOOL;
@@ -47,7 +44,7 @@ struct HashResultFree {
 };
 using HashResult = std::unique_ptr<MomHashResult, HashResultFree>;
 
-/* Asks the store for the record of a request; url is for messages. A failure is logged, and the result then empty. */
+// Asks the store for the record of a request; url is for messages. A failure is logged, and the result then empty.
 HashResult fetch_record(const Caller &caller, MomClient *global, const char *url, const ProtobufCMessage &request);
 
 inline bool has_field(const MomHashResult &result, int32_t field) {
@@ -59,16 +56,16 @@ inline bool has_field(const MomHashResult &result, int32_t field) {
     return false;
 }
 
-/* The record of a result that has one, as the type that was asked for. */
+// The record of a result that has one, as the type that was asked for.
 template <typename Record>
 const Record &record_of(const MomHashResult &result) {
     return reinterpret_cast<const Record &>(*result.record);
 }
 
-/* What a caller gets of a received string, a URL or a value, however large the buffer. */
+// What a caller gets of a received string, a URL or a value, however large the buffer.
 inline constexpr size_t kStringMax = 255;
 
-/* Copies a received string into a zeroed buffer of size bytes, cut to it and to kStringMax; returns its length. */
+// Copies a received string into a zeroed buffer of size bytes, cut to it and to kStringMax; returns its length.
 inline uint32_t copy_into_zeroed(char *dst, size_t size, const char *string) {
     if (string == nullptr || size == 0) {
         return 0;
@@ -79,5 +76,3 @@ inline uint32_t copy_into_zeroed(char *dst, size_t size, const char *string) {
 }
 
 }  // namespace trel_cap
-
-#endif

@@ -20,7 +20,7 @@ struct Request {
     uint32_t flag;
 };
 
-/* A name is compared in full, although only its beginning is kept. */
+// A name is compared in full, although only its beginning is kept.
 bool is_registered(const CallbackList &list, const char *name) {
     for (const CallbackLink *pos = list.head.next; pos != &list.head; pos = pos->next) {
         if (strcmp(static_cast<const CapCallbackReg *>(pos)->reg_name, name) == 0) {
@@ -41,7 +41,7 @@ CapCallbackReg *allocate(const CallbackList &list, uint32_t flag) {
     return reg;
 }
 
-/* What a registration counts for. The padding that a 64-bit machine puts behind the mask is not counted. */
+// What a registration counts for. The padding that a 64-bit machine puts behind the mask is not counted.
 int32_t counted_size(const CallbackList &list) {
     return static_cast<int32_t>(sizeof(CapCallbackReg) + (list.has_masks ? sizeof(CapClassCallbackReg::flag) : 0));
 }
@@ -62,7 +62,7 @@ bool append(CallbackList &list, const Request &request) {
     return true;
 }
 
-/* thread_flag is the flag word of the calling thread. */
+// thread_flag is the flag word of the calling thread.
 int32_t register_callback(const Caller &caller, CallbackList &list, uint32_t &thread_flag, const Request &request) {
     if (is_null(caller, "reg_name", request.name) || is_null(caller, "callback_handle", request.callback)) {
         return TREL_CAP_E_ARGUMENT;

@@ -1,6 +1,5 @@
 // Requests: records built on the stack, which point at the caller's URL. Nothing is allocated or copied.
-#ifndef TREL_CAP_REQUEST_H
-#define TREL_CAP_REQUEST_H
+#pragma once
 
 #include <type_traits>
 
@@ -8,7 +7,7 @@
 
 namespace trel_cap {
 
-/* A record as its generated initialiser has it. */
+// A record as its generated initialiser has it.
 template <typename Record>
 Record initial();
 
@@ -38,7 +37,7 @@ TREL_CAP_INITIAL(CardInfo, CARD_INFO__INIT)
 TREL_CAP_INITIAL(AppDfCardDenyCheckResult, APP_DF_CARD_DENY_CHECK_RESULT__INIT)
 #undef TREL_CAP_INITIAL
 
-/* A capability record with its index. It points into itself, so it stays where it is made. */
+// A capability record with its index. It points into itself, so it stays where it is made.
 template <typename Record>
 struct UrlRequest {
     explicit UrlRequest(const char *url) {
@@ -52,7 +51,7 @@ struct UrlRequest {
     Record record = initial<Record>();
 };
 
-/* The same for a record that is addressed by a node and a URL. */
+// The same for a record that is addressed by a node and a URL.
 template <typename Record>
 struct NodeRequest {
     NodeRequest(int32_t node, const char *url) {
@@ -67,7 +66,7 @@ struct NodeRequest {
     Record record = initial<Record>();
 };
 
-/* The request for all records of a type: an empty record, with an empty index where the type has one. */
+// The request for all records of a type: an empty record, with an empty index where the type has one.
 template <typename Record>
 struct TypeRequest {
     Record record = initial<Record>();
@@ -85,5 +84,3 @@ struct TypeRequest<Record> {
 };
 
 }  // namespace trel_cap
-
-#endif

@@ -9,7 +9,7 @@ using namespace trel_cap;
 
 namespace {
 
-/* Events asked for, as bits: of line cards and the device, of fabric and control modules, of HPS, of both together. */
+// Events asked for, as bits: of line cards and the device, of fabric and control modules, of HPS, of both together.
 struct Flags {
     uint32_t fe;
     uint32_t fab_cm;
@@ -27,7 +27,7 @@ int32_t subscribe(MomClient *global, int32_t db, MomMsgCb processor) {
     return ox_mom_subscribe(global, db, &request.record.base, 0, processor, nullptr);
 }
 
-/* A record type, and the events of which any one needs it. */
+// A record type, and the events of which any one needs it.
 struct Step {
     Flags needed_by;
     int32_t db;
@@ -50,7 +50,7 @@ constexpr int32_t kCapabilities = TREL_CAP_DB_CAPABILITIES;
 
 constexpr Flags kAnyNode{kFeNode, kFabNode | kCmNode, kHpsNode, 0};
 
-/* In the order in which they are made. Three classes read the same records of node readiness, each for itself. */
+// In the order in which they are made. Three classes read the same records of node readiness, each for itself.
 constexpr Step kSteps[] = {
     {kAnyNode, kCapabilities, subscribe<AppDfCardDenyCheckResult>, trel_cap_app_df_pmsg_f},
     {kAnyNode, kCards, subscribe<CardInfo>, trel_cap_install_node_pmsg_f},

@@ -13,7 +13,7 @@ namespace {
 
 constexpr int32_t kTextSize = 256;
 
-/* A failure is reported by trying again, once for the number that is shown and once for the result. */
+// A failure is reported by trying again, once for the number that is shown and once for the result.
 template <typename Operation, typename Show>
 int32_t run(Operation operation, Show show_success) {
     if (operation() == 0) {
@@ -24,7 +24,7 @@ int32_t run(Operation operation, Show show_success) {
     return operation();
 }
 
-/* Where a value is read: a URL of the device's, or one of a node's. */
+// Where a value is read: a URL of the device's, or one of a node's.
 void show(const char *url) { printf("url %s\n", url); }
 void show(int32_t node, const char *url) { printf("node %d, url %s\n", node, url); }
 
@@ -43,7 +43,7 @@ int32_t set(Setter setter, const char *url, const char *label, int32_t value) {
 
 }  // namespace
 
-/* The setter does not tell when the store refuses, and so neither does the command's status; its operator is told. */
+// The setter does not tell when the store refuses, and so neither does the command's status; its operator is told.
 int32_t trel_cap_dbg_ce_set_g_cap_state(const char *url, int32_t state) {
     trel_cap::latest_write_status = 0;
     const int32_t rv = set(trel_cap_ce_set_g_cap_state, url, "state", state);

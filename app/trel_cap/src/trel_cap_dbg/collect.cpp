@@ -17,14 +17,12 @@ constexpr size_t kOpenPathSize = 128;
 constexpr int kOpenPathRest = kOpenPathSize - sizeof kDirectory - 1;  // behind the directory and its '/'
 constexpr mode_t kMode = 0666;
 
-/* During a collection: what standard output was, and the file. */
+// During a collection: what standard output was, and the file.
 __thread int saved_output;
 __thread int collection_file;
 
-/*
- * The directory stands twice in the path that is opened, but only the outer one is made here. So a file is written only
- * where someone has made the inner one too; everywhere else the operator sees the dump. It is to stay that way.
- */
+// The directory stands twice in the path that is opened, but only the outer one is made here. So a file is written only
+// where someone has made the inner one too; everywhere else the operator sees the dump. It is to stay that way.
 void format_open_path(char (&open_path)[kOpenPathSize]) {
     char file_path[kPathSize] = {};
     snprintf(file_path, sizeof file_path, "%s/trel_cap_%s.log", kDirectory, trel_cap::own_app_name().data());

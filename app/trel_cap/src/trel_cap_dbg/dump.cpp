@@ -11,7 +11,7 @@ using namespace trel_cap;
 
 namespace {
 
-/* What operators compare between devices and releases: fixed figures, whatever the structs measure here. */
+// What operators compare between devices and releases: fixed figures, whatever the structs measure here.
 constexpr size_t kListBytes = 8;
 constexpr size_t kNodeBytes = 48;
 constexpr size_t kOtherBytes = 14;

@@ -19,26 +19,26 @@ constexpr char kLevelDirectory[] = "/data/.oxos/vsd/0/sw-frame/cap/trel_cap/";
 constexpr size_t kPathSize = 128;
 constexpr size_t kLevelTextSize = 14;
 
-/* The number that the text begins with; 0 when it begins with none. */
+// The number that the text begins with; 0 when it begins with none.
 int32_t parse_level(const char *text) {
     const long long number = strtoll(text, nullptr, 10);
     return static_cast<int32_t>(std::clamp<long long>(number, INT32_MIN, INT32_MAX));
 }
 
-/* To open a device may do something to it, and a FIFO that nobody writes into is waited for. */
+// To open a device may do something to it, and a FIFO that nobody writes into is waited for.
 bool is_something_else_than_a_file(const char *path) {
     struct stat info = {};
     return stat(path, &info) == 0 && !S_ISREG(info.st_mode);
 }
 
-/* A file that cannot be read leaves the level alone; an empty one sets it to 0. */
+// A file that cannot be read leaves the level alone; an empty one sets it to 0.
 void apply_level_file(const char *name) {
     char path[kPathSize];
     snprintf(path, sizeof path, "%s%s", kLevelDirectory, name);
     if (is_something_else_than_a_file(path)) {
         return;
     }
-    /* Not to wait either for what has come into the file's place this moment. */
+    // Not to wait either for what has come into the file's place this moment.
     const int fd = open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     if (fd < 0) {
         return;
@@ -71,10 +71,8 @@ int32_t trel_cap_zlog_init(const char *app_name) {
     return TREL_CAP_OK;
 }
 
-/*
- * To applications trel_cap_log_level() is void. The console calls it too, and takes what is left in the return register
- * for its status; so what is defined under this name leaves one there.
- */
+// To applications trel_cap_log_level() is void. The console calls it too, and takes what is left in the return register
+// for its status; so what is defined under this name leaves one there.
 extern "C" [[gnu::visibility("default")]] int32_t log_level_with_status(int32_t level) __asm__("trel_cap_log_level");
 
 int32_t log_level_with_status(int32_t level) {

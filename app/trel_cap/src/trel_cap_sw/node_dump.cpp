@@ -11,7 +11,7 @@ using namespace trel_cap;
 
 namespace {
 
-/* What is shown of a record. */
+// What is shown of a record.
 struct Line {
     explicit Line(const CapNodeRecord &record) {
         snprintf(text, sizeof text,
@@ -37,10 +37,8 @@ extern "C" [[gnu::alias("trel_cap_sw_dump_node")]] void trel_cap_own_dump_node(C
 
 int32_t trel_cap_sw_dump_node_with_printf(CapNodeRecord record) { return printf("%s", Line(record).text); }
 
-/*
- * To applications trel_cap_sw_dump_all_node() is void. The console calls it too, and takes what is left in the return
- * register for its status; so what is defined under this name leaves one there.
- */
+// To applications trel_cap_sw_dump_all_node() is void. The console calls it too, and takes what is left in the return
+// register for its status; so what is defined under this name leaves one there.
 extern "C" [[gnu::visibility("default")]] int32_t dump_all_with_status() __asm__("trel_cap_sw_dump_all_node");
 
 int32_t dump_all_with_status() {

@@ -9,7 +9,7 @@ namespace trel_cap {
 
 namespace {
 
-/* An entry, with the number that it had when it came. */
+// An entry, with the number that it had when it came.
 struct Item {
     int32_t node;
     CapNode *entry;
@@ -26,7 +26,7 @@ struct Index {
 };
 __thread Index index_of_thread;
 
-/* The first item whose number is not below, or is above. */
+// The first item whose number is not below, or is above.
 Item *first_not_below(const Index &index, int32_t node) {
     return std::partition_point(index.items, index.items + index.count,
                                 [=](const Item &item) { return item.node < node; });
@@ -61,7 +61,7 @@ void erase(Index &index, Item *item) {
     index.count--;
 }
 
-/* By its number, or else, when that was changed in place, among all. */
+// By its number, or else, when that was changed in place, among all.
 Item *item_of(const Index &index, const CapNode *entry) {
     Item *const end = index.items + index.count;
     const auto is_wanted = [=](const Item &item) { return item.entry == entry; };

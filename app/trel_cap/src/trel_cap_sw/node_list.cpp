@@ -19,12 +19,12 @@ __thread CapNodeList cap_nodes_list;
 
 namespace {
 
-/* The one flag of the process, although each thread has a head of its own. */
+// The one flag of the process, although each thread has a head of its own.
 std::atomic<bool> list_is_initialised;
 
 void make_empty(CapNodeList &list) { list.next = list.prev = end_of(list); }
 
-/* The entry, or the head, behind which a new entry of this number goes. `from` is not behind that place. */
+// The entry, or the head, behind which a new entry of this number goes. `from` is not behind that place.
 CapNode *place_of(CapNodeList &list, CapNode *from, int32_t node) {
     CapNode *pos = from;
     for (CapNode *next = next_of(list, pos); next != end_of(list) && next->record.node <= node; next = next->next) {
@@ -42,7 +42,7 @@ void insert(CapNodeList &list, CapNode *from, CapNode *added) {
     prev_of(list, following) = added;
 }
 
-/* The index is of the thread's own list only, not of one that a caller has made. */
+// The index is of the thread's own list only, not of one that a caller has made.
 void insert_into_own(CapNodeList &list, CapNode *added) {
     if (is_empty(list)) {
         clear_index();
@@ -60,7 +60,7 @@ void remove(CapNodeList &list, CapNode *node) {
     delete node;
 }
 
-/* The first entry of a node for which the condition holds; whether the node was met with at all. */
+// The first entry of a node for which the condition holds; whether the node was met with at all.
 struct Found {
     CapNode *entry;
     bool is_listed;
@@ -104,7 +104,7 @@ CapNode *find_by_walk(const CapNodeList &list, int32_t node, Condition condition
     return was_found ? pos : nullptr;
 }
 
-/* That there is none, only a walk can tell: where an entry whose number was changed stands, the index does not know. */
+// That there is none, only a walk can tell: where an entry whose number was changed stands, the index does not know.
 template <typename Condition>
 CapNode *find(int32_t node, Condition condition) {
     CapNodeList &list = this_threads_list();

@@ -6,11 +6,9 @@ using namespace trel_cap;
 
 namespace {
 
-/*
- * Where the walks of a thread go on. A visitor may run the client's loop, and with it delete any entry, or walk again;
- * and it may leave its walk for good, by an exception or longjmp(). So nothing here leads into a walk's own frame: a
- * walk that was left has only used up a place, which the next one at its depth takes.
- */
+// Where the walks of a thread go on. A visitor may run the client's loop, and with it delete any entry, or walk again;
+// and it may leave its walk for good, by an exception or longjmp(). So nothing here leads into a walk's own frame: a
+// walk that was left has only used up a place, which the next one at its depth takes.
 struct Cursor {
     CapNode *next;
     uint64_t walk;  // whose it is
@@ -25,7 +23,7 @@ struct Walks {
 };
 __thread Walks walks_of_thread;
 
-/* Out of line for the same reason as this_threads_list(). */
+// Out of line for the same reason as this_threads_list().
 [[gnu::noinline]] Walks &this_threads_walks() { return walks_of_thread; }
 
 bool is_listed(const CapNodeList &list, const CapNode *entry) {
@@ -45,7 +43,7 @@ public:
         cursor() = {next, number_};
     }
 
-    /* The visitor is back. So any walk within it has ended, or was left. */
+    // The visitor is back. So any walk within it has ended, or was left.
     CapNode *next(const CapNodeList &list) {
         walks_.depth = depth_ + 1;
         if (cursor().walk == number_) [[likely]] {

@@ -2,8 +2,7 @@
 // instead, so a call by the exported name may lead anywhere. Where that makes no difference to anybody, the library
 // takes a shorter way than the call; it finds out by comparing the exported name with the second one, which nobody can
 // replace. Each second name is an alias, made where its function is defined.
-#ifndef TREL_CAP_OWN_FUNCTIONS_H
-#define TREL_CAP_OWN_FUNCTIONS_H
+#pragma once
 
 #include "trel_cap/node_list.h"
 
@@ -17,5 +16,3 @@ int32_t trel_cap_own_judge_node_real_time(CapNode *pos, void *param);
 
 #pragma GCC visibility pop
 }
-
-#endif
