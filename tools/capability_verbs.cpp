@@ -6,13 +6,16 @@
 #include <nlohmann/json.hpp>
 #include <span>
 
-#include "exit_code.h"
+#include "command_line/exit_status.h"
+#include "command_line/streams.h"
+#include "command_line/text.h"
 #include "record_json.h"
-#include "text.h"
 #include "value.h"
 #include "verbs.h"
 
 namespace capctl {
+
+using namespace command_line;
 
 namespace {
 
@@ -71,30 +74,32 @@ struct Get {
 };
 
 [[noreturn]] void not_found(const std::string &url, const std::string &what) {
-    throw Failure(kNotFound, quote(url) + ": " + what);
+    throw Failure(kNegative, quote(url) + ": " + what);
 }
 
-void print_field(Output &output, const CapTable &record, const Field &field) {
-    if (output.is_json()) {
-        output.write_json(field_json(record.base, field.number));
+void print_field(bool json, const CapTable &record, const Field &field) {
+    if (json) {
+        print_json(field_json(record.base, field.number));
     } else {
-        output.write_line(value_text(record, field, true));
+        write_output(value_text(record, field, true) + "\n");
     }
 }
 
-void print_all(Output &output, const CapTable &record, std::span<const int32_t> present) {
-    if (output.is_json()) {
-        output.write_json(record_json(record.base, present));
+void print_all(bool json, const CapTable &record, std::span<const int32_t> present) {
+    if (json) {
+        print_json(record_json(record.base, present));
         return;
     }
     constexpr size_t kLabelWidth = 8;
+    std::string lines;
     for (const Field &field : kFields) {
         if (std::find(present.begin(), present.end(), field.number) != present.end()) {
             std::string label = field.label;
             label.resize(kLabelWidth, ' ');
-            output.write_line(label + value_text(record, field, false));
+            lines += label + value_text(record, field, false) + "\n";
         }
     }
+    write_output(lines);
 }
 
 int Get::run(Session &session) {
@@ -109,9 +114,9 @@ int Get::run(Session &session) {
     const std::span<const int32_t> present(result->field_ids, result->n_field_ids);
     const Field *field = picked();
     if (field == nullptr) {
-        print_all(session.output, record, present);
+        print_all(session.json, record, present);
     } else if (std::find(present.begin(), present.end(), field->number) != present.end()) {
-        print_field(session.output, record, *field);
+        print_field(session.json, record, *field);
     } else {
         not_found(url, std::string("its ") + field->label + " was never set");
     }
@@ -125,13 +130,13 @@ CLI::Option_group &add_choice(CLI::App &command, const std::string &title) {
     return group;
 }
 
-void add_get(CommandLine &command_line) {
+void add_get(Verbs &verbs) {
     const auto get = std::make_shared<Get>();
-    CLI::App &command = command_line.add_verb("get", "Print a capability of the whole device",
-                                              "  trel_capctl get /l3/arp/capacity\n"
-                                              "  trel_capctl get /l3/arp/capacity --int\n"
-                                              "  trel_capctl get /l3/arp/capacity --output json | jq .fields\n",
-                                              [get](Session &session) { return get->run(session); });
+    CLI::App &command = verbs.add("get", "Print a capability of the whole device",
+                                  "  trel_capctl get /l3/arp/capacity\n"
+                                  "  trel_capctl get /l3/arp/capacity --int\n"
+                                  "  trel_capctl get /l3/arp/capacity --output json | jq .fields\n",
+                                  [get](Session &session) { return get->run(session); });
     command.add_option("URL", get->url, "The capability's address, at most 255 bytes")->required();
     CLI::Option_group &one = add_choice(command, "Print one value only, bare");
     one.require_option(0, 1);
@@ -174,8 +179,8 @@ int Set::run(Session &session) {
     const int32_t fields[] = {fill(capability.record)};
     session.store.connect(TREL_CAP_DB_CAPABILITIES);
     session.store.write_hash(TREL_CAP_DB_CAPABILITIES, capability.record.base, fields);
-    if (session.output.is_json()) {
-        session.output.write_json(record_json(capability.record.base, fields));
+    if (session.json) {
+        print_json(record_json(capability.record.base, fields));
     }
     return kDone;
 }
@@ -190,13 +195,13 @@ void refuse_strings(CLI::App &command) {
     command.add_option("--str", refuse)->expected(0, 1)->group("");
 }
 
-void add_set(CommandLine &command_line) {
+void add_set(Verbs &verbs) {
     const auto set = std::make_shared<Set>();
-    CLI::App &command = command_line.add_verb("set", "Write one value of a capability; its others stay as they are",
-                                              "  trel_capctl set /l3/arp/enabled --bool 1\n"
-                                              "  trel_capctl set /l3/arp/capacity --int 4096\n"
-                                              "  trel_capctl set /l3/arp/capacity --state 1\n",
-                                              [set](Session &session) { return set->run(session); });
+    CLI::App &command = verbs.add("set", "Write one value of a capability; its others stay as they are",
+                                  "  trel_capctl set /l3/arp/enabled --bool 1\n"
+                                  "  trel_capctl set /l3/arp/capacity --int 4096\n"
+                                  "  trel_capctl set /l3/arp/capacity --state 1\n",
+                                  [set](Session &session) { return set->run(session); });
     set->command = &command;
     command.add_option("URL", set->url, "The capability's address, 1 to 255 bytes")->required();
     CLI::Option_group &one = add_choice(command, "The value, one of");
@@ -209,9 +214,9 @@ void add_set(CommandLine &command_line) {
 
 }  // namespace
 
-void add_capability_verbs(CommandLine &command_line) {
-    add_get(command_line);
-    add_set(command_line);
+void add_capability_verbs(Verbs &verbs) {
+    add_get(verbs);
+    add_set(verbs);
 }
 
 }  // namespace capctl

@@ -32,20 +32,11 @@ constexpr char kExitStatus[] = "Exit status:\n"
                                "    3  no connection to the store\n"
                                "    4  the store did not answer in time (OX_MOM_TIMEOUT_MS, 3000 by default)\n"
                                "    5  the store refused\n"
-                               "    6  what is stored does not decode, or is of another type\n"
-                               "    7  anything else: no memory, or the output cannot be written\n"
-                               "  130  interrupted\n";
-
-constexpr size_t kColumnWidth = 26;
+                               "    6  what is stored does not decode, or is of another type\n";
 
 }  // namespace
 
-HelpFormatter::HelpFormatter() {
-    column_width(kColumnWidth);
-    label("Positionals", "Arguments");
-}
-
-std::string HelpFormatter::usage(const CLI::App &app, const std::string &name) const {
+std::string Help::usage(const CLI::App &app, const std::string &name) const {
     std::string text = "Usage: " + name + (app.get_parent() == nullptr ? " VERB" : "");
     for (const CLI::Option *argument :
          app.get_options([](const CLI::Option *option) { return option->get_positional(); })) {
@@ -55,7 +46,7 @@ std::string HelpFormatter::usage(const CLI::App &app, const std::string &name) c
     return text + " [OPTION...]\n";
 }
 
-std::string HelpFormatter::make_help(const CLI::App *app, std::string name, CLI::AppFormatMode mode) const {
+std::string Help::make_help(const CLI::App *app, std::string name, CLI::AppFormatMode mode) const {
     const CLI::App *parent = app->get_parent();
     std::string text = app->get_description() + "\n\nExamples:\n" + app->get_footer() + "\n" + usage(*app, name);
     text += make_positionals(app) + make_groups(app, mode) + make_subcommands(app, mode) + "\n";
@@ -63,21 +54,16 @@ std::string HelpFormatter::make_help(const CLI::App *app, std::string name, CLI:
         return text + "The options of all verbs, the exit status and the form of JSON: " + parent->get_name() +
                " --help\n";
     }
-    return text + kStores + kJson + kExitStatus;
+    return text + kStores + kJson + kExitStatus + command_line::kStatusesOfAll;
 }
 
 // A group of options of which one at most may be given.
-std::string HelpFormatter::make_expanded(const CLI::App *group) const {
+std::string Help::make_expanded(const CLI::App *group) const {
     std::string text = "\n" + group->get_group() + ":\n";
     for (const CLI::Option *option : group->get_options()) {
         text += make_option(option, false);
     }
     return text;
-}
-
-// Only what an option takes: no defaults, bounds or environment variables, which descriptions tell.
-std::string HelpFormatter::make_option_opts(const CLI::Option *option) const {
-    return option->get_type_size() == 0 || option->get_positional() ? "" : " " + option->get_type_name();
 }
 
 }  // namespace capctl

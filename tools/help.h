@@ -1,9 +1,9 @@
 // What --help prints.
-#ifndef TREL_CAPCTL_HELP_H
-#define TREL_CAPCTL_HELP_H
+#pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
+
+#include "command_line/options.h"
 
 namespace capctl {
 
@@ -11,18 +11,13 @@ extern const char *const kSummary;
 extern const char *const kExamples;
 
 // Examples come first: they are what most readers look for. An application's footer holds them.
-class HelpFormatter : public CLI::Formatter {
+class Help : public command_line::HelpFormatter {
 public:
-    HelpFormatter();
-
     std::string make_help(const CLI::App *app, std::string name, CLI::AppFormatMode mode) const override;
     std::string make_expanded(const CLI::App *group) const override;
-    std::string make_option_opts(const CLI::Option *option) const override;
 
 private:
     std::string usage(const CLI::App &app, const std::string &name) const;
 };
 
 }  // namespace capctl
-
-#endif

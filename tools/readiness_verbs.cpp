@@ -5,13 +5,17 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 
-#include "exit_code.h"
+#include "command_line/exit_status.h"
+#include "command_line/streams.h"
+#include "command_line/suggestion.h"
+#include "command_line/text.h"
 #include "record_json.h"
-#include "text.h"
 #include "value.h"
 #include "verbs.h"
 
 namespace capctl {
+
+using namespace command_line;
 
 namespace {
 
@@ -44,7 +48,10 @@ const Scope &scope_named(const std::string &name) {
     const auto *scope =
         std::find_if(std::begin(kScopes), std::end(kScopes), [&](const Scope &each) { return name == each.name; });
     if (scope == std::end(kScopes)) {
-        throw Failure(kUsage, "SCOPE: glb, cm, fab or hps expected, not " + quote(name));
+        std::vector<std::string> names;
+        std::transform(std::begin(kScopes), std::end(kScopes), std::back_inserter(names),
+                       [](const Scope &each) { return each.name; });
+        throw Failure(kUsage, "SCOPE: glb, cm, fab or hps expected, not " + quote(name) + did_you_mean(name, names));
     }
     return *scope;
 }
@@ -57,16 +64,16 @@ struct Ready {
     int run(Session &session) const;
 };
 
-void print_json(Output &output, const CapGlbState &state, bool published) {
-    output.write_json(record_json(state.base, {&kReadyField, published ? size_t{1} : 0}));
+void print_json_of(const CapGlbState &state, bool published) {
+    print_json(record_json(state.base, {&kReadyField, published ? size_t{1} : 0}));
 }
 
 void publish(Session &session, const Scope &scope, bool ready) {
     const CapGlbState state = make_state(scope, ready);
     session.store.connect(TREL_CAP_DB_CAPABILITIES);
     session.store.write_object(TREL_CAP_DB_CAPABILITIES, state.base);
-    if (session.output.is_json()) {
-        print_json(session.output, state, true);
+    if (session.json) {
+        print_json_of(state, true);
     }
 }
 
@@ -76,10 +83,10 @@ bool show(Session &session, const Scope &scope) {
     const CapGlbState request = make_state(scope, false);
     const Object stored = session.store.read_object(TREL_CAP_DB_CAPABILITIES, request.base);
     const bool ready = stored && reinterpret_cast<const CapGlbState *>(stored.get())->ready;
-    if (session.output.is_json()) {
-        print_json(session.output, make_state(scope, ready), stored != nullptr);
+    if (session.json) {
+        print_json_of(make_state(scope, ready), stored != nullptr);
     } else {
-        session.output.write_line(ready ? "on" : "off");
+        write_output(ready ? "on\n" : "off\n");
     }
     return ready;
 }
@@ -87,7 +94,7 @@ bool show(Session &session, const Scope &scope) {
 int Ready::run(Session &session) const {
     const Scope &wanted = scope_named(scope);
     if (value_option->count() == 0) {
-        return show(session, wanted) ? kDone : kNotFound;
+        return show(session, wanted) ? kDone : kNegative;
     }
     publish(session, wanted, parse_switch("on|off", value));
     return kDone;
@@ -95,12 +102,12 @@ int Ready::run(Session &session) const {
 
 }  // namespace
 
-void add_readiness_verbs(CommandLine &command_line) {
+void add_readiness_verbs(Verbs &verbs) {
     const auto ready = std::make_shared<Ready>();
-    CLI::App &command = command_line.add_verb("ready", "Print whether a scope is ready (on or off), or publish that",
-                                              "  trel_capctl ready glb on\n"
-                                              "  trel_capctl ready fab && echo fabric cards are ready\n",
-                                              [ready](Session &session) { return ready->run(session); });
+    CLI::App &command = verbs.add("ready", "Print whether a scope is ready (on or off), or publish that",
+                                  "  trel_capctl ready glb on\n"
+                                  "  trel_capctl ready fab && echo fabric cards are ready\n",
+                                  [ready](Session &session) { return ready->run(session); });
     command.add_option("SCOPE", ready->scope, "glb (the device), cm, fab or hps (a card class)")->required();
     ready->value_option = command.add_option("on|off", ready->value, "What to publish; without it nothing is written");
 }

@@ -5,16 +5,32 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
-#include "text.h"
+#include "base/utf8.h"
+#include "command_line/streams.h"
+#include "command_line/text.h"
 
 namespace capctl {
+
+using namespace command_line;
 
 namespace {
 
 using Json = nlohmann::ordered_json;
 
 constexpr uint32_t kIndexField = 5;
+
+bool is_utf8(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const size_t length = base::sequence_length(bytes);
+        if (length == 0) {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
 
 template <class Value>
 Value member(const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field) {
@@ -86,5 +102,7 @@ Json field_json(const ProtobufCMessage &record, int32_t field) {
     const auto *descriptor = protobuf_c_message_descriptor_get_field(record.descriptor, static_cast<unsigned>(field));
     return value_json(record, *descriptor);
 }
+
+void print_json(const Json &value) { write_output(value.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"); }
 
 }  // namespace capctl

@@ -1,6 +1,5 @@
 // Records as JSON, by their descriptors.
-#ifndef TREL_CAPCTL_RECORD_JSON_H
-#define TREL_CAPCTL_RECORD_JSON_H
+#pragma once
 
 #include <cstdint>
 #include <nlohmann/json_fwd.hpp>
@@ -16,6 +15,7 @@ nlohmann::ordered_json record_json(const ProtobufCMessage &record, std::span<con
 // One field's value alone.
 nlohmann::ordered_json field_json(const ProtobufCMessage &record, int32_t field);
 
-}  // namespace capctl
+// On a line of standard output, which is always valid: what is not UTF-8 in a string appears as U+FFFD.
+void print_json(const nlohmann::ordered_json &value);
 
-#endif
+}  // namespace capctl

@@ -4,10 +4,12 @@
 
 #include <charconv>
 
-#include "exit_code.h"
-#include "text.h"
+#include "command_line/exit_status.h"
+#include "command_line/text.h"
 
 namespace capctl {
+
+using namespace command_line;
 
 namespace {
 

@@ -1,6 +1,5 @@
 // Values as they are written on the command line.
-#ifndef TREL_CAPCTL_VALUE_H
-#define TREL_CAPCTL_VALUE_H
+#pragma once
 
 #include <cstdint>
 #include <string>
@@ -18,5 +17,3 @@ void check_url(const std::string &url);
 void check_not_empty(const std::string &url);
 
 }  // namespace capctl
-
-#endif

@@ -5,9 +5,16 @@
 #include <string_view>
 
 #include "capture.h"
+#include "command_line/exit_status.h"
 #include "protocol.h"
 
 namespace quib {
+
+using command_line::ExitStatus;
+using command_line::kDone;
+using command_line::kNegative;
+using command_line::kRefused;
+using command_line::kUsage;
 
 struct Answer {
     Captured output;     // sent first
@@ -25,11 +32,11 @@ inline void append_diagnostic(std::string &to, const std::string &text) {
 }
 
 // Ends an answer, after a diagnostic if there is one.
-inline void append_end(std::string &to, ExitCode code, const std::string &diagnostic = {}) {
+inline void append_end(std::string &to, ExitStatus status, const std::string &diagnostic = {}) {
     if (!diagnostic.empty()) {
         append_diagnostic(to, diagnostic);
     }
-    append_frame(to, kFrameExit, std::to_string(code));
+    append_frame(to, kFrameExit, std::to_string(status));
 }
 
 }  // namespace quib

@@ -4,10 +4,34 @@
 #include <charconv>
 #include <optional>
 #include <string_view>
+#include <system_error>
+
+#include "command_line/suggestion.h"
+#include "command_line/text.h"
 
 namespace quib {
 
+using command_line::shown;
+using command_line::Word;
+
 namespace {
+
+// Decimal, or hexadecimal as programs print their bits: 0xffffffff is -1. Returns what is wrong, or nothing.
+const char *read_number(std::string_view text, int32_t &number) {
+    const bool hexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    const std::string_view digits = hexadecimal ? text.substr(2) : text;
+    uint32_t bits = 0;
+    const auto [end, error] = hexadecimal ? std::from_chars(digits.begin(), digits.end(), bits, 16)
+                                          : std::from_chars(digits.begin(), digits.end(), number);
+    if (end != digits.end() || error == std::errc::invalid_argument) {
+        return " is no number";
+    }
+    if (error == std::errc::result_out_of_range) {
+        return hexadecimal ? " is not within 0x0 and 0xffffffff" : " is not within -2147483648 and 2147483647";
+    }
+    number = hexadecimal ? static_cast<int32_t>(bits) : number;
+    return nullptr;
+}
 
 class Binder {
 public:
@@ -46,13 +70,13 @@ private:
             return std::nullopt;
         }
         const std::string_view name = std::string_view(word.text).substr(0, equals);
-        return is_argument_name(name) ? std::optional(name) : std::nullopt;
+        return command_line::is_argument_name(name) ? std::optional(name) : std::nullopt;
     }
 
     void give_by_name(std::string_view name, std::string_view value) {
         const auto argument = std::ranges::find(format_, name, &Argument::name);
         if (argument == format_.end()) {
-            fail("there is no argument " + shown(name));
+            fail("there is no argument " + shown(name) + command_line::did_you_mean(name, names()));
             return;
         }
         const auto i = static_cast<size_t>(argument - format_.begin());
@@ -80,12 +104,19 @@ private:
             value.text = text;
             return;
         }
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value.number);
-        if (end != text.data() + text.size() || error == std::errc::invalid_argument) {
-            fail(label(i) + ": " + shown(text) + " is no decimal number");
-        } else if (error == std::errc::result_out_of_range) {
-            fail(label(i) + ": " + shown(text) + " is not within -2147483648 and 2147483647");
+        if (const char *wrong = read_number(text, value.number)) {
+            fail(label(i) + ": " + shown(text) + wrong);
         }
+    }
+
+    std::vector<std::string> names() const {
+        std::vector<std::string> all;
+        for (const Argument &argument : format_) {
+            if (!argument.name.empty()) {
+                all.push_back(argument.name);
+            }
+        }
+        return all;
     }
 
     std::string label(size_t i) const {

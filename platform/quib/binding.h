@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "command_line/words.h"
 #include "format.h"
-#include "words.h"
 
 namespace quib {
 
@@ -23,6 +23,6 @@ struct Binding {
 };
 
 // NAME=VALUE gives the argument of that name; what has no name is given, in order, to the arguments that are left.
-Binding bind(const Format &format, std::span<const Word> words);
+Binding bind(const Format &format, std::span<const command_line::Word> words);
 
 }  // namespace quib

@@ -2,22 +2,20 @@
 
 #include <algorithm>
 
+#include "command_line/words.h"
+
 namespace quib {
 
 namespace {
 
 constexpr std::string_view kNoArguments = "void";
 
-bool is_letter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
-
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
 std::optional<Argument> parse_argument(std::string_view word) {
     const size_t equals = word.find('=');
     const bool named = equals != std::string_view::npos;
     const std::string_view name = named ? word.substr(0, equals) : std::string_view();
     const std::string_view conversion = named ? word.substr(equals + 1) : word;
-    if (named && !is_argument_name(name)) {
+    if (named && !command_line::is_argument_name(name)) {
         return std::nullopt;
     }
     if (conversion != "%d" && conversion != "%s") {
@@ -28,11 +26,6 @@ std::optional<Argument> parse_argument(std::string_view word) {
 }
 
 }  // namespace
-
-bool is_argument_name(std::string_view text) {
-    return !text.empty() && is_letter(text.front()) &&
-           std::ranges::all_of(text, [](char c) { return is_letter(c) || is_digit(c); });
-}
 
 std::optional<Format> parse_format(std::string_view text) {
     Format format;

@@ -23,7 +23,4 @@ std::optional<Format> parse_format(std::string_view text);
 // For an operator: " node=NUMBER url=TEXT"; nothing when there are no arguments.
 std::string describe(const Format &format);
 
-// A letter or '_', then letters, digits and '_'.
-bool is_argument_name(std::string_view text);
-
 }  // namespace quib

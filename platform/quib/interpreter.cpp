@@ -8,13 +8,17 @@
 #include <vector>
 
 #include "binding.h"
+#include "command_line/text.h"
+#include "command_line/words.h"
 #include "invocation.h"
 #include "lookup.h"
 #include "ox_mom.h"
 #include "store_status.h"
-#include "words.h"
 
 namespace quib {
+
+using command_line::shown;
+using command_line::Word;
 
 namespace {
 
@@ -23,7 +27,7 @@ constexpr std::string_view kHelpArguments = " [COMMAND]";
 constexpr std::string_view kStoreText = "shows how the program stands with its store";
 constexpr std::string_view kHelpText = "lists the commands, or tells of one";
 
-Answer finished(ExitCode code, const std::string &diagnostic = {}) {
+Answer finished(ExitStatus code, const std::string &diagnostic = {}) {
     Answer answer;
     append_end(answer.frames, code, diagnostic);
     return answer;
@@ -32,7 +36,7 @@ Answer finished(ExitCode code, const std::string &diagnostic = {}) {
 Answer printed(std::string_view text) {
     Answer answer;
     append_frame(answer.frames, kFrameOutput, text);
-    append_end(answer.frames, kExitDone);
+    append_end(answer.frames, kDone);
     return answer;
 }
 
@@ -100,12 +104,11 @@ Answer help(const Commands &commands, std::span<const Word> words) {
         return list_for_operator(commands);
     }
     if (words.size() > 1) {
-        return finished(kExitUsage,
-                        shown(words[1].text) + " is one argument too many; usage: " + usage_of(row_of(kHelp)));
+        return finished(kUsage, shown(words[1].text) + " is one argument too many; usage: " + usage_of(row_of(kHelp)));
     }
     const Lookup lookup = find_command(commands, words[0].text);
     if (!lookup.error.empty()) {
-        return finished(kExitUsage, lookup.error);
+        return finished(kUsage, lookup.error);
     }
     return printed(explain(row_of(lookup)));
 }
@@ -120,7 +123,7 @@ std::string failure_of(const std::string &command, int32_t status) {
 Answer run(const std::string &command, QuibHandler handler, std::vector<Value> &values) {
     Capture capture;
     if (!capture.began()) {
-        return finished(kExitRefused,
+        return finished(kRefused,
                         "the program has no room for the output: no descriptors, no memory, or a limit on its files");
     }
     const Outcome outcome = invoke(handler, values);
@@ -132,19 +135,18 @@ Answer run(const std::string &command, QuibHandler handler, std::vector<Value> &
     if (status < 0 && (answer.output.size == 0 || outcome.status >= 0)) {
         append_diagnostic(answer.frames, failure_of(command, status));
     }
-    append_end(answer.frames, status < 0 ? kExitFailed : kExitDone);
+    append_end(answer.frames, status < 0 ? kNegative : kDone);
     return answer;
 }
 
 Answer show_store(MomClient *client, std::span<const Word> words) {
     if (!words.empty()) {
-        return finished(kExitUsage,
-                        shown(words[0].text) + " is one argument too many; usage: " + usage_of(row_of(kStore)));
+        return finished(kUsage, shown(words[0].text) + " is one argument too many; usage: " + usage_of(row_of(kStore)));
     }
     MomClientStatus status{};
     status.size = sizeof status;
     const int32_t code = ox_mom_client_status(client, &status);
-    return code == 0 ? printed(in_words(status)) : finished(kExitFailed, failure_of(std::string(kStore), code));
+    return code == 0 ? printed(in_words(status)) : finished(kNegative, failure_of(std::string(kStore), code));
 }
 
 Answer interpret_own(std::string_view own, const Commands &commands, MomClient *client, std::span<const Word> words) {
@@ -154,27 +156,27 @@ Answer interpret_own(std::string_view own, const Commands &commands, MomClient *
 }  // namespace
 
 Answer interpret(const Commands &commands, MomClient *client, std::string_view line) {
-    const Split split_line = split(line);
+    const command_line::Split split_line = command_line::split(line);
     const std::span<const Word> words(split_line.words);
     if (!split_line.error.empty()) {
-        return finished(kExitUsage, split_line.error);
+        return finished(kUsage, split_line.error);
     }
     if (words.empty()) {
-        return finished(kExitDone);
+        return finished(kDone);
     }
     if (words[0].text == kForCompletion && words.size() == 1) {
         return list_for_completion(commands);
     }
     const Lookup lookup = find_command(commands, words[0].text);
     if (!lookup.error.empty()) {
-        return finished(kExitUsage, lookup.error);
+        return finished(kUsage, lookup.error);
     }
     if (!lookup.command) {
         return interpret_own(lookup.own, commands, client, words.subspan(1));
     }
     Binding binding = bind(lookup.command->format, words.subspan(1));
     if (!binding.error.empty()) {
-        return finished(kExitUsage, binding.error + "; usage: " + usage_of(row_of(*lookup.command)));
+        return finished(kUsage, binding.error + "; usage: " + usage_of(row_of(*lookup.command)));
     }
     // The command itself may replace commands while it runs.
     return run(std::string(lookup.command->name), lookup.command->handler, binding.values);

@@ -41,7 +41,7 @@ bool may_connect(const Fd &socket) {
 // What is sent fits into a connection on which nothing has been sent.
 void refuse(const Fd &socket, const std::string &reason) {
     std::string frames;
-    append_end(frames, kExitRefused, reason);
+    append_end(frames, kRefused, reason);
     static_cast<void>(send(socket.get(), frames.data(), frames.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
 }
 

@@ -95,7 +95,7 @@ void Operator::read_some() {
         input_.append(block, static_cast<size_t>(length));
         if (input_.size() == kLineLimit && input_.find('\n') == std::string::npos) {
             std::string frames;
-            append_end(frames, kExitUsage, "a line has " + std::to_string(kLineLimit) + " bytes at the most");
+            append_end(frames, kUsage, "a line has " + std::to_string(kLineLimit) + " bytes at the most");
             dismiss(frames);
         }
     } else if (length == 0) {

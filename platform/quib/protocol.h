@@ -8,7 +8,11 @@
 // The module knows these words itself: `help` lists the commands with their arguments, `help COMMAND` shows one;
 // `store` shows how the program stands with its store, unless it has a command of that name;
 // `.commands` is for completion and prints a line for each: its name, a tab, its argument format. An empty line is
-// answered by its exit code alone, 0.
+// answered by its exit status alone, 0.
+//
+// Of command_line's exit statuses a module gives kDone; kNegative when the handler's status was negative, or it told of
+// a failure aside; kUsage when nothing was called: no such command, or arguments that are not as its format has them;
+// kRefused when it does not serve this operator, or cannot run the command now.
 //
 // A module that refuses an operator, is sent a line that is too long, or hears nothing for kIdleLimit says why and
 // closes. It may do so before it has read all that was sent: a failed write is no reason not to read the rest.
@@ -26,14 +30,7 @@ namespace quib {
 enum FrameKind : char {
     kFrameOutput = 'o',      // bytes for standard output
     kFrameDiagnostic = 'e',  // text for standard error, with its '\n'
-    kFrameExit = 'x'         // the end of an answer: the exit code, in decimal
-};
-
-enum ExitCode : int {
-    kExitDone = 0,
-    kExitFailed = 1,  // the handler's status was negative, or it told of a failure aside
-    kExitUsage = 2,   // nothing was called: no such command, or arguments that are not as its format has them
-    kExitRefused = 5  // the module does not serve this operator, or cannot run the command now
+    kFrameExit = 'x'         // the end of an answer: the exit status, in decimal
 };
 
 inline constexpr size_t kLineLimit = 4096;

@@ -12,9 +12,10 @@ declare -A allowed=(
   [platform/mom/embedded]="platform/include platform/mom/core platform/mom/records"
   [platform/mom/redis]="platform/include platform/base platform/mom/core platform/mom/records hiredis"
   [platform/mom/client]="platform/include platform/base platform/mom/core platform/mom/records protobuf-c"
+  [platform/command_line]="platform/base cli11"
   [platform/zlog]="platform/include platform/base zlog"
-  [platform/quib]="platform/include platform/base attachment libffi"
-  [platform/quib/console]="platform/include platform/base platform/quib libedit cli11 nlohmann-json"
+  [platform/quib]="platform/include platform/base platform/command_line attachment libffi"
+  [platform/quib/console]="platform/include platform/base platform/command_line platform/quib libedit cli11 nlohmann-json"
   [app/trel_cap/include]="platform/include records"
   [app/trel_cap/src/log]="app/trel_cap/include platform/include"
   [app/trel_cap/src/trel_cap_sw]="app/trel_cap/include platform/include app/trel_cap/src/log"
@@ -22,7 +23,7 @@ declare -A allowed=(
     app/trel_cap/src/trel_cap_sw"
   [app/trel_cap/src/trel_cap_dbg]="app/trel_cap/include platform/include records app/trel_cap/src/log
     app/trel_cap/src/trel_cap_sw app/trel_cap/src/trel_cap"
-  [tools]="app/trel_cap/include platform/include records protobuf-c cli11 nlohmann-json"
+  [tools]="app/trel_cap/include platform/include platform/base platform/command_line records protobuf-c cli11 nlohmann-json"
   [examples]="app/trel_cap/include platform/include records protobuf-c cli11"
 )
 
@@ -37,6 +38,7 @@ place_of() { # NAME INCLUDING_FILE
     ffi.h) echo libffi && return ;;
     mom/client/attachment.h) echo attachment && return ;;
     base/*) echo platform/base && return ;;
+    command_line/*) echo platform/command_line && return ;;
     histedit.h | editline/*) echo libedit && return ;;
     CLI/*) echo cli11 && return ;;
     nlohmann/*) echo nlohmann-json && return ;;

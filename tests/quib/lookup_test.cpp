@@ -97,6 +97,8 @@ TEST_F(LookupTest, AMistypedNameIsAnsweredWithTheNearest) {
         {"ce_gte", "ce_get"},
         {"jelp", "help"},
         {"Dump", "dump"},
+        {"node", "dump_node"},
+        {"level", "log-level"},
     };
     for (const auto &[typed, meant] : cases) {
         EXPECT_EQ(ask(typed), refused("unknown command \"" + typed + "\"; did you mean " + meant + "?"));

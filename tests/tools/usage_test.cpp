@@ -14,6 +14,10 @@ TEST(Usage, NeedsAKnownVerb) {
     EXPECT_THAT(run_nowhere({}), FailsWith(2, "a verb is missing\nTry trel_capctl --help."));
     EXPECT_THAT(run_nowhere({"fetch", "/a"}), FailsWith(2, "fetch"));
     EXPECT_THAT(run_nowhere({"GET", "/a"}), FailsWith(2, "GET"));
+    EXPECT_THAT(run_nowhere({"fetch", "/a"}), FailsWith(2, "unknown verb \"fetch\"\nTry trel_capctl --help."));
+    EXPECT_THAT(run_nowhere({"gte", "/a"}), FailsWith(2, "unknown verb \"gte\"; did you mean get?\nTry"));
+    EXPECT_THAT(run_nowhere({"gett", "/a", "--int"}), FailsWith(2, "unknown verb \"gett\"; did you mean get?\nTry"));
+    EXPECT_THAT(run_nowhere({"--output", "json", "raedy", "glb"}), FailsWith(2, "did you mean ready?"));
 }
 
 TEST(Usage, NeedsAUrl) {
@@ -85,7 +89,11 @@ TEST(Usage, KnowsTwoFormats) {
 TEST(Usage, RefusesUnknownOptions) {
     EXPECT_THAT(run_nowhere({"get", "/a", "--verbose"}), FailsWith(2, "--verbose"));
     EXPECT_THAT(run_nowhere({"--verbose", "get", "/a"}), FailsWith(2, "--verbose"));
-    EXPECT_THAT(run_nowhere({"get", "/a", "--in"}), FailsWith(2, "--in"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--in"}), FailsWith(2, "unknown option \"--in\"; did you mean --int?\nTry"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--stroe", "x"}), FailsWith(2, "\"--stroe\"; did you mean --store?\nTry"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--boool=1"}), FailsWith(2, "\"--boool\"; did you mean --bool?\nTry"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--prio", "1"}), testing::Not(FailsWith(2, "did you mean")));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--frob\x1b[2J"}), FailsWith(2, "\"--frob\\x1b[2J\""));
     EXPECT_THAT(run_nowhere({"ready", "glb", "--int", "1"}), FailsWith(2, "--int"));
 }
 

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <sstream>
-#include <utility>
+
+#include "command_line/words.h"
+#include "own_words.h"
 
 namespace console {
 
@@ -11,26 +13,21 @@ namespace {
 constexpr std::string_view kHelp = "help";
 constexpr std::string_view kStore = "store";
 
-// The words before the one that the cursor is in, and what there is of that. A blank in quotes parts nothing.
+// The words before the one that the cursor is in, and what there is of that.
 struct Place {
     std::vector<std::string> before;
     std::string begun;
 };
 
 Place place_in(std::string_view line) {
+    const command_line::Split split = command_line::split(line);
     Place place;
-    char quote = 0;
-    for (const char letter : line) {
-        if (quote == 0 && (letter == '"' || letter == '\'')) {
-            quote = letter;
-        } else if (letter == quote) {
-            quote = 0;
-        }
-        if (letter != ' ' || quote != 0) {
-            place.begun += letter;
-        } else if (!place.begun.empty()) {
-            place.before.push_back(std::exchange(place.begun, ""));
-        }
+    for (const command_line::Word &word : split.words) {
+        place.before.push_back(word.text);
+    }
+    if (split.in_word) {
+        place.begun = place.before.back();
+        place.before.pop_back();
     }
     return place;
 }
@@ -61,10 +58,11 @@ std::vector<std::string> names_of(const std::vector<Command> &commands) {
 
 // What follows a word is part of the choice: a blank where more is to come, nothing after "url=".
 std::vector<std::string> first_words(const std::vector<Command> &commands) {
-    std::vector<std::string> words = {"exit", "help", "quit"};
-    const auto is_store = [](const Command &command) { return command.name == kStore; };
-    if (std::none_of(commands.begin(), commands.end(), is_store)) {
-        words.emplace_back(kStore);
+    std::vector<std::string> words = {std::string(kExit), std::string(kHelp), std::string(kQuit)};
+    for (const std::string_view own : {kList, kStore}) {
+        if (!has_command(commands, own)) {
+            words.emplace_back(own);
+        }
     }
     for (const Command &command : commands) {
         words.push_back(command.name + (command.takes_arguments ? " " : ""));
@@ -106,6 +104,10 @@ std::string common_beginning(const std::vector<std::string> &words) {
 }
 
 }  // namespace
+
+bool has_command(const std::vector<Command> &commands, std::string_view name) {
+    return std::any_of(commands.begin(), commands.end(), [name](const Command &each) { return each.name == name; });
+}
 
 std::vector<Command> parse_commands(std::string_view answer) {
     std::vector<Command> commands;

@@ -1,6 +1,5 @@
 // What can stand where the operator presses Tab.
-#ifndef QUIB_CONSOLE_COMPLETION_H
-#define QUIB_CONSOLE_COMPLETION_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -22,6 +21,8 @@ struct Completion {
 // From the module's answer to ".commands".
 std::vector<Command> parse_commands(std::string_view answer);
 
+bool has_command(const std::vector<Command> &commands, std::string_view name);
+
 // Completes the line up to the cursor.
 Completion complete(const std::vector<Command> &commands, std::string_view line);
 
@@ -29,5 +30,3 @@ Completion complete(const std::vector<Command> &commands, std::string_view line)
 std::string in_columns(const std::vector<std::string> &words, size_t width);
 
 }  // namespace console
-
-#endif

@@ -1,6 +1,5 @@
 // What other users' programs say, made harmless for a terminal.
-#ifndef QUIB_CONSOLE_ESCAPING_H
-#define QUIB_CONSOLE_ESCAPING_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -21,5 +20,3 @@ private:
 };
 
 }  // namespace console
-
-#endif

@@ -1,6 +1,5 @@
 // The lines that the operator has typed, kept from run to run in a file that only the operator may read.
-#ifndef QUIB_CONSOLE_HISTORY_H
-#define QUIB_CONSOLE_HISTORY_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -31,5 +30,3 @@ private:
 std::string history_path();
 
 }  // namespace console
-
-#endif

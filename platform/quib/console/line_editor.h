@@ -1,6 +1,5 @@
 // A line from the terminal: editing, completion, recall.
-#ifndef QUIB_CONSOLE_LINE_EDITOR_H
-#define QUIB_CONSOLE_LINE_EDITOR_H
+#pragma once
 
 #include <histedit.h>
 
@@ -70,5 +69,3 @@ private:
 };
 
 }  // namespace console
-
-#endif

@@ -4,9 +4,11 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
-#include "streams.h"
+#include "command_line/text.h"
 
 namespace console {
+
+using namespace command_line;
 
 namespace {
 
@@ -14,8 +16,8 @@ using Json = nlohmann::ordered_json;
 using Row = std::array<std::string, 3>;
 
 Row row_of(const Module &module) {
-    const auto shown = [](const std::string &text) { return text.empty() ? "-" : printable(text); };
-    return {shown(module.name), module.process == 0 ? "-" : std::to_string(module.process), shown(module.program)};
+    const auto cell = [](const std::string &text) { return text.empty() ? "-" : masked(text); };
+    return {cell(module.name), module.process == 0 ? "-" : std::to_string(module.process), cell(module.program)};
 }
 
 std::string padded(const std::string &text, size_t width) { return text + std::string(width - text.size(), ' '); }

@@ -1,6 +1,5 @@
 // The list of modules.
-#ifndef QUIB_CONSOLE_LIST_H
-#define QUIB_CONSOLE_LIST_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -16,5 +15,3 @@ std::string as_table(const std::vector<Module> &modules);
 std::string as_json(const std::vector<Module> &modules);
 
 }  // namespace console
-
-#endif

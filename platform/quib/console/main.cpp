@@ -1,87 +1,56 @@
 // quib: the operator's side of the console.
-#include <fcntl.h>
 #include <unistd.h>
-
-#include <csignal>
-#include <exception>
 
 #include <protocol.h>
 
-#include "command_line.h"
-#include "connection.h"
-#include "exit_code.h"
+#include "command_line/exit_status.h"
+#include "command_line/program.h"
+#include "command_line/streams.h"
+#include "command_line/words.h"
 #include "list.h"
+#include "module_connection.h"
 #include "prompt.h"
+#include "request.h"
 #include "script.h"
 #include "served_modules.h"
-#include "streams.h"
-#include "words.h"
+
+namespace console {
+
+using namespace command_line;
 
 namespace {
 
-using console::Failure;
-
-// A standard stream that the caller has closed must not become the number of the connection. The stand-ins refuse what
-// the streams are for, so that a write to a closed standard output still fails.
-void occupy_standard_streams() {
-    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-        if (fcntl(fd, F_GETFD) < 0) {
-            static_cast<void>(open("/dev/null", fd == STDIN_FILENO ? O_WRONLY : O_RDONLY));
-        }
-    }
-}
-
-extern "C" void interrupted(int) { _exit(console::kInterrupted); }
-
-// A shell that runs this in the background has the signal ignored.
-void exit_when_interrupted() {
-    if (signal(SIGINT, interrupted) == SIG_IGN) {
-        signal(SIGINT, SIG_IGN);
-    }
-}
-
 int list(const std::string &directory, bool json) {
-    const std::vector<console::Module> modules = console::served_modules(directory);
+    const std::vector<Module> modules = served_modules(directory);
     if (modules.empty()) {
-        throw Failure(console::kNegative, "no module in " + directory);
+        throw Failure(kNegative, "no module in " + directory);
     }
-    console::write_output(json ? console::as_json(modules) : console::as_table(modules));
-    return console::kDone;
+    write_output(json ? as_json(modules) : as_table(modules));
+    return kDone;
 }
 
-int run(const console::Request &request) {
-    const std::string directory = quib::socket_directory();
-    if (request.module.empty()) {
-        return list(directory, request.json);
+int run(int argc, char **argv) {
+    const auto request = parse_request(argc, argv);
+    if (!request) {
+        return kDone;
     }
-    const console::Target target = console::find_module(directory, request.module);
-    if (request.command.empty() && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1) {
-        return console::run_prompt(directory, target, request.limit);
+    const std::string directory = quib::socket_directory();
+    if (request->module.empty()) {
+        return list(directory, request->json);
+    }
+    const Target target = find_module(directory, request->module);
+    if (request->command.empty() && isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1) {
+        return run_prompt(directory, target, request->limit);
     }
     exit_when_interrupted();
-    const std::string line = console::line_of(request.command);
-    console::check_line(line);
-    console::Connection connection(directory, target, {.limit = request.limit, .interrupt_fd = -1});
-    return request.command.empty() ? console::run_script(connection) : connection.run(line, console::show);
-}
-
-int fail(int exit_code, const char *what) {
-    if (*what != '\0') {
-        console::complain(what);
-    }
-    return exit_code;
+    const std::string line = join(request->command);
+    check_line(line);
+    ModuleConnection connection(directory, target, {.limit = request->limit, .interrupt_fd = -1});
+    return request->command.empty() ? run_script(connection) : connection.run(line, show);
 }
 
 }  // namespace
 
-int main(int argc, char **argv) {
-    occupy_standard_streams();
-    try {
-        const auto request = console::parse_command_line(argc, argv);
-        return request ? run(*request) : console::kDone;
-    } catch (const Failure &failure) {
-        return fail(failure.exit_code(), failure.what());
-    } catch (const std::exception &unexpected) {
-        return fail(console::kFailed, unexpected.what());
-    }
-}
+}  // namespace console
+
+int main(int argc, char **argv) { return command_line::run_program("quib", console::run, argc, argv); }

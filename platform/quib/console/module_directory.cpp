@@ -14,9 +14,11 @@
 #include <socket_file.h>
 #include <trusted_path.h>
 
-#include "exit_code.h"
+#include "command_line/exit_status.h"
 
 namespace console {
+
+using namespace command_line;
 
 namespace {
 

@@ -1,6 +1,5 @@
 // The directory of the modules, from the operator's side: what is there, and whose it is.
-#ifndef QUIB_CONSOLE_MODULE_DIRECTORY_H
-#define QUIB_CONSOLE_MODULE_DIRECTORY_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -49,5 +48,3 @@ pid_t process_behind(const base::Fd &socket);
 bool is_familiar(uid_t user);
 
 }  // namespace console
-
-#endif

@@ -6,14 +6,21 @@
 
 #include <protocol.h>
 
-#include "connection.h"
+#include "command_line/exit_status.h"
+#include "command_line/program.h"
+#include "command_line/streams.h"
+#include "command_line/text.h"
+#include "command_line/words.h"
 #include "history.h"
 #include "line_editor.h"
+#include "list.h"
+#include "module_connection.h"
+#include "own_words.h"
 #include "served_modules.h"
-#include "streams.h"
-#include "words.h"
 
 namespace console {
+
+using namespace command_line;
 
 namespace {
 
@@ -25,7 +32,7 @@ public:
           patience_{.limit = limit, .interrupt_fd = signals_.fd()},
           history_(history_path()),
           editor_(
-              printable(target_.name) + "> ", [this](std::string_view line) { return complete(commands_, line); },
+              masked(target_.name) + "> ", [this](std::string_view line) { return complete(commands_, line); },
               signals_) {
         editor_.set_history(history_.lines());
     }
@@ -38,10 +45,11 @@ private:
     void read_news();
     void handle_line();
     void run_command(const std::string &line);
+    void list() const;
     void recover(const Failure &failure);
     void remember(const std::string &line);
     // Has the command run on a connection, a new one if need be.
-    int run_connected(const std::string &line, const Connection::Receive &receive);
+    int run_connected(const std::string &line, const ModuleConnection::Receive &receive);
 
     const std::string directory_;
     const Target target_;
@@ -50,7 +58,7 @@ private:
     History history_;
     std::vector<Command> commands_;
     LineEditor editor_;
-    std::optional<Connection> connection_;
+    std::optional<ModuleConnection> connection_;
     bool ended_ = false;
 };
 
@@ -62,22 +70,22 @@ void end_line(bool line_is_open) {
 
 void Prompt::greet() {
     std::string answer;
-    const int code = run_connected(".commands", [&answer](char kind, std::string_view bytes) {
+    const int status = run_connected(".commands", [&answer](char kind, std::string_view bytes) {
         if (kind == quib::kFrameOutput) {
             answer += bytes;
         } else {
             show(kind, bytes);
         }
     });
-    if (code == quib::kExitRefused) {
+    if (status == kRefused) {
         throw Failure(kRefused, "");
     }
     commands_ = parse_commands(answer);
-    write_output("Attached to " + printable(target_.name) + ", process " + std::to_string(connection_->process()) +
-                 ". \"help\" lists its commands, Tab completes them, \"quit\" leaves.\n");
+    write_output("Attached to " + masked(target_.name) + ", process " + std::to_string(connection_->process()) +
+                 ". \"help\" lists its commands, \"list\" all modules; Tab completes, \"quit\" leaves.\n");
 }
 
-int Prompt::run_connected(const std::string &line, const Connection::Receive &receive) {
+int Prompt::run_connected(const std::string &line, const ModuleConnection::Receive &receive) {
     if (!connection_) {
         connection_.emplace(directory_, target_, patience_);
     }
@@ -101,7 +109,7 @@ void Prompt::run_command(const std::string &line) {
         });
         end_line(line_is_open);
     } catch (const Failure &failure) {
-        end_line(line_is_open || failure.exit_code() == kInterrupted);
+        end_line(line_is_open || failure.status() == kInterrupted);
         recover(failure);
     }
 }
@@ -110,7 +118,7 @@ void Prompt::run_command(const std::string &line) {
 // operator has been away, is connected to again with the next command. Throws again what the prompt cannot go on after.
 void Prompt::recover(const Failure &failure) {
     const auto *closed = dynamic_cast<const Closed *>(&failure);
-    switch (failure.exit_code()) {
+    switch (failure.status()) {
         case kInterrupted:
             signals_.take();
             break;
@@ -134,10 +142,24 @@ void Prompt::handle_line() {
         return;
     }
     remember(line);
-    ended_ = ends_session(line);
-    if (!ended_) {
+    if (ends_session(line)) {
+        ended_ = true;
+    } else if (line == kList && !has_command(commands_, kList)) {
+        list();
+    } else if (!is_remark(line)) {
         run_command(line);
     }
+}
+
+// A directory that can be looked at no more is no reason to leave.
+void Prompt::list() const {
+    std::string table;
+    try {
+        table = as_table(served_modules(directory_));
+    } catch (const Failure &failure) {
+        complain(failure.what());
+    }
+    write_output(table);
 }
 
 void Prompt::read_news() {

@@ -1,6 +1,5 @@
 // The prompt: an operator at a terminal.
-#ifndef QUIB_CONSOLE_PROMPT_H
-#define QUIB_CONSOLE_PROMPT_H
+#pragma once
 
 #include <chrono>
 #include <string>
@@ -9,10 +8,8 @@
 
 namespace console {
 
-// Has the operator's commands run until there are no more; returns the exit code. Throws a Failure when the module
+// Has the operator's commands run until there are no more; returns the exit status. Throws a Failure when the module
 // answers no more.
 int run_prompt(const std::string &directory, const Target &target, std::chrono::milliseconds limit);
 
 }  // namespace console
-
-#endif

@@ -7,10 +7,13 @@
 #include <optional>
 #include <string>
 
-#include "streams.h"
-#include "words.h"
+#include "command_line/exit_status.h"
+#include "command_line/program.h"
+#include "own_words.h"
 
 namespace console {
+
+using namespace command_line;
 
 namespace {
 
@@ -54,26 +57,26 @@ private:
     size_t searched_ = 0;
 };
 
-int run_line(Connection &connection, const std::string &line) {
+int run_line(ModuleConnection &connection, const std::string &line) {
     try {
         check_line(line);
     } catch (const Failure &unfit) {
         complain(unfit.what());
-        return unfit.exit_code();
+        return unfit.status();
     }
     return connection.run(line, show);
 }
 
 }  // namespace
 
-int run_script(Connection &connection) {
-    int code = kDone;
+int run_script(ModuleConnection &connection) {
+    int status = kDone;
     Lines lines;
     for (auto line = lines.next(); line && !ends_session(*line); line = lines.next()) {
-        const int outcome = run_line(connection, *line);
-        code = outcome == kDone ? code : outcome;
+        const int outcome = is_remark(*line) ? kDone : run_line(connection, *line);
+        status = outcome == kDone ? status : outcome;
     }
-    return code;
+    return status;
 }
 
 }  // namespace console

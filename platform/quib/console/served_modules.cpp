@@ -9,10 +9,13 @@
 #include <fstream>
 #include <optional>
 
-#include "exit_code.h"
-#include "similar_names.h"
+#include "command_line/exit_status.h"
+#include "command_line/suggestion.h"
+#include "command_line/text.h"
 
 namespace console {
+
+using namespace command_line;
 
 namespace {
 
@@ -45,14 +48,6 @@ std::string program_of(pid_t process) {
     std::string name;
     std::getline(std::ifstream(about + "/comm"), name);
     return name;
-}
-
-std::string joined(const std::vector<std::string> &names) {
-    std::string text;
-    for (const std::string &name : names) {
-        text += (text.empty() ? "" : ", ") + name;
-    }
-    return text;
 }
 
 struct Served {
@@ -90,7 +85,7 @@ Word parse(const std::string &word) {
     const std::string file = word.substr(slash + 1);
     const auto user = user_called(word.substr(0, slash));
     if (!user || file.find('/') != std::string::npos) {
-        throw Failure(kNegative, "no module is called \"" + word + "\"");
+        throw Failure(kNegative, "no module is called " + quote(word));
     }
     return {user, file};
 }
@@ -111,11 +106,9 @@ Target by_prefix(const ModuleDirectory &directory, const std::string &path, cons
         return {matches.front(), matching_names.front()};
     }
     if (matches.size() > 1) {
-        throw Failure(kUsage, "module \"" + typed + "\" could be " + joined(matching_names));
+        throw Failure(kUsage, "module " + quote(typed) + " could be " + joined(matching_names));
     }
-    const std::vector<std::string> similar = similar_names(typed, names);
-    throw Failure(kNegative, "no module \"" + typed + "\" in " + path +
-                                 (similar.empty() ? "" : "; did you mean " + joined(similar) + "?"));
+    throw Failure(kNegative, "no module " + quote(typed) + " in " + path + did_you_mean(typed, names));
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // The modules that are there to talk to.
-#ifndef QUIB_CONSOLE_SERVED_MODULES_H
-#define QUIB_CONSOLE_SERVED_MODULES_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -29,5 +28,3 @@ struct Target {
 Target find_module(const std::string &directory, const std::string &word);
 
 }  // namespace console
-
-#endif

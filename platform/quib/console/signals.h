@@ -1,6 +1,5 @@
 // The terminal's signals, read at the prompt as the keys are.
-#ifndef QUIB_CONSOLE_SIGNALS_H
-#define QUIB_CONSOLE_SIGNALS_H
+#pragma once
 
 #include <csignal>
 
@@ -37,5 +36,3 @@ private:
 };
 
 }  // namespace console
-
-#endif

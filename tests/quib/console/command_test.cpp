@@ -75,8 +75,16 @@ TEST_F(Command, MustFitALine) {
 TEST_F(Command, HasOutputAndDiagnosticsApart) {
     const Outcome outcome = run_answered(output("one\n") + diagnostic("two\n") + output("three") + exit_frame(0));
     EXPECT_EQ(outcome.out, "one\nthree");
-    EXPECT_EQ(outcome.err, "two\n");
+    EXPECT_EQ(outcome.err, "quib: two\n");
     EXPECT_EQ(outcome.status, 0);
+}
+
+TEST_F(Command, HasEachLineOfDiagnosticsBeginAlike) {
+    const Outcome outcome =
+        run_answered(diagnostic("one\ntw") + diagnostic("o\n") + diagnostic("three") + exit_frame(1));
+    EXPECT_EQ(outcome.err, "quib: one\nquib: two\nquib: three");
+    const Outcome cut = run_answered(Reply(diagnostic("half a line"), true));
+    EXPECT_EQ(cut.err, "quib: half a line\nquib: demo has gone away\n");
 }
 
 TEST_F(Command, PrintsMegabytesOfAnyBytes) {
@@ -103,7 +111,7 @@ TEST_F(Command, ThatIsRefusedTellsWhy) {
     const FakeModule full(socket("full"), echo, {diagnostic("8 operators are served already\n") + exit_frame(5), true});
     const Outcome outcome = run({"full", "dump"});
     EXPECT_EQ(outcome.status, 5);
-    EXPECT_EQ(outcome.err, "8 operators are served already\n");
+    EXPECT_EQ(outcome.err, "quib: 8 operators are served already\n");
 }
 
 TEST_F(Command, WithoutAnEndFails) {
@@ -234,7 +242,8 @@ class Usage : public ConsoleTest {};
 
 TEST_F(Usage, RefusesWhatItDoesNotKnow) {
     const FakeModule demo(socket("demo"), echo);
-    EXPECT_THAT(run({"--verbose", "demo", "x"}), FailsWith(2, "--verbose"));
+    EXPECT_THAT(run({"--verbose", "demo", "x"}), FailsWith(2, "unknown option \"--verbose\"\nTry quib --help."));
+    EXPECT_THAT(run({"--ouptut=json"}), FailsWith(2, "unknown option \"--ouptut\"; did you mean --output?\nTry quib"));
     EXPECT_THAT(run({"--output", "yaml"}), FailsWith(2, "yaml"));
     EXPECT_THAT(run({"--output"}), FailsWith(2, "--output"));
     EXPECT_THAT(run({"--output", "json", "demo", "x"}), FailsWith(2, "--output"));

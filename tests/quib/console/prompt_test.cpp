@@ -79,6 +79,37 @@ TEST_F(Prompt, DoesNothingForAnEmptyLine) {
     EXPECT_THAT(demo().lines(), ElementsAre());
 }
 
+TEST_F(Prompt, LeavesOutComments) {
+    Terminal &terminal = attach();
+    terminal.type_at_prompt("# dump_all\r");
+    terminal.type_at_prompt("dump_node\r");
+    terminal.expect("[dump_node]\r\n");
+    EXPECT_THAT(demo().lines(), ElementsAre("dump_node"));
+}
+
+TEST_F(Prompt, ListsTheModules) {
+    const FakeModule other(socket("other"), echo);
+    Terminal &terminal = attach();
+    terminal.type_at_prompt(" list \r");
+    terminal.expect("MODULE");
+    const std::string pid = std::to_string(getpid());
+    EXPECT_THAT(terminal.expect(kPrompt),
+                testing::AllOf(HasSubstr("\r\ndemo    " + pid), HasSubstr("\r\nother   " + pid)));
+    std::filesystem::permissions(directory(), std::filesystem::perms(0777));
+    terminal.type("list\r");
+    terminal.expect("quib: " + directory() + ": others may write there");
+    terminal.type_at_prompt("dump_all\r");
+    terminal.expect("[dump_all]\r\n");
+    EXPECT_THAT(demo().lines(), ElementsAre("dump_all"));
+}
+
+TEST_F(Prompt, LeavesListToAModuleThatHasIt) {
+    answer = with_commands("list\tvoid\n");
+    Terminal &terminal = attach();
+    terminal.type_at_prompt("li\t\r");
+    terminal.expect("[list]\r\n");
+}
+
 TEST_F(Prompt, RunsWhatIsPasted) {
     Terminal &terminal = attach();
     terminal.type_at_prompt("dump_all\rget_fe 1\nquit\r");
@@ -202,7 +233,7 @@ TEST_F(Prompt, EndsWhenItIsRefused) {
     const FakeModule full(socket("full"), echo, {diagnostic("8 operators are served already\n") + exit_frame(5), true});
     Terminal terminal({"full"}, environment());
     EXPECT_EQ(terminal.finish(), 5);
-    EXPECT_EQ(terminal.rest(), "8 operators are served already\r\n");
+    EXPECT_EQ(terminal.rest(), "quib: 8 operators are served already\r\n");
 }
 
 TEST_F(Prompt, NeedsNoCommandsToComplete) {
@@ -306,6 +337,7 @@ TEST_F(Tab, CompletesTheNamesOfArguments) {
     EXPECT_EQ(line_of("get\tn\t3 u\t/a"), "get_fe node=3 url=/a");
     EXPECT_EQ(line_of("get_fe url=/a \t5"), "get_fe url=/a node=5");
     EXPECT_EQ(line_of("get_fe url=\"a b\" \t5"), "get_fe url=\"a b\" node=5");
+    EXPECT_EQ(line_of("get_fe url=a\\ b \t5"), "get_fe url=a\\ b node=5");
     EXPECT_EQ(line_of("set s\t1"), "set state=1");
     EXPECT_EQ(line_of("dump_all \tx"), "dump_all x");
 }

@@ -38,7 +38,14 @@ TEST_F(Script, GoesOnAfterAFailureAndTellsTheLast) {
     const Outcome outcome = run_script("one\nfail 2\ntwo\nfail 1\nthree\n");
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.out, "[one]\n[two]\n[three]\n");
-    EXPECT_EQ(outcome.err, "failed\nfailed\n");
+    EXPECT_EQ(outcome.err, "quib: failed\nquib: failed\n");
+}
+
+TEST_F(Script, MayHaveComments) {
+    FakeModule demo(socket("demo"), echo);
+    EXPECT_THAT(run_script("#!/usr/bin/quib demo\none #1\n  # two\n\t#\n\n'#' three\n#quit"),
+                Prints("[one #1]\n['#' three]\n"));
+    EXPECT_THAT(demo.lines(), testing::ElementsAre("one #1", "'#' three"));
 }
 
 TEST_F(Script, EndsAtQuit) {

@@ -188,7 +188,7 @@ TEST_F(Trust, ControlCharactersOfOthersAreShown) {
     const ModuleOfAnother demo(kUser, theirs + "/demo", heard, [](const std::string &) { return kHostile; });
     const Outcome outcome = run_in(theirs, {name_of(kUser) + "/demo", "x"});
     EXPECT_EQ(outcome.out, kHarmless);
-    EXPECT_EQ(outcome.err, "\\x1b]0;title\\x07\n");
+    EXPECT_EQ(outcome.err, "quib: \\x1b]0;title\\x07\n");
 }
 
 TEST_F(Trust, OnesOwnProgramsMayPrintAnything) {

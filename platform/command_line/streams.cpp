@@ -1,15 +1,14 @@
-#include "streams.h"
+#include "command_line/streams.h"
 
-#include <poll.h>
-#include <unistd.h>
-
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <poll.h>
+#include <string>
+#include <unistd.h>
 
-#include "exit_code.h"
+#include "command_line/exit_status.h"
 
-namespace console {
+namespace command_line {
 
 namespace {
 
@@ -29,24 +28,24 @@ int write_all(int fd, std::string_view bytes) {
     return 0;
 }
 
-bool obeyed_by_terminals(char byte) { return static_cast<unsigned char>(byte) < ' ' || byte == '\x7f'; }
+[[noreturn]] void fail_for(int error) {
+    throw Failure(kFailed, std::string("standard output cannot be written: ") + std::strerror(error));
+}
 
 }  // namespace
 
 void write_output(std::string_view bytes) {
     if (const int error = write_all(STDOUT_FILENO, bytes); error != 0) {
-        throw Failure(kFailed, std::string("standard output cannot be written: ") + std::strerror(error));
+        fail_for(error);
+    }
+}
+
+void close_output() {
+    if (close(STDOUT_FILENO) != 0) {
+        fail_for(errno);
     }
 }
 
 void write_error(std::string_view bytes) { static_cast<void>(write_all(STDERR_FILENO, bytes)); }
 
-void complain(std::string_view message) { write_error("quib: " + printable(message) + "\n"); }
-
-std::string printable(std::string_view text) {
-    std::string shown(text);
-    std::replace_if(shown.begin(), shown.end(), obeyed_by_terminals, '?');
-    return shown;
-}
-
-}  // namespace console
+}  // namespace command_line

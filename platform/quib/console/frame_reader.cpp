@@ -1,34 +1,36 @@
-#include "answer.h"
+#include "frame_reader.h"
 
 #include <algorithm>
 #include <charconv>
 
 #include <protocol.h>
 
-#include "exit_code.h"
+#include "command_line/exit_status.h"
 
 namespace console {
 
+using namespace command_line;
+
 namespace {
 
-constexpr size_t kLongestEnd = 3;  // the digits of an exit code
+constexpr size_t kLongestEnd = 3;  // the digits of an exit status
 
 Failure unreadable() { return {kUnreadable, "what answers does not speak the console's protocol"}; }
 
 }  // namespace
 
-void AnswerReader::add(std::string_view bytes) {
+void FrameReader::add(std::string_view bytes) {
     buffer_.erase(0, at_);
     at_ = 0;
     buffer_.append(bytes);
 }
 
-std::string AnswerReader::take(size_t n) {
+std::string FrameReader::take(size_t n) {
     at_ += n;
     return buffer_.substr(at_ - n, n);
 }
 
-bool AnswerReader::begin_frame() {
+bool FrameReader::begin_frame() {
     if (available() < quib::kFrameHeaderSize) {
         return false;
     }
@@ -45,7 +47,7 @@ bool AnswerReader::begin_frame() {
     return true;
 }
 
-std::optional<AnswerReader::Piece> AnswerReader::next() {
+std::optional<FrameReader::Piece> FrameReader::next() {
     while (in_frame_ || begin_frame()) {
         const bool ends = kind_ == quib::kFrameExit;
         if (ends && available() < left_) {
@@ -64,14 +66,14 @@ std::optional<AnswerReader::Piece> AnswerReader::next() {
     return std::nullopt;
 }
 
-int exit_code_in(std::string_view payload) {
-    int code = 0;
-    const auto [end, error] = std::from_chars(payload.data(), payload.data() + payload.size(), code);
+int exit_status_in(std::string_view payload) {
+    int status = 0;
+    const auto [end, error] = std::from_chars(payload.data(), payload.data() + payload.size(), status);
     constexpr int kLargest = 255;
-    if (error != std::errc() || end != payload.data() + payload.size() || code < 0 || code > kLargest) {
+    if (error != std::errc() || end != payload.data() + payload.size() || status < 0 || status > kLargest) {
         throw unreadable();
     }
-    return code;
+    return status;
 }
 
 }  // namespace console

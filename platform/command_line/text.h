@@ -1,13 +1,10 @@
 // Text that came from outside, on its way to a reader.
-#ifndef TREL_CAPCTL_TEXT_H
-#define TREL_CAPCTL_TEXT_H
+#pragma once
 
 #include <string>
 #include <string_view>
 
-namespace capctl {
-
-bool is_utf8(std::string_view bytes);
+namespace command_line {
 
 // In double quotes, on one line, with nothing in it that a terminal would obey: \n, \t, \", \\ and \xNN stand for what
 // cannot be shown.
@@ -16,9 +13,13 @@ std::string quote(std::string_view bytes);
 // As it is, but for what a terminal would obey; lines stay lines. For text that quotes what it repeats, or need not.
 std::string printable(std::string_view text);
 
+// As long as it is, and on one line: control characters are '?'.
+std::string masked(std::string_view text);
+
+// A word of an operator's, fit to be shown to them: in double quotes, masked, cut where it is long.
+std::string shown(std::string_view word);
+
 // Two lower-case digits a byte.
 std::string hex(std::string_view bytes);
 
-}  // namespace capctl
-
-#endif
+}  // namespace command_line

@@ -1,8 +1,9 @@
-#include "words.h"
+#include "command_line/words.h"
 
+#include <algorithm>
 #include <utility>
 
-namespace quib {
+namespace command_line {
 
 namespace {
 
@@ -17,6 +18,7 @@ public:
         if (split_.error.empty() && quote_ != '\0') {
             split_.error = std::string("a ") + quote_ + " is not closed";
         }
+        split_.in_word = in_word_;
         end_word();
         return std::move(split_);
     }
@@ -78,6 +80,28 @@ private:
     Split split_;
 };
 
+std::string quoted(std::string_view text) {
+    std::string result = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') {
+            result += '\\';
+        }
+        result += c;
+    }
+    return result + '"';
+}
+
+// The name of an argument and its '=' stay outside of the quotes: inside, they would be a part of the value.
+std::string as_typed(std::string_view word) {
+    if (!word.empty() && word.find_first_of(" \t\r'\"\\") == std::string_view::npos) {
+        return std::string(word);
+    }
+    const size_t equals = word.find('=');
+    const bool named = equals != std::string_view::npos && is_argument_name(word.substr(0, equals));
+    const size_t bare = named ? equals + 1 : 0;
+    return std::string(word.substr(0, bare)) + quoted(word.substr(bare));
+}
+
 }  // namespace
 
 Split split(std::string_view line) {
@@ -87,14 +111,25 @@ Split split(std::string_view line) {
     return Splitter(line).run();
 }
 
-std::string shown(std::string_view word) {
-    constexpr size_t kLongest = 60;
-    std::string text = "\"";
-    for (const char c : word.substr(0, kLongest)) {
-        const auto byte = static_cast<unsigned char>(c);
-        text += byte < ' ' || byte == 0x7f ? '?' : c;
+std::string join(const std::vector<std::string> &words) {
+    std::string line;
+    for (const std::string &word : words) {
+        line.append(line.empty() ? "" : " ").append(as_typed(word));
     }
-    return text + (word.size() > kLongest ? "...\"" : "\"");
+    return line;
 }
 
-}  // namespace quib
+std::string_view trimmed(std::string_view line) {
+    constexpr std::string_view kBlanks = " \t\r";
+    const size_t from = line.find_first_not_of(kBlanks);
+    return from == std::string_view::npos ? "" : line.substr(from, line.find_last_not_of(kBlanks) - from + 1);
+}
+
+bool is_argument_name(std::string_view text) {
+    const auto is_letter = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; };
+    const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+    return !text.empty() && !is_digit(text.front()) &&
+           std::ranges::all_of(text, [&](char c) { return is_letter(c) || is_digit(c); });
+}
+
+}  // namespace command_line

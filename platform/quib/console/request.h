@@ -1,6 +1,5 @@
-// The command line: the program's own options, and what is the module's.
-#ifndef QUIB_CONSOLE_COMMAND_LINE_H
-#define QUIB_CONSOLE_COMMAND_LINE_H
+// The request: the program's own options, and what is the module's.
+#pragma once
 
 #include <chrono>
 #include <optional>
@@ -18,8 +17,6 @@ struct Request {
 
 // Nothing when the command line asked for help or the version, which is then written. Throws a Failure when it is
 // wrong.
-std::optional<Request> parse_command_line(int argc, char **argv);
+std::optional<Request> parse_request(int argc, char **argv);
 
 }  // namespace console
-
-#endif

@@ -1,4 +1,4 @@
-#include "connection.h"
+#include "module_connection.h"
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -10,9 +10,12 @@
 
 #include <protocol.h>
 
-#include "streams.h"
+#include "command_line/program.h"
+#include "command_line/streams.h"
 
 namespace console {
+
+using namespace command_line;
 
 namespace {
 
@@ -66,13 +69,13 @@ base::Fd connect_patiently(const std::string &directory, const Target &target, c
 
 }  // namespace
 
-Connection::Connection(const std::string &directory, const Target &target, const Patience &patience)
+ModuleConnection::ModuleConnection(const std::string &directory, const Target &target, const Patience &patience)
     : module_(target.name),
       foreign_(!is_familiar(target.entry.owner)),
       patience_(patience),
       socket_(connect_patiently(directory, target, patience)) {}
 
-void Connection::wait_for(short events) {
+void ModuleConnection::wait_for(short events) {
     const bool limited = patience_.limit.count() > 0;
     if (!wait_on(socket_.get(), events, limited ? patience_.limit : std::chrono::milliseconds(-1),
                  patience_.interrupt_fd)) {
@@ -80,7 +83,7 @@ void Connection::wait_for(short events) {
     }
 }
 
-void Connection::send(std::string_view bytes) {
+void ModuleConnection::send(std::string_view bytes) {
     while (!bytes.empty()) {
         const ssize_t sent = ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
         if (sent >= 0) {
@@ -93,7 +96,7 @@ void Connection::send(std::string_view bytes) {
     }
 }
 
-void Connection::read_more() {
+void ModuleConnection::read_more() {
     char block[65536];
     for (;;) {
         wait_for(POLLIN);
@@ -108,20 +111,20 @@ void Connection::read_more() {
     }
 }
 
-void Connection::pass_on(const AnswerReader::Piece &piece, const Receive &receive) {
+void ModuleConnection::pass_on(const FrameReader::Piece &piece, const Receive &receive) {
     told_ = piece.kind == quib::kFrameDiagnostic;
     Escaping &escaping = told_ ? diagnostics_ : output_;
     receive(piece.kind, foreign_ ? escaping.apply(piece.bytes) : piece.bytes);
 }
 
-int Connection::run(const std::string &line, const Receive &receive) {
+int ModuleConnection::run(const std::string &line, const Receive &receive) {
     send(line + "\n");
     for (;;) {
         while (const auto piece = reader_.next()) {
             if (piece->kind == quib::kFrameExit) {
-                const int code = exit_code_in(piece->bytes);
-                told_ = told_ && code == quib::kExitRefused;
-                return code;
+                const int status = exit_status_in(piece->bytes);
+                told_ = told_ && status == kRefused;
+                return status;
             }
             pass_on(*piece, receive);
         }
@@ -129,7 +132,7 @@ int Connection::run(const std::string &line, const Receive &receive) {
     }
 }
 
-void Connection::take_news(const Receive &receive) {
+void ModuleConnection::take_news(const Receive &receive) {
     for (;;) {
         while (const auto piece = reader_.next()) {
             pass_on(*piece, receive);
@@ -151,7 +154,7 @@ void show(char kind, std::string_view bytes) {
     if (kind == quib::kFrameOutput) {
         write_output(bytes);
     } else {
-        write_error(bytes);
+        pass_on(bytes);
     }
 }
 

@@ -1,6 +1,5 @@
 // The store, for one command.
-#ifndef TREL_CAPCTL_STORE_H
-#define TREL_CAPCTL_STORE_H
+#pragma once
 
 #include <ox_mom.h>
 
@@ -22,9 +21,9 @@ struct ObjectDeleter {
 using Object = std::unique_ptr<ProtobufCMessage, ObjectDeleter>;
 
 // Every member throws a Failure when the store cannot do it.
-class Store {
+class StoreClient {
 public:
-    explicit Store(const std::string &name);
+    explicit StoreClient(const std::string &name);
 
     void connect(int32_t db);
     // A missing record is a result without one.
@@ -45,5 +44,3 @@ private:
 std::string store_name(const std::string &option);
 
 }  // namespace capctl
-
-#endif

@@ -1,6 +1,5 @@
 // The frames of an answer, taken apart as they come in.
-#ifndef QUIB_CONSOLE_ANSWER_H
-#define QUIB_CONSOLE_ANSWER_H
+#pragma once
 
 #include <cstddef>
 #include <optional>
@@ -9,7 +8,7 @@
 
 namespace console {
 
-class AnswerReader {
+class FrameReader {
 public:
     // Of output and diagnostics, as much as has come of them; the end of an answer is always whole.
     struct Piece {
@@ -34,9 +33,7 @@ private:
     size_t left_ = 0;  // of the frame's payload
 };
 
-// The exit code that the end of an answer carries. Throws a Failure when it is none.
-int exit_code_in(std::string_view payload);
+// The exit status that the end of an answer carries. Throws a Failure when it is none.
+int exit_status_in(std::string_view payload);
 
 }  // namespace console
-
-#endif

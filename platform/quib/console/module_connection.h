@@ -1,15 +1,14 @@
 // The connection to a module: a command goes out, its answer comes in.
-#ifndef QUIB_CONSOLE_CONNECTION_H
-#define QUIB_CONSOLE_CONNECTION_H
+#pragma once
 
 #include <chrono>
 #include <functional>
 #include <string>
 #include <string_view>
 
-#include "answer.h"
+#include "command_line/exit_status.h"
 #include "escaping.h"
-#include "exit_code.h"
+#include "frame_reader.h"
 #include "served_modules.h"
 
 namespace console {
@@ -21,15 +20,16 @@ struct Patience {
 };
 
 // The operator did not want to wait any longer.
-class Interrupted : public Failure {
+class Interrupted : public command_line::Failure {
 public:
-    Interrupted() : Failure(kInterrupted, "interrupted") {}
+    Interrupted() : Failure(command_line::kInterrupted, "interrupted") {}
 };
 
 // The module has closed the connection; told when it has said why.
-class Closed : public Failure {
+class Closed : public command_line::Failure {
 public:
-    Closed(const std::string &module, bool told) : Failure(kNoConnection, module + " has gone away"), told_(told) {}
+    Closed(const std::string &module, bool told)
+        : Failure(command_line::kNoConnection, module + " has gone away"), told_(told) {}
 
     bool told() const { return told_; }
 
@@ -37,16 +37,16 @@ private:
     bool told_;
 };
 
-class Connection {
+class ModuleConnection {
 public:
     // Called with output and diagnostics as they come.
     using Receive = std::function<void(char kind, std::string_view bytes)>;
 
     // Throws a Failure when there is no connecting to it. What another user's module says is made harmless.
-    Connection(const std::string &directory, const Target &target, const Patience &patience);
+    ModuleConnection(const std::string &directory, const Target &target, const Patience &patience);
 
-    // Has a command run; returns the exit code that the module gives it. Throws a Failure when the connection is of no
-    // use any more.
+    // Has a command run; returns the exit status that the module gives it. Throws a Failure when the connection is of
+    // no use any more.
     int run(const std::string &line, const Receive &receive);
 
     // Takes what has come without a command, which is only the connection's end: Closed is thrown then.
@@ -59,13 +59,13 @@ private:
     void wait_for(short events);
     void send(std::string_view bytes);
     void read_more();
-    void pass_on(const AnswerReader::Piece &piece, const Receive &receive);
+    void pass_on(const FrameReader::Piece &piece, const Receive &receive);
 
     std::string module_;
     bool foreign_;
     Patience patience_;
     base::Fd socket_;
-    AnswerReader reader_;
+    FrameReader reader_;
     Escaping output_;
     Escaping diagnostics_;
     bool told_ = false;
@@ -74,9 +74,7 @@ private:
 // What a command's line must be for the module to take it: throws a Failure when it is too long, or not one line.
 void check_line(std::string_view line);
 
-// Writes output to standard output, diagnostics to standard error.
+// Writes output to standard output, and diagnostics to standard error as messages of the program.
 void show(char kind, std::string_view bytes);
 
 }  // namespace console
-
-#endif

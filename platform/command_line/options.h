@@ -1,0 +1,32 @@
+// The options that all programs have, and what becomes of a command line that is wrong.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+namespace command_line {
+
+// Help in two columns; of an option it shows what it takes, and leaves bounds and defaults to the descriptions.
+class HelpFormatter : public CLI::Formatter {
+public:
+    HelpFormatter();
+
+    std::string make_option_opts(const CLI::Option *option) const override;
+};
+
+// The last of the exit statuses that --help lists: they are the same for all.
+inline constexpr char kStatusesOfAll[] = "    7  anything else: no memory, or the output cannot be written\n"
+                                         "  130  interrupted\n";
+
+// --help, --version and --output, which is "text" or "json".
+void add_shared_options(CLI::App &app, const char *version, const char *about_output, std::string &output);
+
+// Reads the words. False when they asked for help or the version, which is then written. Throws a Failure when they are
+// wrong, which suggests what may have been meant.
+bool parse(CLI::App &app, std::vector<std::string> words);
+
+// What follows when a command line is wrong: where help is to be had.
+std::string hint(const CLI::App &app);
+
+}  // namespace command_line
