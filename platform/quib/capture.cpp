@@ -10,6 +10,7 @@
 #include <unistd.h>
 #include <utility>
 
+#include "base/undisturbed.h"
 #include "process.h"
 
 namespace quib {
@@ -48,6 +49,15 @@ void flush_or_drop() {
     }
 }
 
+// What the program has printed itself, before the command. When nobody reads that any more, the program is told of it
+// by its own next writing, not by an operator's command.
+void flush_programs_own() {
+    const base::Undisturbed undisturbed;
+    if (fflush(stdout) != 0 && errno == EPIPE) {
+        __fpurge(stdout);
+    }
+}
+
 }  // namespace
 
 Capture::Capture() {
@@ -56,7 +66,7 @@ Capture::Capture() {
     had_error_ = ferror(stdout) != 0;
     if (saved_flags_ >= 0) {
         settle_buffering();
-        fflush(stdout);
+        flush_programs_own();
         saved_ = Fd(fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
         if (!saved_) {
             return;

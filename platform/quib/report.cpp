@@ -3,6 +3,8 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "base/undisturbed.h"
+
 namespace quib {
 
 void report(const char *format, ...) {
@@ -11,6 +13,7 @@ void report(const char *format, ...) {
     va_start(args, format);
     vsnprintf(text, sizeof text, format, args);
     va_end(args);
+    const base::Undisturbed undisturbed;
     fprintf(stderr, "quib: %s\n", text);
 }
 

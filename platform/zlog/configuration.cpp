@@ -10,7 +10,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "diagnosis.h"
+#include "base/undisturbed.h"
+#include "complaints.h"
 
 namespace zlog_layer {
 
@@ -28,6 +29,7 @@ constexpr char kBuiltInRule[] = "[formats]\n"
                                 "*.* >stderr; built_in\n";
 
 void report(const char *file, const char *reason, const char *consequence) {
+    const base::Undisturbed undisturbed;
     fprintf(stderr, "ox_zlog: %s: %s; %s\n", file, reason, consequence);
 }
 
@@ -69,20 +71,20 @@ const char *find_file() {
     return has_system_file ? kSystemFile : nullptr;
 }
 
-void report_unusable(const char *file, const Diagnosis &diagnosis) {
-    const char *cause = diagnosis.cause()[0] == '\0' ? "zlog cannot use it" : diagnosis.cause();
-    const bool has_place = diagnosis.place()[0] != '\0';
+void report_unusable(const char *file, const Complaints &complaints) {
+    const char *cause = complaints.cause()[0] == '\0' ? "zlog cannot use it" : complaints.cause();
+    const bool has_place = complaints.place()[0] != '\0';
     char reason[600];
-    snprintf(reason, sizeof reason, "%s%s%s%s", cause, has_place ? " (" : "", diagnosis.place(), has_place ? ")" : "");
+    snprintf(reason, sizeof reason, "%s%s%s%s", cause, has_place ? " (" : "", complaints.place(), has_place ? ")" : "");
     report(file, reason, kFallback);
 }
 
 bool is_accepted(const char *file) {
-    const Diagnosis diagnosis;
+    const Complaints complaints;
     if (zlog_init(file) == 0) {
         return true;
     }
-    report_unusable(file, diagnosis);
+    report_unusable(file, complaints);
     return false;
 }
 
@@ -90,13 +92,13 @@ bool is_accepted(const char *file) {
 // buffer size does that. The first thing kept with a thread finds out now.
 bool can_log(const char *file) {
     constexpr char kKey[] = "ox_zlog";
-    const Diagnosis diagnosis;
+    const Complaints complaints;
     if (zlog_put_mdc(kKey, "") == 0) {
         zlog_remove_mdc(kKey);
         return true;
     }
     zlog_fini();
-    report_unusable(file, diagnosis);
+    report_unusable(file, complaints);
     return false;
 }
 

@@ -1,6 +1,5 @@
 // Which configuration zlog gets.
-#ifndef OX_ZLOG_CONFIGURATION_H
-#define OX_ZLOG_CONFIGURATION_H
+#pragma once
 
 namespace zlog_layer {
 
@@ -8,5 +7,3 @@ namespace zlog_layer {
 bool configure();
 
 }  // namespace zlog_layer
-
-#endif

@@ -1,10 +1,12 @@
 #include "message.h"
 
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <string_view>
 #include <utility>
+
+#include "base/utf8.h"
 
 namespace zlog_layer {
 
@@ -12,49 +14,18 @@ namespace {
 
 constexpr size_t kEscapedByte = sizeof "\\xNN" - 1;
 
-unsigned byte_at(const char *at) { return static_cast<unsigned char>(*at); }
-
-bool is_continuation(const char *at) { return (byte_at(at) & 0xC0U) == 0x80U; }
-
-// The length of the well-formed UTF-8 sequence that starts here; 0: there is none. The text's terminator ends one.
-size_t sequence_length(const char *at) {
-    const unsigned first = byte_at(at);
-    if (first < 0x80U) {
-        return 1;
-    }
-    const size_t length = first >= 0xF0U ? 4 : first >= 0xE0U ? 3 : 2;
-    uint32_t code_point = first & (0xFFU >> (length + 1));
-    for (size_t i = 1; i < length; ++i) {
-        if (!is_continuation(at + i)) {
-            return 0;
-        }
-        code_point = code_point << 6U | (byte_at(at + i) & 0x3FU);
-    }
-    constexpr uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
-    const bool surrogate = code_point >= 0xD800 && code_point <= 0xDFFF;
-    return first >= 0xC0U && first < 0xF8U && code_point >= kLeast[length] && code_point <= 0x10FFFF && !surrogate
-               ? length
-               : 0;
-}
-
-// U+0000 to U+001F and U+007F to U+009F.
-bool is_control(const char *at, size_t length) {
-    const unsigned first = byte_at(at);
-    return length == 1 ? first < 0x20U || first == 0x7FU : first == 0xC2U && byte_at(at + 1) < 0xA0U;
-}
-
 struct Sequence {
     size_t length;
     bool shown;  // as it is
 };
 
 // A line break at the very end is the message's own: callers have the habit of writing one there.
-Sequence sequence_at(const char *at) {
-    const size_t length = sequence_length(at);
+Sequence sequence_at(std::string_view text) {
+    const size_t length = base::sequence_length(text);
     if (length == 0) {
         return {1, false};
     }
-    return {length, !is_control(at, length) || std::strcmp(at, "\n") == 0};
+    return {length, !base::is_control(text.substr(0, length)) || text == "\n"};
 }
 
 char *write_escaped(char *to, char byte) {
@@ -65,41 +36,46 @@ char *write_escaped(char *to, char byte) {
         return to;
     }
     *to++ = 'x';
-    *to++ = kHexDigits[byte_at(&byte) >> 4U];
-    *to++ = kHexDigits[byte_at(&byte) & 0xFU];
+    *to++ = kHexDigits[static_cast<unsigned char>(byte) >> 4U];
+    *to++ = kHexDigits[static_cast<unsigned char>(byte) & 0xFU];
     return to;
 }
 
-size_t bytes_to_escape(const char *text) {
-    size_t count = 0;
-    for (Sequence sequence{}; *text != '\0'; text += sequence.length) {
+// Calls what() with each sequence of the text, from the first on.
+template <class What>
+void for_each_sequence(std::string_view text, What what) {
+    for (Sequence sequence{}; !text.empty(); text.remove_prefix(sequence.length)) {
         sequence = sequence_at(text);
-        count += sequence.shown ? 0 : sequence.length;
+        what(text.substr(0, sequence.length), sequence.shown);
     }
+}
+
+size_t bytes_to_escape(std::string_view text) {
+    size_t count = 0;
+    for_each_sequence(text, [&](std::string_view bytes, bool is_shown) { count += is_shown ? 0 : bytes.size(); });
     return count;
 }
 
-void copy_escaped(const char *text, char *to) {
-    for (Sequence sequence{}; *text != '\0'; text += sequence.length) {
-        sequence = sequence_at(text);
-        if (sequence.shown) {
-            to = static_cast<char *>(mempcpy(to, text, sequence.length));
-            continue;
+void copy_escaped(std::string_view text, char *to) {
+    for_each_sequence(text, [&](std::string_view bytes, bool is_shown) {
+        if (is_shown) {
+            to = static_cast<char *>(mempcpy(to, bytes.data(), bytes.size()));
+            return;
         }
-        for (size_t i = 0; i < sequence.length; ++i) {
-            to = write_escaped(to, text[i]);
+        for (const char byte : bytes) {
+            to = write_escaped(to, byte);
         }
-    }
+    });
     *to = '\0';
 }
 
 void mask(char *text) {
-    for (Sequence sequence{}; *text != '\0'; text += sequence.length) {
-        sequence = sequence_at(text);
-        if (!sequence.shown) {
-            std::memset(text, '?', sequence.length);
+    for_each_sequence(text, [&](std::string_view bytes, bool is_shown) {
+        if (!is_shown) {
+            std::memset(text, '?', bytes.size());
         }
-    }
+        text += bytes.size();
+    });
 }
 
 }  // namespace

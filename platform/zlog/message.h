@@ -1,6 +1,5 @@
 // A message on its way into a log.
-#ifndef OX_ZLOG_MESSAGE_H
-#define OX_ZLOG_MESSAGE_H
+#pragma once
 
 #include <cstdarg>
 #include <memory>
@@ -29,5 +28,3 @@ private:
 };
 
 }  // namespace zlog_layer
-
-#endif

@@ -4,13 +4,13 @@
 #include <zlog.h>
 
 #include <atomic>
-#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
+#include "base/undisturbed.h"
+#include "complaints.h"
 #include "configuration.h"
-#include "diagnosis.h"
 #include "message.h"
 
 namespace zlog_layer {
@@ -41,24 +41,16 @@ void handle_forks() {
     pthread_once(&once, [] { pthread_atfork(before_fork, after_fork_in_parent, after_fork_in_child); });
 }
 
-// A call into zlog. The thread is not cancelled meanwhile: zlog's locks would stay taken.
+// A call into zlog, whose locks would stay taken if the thread were cancelled.
 class Call {
 public:
-    explicit Call(int (*take)(pthread_rwlock_t *)) : errno_(errno) {
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
-        take(&lock);
-    }
-    ~Call() {
-        pthread_rwlock_unlock(&lock);
-        pthread_setcancelstate(cancel_state_, nullptr);
-        errno = errno_;
-    }
+    explicit Call(int (*take)(pthread_rwlock_t *)) { take(&lock); }
+    ~Call() { pthread_rwlock_unlock(&lock); }
     Call(const Call &) = delete;
     Call &operator=(const Call &) = delete;
 
 private:
-    int errno_;  // to log must not change what the caller is about to look at
-    int cancel_state_ = PTHREAD_CANCEL_ENABLE;
+    base::Uncancelled uncancelled_;
 };
 
 // A terminated copy of a name that need not be, cut to what fits: zlog looks for a slash to the end of the string.
@@ -85,15 +77,15 @@ int level_in_table(int level) {
 }
 
 // zlog drops what it cannot write. The first time is told: from then on somebody knows to look.
-void report_dropped(const Diagnosis &diagnosis) {
+void report_dropped(const Complaints &complaints) {
     static std::atomic_flag reported;
     if (reported.test_and_set()) {
         return;
     }
     char limit[sizeof "`buffer max` is too small for its line: " + 20];
-    snprintf(limit, sizeof limit, "`buffer max` is too small for its line: %ld", diagnosis.buffer_limit());
+    snprintf(limit, sizeof limit, "`buffer max` is too small for its line: %ld", complaints.buffer_limit());
     fprintf(stderr, "ox_zlog: a message was dropped: %s; others may follow it untold\n",
-            diagnosis.buffer_limit() > 0 ? limit : diagnosis.cause());
+            complaints.buffer_limit() > 0 ? limit : complaints.cause());
 }
 
 }  // namespace
@@ -121,14 +113,17 @@ void oxdf_zlog(void *category, const char *file, size_t filelen, const char *fun
     }
     const Name<1024> path(file, filelen);
     const Name<256> function(func, funclen);
+    base::Undisturbed undisturbed;
     const Call call(pthread_rwlock_rdlock);
     va_list args;
     va_start(args, format);
     const Message message(format, args);
     va_end(args);
-    const Diagnosis diagnosis;
+    const Complaints complaints;
     zlog(stream, path.text, path.length, function.text, function.length, line, known_level, "%s", message.text());
-    if (diagnosis.dropped()) {
-        report_dropped(diagnosis);
+    if (complaints.dropped()) {
+        report_dropped(complaints);
+    } else {
+        undisturbed.all_written();
     }
 }

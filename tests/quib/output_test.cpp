@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <csignal>
 #include <cstdlib>
 
 namespace quib_test {
@@ -26,6 +27,43 @@ TEST_F(OutputTest, WhateverWayItIsPrinted) {
         fputs("no end of line", stdout);
     });
     EXPECT_EQ(answer, printed("printf 1\nputs\nwrite\nchild\ngrandchild\nno end of line"));
+}
+
+// Descriptor FD leads into a pipe that nobody reads, as long as this lives; a SIGPIPE would end the test.
+class BrokenPipe {
+public:
+    explicit BrokenPipe(int fd) : fd_(fd), usual_(fcntl(fd, F_DUPFD_CLOEXEC, 3)) {
+        int ends[2];
+        EXPECT_EQ(pipe(ends), 0);
+        dup2(ends[1], fd_);
+        close(ends[0]);
+        close(ends[1]);
+        signal(SIGPIPE, SIG_DFL);
+    }
+    BrokenPipe(const BrokenPipe &) = delete;
+    BrokenPipe &operator=(const BrokenPipe &) = delete;
+    ~BrokenPipe() {
+        dup2(usual_, fd_);
+        close(usual_);
+    }
+
+private:
+    int fd_;
+    int usual_;
+};
+
+TEST_F(OutputTest, OfTheProgramThatNobodyReadsEndsNoCommand) {
+    fflush(stdout);
+    const BrokenPipe broken(STDOUT_FILENO);
+    setvbuf(stdout, nullptr, _IOFBF, BUFSIZ);
+    fputs("for nobody", stdout);
+    EXPECT_EQ(answer_of([] { puts("for the operator"); }), printed("for the operator\n"));
+}
+
+TEST_F(OutputTest, OfTheConsoleThatNobodyReadsEndsNoProgram) {
+    const BrokenPipe broken(STDERR_FILENO);
+    setenv("QUIB_DIR", "/proc/nowhere", 1);
+    EXPECT_EQ(quib_lib_init(client(), "another"), QUIB_E_SOCKET);
 }
 
 TEST_F(OutputTest, BytesOfEveryKind) {

@@ -1,18 +1,15 @@
 #include "core/tell.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <fcntl.h>
-#include <pthread.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/undisturbed.h"
 #include "ox_zlog.h"
 
 // The program decides whether it logs. References that may stay empty make this library need no logging layer; and one
@@ -27,40 +24,6 @@ namespace mom {
 namespace {
 
 constexpr std::string_view kPlace = "platform/mom";
-
-// A line that goes to a pipe whose reader is gone is lost; the program is not ended for it, nor is the thread
-// cancelled half-way.
-class Undisturbed {
-public:
-    Undisturbed() : errno_(errno) {
-        pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state_);
-        sigemptyset(&pipe_);
-        sigaddset(&pipe_, SIGPIPE);
-        sigset_t pending;
-        sigpending(&pending);
-        was_pending_ = sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-    }
-    Undisturbed(const Undisturbed &) = delete;
-    Undisturbed &operator=(const Undisturbed &) = delete;
-    ~Undisturbed() {
-        if (!was_pending_) {
-            const timespec at_once{};
-            while (sigtimedwait(&pipe_, nullptr, &at_once) < 0 && errno == EINTR) {
-            }
-        }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-        pthread_setcancelstate(cancel_state_, nullptr);
-        errno = errno_;
-    }
-
-private:
-    int errno_;
-    int cancel_state_ = PTHREAD_CANCEL_ENABLE;
-    bool was_pending_ = false;
-    sigset_t pipe_{};
-    sigset_t before_{};
-};
 
 // A host that closed its standard error may have something else under that number by now: a file of its own, or a
 // connection. Standard error is inherited, so it is never closed on exec; and it is no socket of a network.
@@ -97,7 +60,7 @@ Words::Words(const char *format, ...) {
 }
 
 void tell(Level level, const Words &words, const char *function, long line) noexcept {
-    const Undisturbed undisturbed;
+    const base::Undisturbed undisturbed;
     void *category = ox_zlog_init && oxdf_zlog ? ox_zlog_init("ox_mom") : nullptr;
     if (category) {
         oxdf_zlog(category, kPlace.data(), kPlace.size(), function, strlen(function), line, static_cast<int>(level),

@@ -1,16 +1,15 @@
 // Why zlog failed, in its own words.
-#ifndef OX_ZLOG_DIAGNOSIS_H
-#define OX_ZLOG_DIAGNOSIS_H
+#pragma once
 
 namespace zlog_layer {
 
 // Collects what zlog complains about on this thread while it exists. One at a time.
-class Diagnosis {
+class Complaints {
 public:
-    Diagnosis();
-    ~Diagnosis();
-    Diagnosis(const Diagnosis &) = delete;
-    Diagnosis &operator=(const Diagnosis &) = delete;
+    Complaints();
+    ~Complaints();
+    Complaints(const Complaints &) = delete;
+    Complaints &operator=(const Complaints &) = delete;
 
     void add(const char *complaint);
 
@@ -31,5 +30,3 @@ private:
 };
 
 }  // namespace zlog_layer
-
-#endif

@@ -1,4 +1,4 @@
-#include "diagnosis.h"
+#include "complaints.h"
 
 #include <cstdarg>
 #include <cstdio>
@@ -20,19 +20,19 @@ namespace {
 constexpr int kDebug = 0;
 constexpr int kError = 2;
 
-thread_local Diagnosis *current = nullptr;
+thread_local Complaints *current = nullptr;
 
 bool begins(const char *complaint, const char *with) { return std::strncmp(complaint, with, std::strlen(with)) == 0; }
 
 }  // namespace
 
-Diagnosis::Diagnosis() { current = this; }
+Complaints::Complaints() { current = this; }
 
-Diagnosis::~Diagnosis() { current = nullptr; }
+Complaints::~Complaints() { current = nullptr; }
 
 // zlog complains on every level of its call stack, the innermost first; one of the outer ones knows the line.
 // Some complaints are about less than a message: an unknown level, for one.
-void Diagnosis::add(const char *complaint) {
+void Complaints::add(const char *complaint) {
     dropped_ = dropped_ || begins(complaint, "zlog_output fail") || begins(complaint, "zlog_thread_new fail") ||
                begins(complaint, "pthread_setspecific fail");
     static_cast<void>(sscanf(complaint, "conf limit to %ld", &buffer_limit_));
