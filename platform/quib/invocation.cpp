@@ -4,12 +4,25 @@
 
 #include <utility>
 
+#include "thread_state.h"
+
 namespace quib {
 
 namespace {
 
-// Of the innermost handler: one may run the client, and so another.
-thread_local int32_t *told_aside = nullptr;
+// What is told aside while it lives, in place of what is told to a handler further out: one may run the client, and so
+// another.
+class Listening {
+public:
+    explicit Listening(int32_t &told) : state_(ThreadState::get()), outer_(std::exchange(state_.told_aside, &told)) {}
+    ~Listening() { state_.told_aside = outer_; }
+    Listening(const Listening &) = delete;
+    Listening &operator=(const Listening &) = delete;
+
+private:
+    ThreadState &state_;
+    int32_t *outer_;
+};
 
 }  // namespace
 
@@ -28,17 +41,18 @@ Outcome invoke(QuibHandler handler, std::vector<Value> &values) {
     ffi_prep_cif(&call, FFI_DEFAULT_ABI, static_cast<unsigned>(types.size()), &ffi_type_sint32, types.data());
     ffi_arg status = 0;  // libffi returns no less than a word
     int32_t told = 0;
-    int32_t *const outer = std::exchange(told_aside, &told);
+    const Listening listening(told);
     ffi_call(&call, handler, &status, arguments.data());
-    told_aside = outer;
     return {.status = static_cast<int32_t>(status), .told_aside = told};
 }
 
 bool fail_running(int32_t status) {
-    if (told_aside) {
-        *told_aside = status;
+    const ThreadState *state = ThreadState::find();
+    if (!state || !state->told_aside) {
+        return false;
     }
-    return told_aside != nullptr;
+    *state->told_aside = status;
+    return true;
 }
 
 }  // namespace quib

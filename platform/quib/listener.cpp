@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <sys/random.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -57,9 +58,9 @@ Listener::~Listener() {
     if (getpid() != pid_) {
         return;
     }
-    for (const std::string &name : {new_name_, name_}) {
-        if (!name.empty()) {
-            remove(name);
+    for (const std::string *name : {&new_name_, &name_}) {
+        if (!name->empty()) {
+            remove(*name);
         }
     }
     if (!name_.empty()) {
@@ -68,8 +69,9 @@ Listener::~Listener() {
 }
 
 void Listener::remove(const std::string &name) const {
-    const auto file = open_socket_file(directory_.fd(), name);
-    if (file && file->inode == inode_) {
+    // No descriptor is opened for it, and no memory taken: there may be none left.
+    struct stat status {};
+    if (fstatat(directory_.fd(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_ino == inode_) {
         unlinkat(directory_.fd(), name.c_str(), 0);
     }
 }

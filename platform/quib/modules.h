@@ -1,5 +1,4 @@
-// The modules of the calling thread. They end with the thread: nobody can serve them any more, even if their client is
-// still there.
+// The modules of the calling thread.
 #pragma once
 
 #include <cstdint>
