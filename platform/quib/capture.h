@@ -3,7 +3,7 @@
 
 #include <cstddef>
 
-#include "fd.h"
+#include "parent_fd.h"
 
 namespace quib {
 

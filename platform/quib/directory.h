@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "fd.h"
+#include "parent_fd.h"
 
 namespace quib {
 

@@ -7,7 +7,7 @@
 #include <sys/types.h>
 
 #include "directory.h"
-#include "fd.h"
+#include "parent_fd.h"
 
 namespace quib {
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "answer.h"
-#include "fd.h"
 #include "ox_mom.h"
+#include "parent_fd.h"
 #include "watch.h"
 
 namespace quib {

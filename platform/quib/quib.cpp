@@ -10,8 +10,8 @@
 #include "commands.h"
 #include "format.h"
 #include "invocation.h"
-#include "modules.h"
 #include "ox_mom.h"
+#include "thread_state.h"
 
 namespace {
 

@@ -1,9 +1,10 @@
-// What the console keeps of a thread that has registered modules.
+// What the console keeps of a thread: its modules, and what its commands tell aside.
 #pragma once
 
 #include <cstdint>
 #include <list>
 #include <memory>
+#include <string_view>
 
 #include "module.h"
 
@@ -20,5 +21,11 @@ struct ThreadState {
     // Makes it when the thread has none. Throws std::bad_alloc.
     static ThreadState &get();
 };
+
+// Adds a module to the calling thread's. 0 or a code, as quib_lib_init().
+int32_t add_module(MomClient *client, std::string_view name);
+
+// The commands of the calling thread's latest module of that name; nullptr when there is none.
+Commands *commands_of(std::string_view name);
 
 }  // namespace quib

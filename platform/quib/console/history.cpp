@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <sstream>
+#include <fstream>
 
 #include <base/fd.h>
 
@@ -37,14 +37,9 @@ std::vector<std::string> without_repetitions(const std::vector<std::string> &lin
     return kept;
 }
 
-std::vector<std::string> read_lines(int fd) {
-    std::string text;
-    char block[4096];
-    for (ssize_t n = 0; (n = read(fd, block, sizeof block)) > 0;) {
-        text.append(block, static_cast<size_t>(n));
-    }
+std::vector<std::string> read_lines(const std::string &path) {
     std::vector<std::string> lines;
-    std::istringstream in(text);
+    std::ifstream in(path);
     for (std::string line; std::getline(in, line);) {
         lines.push_back(line);
     }
@@ -72,11 +67,7 @@ void make_directory_of(const std::filesystem::path &file) {
 
 }  // namespace
 
-History::History(std::string path) : path_(std::move(path)) {
-    if (const base::Fd file(open(path_.c_str(), O_RDONLY | O_CLOEXEC)); file.get() >= 0) {
-        lines_ = read_lines(file.get());
-    }
-}
+History::History(std::string path) : path_(std::move(path)), lines_(read_lines(path_)) {}
 
 std::string History::add(const std::string &line) {
     lines_.push_back(line);
@@ -86,8 +77,8 @@ std::string History::add(const std::string &line) {
     }
     make_directory_of(path_);
     const base::Fd file(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, kOwnFile));
-    if (file.get() >= 0 && flock(file.get(), LOCK_EX) == 0) {
-        std::vector<std::string> lines = read_lines(file.get());
+    if (file && flock(file.get(), LOCK_EX) == 0) {
+        std::vector<std::string> lines = read_lines(path_);
         lines.push_back(line);
         lines = without_repetitions(lines);
         if (write_lines(file.get(), lines)) {

@@ -1,4 +1,5 @@
-// The lines that the operator has typed, kept from run to run in a file that only the operator may read.
+// The lines that the operator has typed, kept from run to run in a file that only the operator may read: plain lines,
+// and not the file that libedit would write, with blanks as \040 and without what other prompts have added meanwhile.
 #pragma once
 
 #include <string>

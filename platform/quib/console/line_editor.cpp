@@ -55,7 +55,7 @@ void LineEditor::set_history(const std::vector<std::string> &lines) {
 }
 
 LineEditor::Event LineEditor::read(int watched) {
-    const Signals::WhileEditing signals_wait;
+    const HeldWhileEditing signals_wait;
     watched_ = watched;
     event_ = Event::kEnd;
     el_resize(editor_.get());

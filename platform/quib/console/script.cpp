@@ -1,9 +1,10 @@
 #include "script.h"
 
-#include <unistd.h>
-
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -17,45 +18,18 @@ using namespace command_line;
 
 namespace {
 
-// Line by line, each as soon as it is there: what writes them may wait for what they print.
-class Lines {
-public:
-    std::optional<std::string> next() {
-        for (;;) {
-            if (const size_t end = text_.find('\n', searched_); end != std::string::npos) {
-                return take(end, end + 1);
-            }
-            searched_ = text_.size();
-            if (!read_more()) {
-                return text_.empty() ? std::nullopt : std::optional(take(text_.size(), text_.size()));
-            }
-        }
+// As soon as it is there: what writes the lines may wait for what they print.
+std::optional<std::string> next_line() {
+    char *text = nullptr;
+    size_t size = 0;
+    const ssize_t length = getline(&text, &size, stdin);
+    const std::unique_ptr<char, decltype(&std::free)> owner(text, std::free);
+    if (length < 0 && feof(stdin) == 0) {
+        throw Failure(kFailed, std::string("standard input cannot be read: ") + std::strerror(errno));
     }
-
-private:
-    std::string take(size_t end, size_t next) {
-        std::string line = text_.substr(0, end);
-        text_.erase(0, next);
-        searched_ = 0;
-        return line;
-    }
-
-    bool read_more() {
-        char block[4096];
-        ssize_t length = 0;
-        do {
-            length = read(STDIN_FILENO, block, sizeof block);
-        } while (length < 0 && errno == EINTR);
-        if (length < 0) {
-            throw Failure(kFailed, std::string("standard input cannot be read: ") + std::strerror(errno));
-        }
-        text_.append(block, static_cast<size_t>(length));
-        return length > 0;
-    }
-
-    std::string text_;
-    size_t searched_ = 0;
-};
+    const size_t without_end = length > 0 && text[length - 1] == '\n' ? 1 : 0;
+    return length < 0 ? std::nullopt : std::optional(std::string(text, static_cast<size_t>(length) - without_end));
+}
 
 int run_line(ModuleConnection &connection, const std::string &line) {
     try {
@@ -71,8 +45,7 @@ int run_line(ModuleConnection &connection, const std::string &line) {
 
 int run_script(ModuleConnection &connection) {
     int status = kDone;
-    Lines lines;
-    for (auto line = lines.next(); line && !ends_session(*line); line = lines.next()) {
+    for (auto line = next_line(); line && !ends_session(*line); line = next_line()) {
         const int outcome = is_remark(*line) ? kDone : run_line(connection, *line);
         status = outcome == kDone ? status : outcome;
     }

@@ -1,19 +1,36 @@
-// The terminal's signals, read at the prompt as the keys are.
+// The terminal's signals, read at the prompt as the keys are. libedit's own handling of them would send each to the
+// whole process group, and would not go on after a second suspension where a line is not read by libedit alone.
 #pragma once
 
 #include <csignal>
+#include <initializer_list>
 
 #include <base/fd.h>
 
 namespace console {
 
+// As long as it lives, these signals wait.
+class HeldSignals {
+public:
+    HeldSignals(std::initializer_list<int> numbers);
+    ~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    HeldSignals(const HeldSignals &) = delete;
+    HeldSignals &operator=(const HeldSignals &) = delete;
+
+private:
+    sigset_t before_{};
+};
+
+// While a line is edited, the terminal is not as others need it. All signals that would let them have it wait then.
+class HeldWhileEditing : HeldSignals {
+public:
+    HeldWhileEditing() : HeldSignals({SIGTSTP, SIGTERM, SIGHUP, SIGQUIT, SIGWINCH}) {}
+};
+
 // While there is one, SIGINT waits to be read: it drops a line, or ends a wait, but never the program.
 class Signals {
 public:
     Signals();
-    ~Signals();
-    Signals(const Signals &) = delete;
-    Signals &operator=(const Signals &) = delete;
 
     // Readable when a signal waits.
     int fd() const { return fd_.get(); }
@@ -21,17 +38,8 @@ public:
     // The next one that waits; 0 when none does.
     int take();
 
-    // While a line is edited, the terminal is not as others need it. All signals that would let them have it wait then.
-    class WhileEditing {
-    public:
-        WhileEditing();
-        ~WhileEditing();
-        WhileEditing(const WhileEditing &) = delete;
-        WhileEditing &operator=(const WhileEditing &) = delete;
-    };
-
 private:
-    sigset_t before_;
+    HeldSignals interrupt_{SIGINT};
     base::Fd fd_;
 };
 

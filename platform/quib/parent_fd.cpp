@@ -1,4 +1,4 @@
-#include "fd.h"
+#include "parent_fd.h"
 
 #include "process.h"
 
