@@ -62,12 +62,6 @@ private:
     bool ended_ = false;
 };
 
-void end_line(bool line_is_open) {
-    if (line_is_open) {
-        write_output("\n");
-    }
-}
-
 void Prompt::greet() {
     std::string answer;
     const int status = run_connected(".commands", [&answer](char kind, std::string_view bytes) {
@@ -100,16 +94,19 @@ void Prompt::remember(const std::string &line) {
 }
 
 void Prompt::run_command(const std::string &line) {
-    bool line_is_open = false;  // the editor counts on a line of its own
+    std::string_view missing;  // the end of a line: the editor counts on one of its own
+    char shown_last = quib::kFrameOutput;
     try {
         check_line(line);
-        run_connected(line, [&line_is_open](char kind, std::string_view bytes) {
-            line_is_open = bytes.back() != '\n';
+        run_connected(line, [&](char kind, std::string_view bytes) {
+            shown_last = kind;
+            missing = bytes.back() == '\n' ? "" : "\n";
             show(kind, bytes);
         });
-        end_line(line_is_open);
+        show(shown_last, missing);
     } catch (const Failure &failure) {
-        end_line(line_is_open || failure.status() == kInterrupted);
+        shown_last = missing.empty() ? char{quib::kFrameOutput} : shown_last;
+        show(shown_last, failure.status() == kInterrupted ? "\n" : missing);
         recover(failure);
     }
 }

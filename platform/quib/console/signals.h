@@ -1,5 +1,5 @@
-// The terminal's signals, read at the prompt as the keys are. libedit's own handling of them would send each to the
-// whole process group, and would not go on after a second suspension where a line is not read by libedit alone.
+// The terminal's signals, read at the prompt as the keys are. libedit's own handling of them would send each on
+// to the whole process group, and would end with the first suspension in a line, where others than it wait for keys.
 #pragma once
 
 #include <csignal>

@@ -151,6 +151,15 @@ TEST_F(Prompt, StartsOnALineOfItsOwn) {
     terminal.expect(kPrompt);
 }
 
+TEST_F(Prompt, StartsOnALineOfItsOwnAfterAMessageWithoutAnEndToo) {
+    answer = with_commands(kCommands, [](const std::string &line) { return diagnostic("no " + line) + exit_frame(2); });
+    Terminal &terminal = attach();
+    terminal.type_at_prompt("one\r");
+    terminal.expect("quib: no one\r\n");
+    terminal.type_at_prompt("two\r");
+    terminal.expect("quib: no two\r\n");
+}
+
 TEST_F(Prompt, DropsTheLineAtControlC) {
     Terminal &terminal = attach();
     terminal.type_at_prompt("dump_all");
