@@ -64,6 +64,26 @@ std::string shown(std::string_view word) {
     return '"' + masked(word.substr(0, kLongest)) + (word.size() > kLongest ? "...\"" : "\"");
 }
 
+std::string table(const std::vector<Row> &rows) {
+    std::vector<size_t> widths;
+    for (const Row &row : rows) {
+        widths.resize(std::max(widths.size(), row.size()));
+        std::ranges::transform(row, widths, widths.begin(),
+                               [](const std::string &cell, size_t width) { return std::max(cell.size(), width); });
+    }
+    std::string text;
+    for (const Row &row : rows) {
+        std::string line;
+        size_t column = 0;
+        for (size_t i = 0; i < row.size(); column += widths[i++]) {
+            line.resize(column, ' ');
+            line += row[i];
+        }
+        text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
+    }
+    return text;
+}
+
 std::string hex(std::string_view bytes) {
     constexpr char kDigits[] = "0123456789abcdef";
     std::string digits;

@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace command_line {
 
@@ -18,6 +19,10 @@ std::string masked(std::string_view text);
 
 // A word of an operator's, fit to be shown to them: in double quotes, masked, cut where it is long.
 std::string shown(std::string_view word);
+
+// Rows as lines. A column is as wide as its widest cell, and what is to stand between two columns begins the second.
+using Row = std::vector<std::string>;
+std::string table(const std::vector<Row> &rows);
 
 // Two lower-case digits a byte.
 std::string hex(std::string_view bytes);

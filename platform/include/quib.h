@@ -69,7 +69,8 @@ int32_t quib_lib_init(MomClient *client, const char *module);
 
 /*
  * Adds a command to this thread's module of that name; one of the same name is replaced. argument_format is "void" or
- * words separated by one blank, each NAME=%d, NAME=%s, %d or %s; an operator gives arguments by name or in order.
+ * words separated by one blank, each NAME=%d, NAME=%s, %d or %s; an operator gives arguments by name or in order, a %d
+ * as a decimal number, or as its 32 bits in hexadecimal: 0xffffffff is -1.
  * reserved is 0. 0, or:
  *
  * QUIB_E_ARGUMENT   an argument is NULL, the command's name is no word, the format is not understood

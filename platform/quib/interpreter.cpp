@@ -1,7 +1,5 @@
 #include "interpreter.h"
 
-#include <algorithm>
-#include <array>
 #include <span>
 #include <string>
 #include <utility>
@@ -17,6 +15,7 @@
 
 namespace quib {
 
+using command_line::Row;
 using command_line::shown;
 using command_line::Word;
 
@@ -27,9 +26,9 @@ constexpr std::string_view kHelpArguments = " [COMMAND]";
 constexpr std::string_view kStoreText = "shows how the program stands with its store";
 constexpr std::string_view kHelpText = "lists the commands, or tells of one";
 
-Answer finished(ExitStatus code, const std::string &diagnostic = {}) {
+Answer finished(ExitStatus status, const std::string &diagnostic = {}) {
     Answer answer;
-    append_end(answer.frames, code, diagnostic);
+    append_end(answer.frames, status, diagnostic);
     return answer;
 }
 
@@ -48,39 +47,18 @@ Answer list_for_completion(const Commands &commands) {
     return printed(text);
 }
 
-// A line of help: a name, its arguments, what it is for.
-using Row = std::array<std::string, 3>;
-
+// Of help: a name, its arguments, what it is for.
 Row row_of(const Command &command) { return {command.name, describe(command.format), command.text}; }
 
 // Of a word of the module's own.
 Row row_of(std::string_view own) {
-    return own == kHelp ? Row{std::string(kHelp), std::string(kHelpArguments), std::string(kHelpText)}
-                        : Row{std::string(kStore), "", std::string(kStoreText)};
+    if (own == kHelp) {
+        return {std::string(kHelp), std::string(kHelpArguments), std::string(kHelpText)};
+    }
+    return {std::string(kStore), "", std::string(kStoreText)};
 }
 
 Row row_of(const Lookup &lookup) { return lookup.command ? row_of(*lookup.command) : row_of(lookup.own); }
-
-// In columns, the last of which needs no width.
-std::string table_of(const std::vector<Row> &rows) {
-    constexpr std::string_view kGap = "  ";
-    size_t names = 0;
-    size_t arguments = 0;
-    for (const Row &row : rows) {
-        names = std::max(names, row[0].size());
-        arguments = std::max(arguments, row[1].size());
-    }
-    std::string text;
-    for (const auto &[name, its_arguments, purpose] : rows) {
-        std::string line = name;
-        line.append(names - name.size(), ' ').append(its_arguments);
-        if (!purpose.empty()) {
-            line.append(arguments - its_arguments.size(), ' ').append(kGap).append(purpose);
-        }
-        text += line.substr(0, line.find_last_not_of(' ') + 1) + '\n';
-    }
-    return text;
-}
 
 Answer list_for_operator(const Commands &commands) {
     std::vector<Row> rows;
@@ -91,7 +69,10 @@ Answer list_for_operator(const Commands &commands) {
         rows.push_back(row_of(kStore));
     }
     rows.push_back(row_of(kHelp));
-    return printed(table_of(rows));
+    for (Row &row : rows) {
+        row[2].insert(0, row[2].empty() ? "" : "  ");
+    }
+    return printed(command_line::table(rows));
 }
 
 std::string usage_of(const Row &row) { return row[0] + row[1]; }

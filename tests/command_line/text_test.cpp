@@ -25,5 +25,11 @@ TEST(Text, ThatIsMaskedKeepsItsLength) {
     EXPECT_EQ(shown(std::string(60, 'x')), '"' + std::string(60, 'x') + '"');
 }
 
+TEST(Table, HasColumnsAsWideAsTheirCells) {
+    EXPECT_EQ(command_line::table({{"a", "  b", "  c"}, {"long", "", "  d"}, {"x"}, {"y", "  longer"}, {""}}),
+              "a     b       c\nlong          d\nx\ny     longer\n\n");
+    EXPECT_EQ(command_line::table({}), "");
+}
+
 }  // namespace
 }  // namespace command_line_test
