@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "command_line/exit_status.h"
+#include "command_line/names.h"
 #include "command_line/streams.h"
-#include "command_line/suggestion.h"
 #include "command_line/text.h"
 
 namespace command_line {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "command_line/suggestion.h"
+#include "command_line/names.h"
 #include "command_line/text.h"
 
 namespace quib {

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "protocol.h"
+
 namespace quib {
 
 bool is_command_name(std::string_view text) {

@@ -18,10 +18,6 @@ struct Command {
     std::string text;  // what it is for; may be empty
 };
 
-// The module's own words. No command can be called as the first is; one that is called as the second takes its place.
-inline constexpr std::string_view kHelp = "help";
-inline constexpr std::string_view kStore = "store";
-
 // A word that an operator can type without quotes, and that is none of the module's own.
 bool is_command_name(std::string_view text);
 

@@ -11,6 +11,7 @@
 #include "invocation.h"
 #include "lookup.h"
 #include "ox_mom.h"
+#include "protocol.h"
 #include "store_status.h"
 
 namespace quib {
@@ -21,7 +22,6 @@ using command_line::Word;
 
 namespace {
 
-constexpr std::string_view kForCompletion = ".commands";
 constexpr std::string_view kHelpArguments = " [COMMAND]";
 constexpr std::string_view kStoreText = "shows how the program stands with its store";
 constexpr std::string_view kHelpText = "lists the commands, or tells of one";

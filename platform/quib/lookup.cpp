@@ -1,12 +1,12 @@
 #include "lookup.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 #include <vector>
 
-#include "command_line/suggestion.h"
+#include "command_line/names.h"
 #include "command_line/text.h"
+#include "protocol.h"
 
 namespace quib {
 
@@ -24,12 +24,9 @@ Lookup find_command(const Commands &commands, std::string_view word) {
         names.push_back(command.name);
     }
     names.emplace_back(kHelp);
-    std::vector<std::string> meant;
-    std::ranges::copy_if(names, std::back_inserter(meant),
-                         [&](const std::string &name) { return !word.empty() && name.starts_with(word); });
-    const bool is_whole = std::ranges::count(meant, word) != 0;
-    if (is_whole || word == kStore || (meant.empty() && !word.empty() && kStore.starts_with(word))) {
-        meant = {std::string(is_whole ? word : kStore)};
+    std::vector<std::string> meant = command_line::meant_names(word, names);
+    if ((word == kStore && !commands.has(kStore)) || (meant.empty() && !word.empty() && kStore.starts_with(word))) {
+        meant = {std::string(kStore)};
     }
     if (meant.empty()) {
         names.emplace_back(kStore);

@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 namespace quib {
 
@@ -32,6 +33,12 @@ enum FrameKind : char {
     kFrameDiagnostic = 'e',  // text for standard error, with its '\n'
     kFrameExit = 'x'         // the end of an answer: the exit status, in decimal
 };
+
+// The module's own words. No command can be called as the first and the last are; one that is called as the second
+// takes its place.
+inline constexpr std::string_view kHelp = "help";
+inline constexpr std::string_view kStore = "store";
+inline constexpr std::string_view kForCompletion = ".commands";
 
 inline constexpr size_t kLineLimit = 4096;
 inline constexpr size_t kOperatorLimit = 8;

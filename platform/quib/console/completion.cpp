@@ -3,15 +3,15 @@
 #include <algorithm>
 #include <sstream>
 
+#include <protocol.h>
+
+#include "command_line/names.h"
 #include "command_line/words.h"
 #include "own_words.h"
 
 namespace console {
 
 namespace {
-
-constexpr std::string_view kHelp = "help";
-constexpr std::string_view kStore = "store";
 
 // The words before the one that the cursor is in, and what there is of that.
 struct Place {
@@ -32,23 +32,6 @@ Place place_in(std::string_view line) {
     return place;
 }
 
-// By its name, or by the beginning of only one.
-const Command *find_command(const std::vector<Command> &commands, const std::string &word) {
-    const Command *found = nullptr;
-    for (const Command &command : commands) {
-        if (command.name == word) {
-            return &command;
-        }
-        if (command.name.starts_with(word)) {
-            if (found != nullptr) {
-                return nullptr;
-            }
-            found = &command;
-        }
-    }
-    return found;
-}
-
 std::vector<std::string> names_of(const std::vector<Command> &commands) {
     std::vector<std::string> names(commands.size());
     std::transform(commands.begin(), commands.end(), names.begin(),
@@ -56,10 +39,18 @@ std::vector<std::string> names_of(const std::vector<Command> &commands) {
     return names;
 }
 
+// By its name, or by the beginning of only one.
+const Command *find_command(const std::vector<Command> &commands, const std::string &word) {
+    const std::vector<std::string> meant = command_line::meant_names(word, names_of(commands));
+    const auto is_it = [&meant](const Command &each) { return meant.size() == 1 && each.name == meant.front(); };
+    const auto found = std::find_if(commands.begin(), commands.end(), is_it);
+    return found == commands.end() ? nullptr : &*found;
+}
+
 // What follows a word is part of the choice: a blank where more is to come, nothing after "url=".
 std::vector<std::string> first_words(const std::vector<Command> &commands) {
-    std::vector<std::string> words = {std::string(kExit), std::string(kHelp), std::string(kQuit)};
-    for (const std::string_view own : {kList, kStore}) {
+    std::vector<std::string> words = {std::string(kExit), std::string(quib::kHelp), std::string(kQuit)};
+    for (const std::string_view own : {kList, quib::kStore}) {
         if (!has_command(commands, own)) {
             words.emplace_back(own);
         }
@@ -87,7 +78,7 @@ std::vector<std::string> words_at(const Place &place, const std::vector<Command>
     if (place.before.empty()) {
         return first_words(commands);
     }
-    if (place.before[0] == kHelp) {
+    if (place.before[0] == quib::kHelp) {
         return place.before.size() == 1 ? names_of(commands) : std::vector<std::string>();
     }
     const Command *command = find_command(commands, place.before[0]);

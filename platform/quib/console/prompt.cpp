@@ -64,7 +64,7 @@ private:
 
 void Prompt::greet() {
     std::string answer;
-    const int status = run_connected(".commands", [&answer](char kind, std::string_view bytes) {
+    const int status = run_connected(std::string(quib::kForCompletion), [&answer](char kind, std::string_view bytes) {
         if (kind == quib::kFrameOutput) {
             answer += bytes;
         } else {

@@ -10,7 +10,7 @@
 #include <optional>
 
 #include "command_line/exit_status.h"
-#include "command_line/suggestion.h"
+#include "command_line/names.h"
 #include "command_line/text.h"
 
 namespace console {

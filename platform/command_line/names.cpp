@@ -1,4 +1,4 @@
-#include "command_line/suggestion.h"
+#include "command_line/names.h"
 
 #include <algorithm>
 #include <limits>
@@ -37,6 +37,19 @@ size_t mistakes_in(std::string_view word, const std::string &name) {
 }
 
 }  // namespace
+
+std::vector<std::string> meant_names(std::string_view word, const std::vector<std::string> &names) {
+    std::vector<std::string> meant;
+    for (const std::string &name : names) {
+        if (name == word) {
+            return {name};
+        }
+        if (!word.empty() && name.starts_with(word)) {
+            meant.push_back(name);
+        }
+    }
+    return meant;
+}
 
 std::vector<std::string> similar_names(std::string_view word, const std::vector<std::string> &names) {
     constexpr size_t kLongest = 252;  // no name is half as long, and comparing takes its product of lengths

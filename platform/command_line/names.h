@@ -1,4 +1,4 @@
-// Suggestions for a name that is mistyped.
+// Names, by a word that is one of them, begins some, or has a mistake in it.
 #pragma once
 
 #include <string>
@@ -6,6 +6,9 @@
 #include <vector>
 
 namespace command_line {
+
+// Of the names, those that may be meant: the one that the word is, else all that it begins. An empty word is none.
+std::vector<std::string> meant_names(std::string_view word, const std::vector<std::string> &names);
 
 // Of the names, those that look most like what may have been meant: within a slip of the fingers of each three letters,
 // or with the word in them.

@@ -1,5 +1,5 @@
-// What is suggested for a name that is mistyped.
-#include "command_line/suggestion.h"
+// Which names a word may mean, and what is suggested for one that is mistyped.
+#include "command_line/names.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +13,15 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 const std::vector<std::string> kNames = {"dump_status", "dump_node", "log-level", "url", "node"};
+
+TEST(Name, IsMeantByItselfOrByItsBeginning) {
+    using command_line::meant_names;
+    EXPECT_THAT(meant_names("node", {"node_list", "node"}), ElementsAre("node"));
+    EXPECT_THAT(meant_names("nod", {"node_list", "node"}), ElementsAre("node_list", "node"));
+    EXPECT_THAT(meant_names("l", kNames), ElementsAre("log-level"));
+    EXPECT_THAT(meant_names("", kNames), IsEmpty());
+    EXPECT_THAT(meant_names("ode", kNames), IsEmpty());
+}
 
 TEST(Suggestion, IsTheNearestName) {
     EXPECT_THAT(similar_names("dump_nide", kNames), ElementsAre("dump_node"));
