@@ -4,7 +4,7 @@
 #include <string_view>
 
 #include "answer.h"
-#include "commands.h"
+#include "command_list.h"
 #include "ox_mom.h"
 
 namespace quib {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "commands.h"
+#include "command_list.h"
 
 namespace quib {
 

@@ -11,7 +11,7 @@
 #include <sys/types.h>
 
 #include "base/timer.h"
-#include "commands.h"
+#include "command_list.h"
 #include "listener.h"
 #include "operator.h"
 #include "ox_mom.h"

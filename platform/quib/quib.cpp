@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "commands.h"
+#include "command_list.h"
 #include "format.h"
 #include "invocation.h"
 #include "ox_mom.h"

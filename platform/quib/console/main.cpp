@@ -9,8 +9,8 @@
 #include "command_line/words.h"
 #include "list.h"
 #include "module_connection.h"
+#include "program_arguments.h"
 #include "prompt.h"
-#include "request.h"
 #include "script.h"
 #include "served_modules.h"
 

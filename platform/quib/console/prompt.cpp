@@ -95,7 +95,8 @@ void Prompt::remember(const std::string &line) {
 
 void Prompt::run_command(const std::string &line) {
     std::string_view missing;  // the end of a line: the editor counts on one of its own
-    char shown_last = quib::kFrameOutput;
+    constexpr char kOutput = quib::kFrameOutput;
+    char shown_last = kOutput;
     try {
         check_line(line);
         run_connected(line, [&](char kind, std::string_view bytes) {
@@ -105,7 +106,7 @@ void Prompt::run_command(const std::string &line) {
         });
         show(shown_last, missing);
     } catch (const Failure &failure) {
-        shown_last = missing.empty() ? char{quib::kFrameOutput} : shown_last;
+        shown_last = missing.empty() ? kOutput : shown_last;
         show(shown_last, failure.status() == kInterrupted ? "\n" : missing);
         recover(failure);
     }

@@ -70,14 +70,14 @@ std::vector<Served> all_served(const ModuleDirectory &directory) {
 }
 
 // What an operator calls a module: by its socket's name, of a user who may be named.
-struct Word {
+struct Wanted {
     std::optional<uid_t> user;
     std::string file;
 
     bool means_user_of(const Entry &entry) const { return user ? entry.owner == *user : is_familiar(entry.owner); }
 };
 
-Word parse(const std::string &word) {
+Wanted parse(const std::string &word) {
     const size_t slash = word.find('/');
     if (slash == std::string::npos) {
         return {std::nullopt, word};
@@ -91,13 +91,13 @@ Word parse(const std::string &word) {
 }
 
 Target by_prefix(const ModuleDirectory &directory, const std::string &path, const std::string &typed,
-                 const Word &word) {
+                 const Wanted &wanted) {
     std::vector<std::string> names;
     std::vector<std::string> matching_names;
     std::vector<Entry> matches;
     for (const Served &served : all_served(directory)) {
         names.push_back(served.module.name);
-        if (word.means_user_of(served.entry) && served.entry.file.starts_with(word.file)) {
+        if (wanted.means_user_of(served.entry) && served.entry.file.starts_with(wanted.file)) {
             matching_names.push_back(served.module.name);
             matches.push_back(served.entry);
         }
@@ -122,7 +122,7 @@ std::vector<Module> served_modules(const std::string &directory) {
 }
 
 Target find_module(const std::string &directory, const std::string &word) {
-    const Word meant = parse(word);
+    const Wanted meant = parse(word);
     const ModuleDirectory modules(directory);
     const auto entry = modules.entry(meant.file);
     return entry && meant.means_user_of(*entry) ? Target{*entry, name_of(*entry)}

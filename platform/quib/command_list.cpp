@@ -1,4 +1,4 @@
-#include "commands.h"
+#include "command_list.h"
 
 #include <algorithm>
 #include <utility>

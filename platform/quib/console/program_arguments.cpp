@@ -1,4 +1,4 @@
-#include "request.h"
+#include "program_arguments.h"
 
 #include <algorithm>
 #include <memory>
