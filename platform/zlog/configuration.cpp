@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "base/fd.h"
 #include "base/undisturbed.h"
 #include "complaints.h"
 
@@ -142,13 +143,10 @@ bool use_file(const char *file) { return is_readable(file) && is_accepted(file) 
 // in whose one static place the application may be at work. It serves where there is no memfd_create() or no /proc.
 bool use_built_in_rule() {
     constexpr auto kLength = static_cast<ssize_t>(sizeof kBuiltInRule - 1);
-    const int fd = memfd_create("ox_zlog", MFD_CLOEXEC);
+    const base::Fd file(memfd_create("ox_zlog", MFD_CLOEXEC));
     char path[sizeof "/proc/self/fd/" + 10];
-    snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
-    const bool done = fd >= 0 && write(fd, kBuiltInRule, kLength) == kLength && zlog_init(path) == 0;
-    if (fd >= 0) {
-        close(fd);
-    }
+    snprintf(path, sizeof path, "/proc/self/fd/%d", file.get());
+    const bool done = file && write(file.get(), kBuiltInRule, kLength) == kLength && zlog_init(path) == 0;
     return done || zlog_init_from_string(kBuiltInRule) == 0;
 }
 
