@@ -9,6 +9,7 @@ namespace mom {
 
 namespace {
 
+constexpr std::string_view kSchemeEnd = "://";
 constexpr std::string_view kRedis = "redis://";
 constexpr uint16_t kRedisPort = 6379;
 constexpr uint16_t kNoPort = 0;
@@ -22,19 +23,26 @@ bool take(std::string_view &text, std::string_view prefix) {
     return true;
 }
 
-// A name without the user and password that may be in it: messages get into logs.
-std::string discreet(std::string_view name) {
-    const size_t at = name.rfind('@');
-    const size_t scheme = name.find("://");
-    if (at == std::string_view::npos || scheme == std::string_view::npos || scheme > at) {
-        return std::string(name);
+// As much of a malformed name as can hold no password: nothing before an "@", and nothing behind a colon but a
+// scheme's. Messages get into logs.
+std::string discreet(std::string_view text) {
+    std::string shown;
+    const size_t colon = text.find(':');
+    if (colon < text.find('@') && text.substr(colon).starts_with(kSchemeEnd)) {
+        shown = text.substr(0, colon + kSchemeEnd.size());
+        text.remove_prefix(shown.size());
     }
-    return std::string(name.substr(0, scheme + 3)).append("...").append(name.substr(at));
+    if (const size_t at = text.rfind('@'); at != std::string_view::npos) {
+        shown += "...";
+        text.remove_prefix(at);
+    }
+    const size_t end = text.find(':');
+    shown += text.substr(0, end);
+    return end == std::string_view::npos ? shown : shown + ":...";
 }
 
 std::nullopt_t refuse(std::string_view whole, const char *why, std::string_view part) {
-    fail(OX_MOM_E_STORE, "store \"%s\": %s \"%.*s\"", discreet(whole).c_str(), why, static_cast<int>(part.size()),
-         part.data());
+    fail(OX_MOM_E_STORE, "store \"%s\": %s \"%s\"", discreet(whole).c_str(), why, discreet(part).c_str());
     return std::nullopt;
 }
 
@@ -120,7 +128,7 @@ std::optional<StoreName> parse_redis(std::string_view whole, std::string_view te
         const auto user = unescape(login.substr(0, colon));
         const auto password = colon == std::string_view::npos ? std::nullopt : unescape(login.substr(colon + 1));
         if (!user || !password || password->empty()) {
-            return refuse(whole, "user:password expected before \"@\", not", colon == 0 ? ":" : login.substr(0, colon));
+            return refuse(whole, "user:password expected before", whole.substr(whole.rfind('@')));
         }
         store.user = *user;
         store.password = *password;
