@@ -19,15 +19,22 @@
  *     ARGUMENT (a NULL argument), THREAD, FORK, DESTROYED (before the call, or by a callback of it) and MEMORY, every
  *     request (to read, write, delete, scan or subscribe) with NOT_CONNECTED, LOST, TIMEOUT, REFUSED and TYPE, one that
  *     reads with DECODE too. The functions name what else a code means there.
- *  4. Time. A request waits for the server no longer than OX_MOM_REQUEST_TIMEOUT_MS. One that runs out of time closes
- *     the connection, so that a late answer is never taken for another's.
+ *  4. Time. A request waits for the server no longer than OX_MOM_REQUEST_TIMEOUT_MS, a scan eleven times that, beside
+ *     the time that its callbacks take. process(0) waits for no server but when it reads a followed record after a
+ *     reconnection. A request that runs out of time closes its connection, so that a late answer is never taken for
+ *     another's; the store is lost only when the connection for notifications is silent, too. Looking up a host's name
+ *     takes a thread for that time, and holds nobody.
  *  5. Memory. Requests and records passed in are only read, and never kept. Results belong to the caller until the
  *     release function named with the call.
- *  6. Loss. After a lost connection requests fail at once with OX_MOM_E_LOST while the client reconnects, inside
- *     process(), with growing pauses; see ox_mom_client_set_reconnect_cb(). The loss is told once, each other reason
- *     that an attempt fails for once, and the return with what is loaded afresh: as category "ox_mom" of the logging
- *     layer when the program has one (ox_zlog.h), else on standard error, where that is open. So is a record that is
- *     skipped. ox_mom_client_status() tells the same at any time.
+ *  6. Loss. While the store is lost requests fail at once with OX_MOM_E_LOST, and the client reconnects, inside
+ *     process() and requests, with growing pauses; see ox_mom_client_set_reconnect_cb(). The loss is told once, each
+ *     other reason that an attempt fails for once, and the return with what is loaded afresh: as category "ox_mom" of
+ *     the logging layer when the program has one (ox_zlog.h), else on standard error, where that is open. So is a
+ * record that is skipped. ox_mom_client_status() tells the same at any time.
+ *  7. Request connections. One that the server closed, as servers do with those that are idle, is opened again by the
+ *     next request and is no loss. A write whose connection ends before its answer fails with LOST, whether it was done
+ *     or not; a read is made again. A scan that a callback makes, and that ends with LOST or TIMEOUT, is a loss, so
+ * that what could not be loaded is loaded afresh.
  */
 #ifndef OX_MOM_H
 #define OX_MOM_H
@@ -143,12 +150,13 @@ typedef int32_t (*MomReconnectCb)(MomClient *client, int32_t db, int32_t type);
 
 /*
  * Connects one database; the first call connects to the store. Again for a connected database: success, nothing done.
+ * While the store is lost an attempt to reach it is made at once. A database that is refused leaves the others alone.
  *
  * ARGUMENT  client is NULL, or db is not 0 to 28
  * CONNECT   nobody answers there, or (sentinel:) no sentinel knows a master that takes the part
- * REFUSED   wrong password, the server has fewer than 29 databases, or it can't be read from yet (it is loading, or a
- *           replica without its master)
- * TIMEOUT   connected, but no answer
+ * REFUSED   wrong password, a user who may not select the database, a server that has fewer than 29 databases, or that
+ *           can't be read from yet (it is loading, or a replica without its master)
+ * TIMEOUT   no answer
  */
 int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db);
 

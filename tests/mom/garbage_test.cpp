@@ -34,8 +34,9 @@ protected:
         return "";
     }
 
+    // On every channel of a type or a record.
     int publish_everywhere(const std::string &payload) {
-        const std::vector<std::string> channels = raw().list({"PUBSUB", "CHANNELS", "*"});
+        const std::vector<std::string> channels = raw().list({"PUBSUB", "CHANNELS", "mom:[0-9]*"});
         for (const std::string &channel : channels) {
             raw().must({"PUBLISH", channel, payload});
         }
@@ -72,6 +73,24 @@ TEST_P(GarbageTest, ASetOfAnotherKindIsSaidToBe) {
               OX_MOM_E_TYPE);
     EXPECT_EQ(put_int(client, "/b", 1), OX_MOM_E_TYPE);
     EXPECT_TRUE(slot().events.empty());
+}
+
+TEST_P(GarbageTest, ASetThatIsLostIsMadeAnewByWrites) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    ASSERT_EQ(put_int(client, "/b", 1), 0);
+    raw().must({"DEL", key_of_the_set()});
+    EXPECT_TRUE(stored_state<CapTable>(client).empty());
+    ASSERT_EQ(put_int(client, "/a", 2), 0);
+    ASSERT_EQ(put_int(client, "/b", 2), 0);
+    EXPECT_EQ(stored_state<CapTable>(client).size(), 2u);
+}
+
+TEST_P(GarbageTest, AKeyOfAnotherKindGetsNoPlaceAmongTheRecords) {
+    const ClientPtr client = connect();
+    raw().must({"SET", "p_libpub.cap_table:/a", "text"});
+    EXPECT_EQ(put_int(client, "/a", 1), OX_MOM_E_TYPE);
+    EXPECT_EQ(raw().must({"EXISTS", "records:p_libpub.cap_table"})->integer, 0);
 }
 
 TEST_P(GarbageTest, ARecordThatDoesNotDecodeIsNeverReadInPart) {

@@ -438,6 +438,36 @@ TEST_P(MemoryTest, AWriteLosesNothingOfAFollowerWithoutSayingSo) {
         });
 }
 
+class TcpMemoryTest : public MemoryTest {
+protected:
+    RedisOptions server_options() const override {
+        RedisOptions options;
+        options.tcp = true;
+        return options;
+    }
+};
+INSTANTIATE_OVER_SERVERS(TcpMemoryTest);
+
+TEST_P(TcpMemoryTest, ConnectByAddressNameOrSentinel) {
+    RedisOptions options;
+    options.program = GetParam().program;
+    const std::string port = std::to_string(server().port());
+    options.sentinel_config = "sentinel monitor service 127.0.0.1 " + port + " 1\n";
+    const RedisServer sentinel(options);
+    const std::string by_sentinel = "sentinel://127.0.0.1:" + std::to_string(sentinel.port()) + "/service";
+    for (const std::string &name : {"redis://127.0.0.1:" + port, "redis://localhost:" + port, by_sentinel}) {
+        ClientPtr client;
+        fail_each_allocation([&] { client.reset(ox_mom_client_create(name.c_str())); },
+                             [&] { return ox_mom_client_connect_sync(client.get(), kGlobalDb); },
+                             [&](int32_t status) {
+                                 if (status != 0) {
+                                     ASSERT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), 0) << name;
+                                 }
+                                 EXPECT_EQ(put_int(client, "/a", 1), 0) << name;
+                             });
+    }
+}
+
 class ServerMemoryTest : public MemoryTest {
 protected:
     // Until it is back, or memory has run out and nonetheless an attempt has been made: the first wake is the loss, the

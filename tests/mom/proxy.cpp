@@ -106,6 +106,10 @@ bool Proxy::from_server(const Conversation &conversation) {
     if (room == 0) {
         return false;
     }
+    if (cutting_next_ > 0) {
+        --cutting_next_;
+        return false;
+    }
     int until_hold = bytes_until_hold_;
     if (until_hold == 0) {
         return true;

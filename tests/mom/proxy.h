@@ -24,6 +24,9 @@ public:
     void drip(bool on) { dripping_ = on; }
     // Cuts every conversation after so many more bytes from the server; negative: none.
     void cut_after(int bytes) { bytes_left_ = bytes; }
+    // Cuts the conversations in which the server speaks next, before it says anything.
+    void cut_next_answers(int conversations) { cutting_next_ = conversations; }
+    void cut_next_answer() { cut_next_answers(1); }
     // Cuts every conversation now.
     void cut();
     // Keeps back what the server says after so many more bytes, until it is let through.
@@ -55,6 +58,7 @@ private:
     std::atomic<bool> done_ = false;
     std::atomic<bool> dripping_ = false;
     std::atomic<bool> cutting_ = false;
+    std::atomic<int> cutting_next_ = 0;
     std::atomic<int> bytes_left_ = -1;
     std::atomic<int> bytes_until_hold_ = -1;
     std::atomic<int> passed_ = 0;

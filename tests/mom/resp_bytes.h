@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "mom/redis/reply.h"
+#include "redis/reply.h"
 
 namespace mom_test {
 
@@ -25,12 +25,12 @@ void receive(Reader &reader, std::string_view bytes) {
     }
 }
 
-inline std::string show(const mom::Reply &reply) {
+inline std::string show(const mom::redis::Reply &reply) {
     std::string shown(reply.text);
-    if (reply.type == mom::Reply::Type::kInteger) {
+    if (reply.type == mom::redis::Reply::Type::kInteger) {
         shown = ":" + std::to_string(reply.integer);
     }
-    for (const mom::Reply &element : reply.elements) {
+    for (const mom::redis::Reply &element : reply.elements) {
         shown += "[" + show(element) + "]";
     }
     return shown;

@@ -171,5 +171,41 @@ TEST_P(SentinelTest, ADemotedMasterIsNotFollowedAnyLonger) {
     });
 }
 
+TEST_P(SentinelTest, APlannedFailOverIsFollowedAsSoonAsItIsAnnounced) {
+    const ClientPtr client = test_support::connect_client(name(address(sentinel().port())), {kGlobalDb});
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_TRUE(replica_is_ready());
+    // The client listens, too, by now.
+    RedisConnection raw = sentinel().connection();
+    ASSERT_TRUE(process_until(client, [&raw] {
+        return raw.text({"CLIENT", "LIST", "TYPE", "pubsub"}).find("sub=1 ") != std::string::npos;
+    }));
+    RedisConnection listener = sentinel().connection();
+    listener.must({"SUBSCRIBE", "+switch-master"});
+    ASSERT_TRUE(fail_over());
+    listener.next_message();
+    const Stopwatch watch;
+    ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty(); }));
+    EXPECT_LT(watch.elapsed(), milliseconds(2000));
+    EXPECT_EQ(put_int(client, "/a", 1), 0);
+}
+
+TEST_P(SentinelTest, AMasterThatRefusesWritesIsLeftForTheOneThatTheSentinelNames) {
+    const ClientPtr client = test_support::connect_client(name(address(sentinel().port())), {kGlobalDb});
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    // Told by no announcement, and without a connection cut.
+    RedisConnection raw = sentinel().connection();
+    raw.must({"SENTINEL", "REMOVE", "service"});
+    replica().connection().must({"REPLICAOF", "NO", "ONE"});
+    master().connection().must({"REPLICAOF", "127.0.0.1", std::to_string(replica().port())});
+    raw.must({"SENTINEL", "MONITOR", "service", "127.0.0.1", std::to_string(replica().port()), "1"});
+    EXPECT_EQ(put_int(client, "/a", 2), OX_MOM_E_LOST);
+    EXPECT_NE(std::string(ox_mom_last_error()).find("READONLY"), std::string::npos) << ox_mom_last_error();
+    ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty(); }));
+    EXPECT_EQ(put_int(client, "/a", 3), 0) << ox_mom_last_error();
+    EXPECT_EQ(stored_int(test_support::connect_client(replica().store_name(), {kGlobalDb}), "/a"), 3);
+}
+
 }  // namespace
 }  // namespace mom_test

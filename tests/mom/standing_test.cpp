@@ -205,6 +205,21 @@ TEST_P(ServerStandingTest, AServerThatCannotReadIsNotUp) {
     EXPECT_EQ(put_int(client, "/a", 1), 0);
 }
 
+TEST_P(ServerStandingTest, AServerThatCannotReadAnyMoreIsLost) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    RedisConnection raw = server().connection();
+    raw.must({"CONFIG", "SET", "replica-serve-stale-data", "no"});
+    raw.must({"REPLICAOF", "127.0.0.1", std::to_string(test_support::unused_port())});
+    EXPECT_EQ(error_of_read(client), OX_MOM_E_LOST);
+    EXPECT_EQ(status_of(client).state, OX_MOM_STATE_LOST);
+    EXPECT_NE(std::string(status_of(client).reason).find("MASTERDOWN"), std::string::npos) << status_of(client).reason;
+    raw.must({"REPLICAOF", "NO", "ONE"});
+    ASSERT_TRUE(pump_until(client, [] { return recorder().reconnections.size() == 1; }));
+    EXPECT_EQ(stored_int(client, "/a"), 1);
+}
+
 // Loads as slowly as it is told, and answers meanwhile.
 class LoadingTest : public ServerTest {
 protected:

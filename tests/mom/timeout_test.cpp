@@ -162,7 +162,7 @@ TEST_P(TimeoutTest, AnAnswerThatTricklesInDoesNotStretchTheTime) {
     proxy.drip(true);
     expect_timeout("hgetall", [&] { return error_of_read(client, "/long"); });
     proxy.drip(false);
-    EXPECT_TRUE(comes_back(client));
+    EXPECT_TRUE(is_answered(client));
     EXPECT_EQ(as<CapTable>(read(patient, cap.message())).str_value, text);
 }
 
@@ -203,26 +203,27 @@ TEST_P(TimeoutTest, WithoutASettingItIsThreeSeconds) {
     EXPECT_NE(std::string(ox_mom_last_error()).find("in 3000 ms"), std::string::npos) << ox_mom_last_error();
 }
 
-TEST_P(TimeoutTest, AnAnswerCutAnywhereIsALossAndNothingElse) {
+TEST_P(TimeoutTest, AnAnswerCutAnywhereIsALossOfThatRequestAndNothingElse) {
     Proxy proxy(server().socket_path());
     use_store(proxy.store_name());
-    ClientPtr client = connect();
+    const ClientPtr client = connect();
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
     ASSERT_EQ(put_int(client, "/a", 5), 0);
     const int before = proxy.passed();
     ASSERT_EQ(stored_int(client, "/a"), 5);
     const int answer = proxy.passed() - before;
     ASSERT_GT(answer, 10);
     for (int bytes = 0; bytes < answer; bytes += 3) {
-        client = connect();
         proxy.cut_after(bytes);
         const HashResultPtr result = read(client, Cap("/a").message());
         ASSERT_NE(result, nullptr);
         EXPECT_EQ(result->error_code, OX_MOM_E_LOST) << bytes;
         EXPECT_EQ(result->record, nullptr) << bytes;
         proxy.cut_after(-1);
-        ASSERT_TRUE(comes_back(client)) << bytes;
         ASSERT_EQ(stored_int(client, "/a"), 5) << bytes;
     }
+    ASSERT_TRUE(settle(client, client));
+    EXPECT_TRUE(recorder().reconnections.empty()) << "the connection for notifications stands";
 }
 
 TEST_P(TimeoutTest, ANotificationCutAnywhereIsALossAndNothingElse) {
@@ -244,6 +245,46 @@ TEST_P(TimeoutTest, ANotificationCutAnywhereIsALossAndNothingElse) {
         ASSERT_TRUE(comes_back(client)) << bytes;
         EXPECT_TRUE(slot().events.empty()) << bytes;
     }
+}
+
+constexpr int kBatch = 256;  // records that a scan asks for at once
+
+int32_t scan(const ClientPtr &client) {
+    return ox_mom_scan_sync(client.get(), kGlobalDb, Cap("").message(), 0, on_notification<0>, nullptr);
+}
+
+TEST_P(TimeoutTest, AScanEndsInTimeHoweverSlowlyItsRecordsCome) {
+    constexpr int kSlow = 200;
+    set_timeout(milliseconds(2000));
+    Proxy proxy(server().socket_path());
+    use_store(proxy.store_name());
+    const ClientPtr client = connect();
+    for (int i = 0; i < kBatch + kSlow; ++i) {
+        ASSERT_EQ(put_int(client, "/" + std::to_string(i), i), 0);
+    }
+    // Each of the last comes in 50 ms or so.
+    slot().hook = [&proxy](MomClient *, MomMsg *) { proxy.drip(true); };
+    const Stopwatch watch;
+    EXPECT_EQ(scan(client), OX_MOM_E_TIMEOUT);
+    EXPECT_LT(watch.elapsed(), milliseconds(5000));
+    EXPECT_EQ(slot().events.size(), static_cast<size_t>(kBatch));
+}
+
+TEST_P(TimeoutTest, AScanOfManyBatchesHasALimitAsAWhole) {
+    set_timeout(milliseconds(200));
+    const ClientPtr client = connect();
+    constexpr int kBatches = 20;
+    for (int i = 0; i < kBatches * kBatch; ++i) {
+        ASSERT_EQ(put_int(client, "/" + std::to_string(i), i), 0);
+    }
+    RedisConnection raw = server().connection();
+    slot().hook = [&raw](MomClient *, MomMsg *) {
+        if (slot().events.size() % kBatch == 1) {
+            raw.must({"CLIENT", "PAUSE", "150", "ALL"});
+        }
+    };
+    EXPECT_EQ(scan(client), OX_MOM_E_TIMEOUT);
+    EXPECT_LT(slot().events.size(), static_cast<size_t>(kBatches * kBatch));
 }
 
 }  // namespace

@@ -201,7 +201,11 @@ int32_t Client::deliver_waiting() {
     for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_; --waiting) {
         queue_.pop(delivery);
         try {
+            load_failed_ = false;
             made += deliver(delivery);
+            if (load_failed_ && !destroyed_) {
+                store_->fall_behind("a callback could not load what is stored");  // until it can
+            }
         } catch (const std::bad_alloc &) {
             // What could not be delivered must not be missed in silence.
             queue_.clear();
@@ -284,7 +288,12 @@ int32_t Client::deliver_present(const Delivery &delivery) {
     const Channel &channel = *delivery.channel;
     const RecordName name{.db = channel.db, .type = channel.fields.front().type->name, .key = channel.key};
     StoredFields stored;
-    if (store_->read_hash(name, stored) != 0) {
+    const int32_t code = store_->read_hash(name, stored);
+    if (code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT) {
+        store_->fall_behind("a record could not be read after the reconnection");  // until it can
+        return 0;
+    }
+    if (code != 0) {
         tell(Level::kWarning, Words("%s could not be read after the reconnection", channel.key.c_str()));
         return 0;
     }

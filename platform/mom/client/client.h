@@ -137,6 +137,7 @@ private:
     uint64_t place_ = 0;  // of the latest delivery
     ScratchPool scratches_;
     Workspace workspace_;
+    bool load_failed_ = false;        // the latest scan, for want of answers
     Attachments attachments_{loop_};  // the last: it is told that the client goes while the rest is still there
 };
 

@@ -68,6 +68,7 @@ int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgC
             scan.on_object(bytes);
         }
     }
+    load_failed_ = code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT;
     return destroyed_ ? fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback of the scan") : code;
 }
 

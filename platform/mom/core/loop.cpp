@@ -38,7 +38,6 @@ bool Loop::run(std::optional<Millis> limit) {
     if (is_inherited()) {
         return false;
     }
-    call_handler([](LoopHandler &handler) { handler.before_run(); });
     const int count = epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()),
                                  limit ? std::max(static_cast<int>(limit->count()), 0) : -1);
     if (count < 0) {

@@ -23,9 +23,6 @@ public:
     virtual void on_deadline() = 0;
     virtual void on_no_memory() noexcept = 0;
 
-    // Before the loop looks what is ready: the time to alter what it watches.
-    virtual void before_run() {}
-
 protected:
     ~LoopHandler() = default;
 };

@@ -1,88 +1,74 @@
-// One connection to a server: the bytes are moved here, without signals and with limits.
+// One connection to a server: the bytes are moved here, without signals and without waiting.
 #pragma once
 
 #include <cstdint>
 #include <initializer_list>
-#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
-#include <sys/types.h>
+#include <utility>
+#include <vector>
 
+#include "base/fd.h"
 #include "core/backoff.h"
-#include "core/store_name.h"
-#include "redis/answer_reader.h"
-#include "redis/reply.h"
+#include "redis/reader.h"
 
-namespace mom {
+namespace mom::redis {
+
+using Command = std::vector<std::string_view>;
+
+// Appends the command as it goes to a server: whole, or not at all when std::bad_alloc is thrown.
+void append_command(std::string &bytes, std::span<const std::string_view> command);
 
 class Connection {
 public:
-    // Begins to connect; nullptr, with a code and the reason in last_error(), when that fails at once.
-    static std::unique_ptr<Connection> open(const Endpoint &endpoint, int32_t *code);
+    // peer: how errors name it.
+    Connection(base::Fd socket, std::string peer) : socket_(std::move(socket)), peer_(std::move(peer)) {}
 
-    Connection(const Connection &) = delete;
-    Connection &operator=(const Connection &) = delete;
-    ~Connection();
-
-    int fd() const { return context_->fd; }
-
-    // Whether the connection that open() began stands; false with the reason in last_error().
-    bool finish_connecting() const;
+    int fd() const { return socket_.get(); }
+    const std::string &peer() const { return peer_; }
 
     // Adds a command to what send() sends.
-    void add(std::span<const std::string_view> command);
+    void add(std::span<const std::string_view> command) { append_command(out_, command); }
     void add(std::initializer_list<std::string_view> command) { add(std::span(command.begin(), command.size())); }
+    void add_encoded(std::string_view commands) { out_ += commands; }
     bool has_unsent() const { return sent_ < out_.size(); }
 
-    // Neither waits. Sends what it can; false when the connection is lost, with the reason in last_error().
+    // Sends what it can. False when the connection is lost, with the reason in last_error().
     bool send();
 
-    // Receives into the room. How many bytes; 0 when there are none now; -1 when the connection is lost.
-    ssize_t receive_into(std::span<char> room) const { return receive_into(room, Sleep::kNever); }
+    enum class Received : uint8_t { kNothing, kSome, kLost };
 
-    // Receives one piece for next_reply(). The same result.
-    ssize_t receive() { return receive(Sleep::kNever); }
+    // Receives one piece for the reader. kLost: with the reason in last_error().
+    Received receive() { return receive(Sleep::kNever); }
 
-    // The next reply that has been received whole, built in the arena; nullptr when there is none, or when the server
-    // does not speak the protocol, which is_broken() tells.
-    Reply *next_reply(ReplyArena &arena);
-    bool is_broken() const { return answers_.is_broken(); }
+    // The same, asleep until there is something or the time that is set has passed.
+    Received receive_asleep() { return receive(Sleep::kInReceiving); }
 
-    // How long await_reply() waits in all. Makes the descriptor blocking, with that limit; only await_reply() makes use
-    // of it.
-    void set_limit(Millis limit);
+    // How long receive_asleep() sleeps. Makes the descriptor blocking: a loop that watches it would undo that.
+    void set_sleep(Millis limit);
 
-    // Sends what was added and waits for one reply. nullptr: *code tells whether the connection is lost or the time
-    // ran out. Either way the connection can't be used again.
-    Reply *await_reply(ReplyArena &arena, int32_t *code);
+    // Whether nothing has come that nobody asked for, the end of the connection least of all.
+    bool is_quiet() const;
+
+    // The next reply, built in the arena; nullptr when none is whole, or when it is broken.
+    Reply *take_reply(ReplyArena &arena) {
+        Reply *reply = reader_.take_reply(arena);
+        return reply || !reader_.is_broken() ? reply : broken();
+    }
+    Reader &reader() { return reader_; }
 
 private:
-    enum class Sleep : uint8_t {
-        kNever,
-        kInReceiving  // until there is something, or the limit has passed
-    };
+    enum class Sleep : uint8_t { kNever, kInReceiving };
 
-    struct FreeContext {
-        void operator()(redisContext *context) const { redisFree(context); }
-    };
+    Received receive(Sleep sleep);
+    Reply *broken() const;
 
-    using ContextPtr = std::unique_ptr<redisContext, FreeContext>;
-
-    Connection(ContextPtr context, std::string peer);
-
-    ssize_t receive_into(std::span<char> room, Sleep sleep) const;
-    ssize_t receive(Sleep sleep);
-
-    // False when the deadline has passed.
-    bool wait_for(short events, TimePoint deadline) const;
-
-    ContextPtr context_;
-    AnswerReader answers_;
+    base::Fd socket_;
     std::string peer_;
     std::string out_;
     size_t sent_ = 0;
-    Millis limit_{0};
+    Reader reader_;
 };
 
-}  // namespace mom
+}  // namespace mom::redis

@@ -1,5 +1,6 @@
-// The store on a server: requests. The connections that they are made on are the session's.
+// The store on a server: what it asks, and how records are kept there.
 #include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <new>
 
@@ -8,14 +9,25 @@
 #include "core/tell.h"
 #include "ox_mom.h"
 #include "records/notification.h"
-#include "redis/redis_session.h"
+#include "redis/requests.h"
 #include "redis/scripts.h"
 
 namespace mom {
 
+namespace redis {
+
 namespace {
 
+constexpr size_t kDatabases = 29;  // as many as are used: 0 to 28
+
 constexpr size_t kScanBatch = 256;  // records asked for at once
+
+// Each batch has the time of a request, and all together have so many times that: what is scanned slowly, batch after
+// batch in time, does not keep its caller for ever. The time that the visitor takes is not counted.
+constexpr int kScanLimits = 10;
+
+// Before a type's name: the set of its records. No type's name has a colon, so it is no record's key.
+constexpr std::string_view kSetPrefix = "records:";
 
 constexpr size_t kDigest = 1;  // the place of a script's digest among the words of the command that runs it
 
@@ -45,17 +57,17 @@ int32_t refusal(std::string_view key, const Reply &reply) {
 class RedisStore final : public Store {
 public:
     RedisStore(StoreName name, Loop &loop, StoreListener &listener, Millis timeout)
-        : session_(std::move(name), loop, listener, timeout) {}
+        : listener_(listener), requests_(std::move(name), loop, listener, timeout) {}
 
-    int32_t connect(int32_t db) override { return session_.connect(db); }
-    bool is_connected(int32_t db) const override { return session_.is_connected(db); }
-    int32_t follow(const std::string &channel) override { return session_.follow(channel); }
-    void fall_behind(const char *why) noexcept override { session_.lose(why); }
+    int32_t connect(int32_t db) override;
+    bool is_connected(int32_t db) const override { return connected_[static_cast<size_t>(db)]; }
+    int32_t follow(const std::string &channel) override { return requests_.link().follow(channel); }
+    void fall_behind(const char *why) noexcept override { requests_.link().lose(why); }
     size_t untold() override { return 0; }
 
     int32_t read_hash(const RecordName &name, StoredFields &fields) override {
         int32_t code = 0;
-        const Reply *reply = request(name.db, {"HGETALL", name.key}, &code);
+        const Reply *reply = read(name.db, {"HGETALL", name.key}, requests_.limit(), &code);
         return !reply ? code : to_fields(*reply, fields) ? 0 : refusal(name.key, *reply);
     }
 
@@ -81,7 +93,7 @@ public:
 
     int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) override {
         int32_t code = 0;
-        const Reply *reply = request(name.db, {"GET", name.key}, &code);
+        const Reply *reply = read(name.db, {"GET", name.key}, requests_.limit(), &code);
         if (!reply) {
             return code;
         }
@@ -108,27 +120,10 @@ public:
     int32_t scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) override;
 
 private:
-    // One command and its answer; nullptr, with the code, when there is none.
-    const Reply *request(int32_t db, std::span<const std::string_view> command, int32_t *code) {
-        Connection *connection = session_.request_connection(db, code);
-        if (!connection) {
-            return nullptr;
-        }
-        connection->add(command);
-        arena_.clear();
-        return await(*connection, arena_, code);
-    }
+    using Repeat = Requests::Repeat;
 
-    const Reply *request(int32_t db, std::initializer_list<std::string_view> command, int32_t *code) {
-        return request(db, std::span(command.begin(), command.size()), code);
-    }
-
-    const Reply *await(Connection &connection, ReplyArena &arena, int32_t *code) {
-        const Reply *reply = connection.await_reply(arena, code);
-        if (!reply) {
-            session_.lose(last_error());
-        }
-        return reply;
+    const Reply *read(int32_t db, std::initializer_list<std::string_view> command, TimePoint end, int32_t *code) {
+        return requests_.make(db, std::span(command.begin(), command.size()), Repeat::kOnce, end, arena_, code);
     }
 
     // The words that scripts begin with, but for the script itself, which run() knows. The head is in head_ already.
@@ -148,10 +143,11 @@ private:
     }
 
     int32_t run(Script &script, const RecordName &name);
-    int32_t load(Script &script, int32_t db);
-    int32_t read_batch(int32_t db, std::span<const Reply> keys, ReplyArena &arena, std::vector<const Reply *> &replies);
+    int32_t load(Script &script, int32_t db, TimePoint end);
 
-    RedisSession session_;
+    StoreListener &listener_;
+    std::array<bool, kDatabases> connected_{};
+    Requests requests_;
     ReplyArena arena_;
     std::vector<std::string_view> command_;
     // What the words of a command refer to. Kept from one to the next, so that a write allocates nothing here.
@@ -165,15 +161,29 @@ private:
     Script remove_object_{.body = kRemoveObjectScript, .digest = {}};
 };
 
+int32_t RedisStore::connect(int32_t db) {
+    bool &connected = connected_[static_cast<size_t>(db)];
+    if (connected) {
+        return 0;
+    }
+    const int32_t code = requests_.connect(db);
+    connected = code == 0;
+    if (connected) {
+        listener_.on_up();
+    }
+    return code;
+}
+
 int32_t RedisStore::run(Script &script, const RecordName &name) {
     // The server forgets scripts when it restarts: what it does not know any more is loaded again, once.
+    const TimePoint end = requests_.limit();
     for (bool loaded_now = false;; loaded_now = true) {
-        int32_t code = script.digest.empty() || loaded_now ? load(script, name.db) : 0;
+        int32_t code = script.digest.empty() || loaded_now ? load(script, name.db, end) : 0;
         if (code != 0) {
             return code;
         }
         command_[kDigest] = script.digest;
-        const Reply *reply = request(name.db, command_, &code);
+        const Reply *reply = requests_.make(name.db, command_, Repeat::kNever, end, arena_, &code);
         if (!reply) {
             return code;
         }
@@ -186,9 +196,9 @@ int32_t RedisStore::run(Script &script, const RecordName &name) {
     }
 }
 
-int32_t RedisStore::load(Script &script, int32_t db) {
+int32_t RedisStore::load(Script &script, int32_t db, TimePoint end) {
     int32_t code = 0;
-    const Reply *reply = request(db, {"SCRIPT", "LOAD", script.body}, &code);
+    const Reply *reply = read(db, {"SCRIPT", "LOAD", script.body}, end, &code);
     if (!reply) {
         return code;
     }
@@ -204,28 +214,33 @@ int32_t RedisStore::scan_hashes(int32_t db, std::string_view type, ScanVisitor &
     ReplyArena keys_arena;
     ReplyArena batch_arena;
     int32_t code = 0;
-    Connection *connection = session_.request_connection(db, &code);
-    if (!connection) {
-        return code;
-    }
     const std::string set = std::string(kSetPrefix).append(type);
-    connection->add({"SMEMBERS", set});
-    const Reply *members = await(*connection, keys_arena, &code);
+    const std::array<std::string_view, 2> command{"SMEMBERS", set};
+    const Reply *members = requests_.make(db, command, Repeat::kOnce, requests_.limit(), keys_arena, &code);
     if (!members) {
         return code;
     }
     if (members->type != Reply::Type::kArray) {
         return refusal(set, *members);
     }
+    std::string commands;
     std::vector<const Reply *> batch;
     StoredFields fields;
+    Clock::duration left = requests_.timeout() * kScanLimits;
     for (std::span<const Reply> keys = members->elements; !keys.empty();) {
         const auto part = keys.first(std::min(kScanBatch, keys.size()));
         keys = keys.subspan(part.size());
-        batch_arena.clear();
-        if ((code = read_batch(db, part, batch_arena, batch)) != 0) {
+        commands.clear();
+        for (const Reply &key : part) {
+            append_command(commands, std::array<std::string_view, 2>{"HGETALL", key.text});
+        }
+        const TimePoint start = Clock::now();
+        const TimePoint end = start + std::min<Clock::duration>(requests_.timeout(), left);
+        code = requests_.make_batch(db, commands, part.size(), end, batch_arena, batch);
+        if (code != 0) {
             return code;
         }
+        left -= Clock::now() - start;
         for (size_t i = 0; i < part.size(); ++i) {
             if (!to_fields(*batch[i], fields)) {
                 tell(Level::kWarning,
@@ -239,37 +254,12 @@ int32_t RedisStore::scan_hashes(int32_t db, std::string_view type, ScanVisitor &
     return 0;
 }
 
-int32_t RedisStore::read_batch(int32_t db, std::span<const Reply> keys, ReplyArena &arena,
-                               std::vector<const Reply *> &replies) {
-    int32_t code = 0;
-    Connection *connection = session_.request_connection(db, &code);
-    if (!connection) {
-        return code;
-    }
-    replies.clear();
-    try {
-        replies.reserve(keys.size());
-        for (const Reply &key : keys) {
-            connection->add({"HGETALL", key.text});
-        }
-    } catch (const std::bad_alloc &) {
-        session_.lose("out of memory");  // half a batch may not be sent before the next request
-        throw;
-    }
-    while (replies.size() < keys.size()) {
-        const Reply *reply = await(*connection, arena, &code);
-        if (!reply) {
-            return code;
-        }
-        replies.push_back(reply);
-    }
-    return 0;
-}
-
 }  // namespace
 
+}  // namespace redis
+
 std::unique_ptr<Store> make_redis_store(StoreName name, Loop &loop, StoreListener &listener, Millis timeout) {
-    return std::make_unique<RedisStore>(std::move(name), loop, listener, timeout);
+    return std::make_unique<redis::RedisStore>(std::move(name), loop, listener, timeout);
 }
 
 }  // namespace mom

@@ -1,4 +1,4 @@
-// Replies of the server, built in memory that one clear() takes back, instead of an allocation for every string.
+// What a server answers, built in memory that one clear() takes back, instead of an allocation for every string.
 #pragma once
 
 #include <cstddef>
@@ -6,9 +6,7 @@
 #include <span>
 #include <string_view>
 
-#include <hiredis/hiredis.h>
-
-namespace mom {
+namespace mom::redis {
 
 struct Reply {
     enum class Type : uint8_t { kString, kStatus, kError, kInteger, kNil, kArray };
@@ -33,6 +31,12 @@ public:
     // nullptr when memory is exhausted.
     void *allocate(size_t size);
 
+    // So many replies without a kind, as an array of them; nullptr when memory is exhausted.
+    Reply *make_replies(size_t count);
+
+    // A copy of the bytes; nullptr when memory is exhausted.
+    const char *keep(std::string_view bytes);
+
     // The latest allocation, of that size, is not needed after all.
     void give_back(size_t size) { blocks_->used -= aligned(size); }
 
@@ -53,7 +57,4 @@ private:
     Block *blocks_ = nullptr;  // the newest, and largest, first
 };
 
-// For a hiredis reader whose privdata is a ReplyArena: its replies are Replies.
-extern redisReplyObjectFunctions reply_functions;
-
-}  // namespace mom
+}  // namespace mom::redis

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <string_view>
 
-namespace mom::resp {
+namespace mom::redis::resp {
 
 inline constexpr std::string_view kLineEnd = "\r\n";
 inline constexpr size_t kMostDigits = 9;  // of a length: more than a server ever sends
@@ -21,8 +21,10 @@ inline bool starts(std::string_view bytes, std::string_view with) {
     return std::memcmp(bytes.data(), with.data(), with.size()) == 0;
 }
 
+// Both are inlined: a record's reading is this, for each of its fields.
+
 // Takes a header line off the front: the kind of what follows, and how much of it.
-inline Found take_count(std::string_view &bytes, char kind, size_t &count) {
+[[gnu::always_inline]] inline Found take_count(std::string_view &bytes, char kind, size_t &count) {
     size_t at = 1;
     count = 0;
     for (; at < bytes.size() && bytes[at] >= '0' && bytes[at] <= '9'; ++at) {
@@ -42,7 +44,7 @@ inline Found take_count(std::string_view &bytes, char kind, size_t &count) {
 }
 
 // Takes a string off the front: its length, and so many bytes.
-inline Found take_string(std::string_view &bytes, std::string_view &text) {
+[[gnu::always_inline]] inline Found take_string(std::string_view &bytes, std::string_view &text) {
     size_t length = 0;
     if (const Found found = take_count(bytes, '$', length); found != Found::kWhole) {
         return found;
@@ -56,4 +58,4 @@ inline Found take_string(std::string_view &bytes, std::string_view &text) {
     return ended ? Found::kWhole : Found::kOther;
 }
 
-}  // namespace mom::resp
+}  // namespace mom::redis::resp

@@ -4,13 +4,18 @@
 // client.
 #pragma once
 
-namespace mom {
+namespace mom::redis {
 
 // KEYS: record, set of the type's records. ARGV: channel of the type, channel of the record, the notification's head,
-// then number and value of each field to store.
+// then number and value of each field to store. Every write enters the record into the set, which may have been lost.
 constexpr const char *kWriteHashScript = R"lua(
 local call = redis.call
-if call('HSET', KEYS[1], unpack(ARGV, 4)) > 0 then call('SADD', KEYS[2], KEYS[1]) end
+local new = call('SADD', KEYS[2], KEYS[1])
+local stored = redis.pcall('HSET', KEYS[1], unpack(ARGV, 4))
+if type(stored) == 'table' then
+  if new == 1 then call('SREM', KEYS[2], KEYS[1]) end
+  return stored
+end
 local notification = ARGV[3] .. cmsgpack.pack(call('HGETALL', KEYS[1]))
 call('PUBLISH', ARGV[1], notification)
 call('PUBLISH', ARGV[2], notification)
@@ -46,4 +51,4 @@ redis.call('PUBLISH', ARGV[1], ARGV[2] .. stored)
 return 1
 )lua";
 
-}  // namespace mom
+}  // namespace mom::redis

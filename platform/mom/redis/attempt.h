@@ -1,0 +1,61 @@
+// One attempt to reach the server: asks the sentinels, if that is how it is named, connects, logs in, and finds out
+// whether the server is fit: has the databases, and answers what has to be read.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/store_name.h"
+#include "redis/opening.h"
+
+namespace mom::redis {
+
+class Attempt {
+public:
+    // One of them is called, once; may destroy the attempt. They throw nothing.
+    struct Ends {
+        std::function<void(const Endpoint &server, std::unique_ptr<Connection>)> reached;
+        std::function<void(int32_t code, const std::string &why)> failed;
+    };
+
+    // It ends by `until`. Each sentinel, with the master that it names, has an equal part of the time, so that one that
+    // is silent, or out of date, does not keep the others from being asked.
+    Attempt(Loop &loop, Timekeeper &timekeeper, const StoreName &name, TimePoint until, Ends ends);
+    Attempt(const Attempt &) = delete;
+    Attempt &operator=(const Attempt &) = delete;
+
+    // It may have ended when this returns, and be destroyed.
+    void start();
+
+    // When on_due() is to be called, if it has not ended.
+    TimePoint due() const { return opening_ ? opening_->due() : until_; }
+    void on_due();
+
+private:
+    template <class Work>
+    void guarded(Work work) noexcept;
+
+    void ask_next_sentinel();
+    void hear_sentinel(const Endpoint &sentinel, Handshake &handshake, Handshake::State state);
+    void open(const Endpoint &server, TimePoint until);
+    void hear_server(const Endpoint &server, Handshake &handshake, Handshake::State state);
+    int32_t judge(const Endpoint &server, std::span<Reply *const> replies);
+    void refuse(int32_t code, std::string why);
+    void fail_for_good(int32_t code, const std::string &why);
+
+    Loop &loop_;
+    Timekeeper &timekeeper_;
+    const StoreName &name_;
+    TimePoint until_;
+    Ends ends_;
+    std::unique_ptr<Opening> opening_;
+    size_t asked_ = 0;                // sentinels
+    TimePoint turn_until_{};          // the latest one's
+    std::vector<std::string> tried_;  // masters
+    int32_t code_ = 0;                // of the latest server or sentinel that would not do
+    std::string why_;
+};
+
+}  // namespace mom::redis
