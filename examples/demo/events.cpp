@@ -1,5 +1,6 @@
 #include "events.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 
@@ -42,6 +43,13 @@ int32_t on_event(int32_t event, void *argument) {
     return 0;
 }
 
+void tell_events(Teller &teller) {
+    for (const std::string &event : events) {
+        teller.line("    callback: %s", event.c_str());
+    }
+    events.clear();
+}
+
 }  // namespace
 
 void register_callbacks(Teller &teller) {
@@ -81,12 +89,14 @@ void cause(Teller &teller, MomClient *client, Publisher &publisher, const std::s
         return delivered && events.size() >= expected.size();
     });
     expect(events == expected, step.c_str());
-    for (const std::string &event : events) {
-        teller.line("    callback: %s", event.c_str());
-    }
-    events.clear();
+    tell_events(teller);
 }
 
-bool no_events() { return events.empty(); }
+void hear_in_any_order(Teller &teller, std::vector<std::string> expected, const char *what) {
+    std::ranges::sort(events);
+    std::ranges::sort(expected);
+    expect(events == expected, what);
+    tell_events(teller);
+}
 
 }  // namespace demo

@@ -23,7 +23,7 @@ std::string told(int32_t event, uint32_t node, bool ready);
 void cause(Teller &teller, MomClient *client, Publisher &publisher, const std::string &step,
            const std::vector<std::string> &expected);
 
-// Nothing that has not been told.
-bool no_events();
+// Tells what has happened without a step, which is expected, in whatever order.
+void hear_in_any_order(Teller &teller, std::vector<std::string> expected, const char *what);
 
 }  // namespace demo

@@ -107,10 +107,16 @@ void server_restarts(Teller &teller, MomClient *client, const Stage &stage) {
     teller.line("(its client says so on standard error, or in the program's log)");
     run_until(client, "the reconnection", [] { return g_trel_cap_glb_ready_validated == 0; });
     run_until(client, "the new beginning", [] { return all_loaded() && g_trel_cap_config_reconnect == 0; });
-    expect(no_events(), "silence while nothing is published");
-    teller.line("(what it knew of a card counts until it is told otherwise)");
+    std::vector<std::string> gone;
+    for (const int32_t slot : {kFirstSlot, kLastLineCardSlot, kFabricSlot, kControlModuleSlot, kHpsSlot}) {
+        gone.push_back(line_card(slot, false));  // told to those who follow line cards, whatever the card
+    }
+    hear_in_any_order(teller, gone, "the loss of all cards");
+    teller.line("(the cards are published anew)");
     cause(teller, client, stage.publisher, "device-ready", {told(TREL_CAP_EVENT_SYSTEM)});
-    cause(teller, client, stage.publisher, in_slot("install", kFirstSlot), {line_card(kFirstSlot, true)});
+    cause(teller, client, stage.publisher, in_slot("install", kFirstSlot), {});
+    cause(teller, client, stage.publisher, in_slot("pass", kFirstSlot), {});
+    cause(teller, client, stage.publisher, in_slot("ready", kFirstSlot), {line_card(kFirstSlot, true)});
     cause(teller, client, stage.publisher, in_slot("deny", kFirstSlot), {line_card(kFirstSlot, false)});
 }
 

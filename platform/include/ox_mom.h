@@ -163,7 +163,18 @@ int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db);
 /*
  * Sets the one reconnection callback of a database (cb NULL: none). After a loss and once all connected databases are
  * back, the client (1) renews its field subscriptions and delivers the present value of each once, (2) has forgotten
- * its record subscriptions, so that the callback makes them anew, (3) calls the callbacks in order of database.
+ * its record subscriptions, so that the callback makes them anew, (3) calls the callbacks in order of database, and (4)
+ * tells those who follow a type as before what they missed: each record that they were told of and that the store no
+ * longer has, as it last was, with cmd 3, then each that is not as they were told, as it is now. Of all types that are
+ * followed by then, before the message 29 of any: what a callback loads when it is told that is never judged by what is
+ * out of date. A record that is new is for the callback to load. If the store is lost again meanwhile, all of it begins
+ * afresh; nothing is forgotten.
+ *
+ * For that a client keeps, of the types that are followed, the records that it has told and that have not been deleted,
+ * each in about its stored size and 100 bytes more. A record that was told in a scan by the type's follower counts.
+ * Whoever deletes past the client, as with the server's own tools, tells nobody: followers learn of it after the next
+ * loss, while reads and scans are true at any time.
+ *
  * arg is reserved: the callback's form has no place for it.
  *
  * ARGUMENT  client is NULL, or db is not 0 to 28
@@ -200,7 +211,8 @@ int32_t ox_mom_ox_obj_free(ProtobufCMessage *record);
 
 /*
  * Follows every record of the request's type. Returns when the store has confirmed: whatever is written from then on
- * is delivered, after one message 29. The same type with the same callback again replaces the subscription and is
+ * is delivered, after one message 29 (after a loss, what was missed comes before it:
+ * ox_mom_client_set_reconnect_cb()). The same type with the same callback again replaces the subscription and is
  * confirmed anew, by one 29 however many of them are still waiting. flags and arg are reserved: 0.
  */
 int32_t ox_mom_subscribe(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t flags, MomMsgCb cb,

@@ -78,7 +78,7 @@ embedded() {
 redis() {
   run 0 --redis
   expect_story 'process [0-9]+'
-  expect_lines 'server crashes' 'callback: .*device.* ready' 'callback: .*node 0x11 is ready' \
+  expect_lines 'server crashes' 'callback: .*node 0x11 is not ready' 'callback: .*device.* ready' 'callback: .*node 0x11 is ready' \
     'callback: .*node 0x11 is not ready'
   expect_lines "unix://$TMPDIR/"
   grep -q ' ox_mom lost:' "$work/err" || fail "the crash is not told"

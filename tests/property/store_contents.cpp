@@ -75,8 +75,12 @@ Report report_of(Processor type, const ProtobufCMessage &message) {
             report.denied = record.stat == APP_DF_CHECK_DENY;
             return report;
         }
-        default:
-            return {};
+        default: {
+            // The states are alike.
+            Report report;
+            report.ready = reinterpret_cast<const CapGlbState &>(message).ready;
+            return report;
+        }
     }
 }
 
@@ -112,6 +116,32 @@ bool StoreContents::are(Processor type, std::vector<Report> reports) const {
         }
     }
     return std::is_permutation(held.begin(), held.end(), reports.begin(), reports.end());
+}
+
+std::vector<Deliver> StoreContents::missed(const StoreContents &now, const std::vector<Processor> &following) const {
+    std::vector<Deliver> missed;
+    for (const auto &[key, report] : records_) {
+        const auto found = now.records_.find(key);
+        Report told = found == now.records_.end() ? report : found->second;
+        const bool is_as_it_was = told == report;
+        told.cmd = found == now.records_.end() ? 3 : follows_a_state(key.type) ? 1 : 4;
+        for (const Processor processor : following) {
+            if (type_of(processor) == key.type && (told.cmd == 3 || !is_as_it_was)) {
+                missed.push_back({processor, told});
+            }
+        }
+    }
+    return missed;
+}
+
+void StoreContents::load(const StoreContents &now, const std::vector<Processor> &following) {
+    for (const auto &[key, report] : now.records_) {
+        const bool is_followed = std::ranges::any_of(
+            following, [type = key.type](Processor processor) { return type_of(processor) == type; });
+        if (is_followed && !follows_a_state(key.type)) {
+            records_[key] = report;
+        }
+    }
 }
 
 std::optional<Report> StoreContents::state(Processor type) const {

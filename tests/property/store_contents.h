@@ -29,6 +29,11 @@ public:
     bool are(Processor type, std::vector<Report> reports) const;
     std::optional<Report> state(Processor type) const;
 
+    // What processors that were told these contents have missed when the store holds those, in any order.
+    std::vector<Deliver> missed(const StoreContents &now, const std::vector<Processor> &following) const;
+    // These contents, of what is told, become what the store holds, as far as it is followed and read in scans.
+    void load(const StoreContents &now, const std::vector<Processor> &following);
+
 private:
     struct Key {
         Processor type;

@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 
+#include <array>
 #include <chrono>
 #include <stdexcept>
 #include <utility>
@@ -23,6 +24,8 @@ struct Seen {
     int reconnections = 0;
     std::vector<Scanned> scans;
     MomMsgCb scanning = nullptr;
+    bool is_loading = true;  // or about to be told what it missed
+    std::vector<Deliver> missed;
 };
 thread_local Seen witnessed;
 
@@ -49,8 +52,35 @@ int32_t on_fence(MomClient *, MomMsg *msg, void *) {
 
 int32_t on_reconnect(MomClient *, int32_t, int32_t) {
     ++witnessed.reconnections;
+    witnessed.is_loading = false;
     return 0;
 }
+
+const ProtobufCMessage &record_in(const MomMsg &msg) {
+    const bool is_hash = msg.cmd == OX_MOM_CMD_DELIVERED;
+    return *(is_hash ? static_cast<const MomHashResult *>(msg.result)->record
+                     : static_cast<const ProtobufCMessage *>(msg.result));
+}
+
+// In place of the processor that follows a type.
+template <int kProcessor>
+int32_t on_told(MomClient *client, MomMsg *msg) {
+    constexpr auto processor = static_cast<Processor>(kProcessor);
+    if (msg->cmd == OX_MOM_CMD_SUBSCRIBED) {
+        witnessed.is_loading = true;
+    } else if (!witnessed.is_loading) {
+        Report report = report_of(type_of(processor), record_in(*msg));
+        report.cmd = msg->cmd;
+        witnessed.missed.push_back({processor, report});
+    }
+    return function_of(processor)(client, msg);
+}
+
+template <size_t... kIndices>
+constexpr std::array<MomMsgCb, kProcessors> all_told(std::index_sequence<kIndices...>) {
+    return {on_told<static_cast<int>(kIndices)>...};
+}
+constexpr auto kTold = all_told(std::make_index_sequence<kProcessors>());
 
 int32_t on_scanned(MomClient *client, MomMsg *msg) {
     const auto *result = static_cast<const MomHashResult *>(msg->result);
@@ -107,6 +137,8 @@ bool StoreFollower::reconnects() {
 
 std::vector<Scanned> StoreFollower::take_scans() { return std::exchange(witnessed.scans, {}); }
 
+std::vector<Deliver> StoreFollower::take_missed() { return std::exchange(witnessed.missed, {}); }
+
 }  // namespace property
 
 // In front of the client's own, to see what is delivered in which order: that is the store's business.
@@ -117,4 +149,13 @@ extern "C" int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const Protobu
     property::witnessed.scans.push_back({property::processor_of(reinterpret_cast<const void *>(cb)).value(), {}});
     property::witnessed.scanning = cb;
     return behind(client, db, request, flags, property::on_scanned, arg);
+}
+
+// The same for what is told to those who follow.
+extern "C" int32_t ox_mom_subscribe(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t flags,
+                                    MomMsgCb cb, void *arg) {
+    using Function = int32_t(MomClient *, int32_t, const ProtobufCMessage *, int32_t, MomMsgCb, void *);
+    static auto *const behind = reinterpret_cast<Function *>(dlsym(RTLD_NEXT, "ox_mom_subscribe"));
+    const auto processor = property::processor_of(reinterpret_cast<const void *>(cb)).value();
+    return behind(client, db, request, flags, property::kTold.at(static_cast<size_t>(processor)), arg);
 }

@@ -34,6 +34,9 @@ public:
     // Since the latest time.
     std::vector<Scanned> take_scans();
 
+    // What the library was told after a reconnection, before anything was confirmed.
+    std::vector<Deliver> take_missed();
+
 private:
     bool run_until(const std::function<bool()> &condition);
 

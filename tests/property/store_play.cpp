@@ -1,5 +1,6 @@
 #include "store_play.h"
 
+#include <algorithm>
 #include <atomic>
 #include <sstream>
 #include <stdexcept>
@@ -42,7 +43,7 @@ public:
             latest_.push_back(i);
             std::visit([this](const auto &event) { act(event); }, history_.events[i]);
         }
-        return {disagreement_.empty() ? std::nullopt : std::optional(in_words()), std::move(heard_)};
+        return {disagreement_.empty() ? std::nullopt : std::optional(in_words()), std::move(heard_), missed_};
     }
 
 private:
@@ -81,6 +82,7 @@ private:
             subscribe();
             subscribe();
             lost_ = false;
+            has_returned_ = true;
         }
         publish_fence(publisher_.get(), ++fences_);
         check(follower_->reaches_fence(fences_) ? 0 : -1, "fence");
@@ -123,8 +125,40 @@ private:
         for (const Processor processor : following_) {
             if (follower_.has_value() && !lost_ && type_of(processor) == type) {
                 due_.push_back({processor, report});
+                remember(due_.back());
             }
         }
+    }
+
+    void remember(const Deliver &told) {
+        if (told.report.cmd == 3) {
+            told_.erase(type_of(told.processor), told.report);
+        } else {
+            told_.write(type_of(told.processor), told.report);
+        }
+    }
+
+    // All that was missed has been told, each once to each, in an order of the client's own but for deletions first.
+    bool told_what_was_missed() {
+        std::vector<Deliver> missed = follower_->take_missed();
+        std::vector<Deliver> expected;
+        if (std::exchange(has_returned_, false)) {
+            expected = told_.missed(contents_, following_);
+        }
+        const bool is_all = std::is_permutation(
+            expected.begin(), expected.end(), missed.begin(), missed.end(),
+            [](const Deliver &a, const Deliver &b) { return a.processor == b.processor && a.report == b.report; });
+        const bool in_order =
+            std::ranges::is_partitioned(missed, [](const Deliver &told) { return told.report.cmd == 3; });
+        if (!is_all || !in_order) {
+            disagreement_ = "what was missed: " + std::to_string(expected.size()) + " expected, " +
+                            std::to_string(missed.size()) + " told" + (in_order ? "" : ", deletions not first");
+            return false;
+        }
+        std::ranges::for_each(missed, [this](const Deliver &told) { remember(told); });
+        missed_ += missed.size();
+        due_.insert(due_.begin(), missed.begin(), missed.end());
+        return true;
     }
 
     void compare() {
@@ -132,6 +166,12 @@ private:
         Outcome seen;
         size_t scans = 0;
         const std::vector<Scanned> scanned = follower_->take_scans();
+        if (!told_what_was_missed()) {
+            return;
+        }
+        if (!scanned.empty()) {
+            told_.load(contents_, following_);
+        }
         for (const Deliver &delivery : std::exchange(due_, {})) {
             Step made = step(delivery);
             if (delivery.report.cmd == 29 && !answer(made, delivery.processor, scanned, scans)) {
@@ -222,12 +262,15 @@ private:
     std::string store_;
     test_support::ClientPtr publisher_;
     StoreContents contents_;
+    StoreContents told_;  // to the application, by the client
     std::optional<StoreFollower> follower_;
     Model model_;
 
     std::vector<Processor> following_;  // in the order of their subscriptions
     std::vector<Deliver> due_;          // to the library since it was last compared
     bool lost_ = false;
+    bool has_returned_ = false;  // and it has not been looked at what was missed
+    size_t missed_ = 0;
     int32_t fences_ = 0;
     std::vector<size_t> latest_;  // events since then
     std::string disagreement_;

@@ -14,6 +14,7 @@ namespace property {
 struct StorePlayed {
     std::optional<std::string> disagreement;  // in words
     std::vector<Heard> heard;                 // all of it
+    size_t missed = 0;                        // messages of what had happened while the connection was away
 };
 
 // On a thread of its own, and in a store of its own.

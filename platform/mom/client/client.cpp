@@ -128,7 +128,8 @@ void Client::on_restored() {
     const std::vector<Channel *> lasting = subscriptions_.with_fields();
     queue_.reserve(lasting.size() + kDatabases);  // from here on nothing fails: all are told, or none
     const Subscriptions::Count count = subscriptions_.count();
-    subscriptions_.forget_records();
+    subscriptions_.lapse_records();
+    ++returns_;
     for (Channel *channel : lasting) {
         put(Delivery::Kind::kPresent).channel = channel;
     }
@@ -243,8 +244,30 @@ int32_t Client::deliver(Delivery &delivery) {
     return 0;
 }
 
+namespace {
+
+// False when the notification is a deletion that is known already. One that was missed stays known.
+bool keep_told(ToldRecords &told, const Notification &notification, bool is_missed) {
+    const std::string_view index = index_in(notification.fields);
+    if (notification.cmd == OX_MOM_CMD_DELETED) {
+        return is_missed || told.forget(index);
+    }
+    told.keep(index, notification.bytes);
+    return true;
+}
+
+// A deletion may be in the queue when the present value is read, which tells of it.
+bool is_known_deletion(Channel &channel, Delivery::Kind kind, int32_t cmd) {
+    const bool is_deletion = cmd == OX_MOM_CMD_DELETED;
+    const bool is_present = kind == Delivery::Kind::kPresent;
+    const bool knew = std::exchange(channel.fields_know_it_is_gone, is_present && is_deletion);
+    return knew && is_deletion && !is_present;
+}
+
+}  // namespace
+
 int32_t Client::deliver_notification(const Delivery &delivery, std::string_view text) {
-    const Channel &channel = *delivery.channel;
+    Channel &channel = *delivery.channel;
     ScratchPool::Lease scratch(scratches_);
     Notification &notification = scratch.notification();
     if (!decode_notification(text, notification)) {
@@ -252,21 +275,47 @@ int32_t Client::deliver_notification(const Delivery &delivery, std::string_view 
         return 0;
     }
     DecodedNotification decoded(notification, channel, scratch.arena());
+    const int32_t made = call_record_callbacks(channel, notification, decoded, {.place = delivery.place});
+    return channel.fields.empty() || destroyed_ ? made
+                                                : made + call_field_callbacks(channel, notification, decoded, delivery);
+}
+
+// By number, here and below: callbacks may add subscriptions.
+int32_t Client::call_record_callbacks(Channel &channel, const Notification &notification, DecodedNotification &decoded,
+                                      const Audience &audience) {
     int32_t made = 0;
-    // By number: callbacks may add subscriptions, and a reconnection may take them all away.
-    for (size_t i = 0, count = channel.records.size(); i < count && i < channel.records.size(); ++i) {
-        const auto subscription = channel.records[i];
-        const auto result = subscription.since < delivery.place ? decoded.for_record(*subscription.type) : std::nullopt;
-        if (result) {
-            MomMsg message{.client = handle_, .db = channel.db, .cmd = notification.cmd, .result = *result};
-            ++delivered_;
-            subscription.cb(handle_, &message);
-            ++made;
+    bool is_kept = false;
+    for (size_t i = 0, count = channel.records.size(); i < count && !destroyed_; ++i) {
+        if (channel.records[i].since >= audience.place) {
+            continue;
         }
-        if (destroyed_) {
+        // What a reload tells may run the client, before the confirmation's turn has come.
+        if (channel.records[i].is_unconfirmed() && !audience.of_missed) {
+            made += confirm(channel, channel.records[i]);
+        }
+        const auto subscription = channel.records[i];
+        const bool hears = subscription.stands() && (subscription.lapsed_before || !audience.of_missed);
+        const auto result = hears && !destroyed_ ? decoded.for_record(*subscription.type) : std::nullopt;
+        if (!result) {
+            continue;
+        }
+        if (!std::exchange(is_kept, true) && !keep_told(channel.told, notification, audience.of_missed)) {
             return made;
         }
+        MomMsg message{.client = handle_, .db = channel.db, .cmd = notification.cmd, .result = *result};
+        ++delivered_;
+        subscription.cb(handle_, &message);
+        ++made;
     }
+    return made;
+}
+
+int32_t Client::call_field_callbacks(Channel &channel, const Notification &notification, DecodedNotification &decoded,
+                                     const Delivery &delivery) {
+    if (is_known_deletion(channel, delivery.kind, notification.cmd)) {
+        return 0;
+    }
+    int32_t made = 0;
     const bool all_fields = notification.cmd == OX_MOM_CMD_DELETED || delivery.kind == Delivery::Kind::kPresent;
     for (size_t i = 0, count = channel.fields.size(); i < count && !destroyed_; ++i) {
         const auto subscription = channel.fields[i];
@@ -303,13 +352,24 @@ int32_t Client::deliver_present(const Delivery &delivery) {
 }
 
 int32_t Client::deliver_confirmation(const Delivery &delivery) {
-    const auto *subscription = Subscriptions::find_record(*delivery.channel, delivery.cb);
-    if (!subscription || subscription->since != delivery.place) {
-        return 0;  // renewed or forgotten since
+    if (!Subscriptions::find_unconfirmed(*delivery.channel, delivery.cb, delivery.place)) {
+        return 0;  // renewed, lapsed or confirmed since
     }
-    MomMsg message{.client = handle_, .db = delivery.channel->db, .cmd = OX_MOM_CMD_SUBSCRIBED, .result = nullptr};
+    int32_t made = delivery.channel->is_compared ? 0 : reload();
+    if (!delivery.channel->is_compared || destroyed_) {
+        return made;
+    }
+    if (auto *subscription = Subscriptions::find_unconfirmed(*delivery.channel, delivery.cb, delivery.place)) {
+        made += confirm(*delivery.channel, *subscription);
+    }
+    return made;
+}
+
+int32_t Client::confirm(const Channel &channel, RecordSubscription &subscription) {
+    subscription.state = RecordSubscription::State::kConfirmed;
+    MomMsg message{.client = handle_, .db = channel.db, .cmd = OX_MOM_CMD_SUBSCRIBED, .result = nullptr};
     ++delivered_;
-    delivery.cb(handle_, &message);
+    subscription.cb(handle_, &message);
     return 1;
 }
 

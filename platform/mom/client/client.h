@@ -116,9 +116,28 @@ private:
     bool has_waiting() const { return !queue_.empty() || attachments_.ready() > 0; }
     int32_t deliver(Delivery &delivery);
     int32_t deliver_notification(const Delivery &delivery, std::string_view text);
+    // Which of a channel's callbacks are told: of a notification, those who followed before it came; of what was
+    // missed, those who followed before the loss and do again.
+    struct Audience {
+        uint64_t place;
+        bool of_missed = false;
+    };
+    int32_t call_record_callbacks(Channel &channel, const Notification &notification, DecodedNotification &decoded,
+                                  const Audience &audience);
+    int32_t call_field_callbacks(Channel &channel, const Notification &notification, DecodedNotification &decoded,
+                                 const Delivery &delivery);
     int32_t deliver_present(const Delivery &delivery);
     int32_t deliver_confirmation(const Delivery &delivery);
+    int32_t confirm(const Channel &channel, RecordSubscription &subscription);
     int32_t deliver_restored(const Delivery &delivery);
+
+    // After a loss.
+    ToldRecords *told_of(int32_t db, const ProtobufCMessageDescriptor &type);
+    struct Missed;
+    class Comparison;
+    int32_t reload();
+    int32_t tell_missed(std::vector<Missed> &missed);
+    int32_t tell_missed(const Missed &missed);
 
     MomClient *handle_ = nullptr;
     int depth_ = 0;
@@ -134,7 +153,8 @@ private:
     Subscriptions subscriptions_;
     std::array<MomReconnectCb, kDatabases> reconnect_cbs_{};
     DeliveryQueue queue_;
-    uint64_t place_ = 0;  // of the latest delivery
+    uint64_t place_ = 0;    // of the latest delivery
+    uint64_t returns_ = 0;  // of the store, after a loss
     ScratchPool scratches_;
     Workspace workspace_;
     bool load_failed_ = false;        // the latest scan, for want of answers

@@ -12,13 +12,18 @@ namespace mom {
 class Client::Scan final : public ScanVisitor {
 public:
     Scan(Client &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb)
-        : client_(client), db_(db), type_(type), cb_(cb) {}
+        : client_(client), db_(db), type_(type), cb_(cb), told_(client.told_of(db, type)) {}
 
     bool on_hash(std::string_view key, const StoredFields &fields) override {
         const ScratchPool::Lease scratch(client_.scratches_);
         MomHashResult *result = make_result(scratch.arena());
         if (!result || decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
             return skip(scratch.arena());
+        }
+        if (told_) {
+            bytes_.clear();
+            const std::string_view index = append_fields(bytes_, fields);
+            told_->keep(index, bytes_);
         }
         return call(OX_MOM_CMD_DELIVERED, result);
     }
@@ -29,6 +34,9 @@ public:
         if (!record) {
             fail(OX_MOM_E_DECODE, "%s does not decode as its type", type_.name);
             return skip(scratch.arena());
+        }
+        if (told_) {
+            told_->keep({}, bytes);
         }
         return call(OX_MOM_CMD_WRITTEN, record);
     }
@@ -53,7 +61,15 @@ private:
     int32_t db_;
     const ProtobufCMessageDescriptor &type_;
     MomMsgCb cb_;
+    ToldRecords *told_;
+    std::string bytes_;
 };
+
+// Where what is told of a type is kept: nullptr when nobody follows it.
+ToldRecords *Client::told_of(int32_t db, const ProtobufCMessageDescriptor &type) {
+    Channel *channel = subscriptions_.find(channel_of(db, type.name));
+    return channel && channel->has_records() ? &channel->told : nullptr;
+}
 
 int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
     Scan scan(*this, db, type, cb);

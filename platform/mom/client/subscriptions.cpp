@@ -27,25 +27,44 @@ void Subscriptions::put_record(Channel &channel, const RecordSubscription &subsc
     if (same == channel.records.end()) {
         channel.records.push_back(subscription);
     } else {
+        const bool lapsed_before = same->lapsed_before;
         *same = subscription;
+        same->lapsed_before = lapsed_before;
     }
 }
 
-const RecordSubscription *Subscriptions::find_record(const Channel &channel, MomMsgCb cb) {
-    const auto found = std::ranges::find(channel.records, cb, &RecordSubscription::cb);
+RecordSubscription *Subscriptions::find_unconfirmed(Channel &channel, MomMsgCb cb, uint64_t place) {
+    const auto found = std::ranges::find_if(channel.records, [&](const RecordSubscription &subscription) {
+        return subscription.cb == cb && subscription.is_unconfirmed() && subscription.since == place;
+    });
     return found == channel.records.end() ? nullptr : &*found;
 }
 
-void Subscriptions::forget_records() {
-    for (const auto &entry : channels_) {
-        entry.second->records.clear();
+void Subscriptions::lapse_records() noexcept {
+    for (const auto &[name, channel] : channels_) {
+        for (RecordSubscription &subscription : channel->records) {
+            subscription.state = RecordSubscription::State::kLapsed;
+            subscription.lapsed_before = true;
+        }
+        channel->is_compared = channel->records.empty();
     }
+}
+
+std::vector<Channel *> Subscriptions::to_compare() const {
+    std::vector<Channel *> chosen;
+    for (const auto &[name, channel] : channels_) {
+        if (!channel->is_compared && channel->has_records()) {
+            chosen.push_back(channel.get());
+        }
+    }
+    return chosen;
 }
 
 Subscriptions::Count Subscriptions::count() const {
     Count count;
     for (const auto &channel : channels_) {
-        count.records += channel.second->records.size();
+        count.records +=
+            static_cast<size_t>(std::ranges::count_if(channel.second->records, &RecordSubscription::stands));
         count.fields += channel.second->fields.size();
     }
     return count;

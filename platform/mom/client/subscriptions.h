@@ -1,6 +1,7 @@
 // Who follows what. Kept by channel, as notifications come by channel.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -8,15 +9,27 @@
 #include <string_view>
 #include <vector>
 
+#include "client/told_records.h"
 #include "ox_mom.h"
 
 namespace mom {
 
 // A subscription hears only what came after its own place in the order of deliveries.
 struct RecordSubscription {
+    enum class State : uint8_t {
+        kUnconfirmed,  // its message 29 waits
+        kConfirmed,
+        kLapsed  // the connection was lost, and the callback has not followed the type again
+    };
+
     const ProtobufCMessageDescriptor *type;
     MomMsgCb cb;
     uint64_t since;
+    State state = State::kUnconfirmed;
+    bool lapsed_before = false;  // and not told yet what has vanished meanwhile
+
+    bool stands() const { return state != State::kLapsed; }
+    bool is_unconfirmed() const { return state == State::kUnconfirmed; }
 };
 
 struct FieldSubscription {
@@ -33,6 +46,11 @@ struct Channel {
     std::string key;  // of the record, or the type's name
     std::vector<RecordSubscription> records;
     std::vector<FieldSubscription> fields;
+    ToldRecords told = {};                // to the callbacks of records
+    bool is_compared = true;              // told with the store, since the latest loss
+    bool fields_know_it_is_gone = false;  // the record, whose deletion may come late
+
+    bool has_records() const { return std::ranges::any_of(records, &RecordSubscription::stands); }
 };
 
 class Subscriptions {
@@ -43,9 +61,14 @@ public:
 
     // Adds the subscription, or puts the one of the same callback in its place in the order.
     static void put_record(Channel &channel, const RecordSubscription &subscription);
-    static const RecordSubscription *find_record(const Channel &channel, MomMsgCb cb);
+    // The one that a confirmation at that place is for; nullptr when it was renewed or has lapsed since.
+    static RecordSubscription *find_unconfirmed(Channel &channel, MomMsgCb cb, uint64_t place);
 
-    void forget_records();
+    // All subscriptions of records lapse.
+    void lapse_records() noexcept;
+
+    // The channels that are followed again after a loss, and not compared yet.
+    std::vector<Channel *> to_compare() const;
 
     struct Count {
         size_t records = 0;

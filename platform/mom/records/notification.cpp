@@ -1,6 +1,10 @@
 #include "records/notification.h"
 
+#include <algorithm>
 #include <cstring>
+#include <string>
+
+#include "records/encoding.h"
 
 namespace mom {
 
@@ -150,14 +154,30 @@ void append_hash_head(std::string &text, int32_t cmd, std::span<const int32_t> w
 
 void append_object_head(std::string &text, int32_t cmd) { append_head(text, cmd, Form::kBytes, {}); }
 
-std::string encode_notification(int32_t cmd, std::span<const int32_t> written, const StoredFields &fields) {
-    std::string text;
-    append_hash_head(text, cmd, written);
+std::string_view index_in(const StoredFields &fields) {
+    const auto index = std::ranges::find(fields, kIndexField, &StoredField::number);
+    return index == fields.end() ? std::string_view() : index->value;
+}
+
+std::string_view append_fields(std::string &text, const StoredFields &fields) {
+    size_t index_at = 0;
+    size_t index_size = 0;
     append_length(text, kArray, 2 * fields.size());
     for (const StoredField &field : fields) {
         append_text(text, std::to_string(field.number));
         append_text(text, field.value);
+        if (field.number == kIndexField) {
+            index_size = field.value.size();
+            index_at = text.size() - index_size;
+        }
     }
+    return std::string_view(text).substr(index_at, index_size);
+}
+
+std::string encode_notification(int32_t cmd, std::span<const int32_t> written, const StoredFields &fields) {
+    std::string text;
+    append_hash_head(text, cmd, written);
+    append_fields(text, fields);
     return text;
 }
 
@@ -183,9 +203,13 @@ bool decode_notification(std::string_view text, Notification &notification) {
     if (written_size > 0) {
         std::memcpy(notification.written.data(), text.data(), written_size);
     }
-    notification.bytes = text.substr(written_size);
-    if (head.form == Form::kFields) {
-        return read_fields(notification.bytes, notification.fields);
+    return read_stored(head.form == Form::kFields, text.substr(written_size), notification);
+}
+
+bool read_stored(bool is_hash, std::string_view bytes, Notification &notification) {
+    notification.bytes = bytes;
+    if (is_hash) {
+        return read_fields(bytes, notification.fields);
     }
     notification.fields.clear();
     return true;

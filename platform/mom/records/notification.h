@@ -18,8 +18,17 @@ struct Notification {
     int32_t cmd = 0;
     std::vector<int32_t> written = {};
     StoredFields fields = {};     // a hash's
-    std::string_view bytes = {};  // of a single object
+    std::string_view bytes = {};  // of a single object; of a hash, what its fields were read from
 };
+
+// The index of a hash, as it is stored; empty when the fields have none, or are none.
+std::string_view index_in(const StoredFields &fields);
+
+// Appends a hash's fields in their form. Where in the text the index is.
+std::string_view append_fields(std::string &text, const StoredFields &fields);
+
+// Reads a record of that form, without a head. False when it is none.
+bool read_stored(bool is_hash, std::string_view bytes, Notification &notification);
 
 void append_hash_head(std::string &text, int32_t cmd, std::span<const int32_t> written);
 void append_object_head(std::string &text, int32_t cmd);

@@ -1,0 +1,384 @@
+// What vanished while a follower was away is told when it follows again.
+#include "mom_test.h"
+
+namespace mom_test {
+namespace {
+
+using Commands = std::vector<int32_t>;
+
+class VanishedTest : public StoreTest {
+protected:
+    void SetUp() override {
+        StoreTest::SetUp();
+        client_ = connect({kCardDb, kGlobalDb});
+        writer_ = connect({kCardDb, kGlobalDb});
+        recorder().reconnect_hook = [this](MomClient *, int32_t) {
+            if (follow_again_) {
+                follow_again_();
+            }
+        };
+        EXPECT_EQ(ox_mom_client_set_reconnect_cb(client_.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    }
+
+    const ClientPtr &client() { return client_; }
+    const ClientPtr &writer() { return writer_; }
+
+    // What is done in the reconnection callback.
+    void set_follow_again(std::function<void()> follow_again) { follow_again_ = std::move(follow_again); }
+
+    // Follows the type, reads what is there, and does so again after each loss.
+    template <typename Record>
+    void follow_for_good(MomMsgCb cb, int number) {
+        slot(number).hook = [cb](MomClient *running, MomMsg *msg) {
+            if (msg->cmd == OX_MOM_CMD_SUBSCRIBED) {
+                Record request;
+                protobuf_c_message_init(descriptor<Record>(), &request);
+                EXPECT_EQ(ox_mom_scan_sync(running, msg->db, &request.base, 0, cb, nullptr), 0);
+            }
+        };
+        const auto follow_it = [this, cb] { EXPECT_EQ(follow<Record>(client(), cb), 0); };
+        set_follow_again([before = follow_again_, follow_it] {
+            if (before) {
+                before();
+            }
+            follow_it();
+        });
+        follow_it();
+        ASSERT_TRUE(pump_until(client(), [number] { return slot(number).count(29) == 1; }));
+    }
+
+    // From here on until the client runs it is told nothing.
+    void lose() {
+        if (has_server()) {
+            server().connection().must({"CLIENT", "KILL", "TYPE", "pubsub"});
+            return;
+        }
+        // The embedded store loses those who fall behind.
+        for (int i = 0; i <= 65536; ++i) {
+            ASSERT_EQ(set<CapHpsGlbState>(writer(), true), 0);
+        }
+    }
+    // For that it has to follow something that much is written of.
+    void may_be_lost() {
+        if (!has_server()) {
+            ASSERT_EQ(follow<CapHpsGlbState>(client(), ignore), 0);
+            set_follow_again([this, before = follow_again_] {
+                before();
+                EXPECT_EQ(follow<CapHpsGlbState>(client(), ignore), 0);
+            });
+        }
+    }
+    static int32_t ignore(MomClient *, MomMsg *) { return 0; }
+
+    // Runs the client until the store is back and everything has been told.
+    bool comes_back() {
+        const size_t before = recorder().reconnections.size();
+        return pump_until(client(), [before] { return recorder().reconnections.size() > before; }) &&
+               settle(client(), writer());
+    }
+
+    static std::vector<Event> take_events(int number = 0) { return std::exchange(slot(number).events, {}); }
+    static Commands commands_of(const std::vector<Event> &events) {
+        Slot slot;
+        slot.events = events;
+        return slot.commands();
+    }
+
+private:
+    ClientPtr client_;
+    ClientPtr writer_;
+    std::function<void()> follow_again_;
+};
+INSTANTIATE_OVER_STORES(VanishedTest);
+
+TEST_P(VanishedTest, IsToldAsItLastWasBeforeAnythingIsLoaded) {
+    ASSERT_EQ(put_int(writer(), "/scanned", 1), 0);
+    ASSERT_EQ(put_int(writer(), "/stays", 2), 0);
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    may_be_lost();
+    ASSERT_EQ(put_int(writer(), "/notified", 3), 0);
+    ASSERT_EQ(put(writer(), ByUrl<CapTable>("/scanned", 4).message(), {kInt}), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events();
+
+    lose();
+    ASSERT_EQ(put_int(writer(), "/scanned", 5), 0) << "of which it is never told";
+    for (const char *url : {"/scanned", "/notified"}) {
+        ASSERT_EQ(del(writer(), Cap(url).message()), 0);
+    }
+    ASSERT_EQ(put_int(writer(), "/new", 6), 0);
+    ASSERT_TRUE(comes_back());
+    const std::vector<Event> told = take_events();
+    ASSERT_EQ(commands_of(told), (Commands{3, 3, 29, 4, 4}));
+    std::map<std::string, int32_t> vanished;
+    for (const Event &event : {told[0], told[1]}) {
+        vanished[event.as<CapTable>().index->url] = event.as<CapTable>().int32_value;
+        EXPECT_EQ(event.db, kGlobalDb);
+    }
+    EXPECT_EQ(vanished, (std::map<std::string, int32_t>{{"/scanned", 4}, {"/notified", 3}}));
+
+    lose();
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(commands_of(take_events()), (Commands{29, 4, 4})) << "told once";
+}
+
+TEST_P(VanishedTest, ASingleObjectToo) {
+    follow_for_good<CapGlbState>(on_notification<0>, 0);
+    may_be_lost();
+    ASSERT_EQ(set<CapGlbState>(writer(), true), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events();
+    lose();
+    ASSERT_EQ(del(writer(), Single<CapGlbState>().message()), 0);
+    ASSERT_TRUE(comes_back());
+    const std::vector<Event> told = take_events();
+    ASSERT_EQ(commands_of(told), (Commands{3, 29}));
+    EXPECT_EQ(told[0].as<CapGlbState>().ready, 1);
+    lose();
+    ASSERT_EQ(set<CapGlbState>(writer(), true), 0);
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(commands_of(take_events()), (Commands{29, 1}));
+}
+
+TEST_P(VanishedTest, WhatWasNeverToldOrIsKnownToBeGoneIsNot) {
+    ASSERT_EQ(put_int(writer(), "/not-scanned", 1), 0);
+    ASSERT_EQ(follow<CapTable>(client()), 0);
+    set_follow_again([this] { EXPECT_EQ(follow<CapTable>(client()), 0); });
+    may_be_lost();
+    ASSERT_EQ(put_int(writer(), "/deleted", 2), 0);
+    ASSERT_EQ(del(writer(), Cap("/deleted").message()), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    EXPECT_EQ(commands_of(take_events()), (Commands{29, 4, 3}));
+    lose();
+    ASSERT_EQ(del(writer(), Cap("/not-scanned").message()), 0);
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(commands_of(take_events()), (Commands{29}));
+}
+
+// The deletion is made after the type is followed again and before that is confirmed: both would tell of it.
+TEST_P(VanishedTest, ADeletionThatComesAsWellIsToldOnce) {
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    may_be_lost();
+    for (const char *url : {"/gone", "/back"}) {
+        ASSERT_EQ(put_int(writer(), url, 1), 0);
+    }
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events();
+    lose();
+    slot().hook = nullptr;
+    const auto follow_again = [this] {
+        EXPECT_EQ(follow<CapTable>(client(), on_notification<0>), 0);
+        EXPECT_EQ(del(writer(), Cap("/gone").message()), 0);
+        EXPECT_EQ(del(writer(), Cap("/back").message()), 0);
+        EXPECT_EQ(put_int(writer(), "/back", 2), 0);
+    };
+    set_follow_again(follow_again);
+    ASSERT_TRUE(comes_back());
+    std::vector<Event> told = take_events();
+    ASSERT_EQ(commands_of(told), (Commands{3, 4, 29, 3, 4})) << "one vanished; one is not what it was";
+    EXPECT_STREQ(told[0].as<CapTable>().index->url, "/gone");
+    for (const size_t of_back : {1U, 3U, 4U}) {
+        EXPECT_STREQ(told[of_back].as<CapTable>().index->url, "/back");
+    }
+
+    ASSERT_EQ(put_int(writer(), "/gone", 3), 0);
+    ASSERT_EQ(del(writer(), Cap("/gone").message()), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    EXPECT_EQ(commands_of(take_events()), (Commands{4, 3})) << "later ones are told as ever";
+}
+
+TEST_P(VanishedTest, OnlyThoseAreToldWhoFollowedBeforeAndFollowAgain) {
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    ASSERT_EQ(follow<CapTable>(client(), on_notification<1>), 0);
+    ASSERT_EQ(put_int(writer(), "/a", 1), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    set_follow_again([this] {
+        EXPECT_EQ(follow<CapTable>(client(), on_notification<0>), 0);
+        EXPECT_EQ(follow<CapTable>(client(), on_notification<2>), 0);
+    });
+    may_be_lost();
+    lose();
+    ASSERT_EQ(del(writer(), Cap("/a").message()), 0);
+    for (const int number : {0, 1, 2}) {
+        take_events(number);
+    }
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(slot(0).commands(), (Commands{3, 29}));
+    EXPECT_EQ(slot(1).commands(), (Commands{}));
+    EXPECT_EQ(slot(2).commands(), (Commands{29}));
+}
+
+// Of all types before any is loaded; and so is what has changed, so that nothing is loaded beside what is out of date.
+TEST_P(VanishedTest, IsToldOfEveryTypeBeforeTheFirstIsLoaded) {
+    ASSERT_EQ(put_int(writer(), "/a", 1), 0);
+    ASSERT_EQ(put(writer(), ByUrl<CapFabTable>("/f", 1).message(), {kInt}), 0);
+    ASSERT_EQ(put(writer(), ByUrl<CapFabTable>("/changes", 1).message(), {kInt}), 0);
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    follow_for_good<CapFabTable>(on_notification<1>, 1);
+    may_be_lost();
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events(0);
+    take_events(1);
+    lose();
+    ASSERT_EQ(del(writer(), Cap("/a").message()), 0);
+    ASSERT_EQ(put_int(writer(), "/new", 1), 0);
+    ASSERT_EQ(del(writer(), ByUrl<CapFabTable>("/f").message()), 0);
+    ASSERT_EQ(put(writer(), ByUrl<CapFabTable>("/changes", 2).message(), {kInt}), 0);
+    ASSERT_TRUE(comes_back());
+    const std::vector<Event> first = take_events(0);
+    const std::vector<Event> second = take_events(1);
+    ASSERT_EQ(commands_of(first), (Commands{3, 29, 4})) << "what is new is for the callback to load";
+    ASSERT_EQ(commands_of(second), (Commands{3, 4, 29, 4}));
+    EXPECT_LT(first[0].order, second[1].order) << "deletions first";
+    EXPECT_LT(second[1].order, first[1].order);
+    EXPECT_EQ(second[1].as<CapFabTable>().int32_value, 2);
+}
+
+TEST_P(VanishedTest, AFieldFollowerIsToldOnceThoughTheDeletionComesAsWell) {
+    may_be_lost();
+    for (const char *url : {"/1", "/2"}) {
+        ASSERT_EQ(put_int(writer(), url, 1), 0);
+    }
+    ASSERT_EQ(follow_field(client(), Cap("/1").message(), kInt, on_field<1>), 0);
+    ASSERT_EQ(follow_field(client(), Cap("/2").message(), kInt, on_field<2>), 0);
+    // Told first of the present, it deletes the other's record before that is read.
+    slot(1).hook = [this](MomClient *, MomMsg *) {
+        if (slot(1).events.size() == 1) {
+            EXPECT_EQ(del(writer(), Cap("/2").message()), 0);
+        }
+    };
+    set_follow_again([] {});
+    may_be_lost();
+    lose();
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(slot(1).commands(), (Commands{4}));
+    EXPECT_EQ(slot(2).commands(), (Commands{3}));
+    ASSERT_EQ(put_int(writer(), "/2", 1), 0);
+    ASSERT_EQ(del(writer(), Cap("/2").message()), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    EXPECT_EQ(slot(2).commands(), (Commands{3, 4, 3}));
+}
+
+// A callback that runs the client, and one that destroys it.
+TEST_P(VanishedTest, ACallbackMayDoAnything) {
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    may_be_lost();
+    constexpr int kRecords = 5;
+    for (int i = 0; i < kRecords; ++i) {
+        ASSERT_EQ(put_int(writer(), "/" + std::to_string(i), i), 0);
+    }
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events();
+    lose();
+    for (int i = 0; i < kRecords; ++i) {
+        ASSERT_EQ(del(writer(), Cap("/" + std::to_string(i)).message()), 0);
+    }
+    // The first that is told has all the others written again, and hears that before it returns.
+    std::string first;
+    slot().hook = [&](MomClient *running, MomMsg *) {
+        if (first.empty() && slot().events.back().cmd == OX_MOM_CMD_DELETED) {
+            first = slot().events.back().as<CapTable>().index->url;
+            for (int i = 0; i < kRecords; ++i) {
+                if (first != "/" + std::to_string(i)) {
+                    EXPECT_EQ(put_int(writer(), "/" + std::to_string(i), 100 + i), 0);
+                }
+            }
+            while (slot().count(OX_MOM_CMD_DELIVERED) < kRecords - 1) {
+                ASSERT_GE(ox_mom_client_process(running, 1000), 0);
+            }
+        }
+    };
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(slot().commands(), (Commands{3, 29, 4, 4, 4, 4})) << "what is there again is not told as gone";
+
+    lose();
+    for (int i = 0; i < kRecords; ++i) {
+        ASSERT_EQ(del(writer(), Cap("/" + std::to_string(i)).message()), 0);
+    }
+    take_events();
+    slot().hook = [](MomClient *running, MomMsg *msg) {
+        if (msg->cmd == OX_MOM_CMD_DELETED) {
+            ox_mom_client_destroy(running);
+        }
+    };
+    int32_t status = 0;
+    while (status >= 0) {
+        status = ox_mom_client_process(client().get(), 1000);
+    }
+    EXPECT_EQ(status, OX_MOM_E_DESTROYED);
+    EXPECT_EQ(slot().count(3), 1);
+}
+
+class VanishedFromServerTest : public VanishedTest {};
+INSTANTIATE_OVER_SERVERS(VanishedFromServerTest);
+
+TEST_P(VanishedFromServerTest, OfAnEmptyServerEverything) {
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    constexpr int kRecords = 1000;
+    for (int i = 0; i < kRecords; ++i) {
+        ASSERT_EQ(put_int(writer(), "/" + std::to_string(i), i), 0);
+    }
+    ASSERT_TRUE(settle(client(), writer()));
+    server().restart(RedisServer::Data::kDropped);
+    const size_t before = recorder().reconnections.size();
+    ASSERT_TRUE(pump_until(client(), [before] { return recorder().reconnections.size() > before; }));
+    ASSERT_TRUE(settle(client(), client()));
+    EXPECT_EQ(slot().count(3), kRecords);
+}
+
+// Tools that delete past the client tell nobody. It is noticed with the next loss.
+TEST_P(VanishedFromServerTest, DeletedPastTheClientIsToldAfterTheNextLoss) {
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    for (const char *url : {"/deleted", "/renamed", "/expired"}) {
+        ASSERT_EQ(put_int(writer(), url, 1), 0);
+    }
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events();
+    RedisConnection raw = server().connection();
+    raw.must({"SELECT", std::to_string(kGlobalDb)});
+    const std::string key = "p_libpub.cap_table:";
+    raw.must({"DEL", key + "/deleted"});
+    raw.must({"RENAME", key + "/renamed", "elsewhere"});
+    raw.must({"PEXPIRE", key + "/expired", "-1"});
+    ASSERT_TRUE(settle(client(), writer()));
+    EXPECT_TRUE(slot().events.empty());
+    EXPECT_EQ(stored_int(client(), "/deleted"), -1) << "what is read is true at any time";
+    lose();
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(commands_of(take_events()), (Commands{3, 3, 3, 29}));
+    ASSERT_EQ(put_int(writer(), "/late", 1), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events();
+    raw.must({"FLUSHDB"});
+    lose();
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(commands_of(take_events()), (Commands{3, 29}));
+}
+
+// Whenever the store is lost again before it could be told, it is told after the next return.
+TEST_P(VanishedFromServerTest, IsNotForgottenWhenTheStoreIsLostAgain) {
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    ASSERT_EQ(put_int(writer(), "/a", 1), 0);
+    ASSERT_EQ(put_int(writer(), "/b", 1), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events();
+    int returns = 0;
+    set_follow_again([this, &returns] {
+        if (++returns <= 3) {
+            EXPECT_EQ(follow<CapTable>(client(), on_notification<0>), 0);
+            server().connection().must({"CLIENT", "KILL", "TYPE", "pubsub"});
+            server().connection().must({"CLIENT", "KILL", "TYPE", "normal"});
+        } else {
+            EXPECT_EQ(follow<CapTable>(client(), on_notification<0>), 0);
+        }
+    });
+    lose();
+    ASSERT_EQ(del(writer(), Cap("/a").message()), 0);
+    ASSERT_TRUE(pump_until(client(), [] { return slot().count(OX_MOM_CMD_DELIVERED) == 1; }));
+    ASSERT_TRUE(settle(client(), connect()));
+    EXPECT_EQ(slot().count(OX_MOM_CMD_DELETED), 1);
+    EXPECT_STREQ(slot().events[0].as<CapTable>().index->url, "/a");
+}
+
+}  // namespace
+}  // namespace mom_test
