@@ -2,6 +2,8 @@
 #include "mom_test.h"
 #include "standard_error.h"
 
+#include "mom/records/notification.h"
+
 #include <algorithm>
 #include <random>
 
@@ -166,6 +168,69 @@ TEST_P(GarbageTest, ANotificationThatDoesNotDecodeIsReportedAndFollowingGoesOn) 
     ASSERT_TRUE(settle(client, writer));
     EXPECT_EQ(slot(0).events.size(), 3u);
     EXPECT_EQ(slot(1).events.size(), 1u);
+}
+
+// A record without its index is half a record: a callback would look into what is not there.
+TEST_P(GarbageTest, ARecordWithoutItsIndexIsSkippedEverywhere) {
+    const ClientPtr client = connect();
+    const std::string key = "p_libpub.cap_table:/half";
+    ASSERT_EQ(put_int(client, "/half", 1), 0);
+    ASSERT_EQ(put_int(client, "/whole", 1), 0);
+    for (const bool is_empty : {false, true}) {
+        StandardError printed;
+        raw().must({"HDEL", key, "5"});
+        if (is_empty) {
+            raw().must({"HSET", key, "5", ""});
+        }
+        const HashResultPtr result = read(client, Cap("/half").message());
+        ASSERT_NE(result, nullptr);
+        EXPECT_EQ(result->error_code, OX_MOM_E_DECODE);
+        EXPECT_EQ(result->record, nullptr);
+        EXPECT_NE(std::string(ox_mom_last_error()).find(key), std::string::npos) << ox_mom_last_error();
+        EXPECT_EQ(stored_state<CapTable>(client).size(), 1U) << "a scan";
+        EXPECT_NE(printed.text().find(key), std::string::npos) << printed.text();
+    }
+    // Followers of the type, and of the field as the record is now and as it is after a loss.
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(follow_field(client, Cap("/half").message(), kInt, on_field<1>), 0);
+    {
+        StandardError printed;
+        raw().must({"CLIENT", "KILL", "TYPE", "pubsub"});
+        ASSERT_TRUE(pump_until(client, [] { return recorder().reconnections.size() == 1; }));
+        EXPECT_TRUE(slot(1).events.empty());
+        EXPECT_NE(printed.text().find("skipped"), std::string::npos) << printed.text();
+    }
+    ASSERT_EQ(put_int(client, "/half", 2), 0);
+    ASSERT_TRUE(settle(client, client));
+    EXPECT_EQ(slot(1).commands(), (std::vector<int32_t>{4})) << "a write makes it whole";
+}
+
+TEST_P(GarbageTest, NotificationsOfHalfRecordsAreReportedAndSkipped) {
+    const ClientPtr client = connect();
+    RedisConnection listener = server().connection();
+    listener.must({"PSUBSCRIBE", "*"});
+    ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);
+    ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, on_field<1>), 0);
+    ASSERT_TRUE(settle(client, client));
+    StandardError printed;
+    int published = 0;
+    const mom::StoredFields no_index = {{.number = kInt, .value = "8\x05"}};
+    const mom::StoredFields empty_index = {{.number = kIndex, .value = ""}, {.number = kInt, .value = "8\x05"}};
+    for (const int32_t cmd : {OX_MOM_CMD_DELIVERED, OX_MOM_CMD_DELETED}) {
+        for (const mom::StoredFields &fields : {mom::StoredFields(), no_index, empty_index}) {
+            const std::string text = mom::encode_notification(cmd, std::vector<int32_t>{kInt}, fields);
+            raw().must({"PUBLISH", "mom:28:p_libpub.cap_table", text});
+            ++published;
+            if (cmd == OX_MOM_CMD_DELIVERED) {
+                raw().must({"PUBLISH", "mom:28:p_libpub.cap_table:/a", text});
+                ++published;
+            }
+        }
+    }
+    ASSERT_TRUE(settle(client, client));
+    EXPECT_EQ(slot(0).commands(), (std::vector<int32_t>{29}));
+    EXPECT_TRUE(slot(1).events.empty());
+    EXPECT_EQ(printed.lines(), published);
 }
 
 TEST_P(GarbageTest, WhatOthersPublishIsReportedAndFollowingGoesOn) {

@@ -97,6 +97,7 @@ std::optional<void *> DecodedNotification::for_record(const ProtobufCMessageDesc
 std::optional<void *> DecodedNotification::for_field(const ProtobufCMessageDescriptor &type) {
     if (notification_.cmd == OX_MOM_CMD_DELETED) {
         notification_.fields.clear();  // a field callback learns of the deletion, not of what was deleted
+        no_record_ = true;
     }
     if (!decode(type)) {
         return std::nullopt;
@@ -116,7 +117,8 @@ bool DecodedNotification::decode(const ProtobufCMessageDescriptor &type) {
     }
     if (index_of(type)) {
         const bool right_kind = notification_.cmd == OX_MOM_CMD_DELIVERED || notification_.cmd == OX_MOM_CMD_DELETED;
-        good_ = right_kind && decode_hash(type, notification_.fields, channel_.key, arena_, *result_) == 0;
+        const bool is_whole = !notification_.fields.empty() || no_record_;
+        good_ = right_kind && is_whole && decode_hash(type, notification_.fields, channel_.key, arena_, *result_) == 0;
     } else {
         const bool right_kind = notification_.cmd == OX_MOM_CMD_WRITTEN || notification_.cmd == OX_MOM_CMD_DELETED;
         result_->record = right_kind ? decode_message(type, notification_.bytes, arena_) : nullptr;

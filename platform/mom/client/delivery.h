@@ -105,6 +105,7 @@ private:
     const ProtobufCMessageDescriptor *decoded_as_ = nullptr;
     MomHashResult *result_ = nullptr;
     bool good_ = false;
+    bool no_record_ = false;  // is meant to be in the result
 };
 
 }  // namespace mom

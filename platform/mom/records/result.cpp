@@ -7,6 +7,7 @@
 
 #include "core/error.h"
 #include "records/decoding.h"
+#include "records/notification.h"
 
 namespace mom {
 
@@ -82,6 +83,9 @@ int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &
     const auto refuse = [&](int32_t code, const char *why) {
         return result.error_code = fail(code, "%.*s %s", static_cast<int>(where.size()), where.data(), why);
     };
+    if (index_in(fields).empty()) {
+        return refuse(OX_MOM_E_DECODE, "has no index");
+    }
     auto *ids = static_cast<int32_t *>(arena.allocate(fields.size() * sizeof(int32_t)));
     ProtobufCMessage *record = ids ? decode_fields(type, fields, arena) : nullptr;
     if (!record) {
