@@ -164,11 +164,12 @@ int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db);
  * Sets the one reconnection callback of a database (cb NULL: none). After a loss and once all connected databases are
  * back, the client (1) renews its field subscriptions and delivers the present value of each once, (2) has forgotten
  * its record subscriptions, so that the callback makes them anew, (3) calls the callbacks in order of database, and (4)
- * tells those who follow a type as before what they missed: each record that they were told of and that the store no
- * longer has, as it last was, with cmd 3, then each that is not as they were told, as it is now. Of all types that are
- * followed by then, before the message 29 of any: what a callback loads when it is told that is never judged by what is
- * out of date. A record that is new is for the callback to load. If the store is lost again meanwhile, all of it begins
- * afresh; nothing is forgotten.
+ * tells those who follow a type again what they missed. Of the type that is followed first: message 29, and in it the
+ * callback's own scan; then each record that it was told of and that the store no longer has, as it last was, with cmd
+ * 3; then, if there was one, what is new or not as it was told, once more, lest a deletion has undone it. All other
+ * types are told what they missed before that first 29, deletions and then what is not as it was told, so that what is
+ * loaded is never judged by what is out of date; they load with their own 29. If the store is lost again meanwhile,
+ * all of it begins afresh; nothing is forgotten.
  *
  * For that a client keeps, of the types that are followed, the records that it has told and that have not been deleted,
  * each in about its stored size and 100 bytes more. A record that was told in a scan by the type's follower counts.

@@ -355,14 +355,12 @@ int32_t Client::deliver_confirmation(const Delivery &delivery) {
     if (!Subscriptions::find_unconfirmed(*delivery.channel, delivery.cb, delivery.place)) {
         return 0;  // renewed, lapsed or confirmed since
     }
-    int32_t made = delivery.channel->is_compared ? 0 : reload();
-    if (!delivery.channel->is_compared || destroyed_) {
-        return made;
-    }
-    if (auto *subscription = Subscriptions::find_unconfirmed(*delivery.channel, delivery.cb, delivery.place)) {
-        made += confirm(*delivery.channel, *subscription);
-    }
-    return made;
+    return delivery.channel->is_compared ? confirm_at(delivery) : confirm_after_loss(delivery);
+}
+
+int32_t Client::confirm_at(const Delivery &delivery) {
+    auto *subscription = Subscriptions::find_unconfirmed(*delivery.channel, delivery.cb, delivery.place);
+    return subscription ? confirm(*delivery.channel, *subscription) : 0;
 }
 
 int32_t Client::confirm(const Channel &channel, RecordSubscription &subscription) {

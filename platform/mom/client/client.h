@@ -128,6 +128,7 @@ private:
                                  const Delivery &delivery);
     int32_t deliver_present(const Delivery &delivery);
     int32_t deliver_confirmation(const Delivery &delivery);
+    int32_t confirm_at(const Delivery &delivery);
     int32_t confirm(const Channel &channel, RecordSubscription &subscription);
     int32_t deliver_restored(const Delivery &delivery);
 
@@ -135,8 +136,9 @@ private:
     ToldRecords *told_of(int32_t db, const ProtobufCMessageDescriptor &type);
     struct Missed;
     class Comparison;
-    int32_t reload();
-    int32_t tell_missed(std::vector<Missed> &missed);
+    int32_t confirm_after_loss(const Delivery &delivery);
+    int32_t reload(Channel &first, std::vector<Missed> &after);
+    int32_t tell_missed(std::vector<Missed> &missed, uint64_t returns);
     int32_t tell_missed(const Missed &missed);
 
     MomClient *handle_ = nullptr;

@@ -1,7 +1,8 @@
-// What a client tells when the store is back after a loss and its types are followed again: what was missed, deletions
-// first, of all types before any of them is confirmed and so loaded. Loading a type judges a card by what is known of
-// it from the others: one that was pulled must not be found ready by what there still is of it. And were an old record
-// deleted only after the loading, that would undo the new one of the same card.
+// What a client tells when the store is back after a loss and its types are followed again: what was missed.
+//
+// The first type that is followed again is confirmed, and so loaded, and then its deletions are told. What the other
+// types have missed, deletions first, is told before that: loading a type judges a card by what is known of it from
+// the others, and one that was pulled must not be found ready by what there still is of it.
 #include <algorithm>
 #include <new>
 
@@ -20,7 +21,9 @@ struct Client::Missed {
 
 class Client::Comparison final : public ScanVisitor {
 public:
-    explicit Comparison(std::vector<Missed> &changed) : changed_(changed) {}
+    // first: the type that is loaded before the rest of what it missed is told.
+    Comparison(Channel &first, std::vector<Missed> &changed, std::vector<Missed> &loaded)
+        : first_(first), changed_(changed), loaded_(loaded) {}
 
     int32_t compare(Store &store, Channel &channel) {
         channel_ = &channel;
@@ -50,23 +53,51 @@ public:
 
 private:
     void on_record(std::string_view index, std::string_view bytes) {
-        if (channel_->told.found(index, bytes)) {
+        const ToldRecords::Found found = channel_->told.found(index, bytes);
+        if (found == ToldRecords::Found::kAsTold) {
+            return;
+        }
+        if (channel_ == &first_) {
+            loaded_.push_back({channel_, {index, index}, ToldRecord::State::kCurrent});
+        } else if (found == ToldRecords::Found::kChanged) {
             changed_.push_back({channel_, {index, bytes}, ToldRecord::State::kChanged});
         }
     }
 
+    Channel &first_;
     std::vector<Missed> &changed_;
+    std::vector<Missed> &loaded_;
     Channel *channel_ = nullptr;
     std::string bytes_;
 };
 
+// The first confirmation since the loss.
+int32_t Client::confirm_after_loss(const Delivery &delivery) {
+    const uint64_t returns = returns_;
+    Channel &channel = *delivery.channel;
+    std::vector<Missed> after;
+    int32_t made = reload(channel, after);
+    if (!channel.is_compared || destroyed_) {
+        return made;
+    }
+    made += confirm_at(delivery);
+    // Each callback loads before it is told what has vanished.
+    for (size_t i = 0; !after.empty() && i < channel.records.size() && !destroyed_ && returns == returns_; ++i) {
+        if (channel.records[i].lapsed_before && channel.records[i].is_unconfirmed()) {
+            made += confirm(channel, channel.records[i]);
+        }
+    }
+    return destroyed_ ? made : made + tell_missed(after, returns);
+}
+
 // What can't be compared now is compared when the store is back next: what was told is kept until then.
-int32_t Client::reload() {
+int32_t Client::reload(Channel &first, std::vector<Missed> &after) {
     const uint64_t returns = returns_;
     const std::vector<Channel *> channels = subscriptions_.to_compare();
     std::vector<Missed> missed;
     std::vector<Missed> changed;
-    Comparison comparison(changed);
+    std::vector<Missed> loaded;
+    Comparison comparison(first, changed, loaded);
     for (Channel *channel : channels) {
         const int32_t code = comparison.compare(*store_, *channel);
         if (code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT) {
@@ -83,19 +114,28 @@ int32_t Client::reload() {
             continue;
         }
         for (ToldRecord &record : channel->told.missing()) {
-            missed.push_back({channel, std::move(record), ToldRecord::State::kVanished});
+            if (channel == &first) {
+                after.push_back({channel, std::move(record), ToldRecord::State::kNotFound});
+            } else {
+                missed.push_back({channel, std::move(record), ToldRecord::State::kVanished});
+            }
         }
+    }
+    // The deletion of an old record may undo what was loaded of a new one of the same card: that is told once more.
+    if (!after.empty()) {
+        after.insert(after.end(), std::make_move_iterator(loaded.begin()), std::make_move_iterator(loaded.end()));
     }
     missed.insert(missed.end(), std::make_move_iterator(changed.begin()), std::make_move_iterator(changed.end()));
     for (Channel *channel : channels) {
-        channel->told.vanish_missing();
+        if (channel != &first) {
+            channel->told.vanish_missing();
+        }
         channel->is_compared = true;
     }
-    return tell_missed(missed);
+    return tell_missed(missed, returns);
 }
 
-int32_t Client::tell_missed(std::vector<Missed> &missed) {
-    const uint64_t returns = returns_;
+int32_t Client::tell_missed(std::vector<Missed> &missed, uint64_t returns) {
     int32_t made = 0;
     size_t done = 0;
     const auto keep_the_rest = [&] {
@@ -120,12 +160,17 @@ int32_t Client::tell_missed(std::vector<Missed> &missed) {
 int32_t Client::tell_missed(const Missed &missed) {
     Channel &channel = *missed.channel;
     const bool is_hash = index_of(*channel.records.front().type) != nullptr;
+    const bool is_deletion = missed.what == ToldRecord::State::kVanished || missed.what == ToldRecord::State::kNotFound;
+    std::string bytes(missed.record.bytes());
+    if (missed.what == ToldRecord::State::kNotFound) {
+        channel.told.vanish(missed.record.index());
+    } else if (missed.what == ToldRecord::State::kCurrent) {
+        bytes = channel.told.bytes_of(missed.record.index());
+    }
     const ScratchPool::Lease scratch(scratches_);
     Notification &notification = scratch.notification();
-    read_stored(is_hash, missed.record.bytes(), notification);
-    notification.cmd = missed.what == ToldRecord::State::kVanished ? OX_MOM_CMD_DELETED
-                       : is_hash                                   ? OX_MOM_CMD_DELIVERED
-                                                                   : OX_MOM_CMD_WRITTEN;
+    read_stored(is_hash, bytes, notification);
+    notification.cmd = is_deletion ? OX_MOM_CMD_DELETED : is_hash ? OX_MOM_CMD_DELIVERED : OX_MOM_CMD_WRITTEN;
     DecodedNotification decoded(notification, channel, scratch.arena());
     return call_record_callbacks(channel, notification, decoded, {.place = UINT64_MAX, .of_missed = true});
 }

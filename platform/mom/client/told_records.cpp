@@ -30,14 +30,14 @@ void ToldRecords::begin_comparison() {
     }
 }
 
-bool ToldRecords::found(std::string_view index, std::string_view bytes) {
+ToldRecords::Found ToldRecords::found(std::string_view index, std::string_view bytes) {
     const auto record = records_.find(index);
     if (record == records_.end()) {
-        return false;
+        return Found::kNew;
     }
     const bool has_changed = record->bytes() != bytes;
     mutable_record(*record).state = has_changed ? State::kChanged : State::kCurrent;
-    return has_changed;
+    return has_changed ? Found::kChanged : Found::kAsTold;
 }
 
 std::vector<ToldRecord> ToldRecords::missing() const {
@@ -52,6 +52,12 @@ void ToldRecords::vanish_missing() noexcept {
         if (record.state == State::kNotFound) {
             mutable_record(record).vanish();
         }
+    }
+}
+
+void ToldRecords::vanish(std::string_view index) noexcept {
+    if (const auto record = records_.find(index); record != records_.end()) {
+        mutable_record(*record).vanish();
     }
 }
 

@@ -66,15 +66,18 @@ public:
 
     // The comparison with the store: begin, then each record that the store has. Nothing may be kept meanwhile.
     void begin_comparison();
-    // Whether it is not as it was told.
-    bool found(std::string_view index, std::string_view bytes);
+    enum class Found : uint8_t { kAsTold, kChanged, kNew };
+    Found found(std::string_view index, std::string_view bytes);
     // Copies of those that were not found; from vanish_missing() on they have vanished, each until it is kept again, or
     // its deletion comes late, or it is known that it was not told.
     std::vector<ToldRecord> missing() const;
     void vanish_missing() noexcept;
+    void vanish(std::string_view index) noexcept;
     void was_not_told(const ToldRecord &vanished) noexcept;
 
     bool is(State state, std::string_view index) const;
+    // Of one that is there.
+    std::string_view bytes_of(std::string_view index) const { return records_.find(index)->bytes(); }
 
     bool empty() const { return records_.empty(); }
 
