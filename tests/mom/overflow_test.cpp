@@ -1,6 +1,11 @@
 // Followers that fall too far behind load afresh instead of growing.
 #include "mom_test.h"
 
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+
 namespace mom_test {
 namespace {
 
@@ -85,6 +90,65 @@ TEST(EmbeddedOverflowTest, WhatIsWithinTheBoundIsAllDelivered) {
     }
     ASSERT_TRUE(pump_until(client, [] { return slot().events.size() == kBound; }));
     EXPECT_EQ(slot().events.back().as<CapTable>().int32_value, kBound - 1);
+}
+
+// What the process has in memory, in MiB.
+double resident() {
+    std::ifstream statm("/proc/self/statm");
+    long pages = 0;
+    statm >> pages >> pages;
+    return static_cast<double>(pages) * static_cast<double>(sysconf(_SC_PAGESIZE)) / (1 << 20);
+}
+
+TEST(EmbeddedOverflowTest, FewNotificationsOfManyBytesAreTooMuchToo) {
+    const ClientPtr client = test_support::connect_client("mem:bytes", {kGlobalDb});
+    const ClientPtr writer = test_support::connect_client("mem:bytes", {kGlobalDb});
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(follow<CapTable>(client, [](MomClient *, MomMsg *) { return 0; }), 0);
+    ASSERT_EQ(ox_mom_client_process(client.get(), 0), 1);
+    std::string text(1 << 20, 'x');
+    Cap cap("/a");
+    cap.record.str_value = text.data();
+    const double before = resident();
+    double most = 0;
+    for (int i = 0; i < 60; ++i) {
+        ASSERT_EQ(put(writer, cap.message(), {kStr}), 0);
+    }
+    ASSERT_EQ(ox_mom_client_process(client.get(), 0), 60) << "within the bound";
+    EXPECT_TRUE(recorder().reconnections.empty());
+    for (int i = 0; i < 500; ++i) {
+        ASSERT_EQ(put(writer, cap.message(), {kStr}), 0);
+        most = std::max(most, resident());
+    }
+    ASSERT_TRUE(pump_until(client, [] { return recorder().reconnections.size() == 1; }));
+    text.resize(1);
+    cap.record.str_value = text.data();
+    ASSERT_EQ(put(writer, cap.message(), {kStr}), 0);
+    while (ox_mom_client_process(client.get(), 0) > 0) {
+    }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(most - before, 100);
+    EXPECT_LT(resident() - before, 20) << "and gives it back";
+#endif
+}
+
+// Short ones that have waited leave nothing behind either.
+TEST(EmbeddedOverflowTest, WhatHasWaitedTakesNoMemoryAfterwards) {
+    const ClientPtr client = test_support::connect_client("mem:waited", {kGlobalDb});
+    ASSERT_EQ(follow<CapTable>(client, [](MomClient *, MomMsg *) { return 0; }), 0);
+    std::string text(900, 'x');
+    Cap cap("/a");
+    cap.record.str_value = text.data();
+    const double before = resident();
+    for (int i = 0; i < 60000; ++i) {
+        ASSERT_EQ(put(client, cap.message(), {kStr}), 0);
+    }
+    EXPECT_GT(resident() - before, 40);
+    while (ox_mom_client_process(client.get(), 0) > 0) {
+    }
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(resident() - before, 25);
+#endif
 }
 
 class ServerOverflowTest : public ServerTest {};

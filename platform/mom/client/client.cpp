@@ -82,10 +82,8 @@ int32_t Client::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, Mo
         return code;
     }
     Channel &channel = subscriptions_.find_or_add(name, db, type.name);
-    Delivery &confirmation = put(Delivery::Kind::kConfirmation);
-    confirmation.channel = &channel;
-    confirmation.cb = cb;
-    Subscriptions::put_record(channel, {.type = &type, .cb = cb, .since = confirmation.place});
+    const uint64_t place = put({.kind = Delivery::Kind::kConfirmation, .channel = &channel, .cb = cb});
+    Subscriptions::put_record(channel, {.type = &type, .cb = cb, .since = place});
     return 0;
 }
 
@@ -116,12 +114,12 @@ void Client::on_notification(std::string_view channel_name, std::string_view not
     if (!channel) {
         return;
     }
-    if (queue_.size() >= kQueueLimit) {
+    if (queue_.is_full()) {
         queue_.clear();
         store_->fall_behind("more notifications came than are kept waiting");
         return;
     }
-    put(Delivery::Kind::kNotification, notification).channel = channel;
+    put({.kind = Delivery::Kind::kNotification, .channel = channel}, notification);
 }
 
 void Client::on_restored() {
@@ -131,12 +129,12 @@ void Client::on_restored() {
     subscriptions_.lapse_records();
     ++returns_;
     for (Channel *channel : lasting) {
-        put(Delivery::Kind::kPresent).channel = channel;
+        put({.kind = Delivery::Kind::kPresent, .channel = channel});
     }
     bool has_callbacks = false;
     for (int32_t db = 0; db < kDatabases; ++db) {
         if (store_->is_connected(db)) {
-            put(Delivery::Kind::kRestored).db = db;
+            put({.kind = Delivery::Kind::kRestored, .db = db});
             has_callbacks = has_callbacks || reconnect_cbs_[static_cast<size_t>(db)];
         }
     }
@@ -152,8 +150,10 @@ std::vector<std::string> Client::lasting_channels() const {
     return names;
 }
 
-Delivery &Client::put(Delivery::Kind kind, std::string_view notification) {
-    return queue_.push(kind, ++place_, notification);
+uint64_t Client::put(Delivery delivery, std::string_view notification) {
+    delivery.place = place_ + 1;
+    queue_.push(delivery, notification);
+    return ++place_;
 }
 
 void Client::show(MomClientStatus &status) {
@@ -198,12 +198,12 @@ int32_t Client::process(int32_t timeout_ms) {
 // keep their caller for ever.
 int32_t Client::deliver_waiting() {
     int32_t made = 0;
-    Delivery delivery;
+    std::string notification;
     for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_; --waiting) {
-        queue_.pop(delivery);
         try {
+            const Delivery delivery = queue_.pop(notification);
             load_failed_ = false;
-            made += deliver(delivery);
+            made += deliver(delivery, notification);
             if (load_failed_ && !destroyed_) {
                 store_->fall_behind("a callback could not load what is stored");  // until it can
             }
@@ -230,7 +230,7 @@ int32_t Client::deliver_attached() {
     return made;
 }
 
-int32_t Client::deliver(Delivery &delivery) {
+int32_t Client::deliver(const Delivery &delivery, std::string_view notification) {
     switch (delivery.kind) {
         case Delivery::Kind::kConfirmation:
             return deliver_confirmation(delivery);
@@ -239,7 +239,7 @@ int32_t Client::deliver(Delivery &delivery) {
         case Delivery::Kind::kRestored:
             return deliver_restored(delivery);
         case Delivery::Kind::kNotification:
-            return deliver_notification(delivery, delivery.notification);
+            return deliver_notification(delivery, notification);
     }
     return 0;
 }

@@ -110,11 +110,11 @@ private:
     void on_restored() override;
     std::vector<std::string> lasting_channels() const override;
 
-    Delivery &put(Delivery::Kind kind, std::string_view notification = {});
+    uint64_t put(Delivery delivery, std::string_view notification = {});
     int32_t deliver_waiting();
     int32_t deliver_attached();
     bool has_waiting() const { return !queue_.empty() || attachments_.ready() > 0; }
-    int32_t deliver(Delivery &delivery);
+    int32_t deliver(const Delivery &delivery, std::string_view notification);
     int32_t deliver_notification(const Delivery &delivery, std::string_view text);
     // Which of a channel's callbacks are told: of a notification, those who followed before it came; of what was
     // missed, those who followed before the loss and do again.

@@ -1,7 +1,8 @@
 #include "client/delivery.h"
 
-#include <algorithm>
+#include <cstring>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 #include "core/tell.h"
@@ -13,57 +14,24 @@ namespace mom {
 namespace {
 
 constexpr size_t kScratchCapacity = 2048;  // more than any record of usual length; a longer one overflows
-constexpr size_t kFirstRing = 64;
-constexpr size_t kKeptRing = 1024;  // a longer one is not kept once it is empty
 
 }  // namespace
 
-Delivery &DeliveryQueue::push(Delivery::Kind kind, uint64_t place, std::string_view notification) {
-    reserve(1);
-    Delivery &slot = ring_[(first_ + count_) % ring_.size()];
-    slot.notification = notification;
-    ++count_;  // only now that nothing can fail any more
-    slot.kind = kind;
-    slot.place = place;
-    slot.channel = nullptr;
-    slot.cb = nullptr;
-    slot.db = 0;
-    return slot;
+void DeliveryQueue::push(const Delivery &delivery, std::string_view notification) {
+    std::byte *room = pieces_.push(sizeof delivery + notification.size());
+    std::memcpy(room, &delivery, sizeof delivery);
+    std::memcpy(room + sizeof delivery, notification.data(), notification.size());
 }
 
-void DeliveryQueue::reserve(size_t more) {
-    if (count_ + more > ring_.size()) {
-        grow(count_ + more);
-    }
-}
-
-void DeliveryQueue::pop(Delivery &into) {
-    Delivery &slot = ring_[first_];
-    into.notification.swap(slot.notification);
-    into.kind = slot.kind;
-    into.place = slot.place;
-    into.channel = slot.channel;
-    into.cb = slot.cb;
-    into.db = slot.db;
-    first_ = (first_ + 1) % ring_.size();
-    if (--count_ == 0 && ring_.size() > kKeptRing) {
-        clear();
-    }
-}
-
-void DeliveryQueue::clear() {
-    ring_ = {};
-    first_ = 0;
-    count_ = 0;
-}
-
-void DeliveryQueue::grow(size_t least) {
-    std::vector<Delivery> larger(std::max({kFirstRing, ring_.size() * 2, least}));
-    for (size_t i = 0; i < count_; ++i) {
-        larger[i] = std::move(ring_[(first_ + i) % ring_.size()]);
-    }
-    ring_ = std::move(larger);
-    first_ = 0;
+Delivery DeliveryQueue::pop(std::string &notification) {
+    static_assert(std::is_trivially_copyable_v<Delivery>);
+    Delivery delivery;
+    const std::byte *piece = pieces_.front();
+    std::memcpy(&delivery, piece, sizeof delivery);
+    notification.assign(reinterpret_cast<const char *>(piece) + sizeof delivery,
+                        pieces_.front_size() - sizeof delivery);
+    pieces_.pop();
+    return delivery;
 }
 
 std::unique_ptr<Scratch> ScratchPool::take() {

@@ -10,6 +10,8 @@
 #include <vector>
 
 #include "client/subscriptions.h"
+#include "core/fifo.h"
+#include "core/store.h"
 #include "ox_mom.h"
 #include "records/notification.h"
 #include "records/result.h"
@@ -29,27 +31,24 @@ struct Delivery {
     Channel *channel = nullptr;
     MomMsgCb cb = nullptr;
     int32_t db = 0;
-    std::string notification = {};
 };
 
-// First in, first out. The memory of notifications goes round: none is allocated for each.
 class DeliveryQueue {
 public:
-    bool empty() const { return count_ == 0; }
-    size_t size() const { return count_; }
+    bool empty() const { return pieces_.empty(); }
+    size_t size() const { return pieces_.count(); }
+    bool is_full() const { return is_queue_full(pieces_.count(), pieces_.bytes()); }
 
-    Delivery &push(Delivery::Kind kind, uint64_t place, std::string_view notification = {});
+    // The bytes of the notification apart.
+    void push(const Delivery &delivery, std::string_view notification = {});
     // So many more without a notification will need no memory.
-    void reserve(size_t more);
-    void pop(Delivery &into);
-    void clear();
+    void reserve(size_t more) { pieces_.reserve(more, sizeof(Delivery)); }
+    // The memory of the text is used again.
+    Delivery pop(std::string &notification);
+    void clear() { pieces_.clear(); }
 
 private:
-    void grow(size_t least);
-
-    std::vector<Delivery> ring_;
-    size_t first_ = 0;
-    size_t count_ = 0;
+    Fifo pieces_;
 };
 
 // What a notification is read and decoded into, kept from one delivery to the next. A delivery inside a delivery takes

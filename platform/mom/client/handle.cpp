@@ -1,7 +1,5 @@
 #include "client/handle.h"
 
-#include <pthread.h>
-
 #include "core/error.h"
 
 namespace {
@@ -10,16 +8,11 @@ using mom::fail;
 
 std::atomic<MomClient *> newest{nullptr};
 
-// A number for each thread that owns a client. Never used again, as a thread's own id may be; and a forked child's
-// thread begins without one.
+// A number for each thread that owns a client. Never used again, as a thread's own id may be.
 std::atomic<uint64_t> last_owner{0};
-std::atomic<uint64_t> last_owner_before_fork{0};
 
 uint64_t number_of_caller() {
-    [[maybe_unused]] static const int once = pthread_atfork(nullptr, nullptr, [] {
-        last_owner_before_fork = last_owner.load();
-        mom::caller.number = 0;
-    });
+    mom::count_forks();
     if (mom::caller.number == 0) {
         mom::caller.number = ++last_owner;
     }
@@ -39,7 +32,7 @@ MomClient *MomClient::of(mom::Client &client) {
 mom::Client *MomClient::refuse(int32_t *code) const {
     if (!client_.load(std::memory_order_relaxed)) {
         *code = fail(OX_MOM_E_DESTROYED, "the client has been destroyed");
-    } else if (owner_ <= last_owner_before_fork) {
+    } else if (fork_generation_ != mom::fork_generation()) {
         *code = fail(OX_MOM_E_FORK, "the client belongs to the process that this one was forked from");
     } else {
         *code = fail(OX_MOM_E_THREAD, "the client belongs to another thread");

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/caller.h"
+#include "core/fork.h"
 #include "ox_mom.h"
 
 namespace mom {
@@ -23,15 +24,20 @@ struct MomClient {
         return client && is_of(caller) ? client : refuse(code);
     }
 
-    bool is_of(const mom::Caller &caller) const { return owner_ == caller.number; }
+    // The thread that forks has its number in the child, too.
+    bool is_of(const mom::Caller &caller) const {
+        return owner_ == caller.number && fork_generation_ == mom::fork_generation();
+    }
     void close() { client_.store(nullptr, std::memory_order_relaxed); }
 
 private:
-    MomClient(mom::Client &client, uint64_t owner) : client_(&client), owner_(owner) {}
+    MomClient(mom::Client &client, uint64_t owner)
+        : client_(&client), owner_(owner), fork_generation_(mom::fork_generation()) {}
 
     mom::Client *refuse(int32_t *code) const;
 
     std::atomic<mom::Client *> client_;  // only the owner changes it, and only the owner goes where it points
     const uint64_t owner_;
+    const uint32_t fork_generation_;
     MomClient *older_ = nullptr;  // all are found from the newest one: kept, not leaked
 };

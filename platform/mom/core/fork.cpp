@@ -6,8 +6,11 @@ namespace mom {
 
 constinit std::atomic<uint32_t> forks{0};
 
+// pthread_once() and not a static variable: a child that was forked while another thread was at it would wait for that
+// thread for ever.
 void count_forks() {
-    [[maybe_unused]] static const int once = pthread_atfork(nullptr, nullptr, [] { ++forks; });
+    static pthread_once_t once = PTHREAD_ONCE_INIT;
+    pthread_once(&once, [] { pthread_atfork(nullptr, nullptr, [] { ++forks; }); });
 }
 
 }  // namespace mom
