@@ -13,7 +13,9 @@
  *     thread. A client leaves a few bytes behind for that.
  *  2. Callbacks. Every callback runs on the client's thread inside ox_mom_client_process(), except those of a scan,
  *     which run before ox_mom_scan_sync() returns. A callback may call any function of its client, process() and
- *     destroy() included. What a callback is given is valid until it returns.
+ *     destroy() included, and it may end its thread with pthread_exit(). What a callback is given is valid until it
+ *     returns. A thread that is cancelled with pthread_cancel() ends at once where process() waits, and otherwise after
+ *     the call: cancellation is held off in all of them, and in callbacks.
  *  3. Statuses. 0 is success, everything else one of the OX_MOM_E_ codes below; ox_mom_strerror() names a code,
  *     ox_mom_last_error() tells in words why this thread's latest call failed. Every call of a client may fail with
  *     ARGUMENT (a NULL argument), THREAD, FORK, DESTROYED (before the call, or by a callback of it) and MEMORY, every

@@ -41,8 +41,9 @@ int32_t ended(int32_t code, Caller &caller) {
     return code;
 }
 
+// None of these is noexcept: a callback that ends its thread is unwound through them.
 template <class Work>
-int32_t run(MomClient *handle, const Caller &caller, Work work) noexcept {
+int32_t run(MomClient *handle, const Caller &caller, Work work) {
     int32_t code = 0;
     Client *client = open(handle, caller, &code);
     if (!client) {
@@ -61,14 +62,14 @@ int32_t run(MomClient *handle, const Caller &caller, Work work) noexcept {
 }
 
 template <class Work>
-int32_t call(MomClient *handle, Work work) noexcept {
+int32_t call(MomClient *handle, Work work) {
     Caller &caller = mom::caller;
     return ended(run(handle, caller, work), caller);
 }
 
 // The same for what needs a message.
 template <class Work>
-int32_t call(MomClient *handle, const ProtobufCMessage *message, Work work) noexcept {
+int32_t call(MomClient *handle, const ProtobufCMessage *message, Work work) {
     return call(handle, [&](Client &client) {
         if (!message || !message->descriptor) {
             return fail(OX_MOM_E_ARGUMENT, "%s", message ? "the message has no descriptor" : "the message is NULL");
@@ -79,7 +80,7 @@ int32_t call(MomClient *handle, const ProtobufCMessage *message, Work work) noex
 
 // The same for what needs a connected database too.
 template <class Work>
-int32_t call(MomClient *handle, int32_t db, const ProtobufCMessage *message, Work work) noexcept {
+int32_t call(MomClient *handle, int32_t db, const ProtobufCMessage *message, Work work) {
     return call(handle, message, [&](Client &client, const ProtobufCMessageDescriptor &type) {
         const int32_t code = client.check_connected(db);
         return code != 0 ? code : work(client, type);

@@ -27,6 +27,7 @@ MomClient *Client::create(const StoreName &name, Millis timeout) {
 }
 
 Client::CallScope::~CallScope() {
+    client_.cancel_state_ = outer_cancel_state_;
     if (--client_.depth_ > 0) {
         return;
     }
@@ -177,7 +178,7 @@ int32_t Client::process(int32_t timeout_ms) {
         deadline = timeout_ms > 0 ? Clock::now() + *left : deadline;
     }
     for (;;) {
-        const bool interrupted = !loop_.run(has_waiting() ? Millis(0) : left);
+        const bool interrupted = !loop_.run(has_waiting() ? Millis(0) : left, cancel_state_);
         const int32_t made = deliver_waiting();
         if (destroyed_) {
             return fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback");

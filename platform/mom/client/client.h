@@ -6,6 +6,7 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/attachments.h"
@@ -13,6 +14,7 @@
 #include "client/handle.h"
 #include "client/standing.h"
 #include "client/subscriptions.h"
+#include "core/cancellation.h"
 #include "core/loop.h"
 #include "core/store.h"
 #include "ox_mom.h"
@@ -29,17 +31,23 @@ public:
     Client &operator=(const Client &) = delete;
     ~Client();
 
-    // A call of the client, from its beginning to its end. What must wait for the end of the outermost one, when no
-    // callback is under way, is done there: destroying the client, and making fd() readable for what is in the queue.
+    // A call of the client, from its beginning to its end, in which its thread is not cancelled. What must wait for the
+    // end of the outermost one, when no callback is under way, is done there: destroying the client, and making fd()
+    // readable for what is in the queue. A callback may end its thread: then this is run, too.
     class CallScope {
     public:
-        explicit CallScope(Client &client) : client_(client) { ++client_.depth_; }
+        explicit CallScope(Client &client)
+            : client_(client), outer_cancel_state_(std::exchange(client.cancel_state_, state_.before())) {
+            ++client_.depth_;
+        }
         CallScope(const CallScope &) = delete;
         CallScope &operator=(const CallScope &) = delete;
         ~CallScope();
 
     private:
+        CancelState state_{PTHREAD_CANCEL_DISABLE};
         Client &client_;
+        int outer_cancel_state_;
     };
 
     // Takes effect when the outermost call ends; until then every other call is refused.
@@ -143,6 +151,7 @@ private:
 
     MomClient *handle_ = nullptr;
     int depth_ = 0;
+    int cancel_state_ = PTHREAD_CANCEL_ENABLE;  // of the thread when it made the innermost call
     bool destroyed_ = false;
 
     Standing standing_;

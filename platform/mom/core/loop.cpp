@@ -34,12 +34,16 @@ void Loop::call_handler(Call call) {
     }
 }
 
-bool Loop::run(std::optional<Millis> limit) {
+int Loop::wait(int limit, int cancel_state) {
+    const CancelState state(cancel_state);
+    return epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()), limit);
+}
+
+bool Loop::run(std::optional<Millis> limit, int cancel_state) {
     if (is_inherited()) {
         return false;
     }
-    const int count = epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()),
-                                 limit ? std::max(static_cast<int>(limit->count()), 0) : -1);
+    const int count = wait(limit ? std::max(static_cast<int>(limit->count()), 0) : -1, cancel_state);
     if (count < 0) {
         return false;
     }

@@ -11,6 +11,7 @@
 #include "base/fd.h"
 #include "base/timer.h"
 #include "core/backoff.h"
+#include "core/cancellation.h"
 #include "core/fork.h"
 
 namespace mom {
@@ -46,8 +47,8 @@ public:
     int fd() const { return epoll_.get(); }
 
     // Handles what is ready; if nothing is, waits for it so long (empty: for ever). False when a signal came first. Not
-    // to be called by a handler.
-    bool run(std::optional<Millis> limit = Millis(0));
+    // to be called by a handler. Only the waiting may be cancelled, where that state of the thread allows it.
+    bool run(std::optional<Millis> limit = Millis(0), int cancel_state = PTHREAD_CANCEL_DISABLE);
 
     // Makes run() call on_wake. Any thread.
     void wake();
@@ -63,6 +64,7 @@ private:
 
     template <class Call>
     void call_handler(Call call);
+    int wait(int limit, int cancel_state);
     bool control(int operation, int fd, uint32_t events, void *source) const;
     void tell(void *source, uint32_t events);
     void forget(const Watch &watch);
