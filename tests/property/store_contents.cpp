@@ -134,6 +134,20 @@ std::vector<Deliver> StoreContents::missed(const StoreContents &now, const std::
     return missed;
 }
 
+std::vector<Deliver> StoreContents::fresh(const StoreContents &now, const std::vector<Processor> &following) const {
+    std::vector<Deliver> fresh;
+    for (const auto &[key, report] : now.records_) {
+        const auto known = records_.find(key);
+        for (const Processor processor : following) {
+            if (type_of(processor) == key.type && (known == records_.end() || !(known->second == report))) {
+                fresh.push_back({processor, report});
+                fresh.back().report.cmd = follows_a_state(key.type) ? 1 : 4;
+            }
+        }
+    }
+    return fresh;
+}
+
 void StoreContents::load(const StoreContents &now, const std::vector<Processor> &following) {
     for (const auto &[key, report] : now.records_) {
         const bool is_followed = std::ranges::any_of(

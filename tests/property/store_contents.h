@@ -31,6 +31,8 @@ public:
 
     // What processors that were told these contents have missed when the store holds those, in any order.
     std::vector<Deliver> missed(const StoreContents &now, const std::vector<Processor> &following) const;
+    // Of what followers know, those that are new or not as they were.
+    std::vector<Deliver> fresh(const StoreContents &now, const std::vector<Processor> &following) const;
     // These contents, of what is told, become what the store holds, as far as it is followed and read in scans.
     void load(const StoreContents &now, const std::vector<Processor> &following);
 

@@ -24,8 +24,9 @@ struct Seen {
     int reconnections = 0;
     std::vector<Scanned> scans;
     MomMsgCb scanning = nullptr;
-    bool is_loading = true;  // or about to be told what it missed
-    std::vector<Deliver> missed;
+    bool has_returned = false;  // from a loss, and it has not been asked what it missed
+    size_t confirmed = 0;       // since then
+    std::vector<Missed> missed;
 };
 thread_local Seen witnessed;
 
@@ -52,7 +53,8 @@ int32_t on_fence(MomClient *, MomMsg *msg, void *) {
 
 int32_t on_reconnect(MomClient *, int32_t, int32_t) {
     ++witnessed.reconnections;
-    witnessed.is_loading = false;
+    witnessed.has_returned = true;
+    witnessed.confirmed = 0;
     return 0;
 }
 
@@ -67,11 +69,11 @@ template <int kProcessor>
 int32_t on_told(MomClient *client, MomMsg *msg) {
     constexpr auto processor = static_cast<Processor>(kProcessor);
     if (msg->cmd == OX_MOM_CMD_SUBSCRIBED) {
-        witnessed.is_loading = true;
-    } else if (!witnessed.is_loading) {
+        ++witnessed.confirmed;
+    } else if (witnessed.has_returned) {
         Report report = report_of(type_of(processor), record_in(*msg));
         report.cmd = msg->cmd;
-        witnessed.missed.push_back({processor, report});
+        witnessed.missed.push_back({{processor, report}, witnessed.confirmed});
     }
     return function_of(processor)(client, msg);
 }
@@ -137,7 +139,10 @@ bool StoreFollower::reconnects() {
 
 std::vector<Scanned> StoreFollower::take_scans() { return std::exchange(witnessed.scans, {}); }
 
-std::vector<Deliver> StoreFollower::take_missed() { return std::exchange(witnessed.missed, {}); }
+std::vector<Missed> StoreFollower::take_missed() {
+    witnessed.has_returned = false;
+    return std::exchange(witnessed.missed, {});
+}
 
 }  // namespace property
 

@@ -16,6 +16,13 @@ struct Scanned {
     std::vector<Report> reports;
 };
 
+// What the library was told after a reconnection beside its scans, and how many of its types had been confirmed by
+// then.
+struct Missed {
+    Deliver told;
+    size_t confirmed;
+};
+
 // A record that the library does not follow. What is published before it arrives before it.
 void publish_fence(MomClient *publisher, int32_t number);
 
@@ -34,8 +41,8 @@ public:
     // Since the latest time.
     std::vector<Scanned> take_scans();
 
-    // What the library was told after a reconnection, before anything was confirmed.
-    std::vector<Deliver> take_missed();
+    // Since the latest reconnection; nothing is published meanwhile.
+    std::vector<Missed> take_missed();
 
 private:
     bool run_until(const std::function<bool()> &condition);

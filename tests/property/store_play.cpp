@@ -138,26 +138,61 @@ private:
         }
     }
 
-    // All that was missed has been told, each once to each, in an order of the client's own but for deletions first.
-    bool told_what_was_missed() {
-        std::vector<Deliver> missed = follower_->take_missed();
-        std::vector<Deliver> expected;
-        if (std::exchange(has_returned_, false)) {
-            expected = told_.missed(contents_, following_);
+    // What was missed, of the type that is confirmed first and of the others.
+    struct Expected {
+        std::vector<Deliver> before;  // anything is confirmed: of the others
+        std::vector<Deliver> after;   // the first has been
+    };
+
+    Expected expected_missed() const {
+        std::vector<Processor> first;
+        std::vector<Processor> others;
+        for (const Processor processor : following_) {
+            (type_of(processor) == type_of(following_.front()) ? first : others).push_back(processor);
         }
-        const bool is_all = std::is_permutation(
-            expected.begin(), expected.end(), missed.begin(), missed.end(),
-            [](const Deliver &a, const Deliver &b) { return a.processor == b.processor && a.report == b.report; });
-        const bool in_order =
-            std::ranges::is_partitioned(missed, [](const Deliver &told) { return told.report.cmd == 3; });
-        if (!is_all || !in_order) {
-            disagreement_ = "what was missed: " + std::to_string(expected.size()) + " expected, " +
-                            std::to_string(missed.size()) + " told" + (in_order ? "" : ", deletions not first");
+        Expected expected{.before = told_.missed(contents_, others), .after = told_.missed(contents_, first)};
+        std::erase_if(expected.after, [](const Deliver &told) { return told.report.cmd != 3; });
+        if (!expected.after.empty()) {
+            const std::vector<Deliver> fresh = told_.fresh(contents_, first);
+            expected.after.insert(expected.after.end(), fresh.begin(), fresh.end());
+        }
+        return expected;
+    }
+
+    // Each once to each, in an order of the client's own but for deletions first.
+    static bool are_as_expected(const std::vector<Deliver> &expected, const std::vector<Deliver> &told) {
+        return std::is_permutation(expected.begin(), expected.end(), told.begin(), told.end(),
+                                   [](const Deliver &a, const Deliver &b) {
+                                       return a.processor == b.processor && a.report == b.report;
+                                   }) &&
+               std::ranges::is_partitioned(told, [](const Deliver &one) { return one.report.cmd == 3; });
+    }
+
+    // All that was missed has been told, and in its place.
+    bool told_what_was_missed() {
+        const Expected expected = std::exchange(has_returned_, false) ? expected_missed() : Expected{};
+        Expected told;
+        for (const Missed &missed : follower_->take_missed()) {
+            (missed.confirmed == 0 ? told.before : told.after).push_back(missed.told);
+            if (missed.confirmed > 1) {
+                disagreement_ = "what was missed: told when more than the first type was confirmed";
+                return false;
+            }
+        }
+        if (!are_as_expected(expected.before, told.before) || !are_as_expected(expected.after, told.after)) {
+            disagreement_ = "what was missed: " + std::to_string(expected.before.size()) + " and then " +
+                            std::to_string(expected.after.size()) + " expected, " + std::to_string(told.before.size()) +
+                            " and " + std::to_string(told.after.size()) + " told, or not deletions first";
             return false;
         }
-        std::ranges::for_each(missed, [this](const Deliver &told) { remember(told); });
-        missed_ += missed.size();
-        due_.insert(due_.begin(), missed.begin(), missed.end());
+        for (const std::vector<Deliver> *each : {&told.before, &told.after}) {
+            std::ranges::for_each(*each, [this](const Deliver &one) { remember(one); });
+            missed_ += each->size();
+        }
+        if (!due_.empty()) {
+            due_.insert(due_.begin() + 1, told.after.begin(), told.after.end());
+        }
+        due_.insert(due_.begin(), told.before.begin(), told.before.end());
         return true;
     }
 
