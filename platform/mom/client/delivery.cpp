@@ -41,7 +41,7 @@ std::unique_ptr<Scratch> ScratchPool::take() {
         return scratch;
     }
     auto scratch = std::make_unique<Scratch>();
-    scratch->arena.reset(ResultArena::create(kScratchCapacity));
+    scratch->arena.reset(Arena::create(kScratchCapacity));
     if (!scratch->arena) {
         throw std::bad_alloc();
     }

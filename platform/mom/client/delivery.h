@@ -54,7 +54,7 @@ private:
 // What a notification is read and decoded into, kept from one delivery to the next. A delivery inside a delivery takes
 // another one.
 struct Scratch {
-    ResultArenaPtr arena;
+    ArenaPtr arena;
     Notification notification;
     std::unique_ptr<Scratch> next;  // in the pool
 };
@@ -69,7 +69,7 @@ public:
         Lease &operator=(const Lease &) = delete;
         ~Lease() { pool_.give_back(std::move(scratch_)); }
 
-        ResultArena &arena() const { return *scratch_->arena; }
+        Arena &arena() const { return *scratch_->arena; }
         Notification &notification() const { return scratch_->notification; }
 
     private:
@@ -87,7 +87,7 @@ private:
 // A notification as its listeners get it: decoded when the first of them asks, and once for all whose type is the same.
 class DecodedNotification {
 public:
-    DecodedNotification(Notification &notification, const Channel &channel, ResultArena &arena)
+    DecodedNotification(Notification &notification, const Channel &channel, Arena &arena)
         : notification_(notification), channel_(channel), arena_(arena) {}
 
     // What a record callback's message points to; empty when the notification does not decode, which is reported.
@@ -100,7 +100,7 @@ private:
 
     Notification &notification_;
     const Channel &channel_;
-    ResultArena &arena_;
+    Arena &arena_;
     const ProtobufCMessageDescriptor *decoded_as_ = nullptr;
     MomHashResult *result_ = nullptr;
     bool good_ = false;

@@ -43,7 +43,7 @@ public:
 
 private:
     // What does not decode is no reason to end the scan. What does not fit into memory is.
-    static bool skip(const ResultArena &arena) {
+    static bool skip(const Arena &arena) {
         if (arena.exhausted()) {
             throw std::bad_alloc();
         }

@@ -62,18 +62,6 @@ public:
 
     std::string_view length_prefixed() { return take(varint()); }
 
-    template <class T>
-    T fixed() {
-        // Protobuf's byte order is that of every processor that this is built for.
-        static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__);
-        T value{};
-        const std::string_view bytes = take(sizeof value);
-        if (!bad()) {
-            std::memcpy(&value, bytes.data(), sizeof value);
-        }
-        return value;
-    }
-
 private:
     const char *at_;
     const char *end_;
@@ -99,33 +87,18 @@ void skip(Cursor &cursor, unsigned wire_type) {
     }
 }
 
-unsigned wire_type_of(ProtobufCType type) {
-    switch (type) {
-        case PROTOBUF_C_TYPE_SFIXED32:
-        case PROTOBUF_C_TYPE_FIXED32:
-        case PROTOBUF_C_TYPE_FLOAT:
-            return PROTOBUF_C_WIRE_TYPE_32BIT;
-        case PROTOBUF_C_TYPE_SFIXED64:
-        case PROTOBUF_C_TYPE_FIXED64:
-        case PROTOBUF_C_TYPE_DOUBLE:
-            return PROTOBUF_C_WIRE_TYPE_64BIT;
-        case PROTOBUF_C_TYPE_STRING:
-        case PROTOBUF_C_TYPE_BYTES:
-        case PROTOBUF_C_TYPE_MESSAGE:
-            return PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED;
-        default:
-            return PROTOBUF_C_WIRE_TYPE_VARINT;
-    }
+bool is_number(ProtobufCType type) {
+    return type == PROTOBUF_C_TYPE_INT32 || type == PROTOBUF_C_TYPE_ENUM || type == PROTOBUF_C_TYPE_BOOL;
 }
 
-template <class T>
-T zigzag(uint64_t value) {
-    return static_cast<T>((value >> 1) ^ (~(value & 1) + 1));
+bool is_long(ProtobufCType type) {
+    return type == PROTOBUF_C_TYPE_STRING || type == PROTOBUF_C_TYPE_BYTES || type == PROTOBUF_C_TYPE_MESSAGE;
 }
 
-// A singular field without presence: the only kind that is decoded here.
+// A singular field without presence, of a type that records have: the only kind that is decoded here.
 bool is_plain(const ProtobufCFieldDescriptor &field) {
-    return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0;
+    return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0 &&
+           (is_number(field.type) || is_long(field.type));
 }
 
 constexpr size_t kSmallField = 2;
@@ -133,10 +106,8 @@ constexpr size_t kSmallField = 2;
 // Takes what most fields are: a number or truth value whose tag and value have a byte each. False when it is anything
 // else, which is decoded with more care.
 bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, std::string_view bytes) {
-    constexpr unsigned kPlainNumbers = 1U << PROTOBUF_C_TYPE_INT32 | 1U << PROTOBUF_C_TYPE_UINT32 |
-                                       1U << PROTOBUF_C_TYPE_ENUM | 1U << PROTOBUF_C_TYPE_BOOL;
     if (bytes.size() < kSmallField || !field || static_cast<uint8_t>(bytes[0]) != field->id << 3 ||
-        static_cast<uint8_t>(bytes[1]) > 0x7F || (kPlainNumbers >> field->type & 1U) == 0 || !is_plain(*field)) {
+        static_cast<uint8_t>(bytes[1]) > 0x7F || !is_number(field->type) || !is_plain(*field)) {
         return false;
     }
     const auto number = uint32_t{static_cast<uint8_t>(bytes[1])};
@@ -170,7 +141,7 @@ private:
 
 class Decoder {
 public:
-    explicit Decoder(ResultArena &arena) : arena_(arena) {}
+    explicit Decoder(Arena &arena) : arena_(arena) {}
 
     ProtobufCMessage *message(const ProtobufCMessageDescriptor &type, std::string_view bytes);
     ProtobufCMessage *from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &stored);
@@ -184,7 +155,7 @@ private:
     bool long_value(std::byte *member, const ProtobufCFieldDescriptor &field, std::string_view bytes);
     char *copy(std::string_view bytes);
 
-    ResultArena &arena_;
+    Arena &arena_;
     int depth_ = 0;
     bool general_ = false;  // a field came that is not plain
 };
@@ -199,7 +170,7 @@ ProtobufCMessage *Decoder::blank(const ProtobufCMessageDescriptor &type) {
 
 ProtobufCMessage *Decoder::generally(const ProtobufCMessageDescriptor &type, std::string_view bytes) {
     ProtobufCAllocator allocator{
-        .alloc = [](void *arena, size_t size) { return static_cast<ResultArena *>(arena)->allocate(size); },
+        .alloc = [](void *arena, size_t size) { return static_cast<Arena *>(arena)->allocate(size); },
         .free = [](void *, void *) {},
         .allocator_data = &arena_};
     return protobuf_c_message_unpack(&type, &allocator, bytes.size(), reinterpret_cast<const uint8_t *>(bytes.data()));
@@ -266,45 +237,19 @@ bool Decoder::one_field(ProtobufCMessage &message, const ProtobufCFieldDescripto
         return !cursor.bad();
     }
     general_ = !is_plain(*field);
-    if (general_ || wire_type != wire_type_of(field->type)) {
+    const bool expects_number = is_number(field->type);
+    if (general_ ||
+        wire_type != (expects_number ? PROTOBUF_C_WIRE_TYPE_VARINT : PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED)) {
         return false;
     }
     auto *member = reinterpret_cast<std::byte *>(&message) + field->offset;
-    const auto store = [member](auto value) { std::memcpy(member, &value, sizeof value); };
-    switch (field->type) {
-        case PROTOBUF_C_TYPE_INT32:
-        case PROTOBUF_C_TYPE_UINT32:
-        case PROTOBUF_C_TYPE_ENUM:
-            store(static_cast<uint32_t>(cursor.varint()));
-            break;
-        case PROTOBUF_C_TYPE_BOOL:
-            store(static_cast<protobuf_c_boolean>(cursor.varint() != 0));
-            break;
-        case PROTOBUF_C_TYPE_SINT32:
-            store(zigzag<int32_t>(cursor.varint() & UINT32_MAX));
-            break;
-        case PROTOBUF_C_TYPE_SINT64:
-            store(zigzag<int64_t>(cursor.varint()));
-            break;
-        case PROTOBUF_C_TYPE_INT64:
-        case PROTOBUF_C_TYPE_UINT64:
-            store(cursor.varint());
-            break;
-        case PROTOBUF_C_TYPE_SFIXED32:
-        case PROTOBUF_C_TYPE_FIXED32:
-        case PROTOBUF_C_TYPE_FLOAT:
-            store(cursor.fixed<uint32_t>());
-            break;
-        case PROTOBUF_C_TYPE_SFIXED64:
-        case PROTOBUF_C_TYPE_FIXED64:
-        case PROTOBUF_C_TYPE_DOUBLE:
-            store(cursor.fixed<uint64_t>());
-            break;
-        default: {
-            const std::string_view bytes = cursor.length_prefixed();
-            return !cursor.bad() && long_value(member, *field, bytes);
-        }
+    if (!expects_number) {
+        const std::string_view bytes = cursor.length_prefixed();
+        return !cursor.bad() && long_value(member, *field, bytes);
     }
+    const uint64_t number = cursor.varint();
+    const auto value = static_cast<uint32_t>(field->type == PROTOBUF_C_TYPE_BOOL ? number != 0 : number);
+    std::memcpy(member, &value, sizeof value);
     return !cursor.bad();
 }
 
@@ -336,12 +281,11 @@ char *Decoder::copy(std::string_view bytes) {
 
 }  // namespace
 
-ProtobufCMessage *decode_message(const ProtobufCMessageDescriptor &type, std::string_view bytes, ResultArena &arena) {
+ProtobufCMessage *decode_message(const ProtobufCMessageDescriptor &type, std::string_view bytes, Arena &arena) {
     return Decoder(arena).message(type, bytes);
 }
 
-ProtobufCMessage *decode_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields,
-                                ResultArena &arena) {
+ProtobufCMessage *decode_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields, Arena &arena) {
     return Decoder(arena).from_fields(type, fields);
 }
 

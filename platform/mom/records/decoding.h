@@ -14,10 +14,10 @@
 namespace mom {
 
 // Both return nullptr when the bytes do not decode or memory is exhausted.
-ProtobufCMessage *decode_message(const ProtobufCMessageDescriptor &type, std::string_view bytes, ResultArena &arena);
+ProtobufCMessage *decode_message(const ProtobufCMessageDescriptor &type, std::string_view bytes, Arena &arena);
 
 // Every value must be exactly the field that it is stored as, so that a damaged one can't swallow its neighbours. A
 // field that the type does not know (one of a newer schema) is passed over.
-ProtobufCMessage *decode_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields, ResultArena &arena);
+ProtobufCMessage *decode_fields(const ProtobufCMessageDescriptor &type, const StoredFields &fields, Arena &arena);
 
 }  // namespace mom

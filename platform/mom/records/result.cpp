@@ -1,9 +1,7 @@
 #include "records/result.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <new>
-#include <utility>
 
 #include "core/error.h"
 #include "records/decoding.h"
@@ -11,72 +9,18 @@
 
 namespace mom {
 
-namespace {
-
-constexpr size_t kAlign = alignof(std::max_align_t);
-
-constexpr size_t aligned(size_t size) { return (size + kAlign - 1) / kAlign * kAlign; }
-
-}  // namespace
-
-ResultArena *ResultArena::create(size_t capacity) {
-    capacity = aligned(capacity);
-    void *memory = std::malloc(aligned(sizeof(ResultArena)) + capacity);
-    if (!memory) {
-        return nullptr;
-    }
-    auto *arena = new (memory) ResultArena;
-    arena->capacity_ = capacity;
-    return arena;
-}
-
-ResultArena *ResultArena::of(void *first) {
-    return reinterpret_cast<ResultArena *>(static_cast<std::byte *>(first) - aligned(sizeof(ResultArena)));
-}
-
-void ResultArena::destroy(ResultArena *arena) {
-    if (arena) {
-        arena->clear();
-        std::free(arena);
-    }
-}
-
-void *ResultArena::allocate(size_t size) {
-    size = std::max(aligned(size), kAlign);
-    if (capacity_ - used_ >= size) {
-        return memory() + std::exchange(used_, used_ + size);
-    }
-    auto *overflow = static_cast<Overflow *>(std::malloc(kAlign + size));
-    if (!overflow) {
-        exhausted_ = true;
-        return nullptr;
-    }
-    overflow->next = std::exchange(overflow_, overflow);
-    return reinterpret_cast<std::byte *>(overflow) + kAlign;
-}
-
-void ResultArena::clear() {
-    used_ = 0;
-    exhausted_ = false;
-    while (overflow_) {
-        std::free(std::exchange(overflow_, overflow_->next));
-    }
-}
-
-std::byte *ResultArena::memory() { return reinterpret_cast<std::byte *>(this) + aligned(sizeof(ResultArena)); }
-
 size_t result_capacity(const ProtobufCMessageDescriptor &type, size_t stored_bytes, size_t n_fields) {
     constexpr size_t kSubmessages = 256;
     return sizeof(MomHashResult) + n_fields * sizeof(int32_t) + type.sizeof_message + kSubmessages + 2 * stored_bytes;
 }
 
-MomHashResult *make_result(ResultArena &arena) {
+MomHashResult *make_result(Arena &arena) {
     void *memory = arena.allocate(sizeof(MomHashResult));
     return memory ? new (memory) MomHashResult{} : nullptr;
 }
 
 int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &fields, std::string_view where,
-                    ResultArena &arena, MomHashResult &result) {
+                    Arena &arena, MomHashResult &result) {
     if (fields.empty()) {
         return 0;
     }

@@ -1,0 +1,56 @@
+#include "core/arena.h"
+
+#include <cstdlib>
+#include <new>
+
+namespace mom {
+
+namespace {
+
+constexpr size_t kLeastBlock = 4096;
+constexpr size_t kKeptBlock = size_t{1024} * 1024;
+
+}  // namespace
+
+Arena *Arena::create(size_t capacity) {
+    capacity = aligned(capacity);
+    void *memory = std::malloc(sizeof(Arena) + capacity);
+    return memory ? new (memory) Arena(capacity) : nullptr;
+}
+
+void Arena::destroy(Arena *arena) {
+    if (arena) {
+        while (arena->newest_ != &arena->own_) {
+            std::free(std::exchange(arena->newest_, arena->newest_->older));
+        }
+        std::free(arena);
+    }
+}
+
+void *Arena::allocate_in_new(size_t size) {
+    const size_t capacity = std::max({kLeastBlock, size, 2 * newest_->capacity});
+    auto *block = static_cast<Block *>(std::malloc(sizeof(Block) + capacity));
+    if (!block) {
+        exhausted_ = true;
+        return nullptr;
+    }
+    *block = {.older = newest_, .capacity = capacity, .used = size};
+    newest_ = block;
+    return block->memory();
+}
+
+void Arena::clear() {
+    exhausted_ = false;
+    Block *kept = newest_ != &own_ && newest_->capacity <= kKeptBlock ? newest_ : nullptr;
+    for (Block *block = kept ? kept->older : newest_; block != &own_;) {
+        std::free(std::exchange(block, block->older));
+    }
+    if (kept) {
+        kept->older = &own_;
+    }
+    own_.used = 0;
+    newest_ = kept ? kept : &own_;
+    newest_->used = 0;
+}
+
+}  // namespace mom
