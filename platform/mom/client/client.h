@@ -10,8 +10,9 @@
 #include <vector>
 
 #include "client/attachments.h"
-#include "client/delivery.h"
+#include "client/decoded_notification.h"
 #include "client/handle.h"
+#include "client/queue.h"
 #include "client/standing.h"
 #include "client/subscriptions.h"
 #include "core/cancellation.h"
@@ -118,12 +119,12 @@ private:
     void on_restored() override;
     std::vector<std::string> lasting_channels() const override;
 
-    uint64_t put(Delivery delivery, std::string_view notification = {});
+    uint64_t put(Queued queued, std::string_view notification = {});
     int32_t deliver_waiting();
     int32_t deliver_attached();
     bool has_waiting() const { return !queue_.empty() || attachments_.ready() > 0; }
-    int32_t deliver(const Delivery &delivery, std::string_view notification);
-    int32_t deliver_notification(const Delivery &delivery, std::string_view text);
+    int32_t deliver(const Queued &queued, std::string_view notification);
+    int32_t deliver_notification(const Queued &queued, std::string_view text);
     // Which of a channel's callbacks are told: of a notification, those who followed before it came; of what was
     // missed, those who followed before the loss and do again.
     struct Audience {
@@ -133,18 +134,18 @@ private:
     int32_t call_record_callbacks(Channel &channel, const Notification &notification, DecodedNotification &decoded,
                                   const Audience &audience);
     int32_t call_field_callbacks(Channel &channel, const Notification &notification, DecodedNotification &decoded,
-                                 const Delivery &delivery);
-    int32_t deliver_present(const Delivery &delivery);
-    int32_t deliver_confirmation(const Delivery &delivery);
-    int32_t confirm_at(const Delivery &delivery);
+                                 const Queued &queued);
+    int32_t deliver_present(const Queued &queued);
+    int32_t deliver_confirmation(const Queued &queued);
+    int32_t confirm_at(const Queued &queued);
     int32_t confirm(const Channel &channel, RecordSubscription &subscription);
-    int32_t deliver_restored(const Delivery &delivery);
+    int32_t deliver_restored(const Queued &queued);
 
     // After a loss.
     ToldRecords *told_of(int32_t db, const ProtobufCMessageDescriptor &type);
     struct Missed;
     class Comparison;
-    int32_t confirm_after_loss(const Delivery &delivery);
+    int32_t confirm_after_loss(const Queued &queued);
     int32_t reload(Channel &first, std::vector<Missed> &after);
     int32_t tell_missed(std::vector<Missed> &missed, uint64_t returns);
     int32_t tell_missed(const Missed &missed);
@@ -163,8 +164,8 @@ private:
     std::unique_ptr<Store> store_;
     Subscriptions subscriptions_;
     std::array<MomReconnectCb, kDatabases> reconnect_cbs_{};
-    DeliveryQueue queue_;
-    uint64_t place_ = 0;    // of the latest delivery
+    Queue queue_;
+    uint64_t place_ = 0;    // of what was queued last
     uint64_t returns_ = 0;  // of the store, after a loss
     ScratchPool scratches_;
     Workspace workspace_;

@@ -72,15 +72,15 @@ private:
 };
 
 // The first confirmation since the loss.
-int32_t Client::confirm_after_loss(const Delivery &delivery) {
+int32_t Client::confirm_after_loss(const Queued &queued) {
     const uint64_t returns = returns_;
-    Channel &channel = *delivery.channel;
+    Channel &channel = *queued.channel;
     std::vector<Missed> after;
     int32_t made = reload(channel, after);
     if (!channel.is_compared || destroyed_) {
         return made;
     }
-    made += confirm_at(delivery);
+    made += confirm_at(queued);
     // Each callback loads before it is told what has vanished.
     for (size_t i = 0; !after.empty() && i < channel.records.size() && !destroyed_ && returns == returns_; ++i) {
         if (channel.records[i].lapsed_before && channel.records[i].is_unconfirmed()) {

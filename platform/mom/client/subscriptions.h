@@ -14,7 +14,7 @@
 
 namespace mom {
 
-// A subscription hears only what came after its own place in the order of deliveries.
+// A subscription hears only what came after its own place in the queue.
 struct RecordSubscription {
     enum class State : uint8_t {
         kUnconfirmed,  // its message 29 waits
@@ -55,7 +55,7 @@ struct Channel {
 
 class Subscriptions {
 public:
-    // A channel stays where it is as long as the client lives: deliveries point at it.
+    // A channel stays where it is as long as the client lives: the queue points at it.
     Channel *find(std::string_view name);
     Channel &find_or_add(const std::string &name, int32_t db, std::string_view key);
 

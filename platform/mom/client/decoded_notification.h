@@ -1,57 +1,20 @@
-// What waits to be delivered, and the decoding of it for those who hear it.
+// A notification as its callbacks get it.
 #pragma once
 
 #include <cstdint>
 #include <memory>
 #include <optional>
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "client/subscriptions.h"
-#include "core/fifo.h"
-#include "core/store.h"
+#include "core/arena.h"
 #include "ox_mom.h"
 #include "records/notification.h"
 #include "records/result.h"
 
 namespace mom {
 
-struct Delivery {
-    enum class Kind : uint8_t {
-        kNotification,  // a change
-        kConfirmation,  // 29 for one record subscription
-        kPresent,       // after a reconnection: a field channel's record as it is now
-        kRestored       // the reconnection callback of a database
-    };
-
-    Kind kind = Kind::kNotification;
-    uint64_t place = 0;  // in the order of all deliveries
-    Channel *channel = nullptr;
-    MomMsgCb cb = nullptr;
-    int32_t db = 0;
-};
-
-class DeliveryQueue {
-public:
-    bool empty() const { return pieces_.empty(); }
-    size_t size() const { return pieces_.count(); }
-    bool is_full() const { return is_queue_full(pieces_.count(), pieces_.bytes()); }
-
-    // The bytes of the notification apart.
-    void push(const Delivery &delivery, std::string_view notification = {});
-    // So many more without a notification will need no memory.
-    void reserve(size_t more) { pieces_.reserve(more, sizeof(Delivery)); }
-    // The memory of the text is used again.
-    Delivery pop(std::string &notification);
-    void clear() { pieces_.clear(); }
-
-private:
-    Fifo pieces_;
-};
-
-// What a notification is read and decoded into, kept from one delivery to the next. A delivery inside a delivery takes
+// What a notification is read and decoded into, kept from one to the next. One that is told inside another takes
 // another one.
 struct Scratch {
     ArenaPtr arena;

@@ -1,8 +1,6 @@
-#include "client/delivery.h"
+#include "client/decoded_notification.h"
 
-#include <cstring>
 #include <new>
-#include <type_traits>
 #include <utility>
 
 #include "core/tell.h"
@@ -13,26 +11,9 @@ namespace mom {
 
 namespace {
 
-constexpr size_t kScratchCapacity = 2048;  // more than any record of usual length; a longer one overflows
+constexpr size_t kScratchCapacity = 2048;  // more than any record of usual length; a longer one takes more
 
 }  // namespace
-
-void DeliveryQueue::push(const Delivery &delivery, std::string_view notification) {
-    std::byte *room = pieces_.push(sizeof delivery + notification.size());
-    std::memcpy(room, &delivery, sizeof delivery);
-    std::memcpy(room + sizeof delivery, notification.data(), notification.size());
-}
-
-Delivery DeliveryQueue::pop(std::string &notification) {
-    static_assert(std::is_trivially_copyable_v<Delivery>);
-    Delivery delivery;
-    const std::byte *piece = pieces_.front();
-    std::memcpy(&delivery, piece, sizeof delivery);
-    notification.assign(reinterpret_cast<const char *>(piece) + sizeof delivery,
-                        pieces_.front_size() - sizeof delivery);
-    pieces_.pop();
-    return delivery;
-}
 
 std::unique_ptr<Scratch> ScratchPool::take() {
     if (idle_) {
