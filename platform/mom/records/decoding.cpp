@@ -87,27 +87,32 @@ void skip(Cursor &cursor, unsigned wire_type) {
     }
 }
 
-bool is_number(ProtobufCType type) {
-    return type == PROTOBUF_C_TYPE_INT32 || type == PROTOBUF_C_TYPE_ENUM || type == PROTOBUF_C_TYPE_BOOL;
+constexpr bool is_number(ProtobufCType type) {
+    constexpr unsigned kNumbers = 1U << PROTOBUF_C_TYPE_INT32 | 1U << PROTOBUF_C_TYPE_ENUM | 1U << PROTOBUF_C_TYPE_BOOL;
+    return (kNumbers >> type & 1U) != 0;
 }
 
 bool is_long(ProtobufCType type) {
     return type == PROTOBUF_C_TYPE_STRING || type == PROTOBUF_C_TYPE_BYTES || type == PROTOBUF_C_TYPE_MESSAGE;
 }
 
-// A singular field without presence, of a type that records have: the only kind that is decoded here.
+// Without presence: it is there, once.
+bool is_singular(const ProtobufCFieldDescriptor &field) {
+    return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0;
+}
+
+// Of a type that records have, too: the only kind that is decoded here.
 bool is_plain(const ProtobufCFieldDescriptor &field) {
-    return field.label == PROTOBUF_C_LABEL_NONE && (field.flags & PROTOBUF_C_FIELD_FLAG_ONEOF) == 0 &&
-           (is_number(field.type) || is_long(field.type));
+    return is_singular(field) && (is_number(field.type) || is_long(field.type));
 }
 
 constexpr size_t kSmallField = 2;
 
 // Takes what most fields are: a number or truth value whose tag and value have a byte each. False when it is anything
 // else, which is decoded with more care.
-bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, std::string_view bytes) {
+inline bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, std::string_view bytes) {
     if (bytes.size() < kSmallField || !field || static_cast<uint8_t>(bytes[0]) != field->id << 3 ||
-        static_cast<uint8_t>(bytes[1]) > 0x7F || !is_number(field->type) || !is_plain(*field)) {
+        static_cast<uint8_t>(bytes[1]) > 0x7F || !is_number(field->type) || !is_singular(*field)) {
         return false;
     }
     const auto number = uint32_t{static_cast<uint8_t>(bytes[1])};
