@@ -178,7 +178,13 @@ int32_t Client::deliver_present(const Queued &queued) {
     const Channel &channel = *queued.channel;
     const RecordName name{.db = channel.db, .type = channel.fields.front().type->name, .key = channel.key};
     StoredFields stored;
-    if (store_->read_hash(name, stored) != 0) {
+    const int32_t code = store_->read_hash(name, stored);
+    if (code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT) {
+        queue_.clear();
+        store_->fall_behind("a record could not be read after the reconnection");  // until it can
+        return 0;
+    }
+    if (code != 0) {
         tell(Level::kWarning, Words("%s could not be read after the reconnection", channel.key.c_str()));
         return 0;
     }
