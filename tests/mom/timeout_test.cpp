@@ -271,19 +271,22 @@ TEST_P(TimeoutTest, AScanEndsInTimeHoweverSlowlyItsRecordsCome) {
 }
 
 TEST_P(TimeoutTest, AScanOfManyBatchesHasALimitAsAWhole) {
-    set_timeout(milliseconds(200));
-    const ClientPtr client = connect();
-    constexpr int kBatches = 20;
+    constexpr int kBatches = 40;
+    const ClientPtr writer = connect();
     for (int i = 0; i < kBatches * kBatch; ++i) {
-        ASSERT_EQ(put_int(client, "/" + std::to_string(i), i), 0);
+        ASSERT_EQ(put_int(writer, "/" + std::to_string(i), i), 0);
     }
+    set_timeout(milliseconds(500));
+    const ClientPtr client = connect();
     RedisConnection raw = server().connection();
     slot().hook = [&raw](MomClient *, MomMsg *) {
         if (slot().events.size() % kBatch == 1) {
-            raw.must({"CLIENT", "PAUSE", "150", "ALL"});
+            raw.must({"CLIENT", "PAUSE", "250", "ALL"});  // in time for one
         }
     };
+    const Stopwatch watch;
     EXPECT_EQ(scan(client), OX_MOM_E_TIMEOUT);
+    EXPECT_LT(watch.elapsed(), milliseconds(8000));
     EXPECT_LT(slot().events.size(), static_cast<size_t>(kBatches * kBatch));
 }
 
