@@ -1,6 +1,8 @@
 #include "client/queue.h"
 
+#include <algorithm>
 #include <cstring>
+#include <span>
 #include <type_traits>
 
 namespace mom {
@@ -8,7 +10,7 @@ namespace mom {
 void Queue::push(const Queued &queued, std::string_view notification) {
     std::byte *room = pieces_.push(sizeof queued + notification.size());
     std::memcpy(room, &queued, sizeof queued);
-    std::memcpy(room + sizeof queued, notification.data(), notification.size());
+    std::ranges::copy(std::as_bytes(std::span(notification)), room + sizeof queued);
 }
 
 Queued Queue::pop(std::string &notification) {

@@ -83,7 +83,7 @@ public:
 
 private:
     struct ByIndex {
-        using is_transparent = void;
+        using is_transparent = void;  // NOLINT(readability-identifier-naming): the standard's name
         size_t operator()(std::string_view index) const { return std::hash<std::string_view>()(index); }
         size_t operator()(const ToldRecord &record) const { return (*this)(record.index()); }
         bool operator()(std::string_view one, const ToldRecord &other) const { return one == other.index(); }

@@ -1,7 +1,8 @@
 #include "embedded/incoming.h"
 
-#include <cstring>
+#include <algorithm>
 #include <new>
+#include <span>
 
 #include "core/store.h"
 
@@ -10,8 +11,8 @@ namespace mom {
 void Notifications::push(std::string_view channel, std::string_view notification) {
     std::byte *room = pieces_.push(sizeof(Head) + channel.size() + notification.size());
     new (room) Head{.channel_size = channel.size()};
-    std::memcpy(room + sizeof(Head), channel.data(), channel.size());
-    std::memcpy(room + sizeof(Head) + channel.size(), notification.data(), notification.size());
+    std::byte *after = std::ranges::copy(std::as_bytes(std::span(channel)), room + sizeof(Head)).out;
+    std::ranges::copy(std::as_bytes(std::span(notification)), after);
 }
 
 bool Notifications::is_full() const { return is_queue_full(pieces_.count(), pieces_.bytes()); }
