@@ -10,9 +10,10 @@ namespace mom {
 
 namespace {
 
-// All stores, by name. Neither is destroyed: there may be threads at work when the process ends.
+// All stores, by name, in whose order a fork locks them. Neither is destroyed: there may be threads at work when the
+// process ends.
 constinit std::mutex all_mutex;
-using All = std::unordered_map<std::string, std::unique_ptr<MemData>>;
+using All = std::map<std::string, std::unique_ptr<MemData>>;
 All &all() {
     static auto *const stores = new All;
     return *stores;
