@@ -5,9 +5,10 @@
 
 #include <pthread.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <atomic>
 #include <thread>
 
 namespace quib_test {
@@ -15,6 +16,11 @@ namespace {
 
 // Longer than what a string holds itself, so that a copy of it takes memory.
 constexpr const char *kModule = "a_module_with_a_name_of_some_length";
+
+int32_t end_thread() {
+    pthread_exit(nullptr);
+    return 0;
+}
 
 class ThreadEndTest : public ConsoleTest {
 protected:
@@ -57,6 +63,31 @@ TEST_F(ThreadEndTest, WithoutDescriptorsTakesTheModulesAlong) {
     });
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
     EXPECT_FALSE(exists(path(kModule)));
+}
+
+TEST_F(ThreadEndTest, ByACommandTakesTheModulesAlongAndItsOutputBack) {
+    std::atomic<bool> ready = false;
+    std::thread thread([&ready] {
+        MomClient *abandoned = make_client().release();
+        ASSERT_EQ(quib_lib_init(abandoned, kModule), 0);
+        ASSERT_EQ(register_command("end", "void", end_thread, kModule), 0);
+        ready = true;
+        while (ox_mom_client_process(abandoned, -1) >= 0) {
+        }
+    });
+    while (!ready) {
+        std::this_thread::yield();
+    }
+    struct stat before {};
+    ASSERT_EQ(fstat(STDOUT_FILENO, &before), 0);
+    const Operator mine = connect(kModule);
+    ASSERT_TRUE(mine.send("end\n"));
+    thread.join();
+    EXPECT_FALSE(exists(path(kModule)));
+    struct stat after {};
+    ASSERT_EQ(fstat(STDOUT_FILENO, &after), 0);
+    EXPECT_TRUE(before.st_dev == after.st_dev && before.st_ino == after.st_ino) << "descriptor 1 is what it was";
+    EXPECT_EQ(ask(".commands"), printed("")) << "others have their turn";
 }
 
 TEST_F(ThreadEndTest, ByExitTakesTheModulesAlong) {
