@@ -6,8 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include "command_line/exit_status.h"
-#include "command_line/streams.h"
 #include "command_line/names.h"
+#include "command_line/streams.h"
 #include "command_line/text.h"
 #include "record_json.h"
 #include "value.h"
