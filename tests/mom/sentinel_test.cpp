@@ -1,92 +1,29 @@
 // Stores named by a sentinel's service: the master is asked for at every connection.
 #include "mom_test.h"
+#include "sentinel_servers.h"
 
+#include <optional>
 #include <thread>
 
 namespace mom_test {
 namespace {
 
-// The value after that name in a list of names and values.
-std::string value_of(const redisReply &list, const std::string &name) {
-    for (size_t i = 0; i + 1 < list.elements; i += 2) {
-        if (list.element[i]->str == name) {
-            return list.element[i + 1]->str;
-        }
-    }
-    return "";
-}
-
 class SentinelTest : public ServerTest {
 protected:
-    void SetUp() override {
-        RedisOptions options;
-        options.program = GetParam().program;
-        options.tcp = true;
-        options.arguments = {"--repl-diskless-sync-delay", "0"};
-        master_ = std::make_unique<RedisServer>(options);
-        options.arguments.insert(options.arguments.end(),
-                                 {"--replicaof", "127.0.0.1", std::to_string(master_->port())});
-        replica_ = std::make_unique<RedisServer>(options);
+    void SetUp() override { servers_.emplace(GetParam().program); }
 
-        RedisOptions sentinel;
-        sentinel.program = GetParam().program;
-        sentinel.sentinel_config = "sentinel monitor service 127.0.0.1 " + std::to_string(master_->port()) +
-                                   " 1\nsentinel down-after-milliseconds service 60000\n"
-                                   "sentinel failover-timeout service 20000\n";
-        sentinel_ = std::make_unique<RedisServer>(sentinel);
-        // Servers that let themselves be hurried look after each other every 100 ms in place of every 1 to 10 s.
-        sentinel_->connection().command({"SENTINEL", "DEBUG", "INFO-PERIOD", "100", "PING-PERIOD", "100",
-                                         "PUBLISH-PERIOD", "100", "ASK-PERIOD", "100", "ELECTION-TIMEOUT", "500"});
-    }
-
-    RedisServer &master() { return *master_; }
-    RedisServer &replica() { return *replica_; }
-    RedisServer &sentinel() { return *sentinel_; }
+    RedisServer &master() { return servers_->master(); }
+    RedisServer &replica() { return servers_->replica(); }
+    RedisServer &sentinel() { return servers_->sentinel(); }
+    bool replica_is_ready() { return servers_->replica_is_ready(); }
+    bool fail_over() { return servers_->fail_over(); }
+    bool replica_has_everything() { return servers_->replica_has_everything(); }
 
     std::string name(const std::string &hosts) { return "sentinel://" + hosts + "/service"; }
     std::string address(int port) { return "127.0.0.1:" + std::to_string(port); }
 
-    // Waits until the sentinel would make the replica the master.
-    bool replica_is_ready() {
-        const Stopwatch watch;
-        while (watch.elapsed() < kLongEnough) {
-            const RedisReply replicas = sentinel().connection().must({"SENTINEL", "REPLICAS", "service"});
-            if (replicas->elements == 1 && value_of(*replicas->element[0], "flags") == "slave" &&
-                value_of(*replicas->element[0], "master-link-status") == "ok") {
-                return true;
-            }
-            std::this_thread::sleep_for(milliseconds(20));
-        }
-        return false;
-    }
-
-    // Makes the replica the master. The sentinel need not find the other one dead for that, which takes a time that a
-    // busy machine would exceed without cause. It refuses as long as it has no fresh news of the replica.
-    bool fail_over() {
-        RedisConnection raw = sentinel().connection();
-        const std::string wanted = std::to_string(replica().port());
-        const Stopwatch watch;
-        while (watch.elapsed() < kLongEnough) {
-            if (raw.list({"SENTINEL", "GET-MASTER-ADDR-BY-NAME", "service"}).at(1) == wanted) {
-                return true;
-            }
-            raw.command({"SENTINEL", "FAILOVER", "service"});
-            std::this_thread::sleep_for(milliseconds(20));
-        }
-        return false;
-    }
-
-    // The server answers for a connection's own writes only.
-    bool replica_has_everything() {
-        RedisConnection raw = master().connection();
-        raw.must({"SET", "last-write", "1"});
-        return raw.must({"WAIT", "1", "15000"})->integer == 1;
-    }
-
 private:
-    std::unique_ptr<RedisServer> master_;
-    std::unique_ptr<RedisServer> replica_;
-    std::unique_ptr<RedisServer> sentinel_;
+    std::optional<test_support::SentinelServers> servers_;
 };
 INSTANTIATE_OVER_SERVERS(SentinelTest);
 

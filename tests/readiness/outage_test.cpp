@@ -1,17 +1,15 @@
 // What happens to cards while an application is cut off from the store, in each of the ways in which it can be.
 #include "readiness_test.h"
+#include "sentinel_servers.h"
 
 #include <algorithm>
-#include <chrono>
 #include <functional>
-#include <memory>
+#include <optional>
 #include <string>
-#include <thread>
 
 namespace readiness {
 namespace {
 
-using test_support::RedisOptions;
 using test_support::RedisServer;
 
 // One card for each thing that happens.
@@ -172,58 +170,23 @@ TEST_P(ServerOutages, OneOutageInAnother) {
 class FailOvers : public Outages {
 protected:
     void SetUp() override {
-        RedisOptions options;
-        options.program = GetParam().program;
-        options.tcp = true;
-        options.arguments = {"--repl-diskless-sync-delay", "0"};
-        master_ = std::make_unique<RedisServer>(options);
-        options.arguments.insert(options.arguments.end(),
-                                 {"--replicaof", "127.0.0.1", std::to_string(master_->port())});
-        replica_ = std::make_unique<RedisServer>(options);
-        RedisOptions sentinel;
-        sentinel.program = GetParam().program;
-        sentinel.sentinel_config = "sentinel monitor service 127.0.0.1 " + std::to_string(master_->port()) +
-                                   " 1\nsentinel down-after-milliseconds service 60000\n"
-                                   "sentinel failover-timeout service 20000\n";
-        sentinel_ = std::make_unique<RedisServer>(sentinel);
-        sentinel_->connection().command({"SENTINEL", "DEBUG", "INFO-PERIOD", "100", "PING-PERIOD", "100",
-                                         "PUBLISH-PERIOD", "100", "ASK-PERIOD", "100", "ELECTION-TIMEOUT", "500"});
-        use_store("sentinel://127.0.0.1:" + std::to_string(sentinel_->port()) + "/service");
+        servers_.emplace(GetParam().program);
+        use_store(servers_->store_name());
         replace_publisher();
     }
 
-    // The sentinel refuses as long as it has no fresh news of the replica.
-    void fail_over() {
-        test_support::RedisConnection sentinel = sentinel_->connection();
-        const std::string wanted = std::to_string(replica_->port());
-        const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(40);
-        while (sentinel.list({"SENTINEL", "GET-MASTER-ADDR-BY-NAME", "service"}).at(1) != wanted) {
-            ASSERT_LT(std::chrono::steady_clock::now(), limit);
-            sentinel.command({"SENTINEL", "FAILOVER", "service"});
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-    }
-
-    void wait_for_the_replica() {
-        test_support::RedisConnection master = master_->connection();
-        master.must({"SET", "last-write", "1"});
-        ASSERT_EQ(master.must({"WAIT", "1", "30000"})->integer, 1);
-    }
-
-    RedisServer &master() { return *master_; }
+    test_support::SentinelServers &servers() { return *servers_; }
 
 private:
-    std::unique_ptr<RedisServer> master_;
-    std::unique_ptr<RedisServer> replica_;
-    std::unique_ptr<RedisServer> sentinel_;
+    std::optional<test_support::SentinelServers> servers_;
 };
 INSTANTIATE_OVER_SERVERS(FailOvers);
 
 TEST_P(FailOvers, TheReplicaHasWhatTheMasterHadAndMore) {
     expect_to_survive([this](const auto &meanwhile) {
-        wait_for_the_replica();
-        fail_over();
-        master().kill();
+        ASSERT_TRUE(servers().replica_has_everything());
+        ASSERT_TRUE(servers().fail_over());
+        servers().master().kill();
         replace_publisher();
         meanwhile();
     });

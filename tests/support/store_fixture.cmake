@@ -5,7 +5,9 @@ include_guard(GLOBAL)
 include(${CMAKE_CURRENT_LIST_DIR}/private_directory.cmake)
 
 add_library(store_fixture STATIC ${CMAKE_CURRENT_LIST_DIR}/redis_connection.cpp
-                                 ${CMAKE_CURRENT_LIST_DIR}/redis_server.cpp ${CMAKE_CURRENT_LIST_DIR}/store_fixture.cpp)
+                                 ${CMAKE_CURRENT_LIST_DIR}/redis_server.cpp
+                                 ${CMAKE_CURRENT_LIST_DIR}/sentinel_servers.cpp
+                                 ${CMAKE_CURRENT_LIST_DIR}/store_fixture.cpp)
 target_include_directories(store_fixture PUBLIC ${CMAKE_CURRENT_LIST_DIR})
 target_link_libraries(
   store_fixture
