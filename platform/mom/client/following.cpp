@@ -3,7 +3,7 @@
 
 #include "client/client.h"
 #include "core/error.h"
-#include "records/encoding.h"
+#include "records/key.h"
 
 namespace mom {
 

@@ -7,7 +7,7 @@
 
 #include "client/subscriptions.h"
 #include "core/fifo.h"
-#include "core/store.h"
+#include "core/queue_limit.h"
 #include "ox_mom.h"
 
 namespace mom {

@@ -9,7 +9,7 @@
 #include "client/client.h"
 #include "core/error.h"
 #include "core/tell.h"
-#include "records/encoding.h"
+#include "records/key.h"
 
 namespace mom {
 

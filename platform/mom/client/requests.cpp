@@ -5,6 +5,7 @@
 #include "core/error.h"
 #include "records/decoding.h"
 #include "records/encoding.h"
+#include "records/key.h"
 #include "records/result.h"
 
 namespace mom {

@@ -5,7 +5,7 @@
 #include "core/error.h"
 #include "core/tell.h"
 #include "records/decoding.h"
-#include "records/encoding.h"
+#include "records/key.h"
 
 namespace mom {
 

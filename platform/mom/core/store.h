@@ -44,12 +44,6 @@ inline uint32_t field_number(std::string_view name) {
     return number <= kHighest ? number : 0;
 }
 
-// What may wait for a client: so many notifications, and so many bytes and one notification more. A client that is
-// further behind is treated as one whose connection was lost.
-constexpr size_t kQueueLimit = 65536;
-constexpr size_t kQueueBytes = size_t{64} * 1024 * 1024;
-constexpr bool is_queue_full(size_t count, size_t bytes) { return count >= kQueueLimit || bytes >= kQueueBytes; }
-
 // Channels: one a type, one a record. A record's begins with its type's, as its key begins with the type's name.
 void append_channel(std::string &text, int32_t db, std::string_view type_or_key);
 std::string channel_of(int32_t db, std::string_view type_or_key);

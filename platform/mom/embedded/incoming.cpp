@@ -4,7 +4,7 @@
 #include <new>
 #include <span>
 
-#include "core/store.h"
+#include "core/queue_limit.h"
 
 namespace mom {
 

@@ -8,8 +8,8 @@
 
 #include <protobuf-c/protobuf-c.h>
 
+#include "core/arena.h"
 #include "core/store.h"
-#include "records/result.h"
 
 namespace mom {
 

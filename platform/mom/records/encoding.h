@@ -1,4 +1,4 @@
-// Between messages and what is stored: keys, and fields in wire form.
+// From messages to what is stored: fields in wire form.
 #pragma once
 
 #include <cstddef>
@@ -13,15 +13,6 @@
 #include "core/store.h"
 
 namespace mom {
-
-constexpr uint32_t kIndexField = 5;
-
-// The index of a type of hashes; nullptr for a type of single objects.
-const ProtobufCFieldDescriptor *index_of(const ProtobufCMessageDescriptor &type);
-
-// Appends the key of the record that the message addresses. A code, with the reason in last_error(), when its index is
-// missing, or is of a kind whose values, put side by side, could be those of another record.
-int32_t append_key(const ProtobufCMessage &message, std::string &key);
 
 // The named fields of a record, and its index, as they are stored.
 class EncodedFields {

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <string>
 
-#include "records/encoding.h"
+#include "records/key.h"
 
 namespace mom {
 
