@@ -22,7 +22,7 @@ bool same(const mom::StoredFields &one, const mom::StoredFields &other) {
                       [](const auto &a, const auto &b) { return a.number == b.number && a.value == b.value; });
 }
 
-TEST(NoticeTest, FieldsOfEveryLengthAreReadAsWritten) {
+TEST(NotificationTest, FieldsOfEveryLengthAreReadAsWritten) {
     for (const size_t length : kLengths) {
         const std::string value(length, 'x');
         const mom::StoredFields fields = fields_with(value);
@@ -36,7 +36,7 @@ TEST(NoticeTest, FieldsOfEveryLengthAreReadAsWritten) {
     }
 }
 
-TEST(NoticeTest, AnyNumberOfFieldsIsReadAsWritten) {
+TEST(NotificationTest, AnyNumberOfFieldsIsReadAsWritten) {
     for (const size_t count : {0U, 1U, 7U, 8U, 32767U, 32768U}) {
         mom::StoredFields fields;
         for (size_t i = 0; i < count; ++i) {
@@ -50,7 +50,7 @@ TEST(NoticeTest, AnyNumberOfFieldsIsReadAsWritten) {
     }
 }
 
-TEST(NoticeTest, AnObjectIsReadAsWrittenAfterARecordWithFields) {
+TEST(NotificationTest, AnObjectIsReadAsWrittenAfterARecordWithFields) {
     mom::Notification notification;
     ASSERT_TRUE(
         mom::decode_notification(mom::encode_notification(OX_MOM_CMD_DELIVERED, {}, fields_with("x")), notification));
@@ -62,7 +62,7 @@ TEST(NoticeTest, AnObjectIsReadAsWrittenAfterARecordWithFields) {
 }
 
 // Each copy has memory of its own exactly as long, so that a sanitizer sees the first byte read too many.
-TEST(NoticeTest, WhatIsCutAnywhereOrTooLongIsNone) {
+TEST(NotificationTest, WhatIsCutAnywhereOrTooLongIsNone) {
     const std::string value(40, 'x');
     const std::string text =
         mom::encode_notification(OX_MOM_CMD_DELIVERED, std::vector<int32_t>{10, 123}, fields_with(value));
@@ -75,7 +75,7 @@ TEST(NoticeTest, WhatIsCutAnywhereOrTooLongIsNone) {
     EXPECT_TRUE(mom::decode_notification(text, notification));
 }
 
-TEST(NoticeTest, AFieldNamedByNoNumberHasNone) {
+TEST(NotificationTest, AFieldNamedByNoNumberHasNone) {
     const std::string text = mom::encode_notification(OX_MOM_CMD_DELIVERED, {}, {{.number = 12, .value = "v"}});
     mom::Notification notification;
     for (const char *name : {"1x", "x1", "  ", "1:", "/1"}) {
@@ -104,6 +104,21 @@ TEST_P(DeliveredTest, ARecordOfAnyLengthIsDeliveredWhole) {
         EXPECT_EQ(event.as<CapTable>().str_value, text) << length;
         EXPECT_EQ(event.fields, (std::vector<int32_t>{5, kStr, kState}));
     }
+}
+
+TEST(NotificationTest, ARecordIsTheSameInWhateverOrderItsFieldsCome) {
+    const std::vector<mom::StoredField> fields = {
+        {.number = 5, .value = "i"}, {.number = 6, .value = "a"}, {.number = 7, .value = "b"}};
+    const auto text_of = [](const mom::StoredFields &stored) {
+        std::string text;
+        mom::append_fields(text, stored);
+        return text;
+    };
+    const std::string text = text_of(fields);
+    EXPECT_TRUE(mom::is_same_record(text, text_of({fields[2], fields[0], fields[1]})));
+    EXPECT_FALSE(mom::is_same_record(text, text_of({fields[0], fields[1]})));
+    EXPECT_FALSE(mom::is_same_record(text, text_of({fields[0], fields[1], {.number = 7, .value = "c"}})));
+    EXPECT_FALSE(mom::is_same_record(text, text_of({fields[0], fields[1], {.number = 8, .value = "b"}})));
 }
 
 }  // namespace

@@ -101,6 +101,20 @@ TEST_P(RequestConnectionTest, OneThatTheServerClosedIsOpenedAnew) {
     expect_no_loss(client);
 }
 
+// The follower's own connection stands, so nothing is lost: the request alone finds no way to the server.
+TEST_P(RequestConnectionTest, AServerThatIsFullIsLostToTheRequestThatFindsItSo) {
+    const ClientPtr client = follower();
+    RedisConnection raw = server().connection();
+    raw.must({"CLIENT", "KILL", "TYPE", "normal", "SKIPME", "yes"});
+    const size_t full = connections(raw, "normal") + 1 + connections(raw, "pubsub");
+    raw.must({"CONFIG", "SET", "maxclients", std::to_string(full)});
+    rest(client);
+    EXPECT_EQ(error_of_read(client), OX_MOM_E_LOST) << ox_mom_last_error();
+    raw.must({"CONFIG", "SET", "maxclients", "1000"});
+    EXPECT_EQ(stored_int(client, "/a"), 1);
+    expect_no_loss(client);
+}
+
 TEST_P(RequestConnectionTest, AReadWhoseConnectionEndsIsMadeAgainOnce) {
     Proxy proxy(server().socket_path());
     use_store(proxy.store_name());

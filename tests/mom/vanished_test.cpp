@@ -1,5 +1,7 @@
 // What vanished while a follower was away is told when it follows again.
 #include <algorithm>
+#include <set>
+#include <utility>
 
 #include "mom_test.h"
 
@@ -375,6 +377,75 @@ TEST_P(VanishedFromServerTest, DeletedPastTheClientIsToldAfterTheNextLoss) {
     lose();
     ASSERT_TRUE(comes_back());
     EXPECT_EQ(commands_of(take_events()), (Commands{29, 3}));
+}
+
+// What could not be compared is neither told nor forgotten.
+TEST_P(VanishedFromServerTest, ATypeThatCannotBeReadIsToldOfLater) {
+    ASSERT_EQ(put_int(writer(), "/a", 1), 0);
+    ASSERT_EQ(put(writer(), ByUrl<CapFabTable>("/f", 1).message(), {kInt}), 0);
+    ASSERT_EQ(put(writer(), ByUrl<CapFabTable>("/g", 1).message(), {kInt}), 0);
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    follow_for_good<CapFabTable>(on_notification<1>, 1);
+    ASSERT_TRUE(settle(client(), writer()));
+    take_events(1);
+    slot(1).hook = nullptr;  // its scan is refused, too
+    lose();
+    RedisConnection raw = server().connection();
+    raw.must({"SELECT", std::to_string(kGlobalDb)});
+    const std::string set = "records:p_libpub.cap_fab_table";
+    raw.must({"RENAME", set, "aside"});
+    raw.must({"SET", set, "no set"});
+    ASSERT_TRUE(comes_back());
+    raw.must({"RENAME", "aside", set});
+    EXPECT_EQ(commands_of(take_events(1)), (Commands{29}));
+
+    ASSERT_EQ(del(writer(), ByUrl<CapFabTable>("/f").message()), 0);
+    ASSERT_TRUE(settle(client(), writer()));
+    EXPECT_EQ(commands_of(take_events(1)), (Commands{3})) << "by its notification";
+    lose();
+    ASSERT_EQ(del(writer(), ByUrl<CapFabTable>("/g").message()), 0);
+    ASSERT_TRUE(comes_back());
+    EXPECT_EQ(commands_of(take_events(1)), (Commands{3, 29})) << "by the next comparison";
+}
+
+// The callback that is told of the first runs the client until the store has been lost and is back.
+TEST_P(VanishedFromServerTest, IsNotForgottenWhenACallbackSeesTheStoreLostAgain) {
+    constexpr int kRecords = 10;
+    const auto follow_both = [this] {
+        EXPECT_EQ(follow<CapTable>(client(), on_notification<0>), 0);
+        EXPECT_EQ(follow<CapFabTable>(client(), on_notification<1>), 0);
+    };
+    follow_both();
+    set_follow_again(follow_both);
+    ASSERT_TRUE(settle(client(), writer()));
+    for (int i = 0; i < kRecords; ++i) {
+        ASSERT_EQ(put(writer(), ByUrl<CapFabTable>("/" + std::to_string(i), i).message(), {kInt}), 0);
+    }
+    ASSERT_TRUE(settle(client(), writer()));
+    bool once = false;
+    slot(1).hook = [&](MomClient *running, MomMsg *msg) {
+        if (msg->cmd == OX_MOM_CMD_DELETED && !std::exchange(once, true)) {
+            const size_t before = recorder().reconnections.size();
+            server().connection().must({"CLIENT", "KILL", "TYPE", "pubsub"});
+            while (recorder().reconnections.size() == before) {
+                ASSERT_GE(ox_mom_client_process(running, 1000), 0);
+            }
+        }
+    };
+    lose();
+    for (int i = 0; i < kRecords; ++i) {
+        ASSERT_EQ(del(writer(), ByUrl<CapFabTable>("/" + std::to_string(i)).message()), 0);
+    }
+    ASSERT_TRUE(comes_back());
+    ASSERT_TRUE(settle(client(), writer()));
+    std::multiset<std::string> told;
+    for (const Event &event : slot(1).events) {
+        if (event.cmd == OX_MOM_CMD_DELETED) {
+            told.insert(event.as<CapFabTable>().index->url);
+        }
+    }
+    EXPECT_EQ(told.size(), static_cast<size_t>(kRecords)) << "each once";
+    EXPECT_EQ(std::set<std::string>(told.begin(), told.end()).size(), static_cast<size_t>(kRecords));
 }
 
 // Whenever the store is lost again before it could be told, it is told after the next return.

@@ -142,12 +142,14 @@ private:
     int32_t deliver_restored(const Queued &queued);
 
     // After a loss.
-    ToldRecords *told_of(int32_t db, const ProtobufCMessageDescriptor &type);
+    Channel *followed(int32_t db, const ProtobufCMessageDescriptor &type);
+    void mark_load(Channel *channel, bool failed);
+    void load_again();
     struct Missed;
     class Comparison;
     int32_t confirm_after_loss(const Queued &queued);
     int32_t reload(Channel &first, std::vector<Missed> &after);
-    int32_t tell_missed(std::vector<Missed> &missed, uint64_t returns);
+    int32_t tell_missed(const std::vector<Missed> &missed, uint64_t returns);
     int32_t tell_missed(const Missed &missed);
 
     MomClient *handle_ = nullptr;
@@ -169,7 +171,8 @@ private:
     uint64_t returns_ = 0;  // of the store, after a loss
     ScratchPool scratches_;
     Workspace workspace_;
-    bool load_failed_ = false;        // the latest scan, for want of answers
+    int delivering_ = 0;              // callbacks under way
+    int failed_loads_ = 0;            // types that a callback could not load
     Attachments attachments_{loop_};  // the last: it is told that the client goes while the rest is still there
 };
 

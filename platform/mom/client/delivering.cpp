@@ -35,18 +35,35 @@ int32_t Client::process(int32_t timeout_ms) {
     }
 }
 
+namespace {
+
+class Delivering {
+public:
+    explicit Delivering(int &depth) : depth_(depth) { ++depth_; }
+    Delivering(const Delivering &) = delete;
+    Delivering &operator=(const Delivering &) = delete;
+    ~Delivering() { --depth_; }
+
+private:
+    int &depth_;
+};
+
+}  // namespace
+
 // What is put in the queue meanwhile is left for the next time, so that callbacks that write what they follow do not
 // keep their caller for ever.
 int32_t Client::deliver_waiting() {
     int32_t made = 0;
     std::string notification;
-    for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_; --waiting) {
+    const Delivering delivering(delivering_);
+    // A child that a callback forked shares the connections with its parent.
+    for (size_t waiting = queue_.size(); waiting > 0 && !queue_.empty() && !destroyed_ && !loop_.is_inherited();
+         --waiting) {
         try {
             const Queued queued = queue_.pop(notification);
-            load_failed_ = false;
             made += deliver(queued, notification);
-            if (load_failed_ && !destroyed_) {
-                store_->fall_behind("a callback could not load what is stored");  // until it can
+            if (failed_loads_ > 0 && !destroyed_) {
+                load_again();
             }
         } catch (const std::bad_alloc &) {
             // What could not be delivered must not be missed in silence.

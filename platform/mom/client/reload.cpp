@@ -114,11 +114,7 @@ int32_t Client::reload(Channel &first, std::vector<Missed> &after) {
             continue;
         }
         for (ToldRecord &record : channel->told.missing()) {
-            if (channel == &first) {
-                after.push_back({channel, std::move(record), ToldRecord::State::kNotFound});
-            } else {
-                missed.push_back({channel, std::move(record), ToldRecord::State::kVanished});
-            }
+            (channel == &first ? after : missed).push_back({channel, std::move(record), ToldRecord::State::kNotFound});
         }
     }
     // The deletion of an old record may undo what was loaded of a new one of the same card: that is told once more.
@@ -127,42 +123,38 @@ int32_t Client::reload(Channel &first, std::vector<Missed> &after) {
     }
     missed.insert(missed.end(), std::make_move_iterator(changed.begin()), std::make_move_iterator(changed.end()));
     for (Channel *channel : channels) {
-        if (channel != &first) {
-            channel->told.vanish_missing();
-        }
         channel->is_compared = true;
     }
     return tell_missed(missed, returns);
 }
 
-int32_t Client::tell_missed(std::vector<Missed> &missed, uint64_t returns) {
+// What is not told, because the store is lost again or the client destroyed, stays known as it was.
+int32_t Client::tell_missed(const std::vector<Missed> &missed, uint64_t returns) {
     int32_t made = 0;
-    size_t done = 0;
-    const auto keep_the_rest = [&] {
-        for (; done < missed.size(); ++done) {
-            missed[done].channel->told.was_not_told(missed[done].record);
+    for (const Missed &next : missed) {
+        if (destroyed_ || returns != returns_) {
+            break;
         }
-    };
-    try {
         // A callback may run the client, which may tell of a record before its turn comes.
-        for (; done < missed.size() && !destroyed_ && returns == returns_; ++done) {
-            const Missed &next = missed[done];
-            made += next.channel->told.is(next.what, next.record.index()) ? tell_missed(next) : 0;
+        if (!next.channel->told.is(next.what, next.record.index())) {
+            continue;
         }
-    } catch (const std::bad_alloc &) {
-        keep_the_rest();
-        throw;
+        try {
+            made += tell_missed(next);
+        } catch (const std::bad_alloc &) {
+            next.channel->told.was_not_told(next.record);
+            throw;
+        }
     }
-    keep_the_rest();
     return made;
 }
 
 int32_t Client::tell_missed(const Missed &missed) {
     Channel &channel = *missed.channel;
     const bool is_hash = index_of(*channel.records.front().type) != nullptr;
-    const bool is_deletion = missed.what == ToldRecord::State::kVanished || missed.what == ToldRecord::State::kNotFound;
+    const bool is_deletion = missed.what == ToldRecord::State::kNotFound;
     std::string bytes(missed.record.bytes());
-    if (missed.what == ToldRecord::State::kNotFound) {
+    if (is_deletion) {
         channel.told.vanish(missed.record.index());
     } else if (missed.what == ToldRecord::State::kCurrent) {
         bytes = channel.told.bytes_of(missed.record.index());

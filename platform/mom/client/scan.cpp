@@ -1,5 +1,6 @@
 // A client's scans: every record of a type, as if each had just been written.
 #include <new>
+#include <utility>
 
 #include "client/client.h"
 #include "core/error.h"
@@ -11,8 +12,8 @@ namespace mom {
 
 class Client::Scan final : public ScanVisitor {
 public:
-    Scan(Client &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb)
-        : client_(client), db_(db), type_(type), cb_(cb), told_(client.told_of(db, type)) {}
+    Scan(Client &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb, Channel *channel)
+        : client_(client), db_(db), type_(type), cb_(cb), told_(channel ? &channel->told : nullptr) {}
 
     bool on_hash(std::string_view key, const StoredFields &fields) override {
         const ScratchPool::Lease scratch(client_.scratches_);
@@ -65,15 +66,30 @@ private:
     std::string bytes_;
 };
 
-// Where what is told of a type is kept: nullptr when nobody follows it.
-ToldRecords *Client::told_of(int32_t db, const ProtobufCMessageDescriptor &type) {
+// The channel of a type that is followed; nullptr when nobody does.
+Channel *Client::followed(int32_t db, const ProtobufCMessageDescriptor &type) {
     Channel *channel = subscriptions_.find(channel_of(db, type.name));
-    return channel && channel->has_records() ? &channel->told : nullptr;
+    return channel && channel->has_records() ? channel : nullptr;
+}
+
+// A load of a callback's that failed is made again after a reconnection, unless the callback itself makes it again.
+void Client::mark_load(Channel *channel, bool failed) {
+    if (channel && delivering_ > 0 && std::exchange(channel->load_failed, failed) != failed) {
+        failed_loads_ += failed ? 1 : -1;
+    }
+}
+
+void Client::load_again() {
+    subscriptions_.forget_failed_loads();
+    failed_loads_ = 0;
+    store_->fall_behind("a callback could not load what is stored");  // until it can
 }
 
 int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
-    Scan scan(*this, db, type, cb);
+    Channel *channel = followed(db, type);
+    Scan scan(*this, db, type, cb, channel);
     int32_t code = 0;
+    mark_load(channel, true);  // until it has not, and for good when memory ends
     if (index_of(type)) {
         code = requested_store().scan_hashes(db, type.name, scan);
     } else {
@@ -84,7 +100,7 @@ int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgC
             scan.on_object(bytes);
         }
     }
-    load_failed_ = code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT;
+    mark_load(channel, code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT);
     return destroyed_ ? fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback of the scan") : code;
 }
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "records/notification.h"
+
 namespace mom {
 
 void ToldRecords::keep(std::string_view index, std::string_view bytes) {
@@ -18,9 +20,9 @@ bool ToldRecords::forget(std::string_view index) {
     if (record == records_.end()) {
         return true;  // written before anybody followed
     }
-    const bool is_news = record->state != State::kVanished;
+    const bool is_unknown = record->state != State::kVanished;
     records_.erase(record);
-    return is_news;
+    return is_unknown;
 }
 
 void ToldRecords::begin_comparison() {
@@ -35,7 +37,7 @@ ToldRecords::Found ToldRecords::found(std::string_view index, std::string_view b
     if (record == records_.end()) {
         return Found::kNew;
     }
-    const bool has_changed = record->bytes() != bytes;
+    const bool has_changed = !is_same_record(record->bytes(), bytes);
     mutable_record(*record).state = has_changed ? State::kChanged : State::kCurrent;
     return has_changed ? Found::kChanged : Found::kAsTold;
 }
@@ -45,14 +47,6 @@ std::vector<ToldRecord> ToldRecords::missing() const {
     std::ranges::copy_if(records_, std::back_inserter(missing),
                          [](const ToldRecord &record) { return record.state == State::kNotFound; });
     return missing;
-}
-
-void ToldRecords::vanish_missing() noexcept {
-    for (const ToldRecord &record : records_) {
-        if (record.state == State::kNotFound) {
-            mutable_record(record).vanish();
-        }
-    }
 }
 
 void ToldRecords::vanish(std::string_view index) noexcept {

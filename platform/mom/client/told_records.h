@@ -20,7 +20,7 @@ public:
         kCurrent,
         kNotFound,  // in the store, by the comparison that is under way
         kChanged,   // in the store, which is about to be told
-        kVanished   // from the store, which is about to be told, or has been
+        kVanished   // from the store, which has been told; its deletion may come late
     };
 
     // The index lies within the bytes, or is empty.
@@ -68,10 +68,10 @@ public:
     void begin_comparison();
     enum class Found : uint8_t { kAsTold, kChanged, kNew };
     Found found(std::string_view index, std::string_view bytes);
-    // Copies of those that were not found; from vanish_missing() on they have vanished, each until it is kept again, or
-    // its deletion comes late, or it is known that it was not told.
+    // Copies of those that were not found, for as long as nothing else is told of them.
     std::vector<ToldRecord> missing() const;
-    void vanish_missing() noexcept;
+
+    // It is told as gone; and then it was not, after all.
     void vanish(std::string_view index) noexcept;
     void was_not_told(const ToldRecord &vanished) noexcept;
 

@@ -206,6 +206,22 @@ bool decode_notification(std::string_view text, Notification &notification) {
     return read_stored(head.form == Form::kFields, text.substr(written_size), notification);
 }
 
+bool is_same_record(std::string_view one, std::string_view other) {
+    if (one.size() != other.size() || one == other) {
+        return one == other;
+    }
+    StoredFields fields;
+    StoredFields others;
+    if (!read_fields(one, fields) || !read_fields(other, others)) {
+        return false;
+    }
+    std::ranges::sort(fields, {}, &StoredField::number);
+    std::ranges::sort(others, {}, &StoredField::number);
+    return std::ranges::equal(fields, others, [](const StoredField &a, const StoredField &b) {
+        return a.number == b.number && a.value == b.value;
+    });
+}
+
 bool read_stored(bool is_hash, std::string_view bytes, Notification &notification) {
     notification.bytes = bytes;
     if (is_hash) {

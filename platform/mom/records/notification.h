@@ -27,6 +27,10 @@ std::string_view index_in(const StoredFields &fields);
 // Appends a hash's fields in their form. Where in the text the index is.
 std::string_view append_fields(std::string &text, const StoredFields &fields);
 
+// Whether both have the same content. The fields of a long hash come in an order of the server's own, and in another
+// one after it was restarted.
+bool is_same_record(std::string_view one, std::string_view other);
+
 // Reads a record of that form, without a head. False when it is none.
 bool read_stored(bool is_hash, std::string_view bytes, Notification &notification);
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <new>
-#include <random>
+#include <unistd.h>
 #include <utility>
 
 #include "core/error.h"
@@ -32,7 +32,7 @@ Link::Link(const StoreName &name, Loop &loop, StoreListener &listener, Millis ti
       listener_(listener),
       timeout_(timeout),
       on_lost_(std::move(on_lost)),
-      backoff_(std::random_device()()) {
+      backoff_(static_cast<uint32_t>(Clock::now().time_since_epoch().count()) ^ static_cast<uint32_t>(getpid())) {
     loop_.set_handler(this);
 }
 

@@ -39,6 +39,8 @@ bool says(const Reply &reply, std::string_view word) {
            (reply.text.starts_with(word) || reply.text.find(std::string("-").append(word)) != std::string_view::npos);
 }
 
-bool is_unfit(const Reply &reply) { return says(reply, "LOADING") || says(reply, "MASTERDOWN"); }
+bool is_unfit(const Reply &reply) {
+    return says(reply, "LOADING") || says(reply, "MASTERDOWN") || says(reply, "BUSY ");
+}
 
 }  // namespace mom::redis

@@ -21,14 +21,15 @@ std::vector<Command> login(const StoreName &name);
 // The first answer that says no; nullptr: none does.
 const Reply *first_error(std::span<Reply *const> replies);
 
-// Why an answer of that server says no, in words that have neither user nor password: servers repeat commands that
-// they do not know.
+// Why an answer of that server says no, in words that have no password: servers repeat commands that they do not
+// know.
 std::string explain(const std::string &server, const StoreName &name, const Reply &error);
 
 // Whether the answer is an error of that kind.
 bool says(const Reply &reply, std::string_view word);
 
-// The server can't do now what it is there for: it is loading, or a replica that has no master to copy.
+// The server can't do now what it is there for: it is loading, a replica that has no master to copy, or busy with
+// somebody's script.
 bool is_unfit(const Reply &reply);
 
 }  // namespace mom::redis

@@ -17,7 +17,9 @@ int32_t RequestConnection::open(const Endpoint &server, const Address &address, 
     Handshake handshake(server, commands, until, address);
     const bool done = finish(handshake);
     if (const Reply *error = first_error(handshake.replies())) {
-        return fail(OX_MOM_E_REFUSED, "%s", explain(server.text(), name, *error).c_str());
+        // Others may give theirs up: that is a server that can't be reached at the moment.
+        return fail(says(*error, "ERR max number of clients") ? OX_MOM_E_CONNECT : OX_MOM_E_REFUSED, "%s",
+                    explain(server.text(), name, *error).c_str());
     }
     if (!done) {
         return handshake.code();

@@ -12,7 +12,9 @@ namespace mom::redis {
 namespace {
 
 constexpr std::string_view kChannel = "+switch-master";
-constexpr Millis kPause{1000};  // before a sentinel that is gone is listened to again
+// Before a sentinel that is gone is listened to again: the pause doubles.
+constexpr Millis kFirstPause{1000};
+constexpr Millis kLongestPause{32000};
 
 std::optional<Endpoint> endpoint_of(std::string_view host, std::string_view port) {
     Endpoint endpoint{.path = {}, .host = std::string(host), .port = 0};
@@ -100,6 +102,7 @@ private:
 
     void listen(std::unique_ptr<Connection> connection) {
         opening_.reset();
+        pause_ = kFirstPause;
         connection_ = std::move(connection);
         watch_ = std::make_unique<Watch>(loop_, connection_->fd(), *this);
         watch_->set(EPOLLIN);
@@ -144,7 +147,8 @@ private:
 
     void pause() noexcept {
         close();
-        next_attempt_ = Clock::now() + kPause;
+        next_attempt_ = Clock::now() + pause_;
+        pause_ = std::min(pause_ * 2, kLongestPause);
         timekeeper_.due_changed();
     }
 
@@ -158,6 +162,7 @@ private:
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<Watch> watch_;
     ReplyArena arena_;
+    Millis pause_ = kFirstPause;
     TimePoint next_attempt_ = Clock::now();
 };
 
