@@ -22,8 +22,8 @@
  *     request (to read, write, delete, scan or subscribe) with NOT_CONNECTED, LOST, TIMEOUT, REFUSED and TYPE, one that
  *     reads with DECODE too. The functions name what else a code means there.
  *  4. Time. A request waits for the server no longer than OX_MOM_REQUEST_TIMEOUT_MS, a scan eleven times that, beside
- *     the time that its callbacks take. process(0) waits for no server but when it reads a followed record after a
- *     reconnection. A request that runs out of time closes its connection, so that a late answer is never taken for
+ *     the time that its callbacks take. process(0) waits for a server only when it reads, after a reconnection,
+ *     what is followed. A request that runs out of time closes its connection, so that a late answer is never taken for
  *     another's; the store is lost only when the connection for notifications is silent, too. Looking up a host's name
  *     takes a thread for that time, and holds nobody.
  *  5. Memory. Requests and records passed in are only read, and never kept. Results belong to the caller until the
@@ -32,11 +32,11 @@
  *     process() and requests, with growing pauses; see ox_mom_client_set_reconnect_cb(). The loss is told once, each
  *     other reason that an attempt fails for once, and the return with what is loaded afresh: as category "ox_mom" of
  *     the logging layer when the program has one (ox_zlog.h), else on standard error, where that is open. So is a
- * record that is skipped. ox_mom_client_status() tells the same at any time.
+ *     record that is skipped. ox_mom_client_status() tells the same at any time.
  *  7. Request connections. One that the server closed, as servers do with those that are idle, is opened again by the
  *     next request and is no loss. A write whose connection ends before its answer fails with LOST, whether it was done
  *     or not; a read is made again. A scan that a callback makes, and that ends with LOST or TIMEOUT, is a loss, so
- * that what could not be loaded is loaded afresh.
+ *     that what could not be loaded is loaded afresh.
  */
 #ifndef OX_MOM_H
 #define OX_MOM_H

@@ -92,19 +92,13 @@ std::optional<Answer> Operator::take_answer() {
 }
 
 ConsoleTest::ConsoleTest() {
-    char name[] = "/tmp/quib_test_XXXXXX";
-    root_ = mkdtemp(name);
     setenv("QUIB_DIR", directory().c_str(), 1);
     unsetenv("QUIB_IDLE_MS");
     take_calls();
     status_to_return = 0;
 }
 
-ConsoleTest::~ConsoleTest() {
-    client_.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
-}
+ConsoleTest::~ConsoleTest() { client_.reset(); }
 
 void ConsoleTest::SetUp() {
     client_ = make_client();

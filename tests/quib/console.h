@@ -17,6 +17,8 @@
 #include <utility>
 #include <vector>
 
+#include "private_directory.h"
+
 namespace quib_test {
 
 using std::chrono::milliseconds;
@@ -77,8 +79,8 @@ protected:
 
     void SetUp() override;
 
-    const std::string &root() const { return root_; }
-    std::string directory() const { return root_ + "/sockets"; }
+    const std::string &root() const { return root_.path(); }
+    std::string directory() const { return root_.path() + "/sockets"; }
     std::string path(const std::string &module = "m") const { return directory() + "/" + module; }
 
     MomClient *client() const { return client_.get(); }
@@ -104,7 +106,7 @@ protected:
     void expect_quiet() const;
 
 private:
-    std::string root_;
+    test_support::PrivateDirectory root_;
     ClientPtr client_;
 };
 

@@ -39,19 +39,9 @@ Outcome ConsoleTest::run_into(Stdout standard_output, const Arguments &arguments
 }
 
 ConsoleTest::ConsoleTest() {
-    char name[] = "/tmp/quib_test.XXXXXX";
-    if (mkdtemp(name) == nullptr) {
-        throw std::runtime_error("no temporary directory");
-    }
-    root_ = name;
     for (const std::string &path : {directory(), home()}) {
         std::filesystem::create_directory(path);
     }
-}
-
-ConsoleTest::~ConsoleTest() {
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
 }
 
 void wait_until(const std::function<bool()> &so) {

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "private_directory.h"
 #include "program.h"
 
 namespace console_test {
@@ -27,10 +28,9 @@ Launch quib(const Arguments &arguments, const Environment &environment);
 class ConsoleTest : public testing::Test {
 protected:
     ConsoleTest();
-    ~ConsoleTest() override;
 
-    std::string directory() const { return root_ + "/quib"; }
-    std::string home() const { return root_ + "/home"; }
+    std::string directory() const { return root_.path() + "/quib"; }
+    std::string home() const { return root_.path() + "/home"; }
     std::string socket(const std::string &module) const { return directory() + "/" + module; }
     Environment environment() const { return {{"QUIB_DIR", directory()}, {"HOME", home()}}; }
 
@@ -39,7 +39,7 @@ protected:
     Outcome run_into(Stdout standard_output, const Arguments &arguments) const;
 
 private:
-    std::string root_;
+    test_support::PrivateDirectory root_;
 };
 
 // Waits until something is so; a test that waits in vain fails.
