@@ -51,7 +51,9 @@ int run_program(const char *name, int (*body)(int argc, char **argv), int argc, 
 
 void complain(std::string_view message) {
     if (!message.empty()) {
-        write_error((in_line ? "\n" : "") + std::string(program_name) + ": " + printable(message) + "\n");
+        std::string line = in_line ? "\n" : "";
+        line.append(program_name).append(": ").append(printable(message)).append("\n");
+        write_error(line);
         in_line = false;
     }
 }
