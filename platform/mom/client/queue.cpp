@@ -1,8 +1,6 @@
 #include "client/queue.h"
 
-#include <algorithm>
 #include <cstring>
-#include <span>
 #include <type_traits>
 
 namespace mom {
@@ -10,7 +8,7 @@ namespace mom {
 void Queue::push(const Queued &queued, std::string_view notification) {
     std::byte *room = pieces_.push(sizeof queued + notification.size());
     std::memcpy(room, &queued, sizeof queued);
-    std::ranges::copy(std::as_bytes(std::span(notification)), room + sizeof queued);
+    notification.copy(reinterpret_cast<char *>(room + sizeof queued), notification.size());
 }
 
 Queued Queue::pop(std::string &notification) {

@@ -1,8 +1,6 @@
 #include "embedded/incoming.h"
 
-#include <algorithm>
 #include <new>
-#include <span>
 
 #include "core/queue_limit.h"
 
@@ -11,8 +9,9 @@ namespace mom {
 void Notifications::push(std::string_view channel, std::string_view notification) {
     std::byte *room = pieces_.push(sizeof(Head) + channel.size() + notification.size());
     new (room) Head{.channel_size = channel.size()};
-    std::byte *after = std::ranges::copy(std::as_bytes(std::span(channel)), room + sizeof(Head)).out;
-    std::ranges::copy(std::as_bytes(std::span(notification)), after);
+    char *const texts = reinterpret_cast<char *>(room + sizeof(Head));
+    channel.copy(texts, channel.size());
+    notification.copy(texts + channel.size(), notification.size());
 }
 
 bool Notifications::is_full() const { return is_queue_full(pieces_.count(), pieces_.bytes()); }
