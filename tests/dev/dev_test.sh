@@ -47,7 +47,7 @@ skips_fail_in_ci() {
   local text
   if text=$(CI=true reported 5 0 1); then echo "a skipped test has passed" >&2 && exit 1; fi
   expect "
-skipped: release a test: its reason
+failed: skipped: release a test: its reason
 5 passed, 1 failed" "$text"
 }
 

@@ -12,6 +12,8 @@
 namespace mom_test {
 namespace {
 
+#ifndef __SANITIZE_THREAD__  // which does not follow threads into a child
+
 // Writes, follows and makes clients, until the end.
 void use_the_store(const std::string &store, const std::atomic<bool> &done) {
     while (!done) {
@@ -44,9 +46,6 @@ int in_child(const std::string &store, MomClient *of_parent) {
 }
 
 TEST(ForkTest, AChildMayUseTheStoreWhateverOtherThreadsDid) {
-#ifdef __SANITIZE_THREAD__
-    GTEST_SKIP() << "ThreadSanitizer does not follow threads into a child";
-#endif
     const std::string store = "mem:forked";
     const ClientPtr client = test_support::connect_client(store, {kGlobalDb});
     ASSERT_EQ(put_int(client, "/before", 7), 0);
@@ -69,6 +68,8 @@ TEST(ForkTest, AChildMayUseTheStoreWhateverOtherThreadsDid) {
     two.join();
     EXPECT_EQ(stored_int(client, "/child"), -1) << "the child's store is its own";
 }
+
+#endif
 
 }  // namespace
 }  // namespace mom_test
