@@ -85,4 +85,10 @@ std::string joined(const std::vector<std::string> &names) {
     return text;
 }
 
+std::string alternatives(std::vector<std::string> names) {
+    const std::string last = names.back();
+    names.pop_back();
+    return names.empty() ? last : joined(names) + " or " + last;
+}
+
 }  // namespace command_line

@@ -20,4 +20,7 @@ std::string did_you_mean(std::string_view word, const std::vector<std::string> &
 // With commas between them.
 std::string joined(const std::vector<std::string> &names);
 
+// Likewise, but for the last, which comes after "or".
+std::string alternatives(std::vector<std::string> names);
+
 }  // namespace command_line

@@ -68,13 +68,14 @@ std::string HelpFormatter::make_option_opts(const CLI::Option *option) const {
     return option->get_type_size() == 0 || option->get_positional() ? "" : " " + option->get_type_name();
 }
 
-void add_shared_options(CLI::App &app, const char *version, const char *about_output, std::string &output) {
+void add_shared_options(CLI::App &app, const char *version, const char *about_output, std::string &output,
+                        const std::vector<std::string> &formats) {
     app.set_version_flag("--version", app.get_name() + " " + version);
     app.get_option("--help")->description("Print this and exit");
     app.get_option("--version")->description("Print the version and exit");
     app.add_option("-o,--output", output, about_output)
         ->type_name("FORMAT")
-        ->check(CLI::IsMember({"text", "json"}).description(""));
+        ->check(CLI::IsMember(formats).description(""));
 }
 
 std::string hint(const CLI::App &app) { return "\nTry " + app.get_name() + " --help."; }

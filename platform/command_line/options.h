@@ -19,8 +19,9 @@ public:
 inline constexpr char kStatusesOfAll[] = "    7  anything else: no memory, or the output cannot be written\n"
                                          "  130  interrupted\n";
 
-// --help, --version and --output, which is "text" or "json".
-void add_shared_options(CLI::App &app, const char *version, const char *about_output, std::string &output);
+// --help, --version and --output, which is one of the formats.
+void add_shared_options(CLI::App &app, const char *version, const char *about_output, std::string &output,
+                        const std::vector<std::string> &formats = {"text", "json"});
 
 // Reads the words. False when they asked for help or the version, which is then written. Throws a Failure when they are
 // wrong, which suggests what may have been meant.

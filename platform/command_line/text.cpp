@@ -52,6 +52,8 @@ std::string quote(std::string_view bytes) { return '"' + escape(bytes, is_specia
 
 std::string printable(std::string_view text) { return escape(text, is_special_in_lines); }
 
+std::string on_one_line(std::string_view text) { return escape(text, base::is_control); }
+
 std::string masked(std::string_view text) {
     std::string result(text);
     std::ranges::replace_if(

@@ -14,6 +14,9 @@ std::string quote(std::string_view bytes);
 // As it is, but for what a terminal would obey; lines stay lines. For text that quotes what it repeats, or need not.
 std::string printable(std::string_view text);
 
+// Likewise, and on one line.
+std::string on_one_line(std::string_view text);
+
 // As long as it is, and on one line: control characters are '?'.
 std::string masked(std::string_view text);
 

@@ -23,7 +23,10 @@ declare -A allowed=(
     app/trel_cap/src/trel_cap_sw"
   [app/trel_cap/src/trel_cap_dbg]="app/trel_cap/include platform/include records app/trel_cap/src/log
     app/trel_cap/src/trel_cap_sw app/trel_cap/src/trel_cap"
-  [tools]="app/trel_cap/include platform/include platform/base platform/command_line records protobuf-c cli11 nlohmann-json"
+  [tools/record]="app/trel_cap/include platform/base platform/command_line records protobuf-c nlohmann-json"
+  [tools/store]="app/trel_cap/include platform/include platform/command_line tools/record"
+  [tools/chassis]="app/trel_cap/include platform/command_line tools/record tools/store"
+  [tools/verbs]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis protobuf-c cli11 nlohmann-json"
   [examples]="app/trel_cap/include platform/include records protobuf-c cli11"
 )
 
@@ -46,7 +49,10 @@ place_of() { # NAME INCLUDING_FILE
   [ ! -e "$(dirname "$2")/$1" ] || return 0
   local place
   for place in app/trel_cap/include platform/include platform/mom platform/zlog platform/quib tools; do
-    [ ! -e "$place/$1" ] || { [ "$place" != platform/mom ] || place+=/${1%%/*}; echo "$place" && return; }
+    [ -e "$place/$1" ] || continue
+    # These have wings, which an include names.
+    [[ $place != platform/mom && $place != tools ]] || place+=/${1%%/*}
+    echo "$place" && return
   done
   [ ! -e "app/trel_cap/src/$1" ] || echo "app/trel_cap/src/${1%%/*}"
 }

@@ -52,7 +52,7 @@ TEST(Usage, NeedsExactlyOneValueToSet) {
     EXPECT_THAT(run_nowhere({"set", "/a", "--bool", "1", "--int", "2"}), FailsWith(2, "2 were given"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--int", "1", "--int", "2"}), FailsWith(2, "--int"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--int"}), FailsWith(2, "--int"));
-    EXPECT_THAT(run_nowhere({"set", "/a", "--pri", "1"}), FailsWith(2, "is required"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--pri", "1"}), FailsWith(2, "unknown option \"--pri\""));
     EXPECT_THAT(run_nowhere({"set", "/a", "1"}), FailsWith(2, "1"));
 }
 

@@ -1,6 +1,4 @@
-#include "value.h"
-
-#include <trel_cap/status.h>
+#include "verbs/value.h"
 
 #include <charconv>
 
@@ -41,13 +39,6 @@ bool parse_switch(const std::string &argument, const std::string &text) {
         refuse(argument, "on or off", text);
     }
     return text == "on";
-}
-
-void check_url(const std::string &url) {
-    if (url.size() > TREL_CAP_URL_MAX) {
-        throw Failure(kUsage, "URL: at most " + std::to_string(TREL_CAP_URL_MAX) + " bytes expected, not " +
-                                  std::to_string(url.size()));
-    }
 }
 
 void check_not_empty(const std::string &url) {

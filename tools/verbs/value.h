@@ -11,8 +11,6 @@ bool parse_bool(const std::string &argument, const std::string &text);  // 0 or 
 int32_t parse_int32(const std::string &argument, const std::string &text);
 bool parse_switch(const std::string &argument, const std::string &text);  // on or off
 
-// Refuses what is longer than a capability's URL can be.
-void check_url(const std::string &url);
 // Refuses the address of nothing, more often a variable that was not set. It can be read: others may have written it.
 void check_not_empty(const std::string &url);
 

@@ -1,4 +1,4 @@
-#include "help.h"
+#include "verbs/help.h"
 
 namespace capctl {
 

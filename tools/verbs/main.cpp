@@ -1,6 +1,6 @@
-// trel_capctl: reads and writes the store's records from the shell.
+// trel_capctl: reads, writes and watches the store's records from the shell.
 #include "command_line/program.h"
-#include "verbs.h"
+#include "verbs/verbs.h"
 
 namespace capctl {
 
@@ -9,8 +9,9 @@ namespace {
 int run(int argc, char **argv) {
     command_line::exit_when_interrupted();
     Verbs verbs;
-    add_capability_verbs(verbs);
-    add_readiness_verbs(verbs);
+    add_get(verbs);
+    add_set(verbs);
+    add_ready(verbs);
     return verbs.run(argc, argv);
 }
 

@@ -1,0 +1,246 @@
+#include "record/record_json.h"
+
+#include <nlohmann/json.hpp>
+#include <stdexcept>
+
+#include "base/utf8.h"
+#include "command_line/exit_status.h"
+#include "command_line/names.h"
+#include "command_line/text.h"
+#include "record/field_text.h"
+
+namespace record {
+
+using namespace command_line;
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+
+constexpr std::string_view kHexSuffix = "_hex";
+
+bool is_utf8(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const size_t length = base::sequence_length(bytes);
+        if (length == 0) {
+            return false;
+        }
+        bytes.remove_prefix(length);
+    }
+    return true;
+}
+
+Json message_json(const ProtobufCMessage *message);
+
+Json value_json(const ProtobufCFieldDescriptor &field, const Value &value) {
+    if (const bool *flag = std::get_if<bool>(&value)) {
+        return *flag;
+    }
+    if (const auto *text = std::get_if<std::string>(&value)) {
+        return field.type == PROTOBUF_C_TYPE_BYTES ? hex(*text) : *text;
+    }
+    const int32_t number = std::get<int32_t>(value);
+    const char *name = field.type == PROTOBUF_C_TYPE_ENUM ? enum_name(field, number) : nullptr;
+    return name == nullptr ? Json(number) : Json(name);
+}
+
+void add_member(Json &object, const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field) {
+    if (field.type == PROTOBUF_C_TYPE_MESSAGE) {
+        object[field.name] = message_json(message_in(message, field));
+        return;
+    }
+    const Value value = value_of(message, field);
+    object[field.name] = value_json(field, value);
+    if (field.type == PROTOBUF_C_TYPE_STRING && !is_utf8(std::get<std::string>(value))) {
+        object[field.name + std::string(kHexSuffix)] = hex(std::get<std::string>(value));
+    }
+}
+
+Json message_json(const ProtobufCMessage *message) {
+    if (message == nullptr) {
+        return nullptr;
+    }
+    Json object = Json::object();
+    for (const ProtobufCFieldDescriptor &field :
+         std::span(message->descriptor->fields, message->descriptor->n_fields)) {
+        add_member(object, *message, field);
+    }
+    return object;
+}
+
+[[noreturn]] void refuse(const std::string &what, const std::string &expected, const Json &value) {
+    throw Failure(kUnreadable, what + ": " + expected + " expected, not " +
+                                   printable(value.dump(-1, ' ', true, Json::error_handler_t::replace)));
+}
+
+std::string text_in(const std::string &what, const Json &value) {
+    if (!value.is_string()) {
+        refuse(what, "a string", value);
+    }
+    return value.get<std::string>();
+}
+
+const Json &object_in(const Json &json, const char *name) {
+    const auto member = json.find(name);
+    if (member == json.end()) {
+        throw Failure(kUnreadable, quote(name) + " is missing");
+    }
+    if (!member->is_object()) {
+        refuse(name, "an object", *member);
+    }
+    return *member;
+}
+
+Value value_in(const ProtobufCFieldDescriptor &field, const std::string &what, const Json &value) {
+    switch (field.type) {
+        case PROTOBUF_C_TYPE_BOOL:
+            if (!value.is_boolean()) {
+                refuse(what, "true or false", value);
+            }
+            return value.get<bool>();
+        case PROTOBUF_C_TYPE_INT32:
+        case PROTOBUF_C_TYPE_ENUM:
+            if (value.is_number_integer() && value >= INT32_MIN && value <= INT32_MAX) {
+                return value.get<int32_t>();
+            }
+            if (field.type == PROTOBUF_C_TYPE_ENUM && value.is_string()) {
+                return parse_value(field, what, value.get<std::string>());
+            }
+            refuse(what, "a whole number from -2147483648 to 2147483647", value);
+        default:
+            return parse_value(field, what, text_in(what, value));
+    }
+}
+
+// Puts the members of an object into the fields below a path of the record.
+class Filler {
+public:
+    Filler(Record &record, const ProtobufCMessageDescriptor &type, std::string path, std::string shown)
+        : record_(record), type_(type), path_(std::move(path)), shown_(std::move(shown)) {}
+
+    void fill(const Json &object) {
+        for (const auto &[name, value] : object.items()) {
+            const std::string_view view = name;
+            if (view.ends_with(kHexSuffix) && find(view) == nullptr) {
+                fill_hex(view.substr(0, view.size() - kHexSuffix.size()), value);
+            } else if (!object.contains(name + std::string(kHexSuffix))) {
+                fill_field(known(view), value);
+            }
+        }
+    }
+
+private:
+    const ProtobufCFieldDescriptor *find(std::string_view name) const {
+        const std::string terminated(name);
+        return protobuf_c_message_descriptor_get_field_by_name(&type_, terminated.c_str());
+    }
+
+    const ProtobufCFieldDescriptor &known(std::string_view name) const {
+        const ProtobufCFieldDescriptor *field = find(name);
+        if (field == nullptr || (path_.empty() && field == record_.type().index())) {
+            throw Failure(kUnreadable, shown_ + ": " + type_.name + " has no field " + quote(name));
+        }
+        return *field;
+    }
+
+    void fill_hex(std::string_view name, const Json &value) {
+        const ProtobufCFieldDescriptor &field = known(name);
+        const std::string what = shown_ + "." + field.name + std::string(kHexSuffix);
+        record_.set(path_ + field.name, parse_hex(what, text_in(what, value)));
+    }
+
+    void fill_field(const ProtobufCFieldDescriptor &field, const Json &value) {
+        const std::string what = shown_ + "." + field.name;
+        if (field.type != PROTOBUF_C_TYPE_MESSAGE) {
+            record_.set(path_ + field.name, value_in(field, what, value));
+        } else if (value.is_object()) {
+            const auto &within = *static_cast<const ProtobufCMessageDescriptor *>(field.descriptor);
+            record_.set_message(path_ + field.name, true);
+            Filler(record_, within, path_ + field.name + ".", what).fill(value);
+        } else if (value.is_null()) {
+            record_.set_message(path_ + field.name, false);
+        } else {
+            refuse(what, "an object or null", value);
+        }
+    }
+
+    Record &record_;
+    const ProtobufCMessageDescriptor &type_;
+    std::string path_;
+    std::string shown_;
+};
+
+const RecordType &type_in(const Json &json) {
+    const auto name = json.find("type");
+    if (name == json.end()) {
+        throw Failure(kUnreadable, "\"type\" is missing");
+    }
+    const RecordType *type = find_type(text_in("type", *name));
+    if (type == nullptr) {
+        throw Failure(kUnreadable, "type: no such record type as " + quote(name->get<std::string>()) +
+                                       did_you_mean(name->get<std::string>(), type_names()));
+    }
+    return *type;
+}
+
+void fill_key(Record &record, const Json &key) {
+    for (const ProtobufCFieldDescriptor &field : record.type().index_fields()) {
+        if (!key.contains(field.name)) {
+            throw Failure(kUnreadable, std::string("key: ") + quote(field.name) + " is missing");
+        }
+    }
+    if (const ProtobufCFieldDescriptor *index = record.type().index()) {
+        Filler(record, *static_cast<const ProtobufCMessageDescriptor *>(index->descriptor),
+               std::string(index->name) + ".", "key")
+            .fill(key);
+    } else if (!key.empty()) {
+        refuse("key", "{}", key);
+    }
+}
+
+}  // namespace
+
+Json to_json(const Record &record) {
+    const ProtobufCFieldDescriptor *index = record.type().index();
+    Json key = index == nullptr ? Json::object() : message_json(message_in(record.message(), *index));
+    return {
+        {"type", record.type().full_name()}, {"key", std::move(key)}, {"fields", fields_json(record, record.fields())}};
+}
+
+Json fields_json(const Record &record, std::span<const int32_t> fields) {
+    Json object = Json::object();
+    for (const int32_t number : fields) {
+        add_member(object, record.message(),
+                   *protobuf_c_message_descriptor_get_field(record.type().descriptor, static_cast<unsigned>(number)));
+    }
+    return object;
+}
+
+Json field_json(const Record &record, int32_t field) {
+    Json object = fields_json(record, {&field, 1});
+    return object.begin().value();
+}
+
+Record from_json(const Json &json) {
+    if (!json.is_object()) {
+        refuse("a record", "an object", json);
+    }
+    for (const auto &[name, value] : json.items()) {
+        if (name != "type" && name != "key" && name != "fields") {
+            throw Failure(kUnreadable, quote(name) + ": a record has type, key and fields, and nothing else");
+        }
+    }
+    const RecordType &type = type_in(json);
+    Record record(type);
+    try {
+        fill_key(record, object_in(json, "key"));
+        Filler(record, *type.descriptor, "", "fields").fill(object_in(json, "fields"));
+    } catch (const Failure &failure) {  // of a value that is written as on a command line
+        throw Failure(kUnreadable, failure.what());
+    }
+    return record;
+}
+
+std::string json_line(const Json &value) { return value.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n"; }
+
+}  // namespace record

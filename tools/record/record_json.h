@@ -1,0 +1,29 @@
+// Records as JSON, by their descriptors.
+#pragma once
+
+#include <cstdint>
+#include <nlohmann/json_fwd.hpp>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "record/record.h"
+
+namespace record {
+
+// {"type": full name, "key": the fields of the index, "fields": those that are there, in the schema's order}. A string
+// that is not UTF-8 has a neighbour NAME_hex with its bytes; bytes are hexadecimal, and enumerations names.
+nlohmann::ordered_json to_json(const Record &record);
+
+// The fields of those numbers alone: {"ready": true, ...}.
+nlohmann::ordered_json fields_json(const Record &record, std::span<const int32_t> fields);
+// One field's value alone.
+nlohmann::ordered_json field_json(const Record &record, int32_t field);
+
+// The reverse of to_json. Throws a Failure (kUnreadable) that says what is wrong with it.
+Record from_json(const nlohmann::ordered_json &json);
+
+// On one line, which is always valid: what is not UTF-8 in a string appears as U+FFFD.
+std::string json_line(const nlohmann::ordered_json &value);
+
+}  // namespace record

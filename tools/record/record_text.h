@@ -1,0 +1,23 @@
+// Records as text, a field a word or a line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "record/record.h"
+
+namespace record {
+
+struct FieldText {
+    int32_t number;    // of the record's field, also where it is a field of a message within
+    std::string path;  // static_info.node_type
+    std::string text;  // as value_text() has it
+};
+
+// Of the fields that are there, those of messages within included.
+std::vector<FieldText> field_texts(const Record &record);
+
+// ready=1 node_type=3 name="LPU", of these fields that are there.
+std::string assignments(const Record &record, std::span<const int32_t> fields);
+
+}  // namespace record

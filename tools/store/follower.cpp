@@ -1,0 +1,240 @@
+#include "store/follower.h"
+
+#include <algorithm>
+#include <array>
+#include <exception>
+#include <map>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "command_line/exit_status.h"
+#include "store/message.h"
+
+namespace store {
+
+using command_line::Failure;
+using record::Record;
+using record::RecordType;
+
+struct Follower::State {
+    State(Store &its_store, std::vector<const RecordType *> its_types, Listener &its_listener)
+        : store(its_store), types(std::move(its_types)), listener(its_listener) {}
+
+    void follow(const RecordType &type);
+    void on_reconnected(int32_t db);
+    void on_message(const RecordType &type, const MomMsg &message);
+    void on_written(Record &&record, Change::Kind kind);
+    void on_deleted(const Record &address);
+    void load(const RecordType &type);
+    void loaded(const RecordType &type);
+    void tell_loss();
+
+    // Does it, and keeps what it throws for process(): nothing may pass through the client. Once something was thrown,
+    // nothing more is told.
+    template <class Step>
+    void guarded(Step step);
+
+    Store &store;
+    std::vector<const RecordType *> types;
+    Listener &listener;
+    Snapshot snapshot;
+    std::set<const RecordType *> loading;  // followed, but not loaded yet
+    bool was_complete = false;
+    bool is_lost = false;  // and not yet told to be back
+    uint64_t losses = 0;
+    std::exception_ptr failure;
+};
+
+namespace {
+
+// Callbacks are told nothing but their client; it belongs to this thread.
+thread_local std::map<const MomClient *, Follower::State *> followers;
+
+Follower::State *follower_of(const MomClient *client) {
+    const auto found = followers.find(client);
+    return found == followers.end() ? nullptr : found->second;
+}
+
+// A callback for each type, since a confirmation does not say which it is of.
+template <size_t kType>
+int32_t on_message(MomClient *client, MomMsg *message) {
+    if (Follower::State *state = follower_of(client)) {
+        state->guarded([&] { state->on_message(record::record_types()[kType], *message); });
+    }
+    return 0;
+}
+
+int32_t on_reconnected(MomClient *client, int32_t db, int32_t) {
+    if (Follower::State *state = follower_of(client)) {
+        state->guarded([&] { state->on_reconnected(db); });
+    }
+    return 0;
+}
+
+constexpr size_t kMaxTypes = 15;
+
+template <size_t... kTypes>
+constexpr std::array<MomMsgCb, sizeof...(kTypes)> make_callbacks(std::index_sequence<kTypes...>) {
+    return {on_message<kTypes>...};
+}
+
+MomMsgCb callback_of(const RecordType &type) {
+    static constexpr auto kCallbacks = make_callbacks(std::make_index_sequence<kMaxTypes>());
+    return kCallbacks.at(static_cast<size_t>(&type - record::record_types().data()));
+}
+
+MomClientStatus status_of(MomClient *client) {
+    MomClientStatus status = {};
+    status.size = sizeof status;
+    if (const int32_t code = ox_mom_client_status(client, &status)) {
+        fail(code);
+    }
+    return status;
+}
+
+// The store is away: what could not be done is done again once it is back.
+bool is_loss(const Failure &failure) {
+    return failure.status() == command_line::kNoConnection || failure.status() == command_line::kTimeOut;
+}
+
+}  // namespace
+
+template <class Step>
+void Follower::State::guarded(Step step) {
+    if (failure) {
+        return;
+    }
+    try {
+        step();
+    } catch (const Failure &thrown) {
+        if (!is_loss(thrown)) {
+            failure = std::current_exception();
+        }
+    } catch (...) {
+        failure = std::current_exception();
+    }
+}
+
+void Follower::State::follow(const RecordType &type) {
+    loading.insert(&type);
+    if (const int32_t code =
+            ox_mom_subscribe(store.client(), type.db, &Record(type).message(), 0, callback_of(type), nullptr)) {
+        fail(code);
+    }
+}
+
+void Follower::State::on_reconnected(int32_t db) {
+    tell_loss();
+    for (const RecordType *type : types) {
+        if (type->db == db) {
+            follow(*type);
+        }
+    }
+}
+
+void Follower::State::on_message(const RecordType &type, const MomMsg &message) {
+    if (message.cmd == OX_MOM_CMD_SUBSCRIBED) {
+        load(type);
+        loaded(type);
+    } else if (auto record = record_in(message)) {
+        if (message.cmd == OX_MOM_CMD_DELETED) {
+            on_deleted(*record);
+        } else {
+            on_written(std::move(*record), Change::Kind::kWritten);
+        }
+    }
+}
+
+void Follower::State::load(const RecordType &type) {
+    store.scan(type, [&](Record &&record) {
+        on_written(std::move(record), was_complete ? Change::Kind::kWritten : Change::Kind::kInitial);
+    });
+}
+
+void Follower::State::loaded(const RecordType &type) {
+    loading.erase(&type);
+    if (!loading.empty()) {
+        return;
+    }
+    if (std::exchange(is_lost, false)) {
+        listener.restored();
+    }
+    if (!std::exchange(was_complete, true)) {
+        listener.complete();
+    }
+}
+
+void Follower::State::on_written(Record &&record, Change::Kind kind) {
+    const std::string key = record.key();
+    const Record *known = snapshot.find(key);
+    std::vector<int32_t> changed = known == nullptr ? std::vector(record.fields().begin(), record.fields().end())
+                                                    : differing_fields(record, *known);
+    // While it is loaded, what is told already comes once more.
+    if (known != nullptr && changed.empty() && loading.contains(&record.type())) {
+        return;
+    }
+    snapshot.put(record);
+    listener.changed({kind, record, std::move(changed)});
+}
+
+void Follower::State::on_deleted(const Record &address) {
+    const std::string key = address.key();
+    const Record *known = snapshot.find(key);
+    if (known == nullptr) {
+        return;
+    }
+    const Record last = *known;
+    snapshot.erase(key);
+    listener.changed({Change::Kind::kDeleted, last, {last.fields().begin(), last.fields().end()}});
+}
+
+void Follower::State::tell_loss() {
+    const MomClientStatus status = status_of(store.client());
+    if (status.losses == losses) {
+        return;
+    }
+    losses = status.losses;
+    if (!std::exchange(is_lost, true)) {
+        listener.lost(status.reason);
+    }
+}
+
+Follower::Follower(Store &store, std::vector<const RecordType *> types, Listener &listener)
+    : state_(std::make_unique<State>(store, std::move(types), listener)) {
+    if (record::record_types().size() > kMaxTypes || !followers.emplace(store.client(), state_.get()).second) {
+        throw std::logic_error("a client has one follower");
+    }
+    try {
+        for (const RecordType *type : state_->types) {
+            store.connect(type->db);
+            ox_mom_client_set_reconnect_cb(store.client(), type->db, on_reconnected, nullptr);
+            state_->follow(*type);
+        }
+    } catch (...) {
+        followers.erase(store.client());
+        throw;
+    }
+    state_->losses = status_of(store.client()).losses;
+}
+
+Follower::~Follower() { followers.erase(state_->store.client()); }
+
+void Follower::process(std::chrono::milliseconds limit) {
+    const auto code = ox_mom_client_process(state_->store.client(), static_cast<int32_t>(limit.count()));
+    if (state_->failure) {
+        std::rethrow_exception(std::exchange(state_->failure, nullptr));
+    }
+    if (code < 0 && code != OX_MOM_E_LOST) {
+        fail(code);
+    }
+    state_->tell_loss();
+}
+
+int Follower::fd() const { return ox_mom_client_fd(state_->store.client()); }
+
+const Snapshot &Follower::snapshot() const { return state_->snapshot; }
+
+bool Follower::complete() const { return state_->was_complete; }
+
+}  // namespace store

@@ -1,0 +1,90 @@
+#include "verbs/address.h"
+
+#include <trel_cap/records.h>
+#include <trel_cap/status.h>
+
+#include "command_line/exit_status.h"
+#include "command_line/names.h"
+#include "command_line/text.h"
+#include "record/field_text.h"
+
+namespace capctl {
+
+using namespace command_line;
+using record::Record;
+using record::RecordType;
+
+namespace {
+
+const RecordType &class_table(const std::string &name) {
+    if (name == "cm") {
+        return record::type_of(cap_cm_table__descriptor);
+    }
+    if (name == "fab") {
+        return record::type_of(cap_fab_table__descriptor);
+    }
+    if (name == "hps") {
+        return record::type_of(cap_hps_table__descriptor);
+    }
+    throw Failure(kUsage,
+                  "--class: cm, fab or hps expected, not " + quote(name) + did_you_mean(name, {"cm", "fab", "hps"}));
+}
+
+void check_url(const std::string &url) {
+    if (url.size() > TREL_CAP_URL_MAX) {
+        throw Failure(kUsage, "URL: at most " + std::to_string(TREL_CAP_URL_MAX) + " bytes expected, not " +
+                                  std::to_string(url.size()));
+    }
+}
+
+Record at_url(const RecordType &type, const std::string &url) {
+    Record record(type);
+    record.set("index.url", url);
+    return record;
+}
+
+Record of_node(const ProtobufCMessageDescriptor &type, const char *option, const std::string &node,
+               const std::string &url) {
+    Record record = at_url(record::type_of(type), url);
+    record.set("index.node", record::parse_number(option, node));
+    return record;
+}
+
+}  // namespace
+
+void Address::add_to(CLI::App &command) {
+    command.add_option("URL", word_, "A capability's address, at most 255 bytes, or any record's key")->required();
+    CLI::Option *of_class =
+        command.add_option("--class", card_class_, "The capability of a card class: cm, fab or hps");
+    CLI::Option *of_fe = command.add_option("--fe", fe_, "The capability of a line card's node");
+    CLI::Option *of_cm = command.add_option("--cm", cm_, "The capability of a control module's node");
+    of_class->type_name("CLASS")->excludes(of_fe)->excludes(of_cm);
+    of_fe->type_name("NODE")->excludes(of_cm);
+    of_cm->type_name("NODE");
+}
+
+Record Address::record() const {
+    const bool is_scoped = !card_class_.empty() || !fe_.empty() || !cm_.empty();
+    if (!is_scoped && record::is_key(word_)) {
+        return record::record_at(word_);
+    }
+    check_url(word_);
+    if (!card_class_.empty()) {
+        return at_url(class_table(card_class_), word_);
+    }
+    if (!fe_.empty()) {
+        return of_node(cap_glb_table__descriptor, "--fe", fe_, word_);
+    }
+    if (!cm_.empty()) {
+        return of_node(cap_cm_glb_table__descriptor, "--cm", cm_, word_);
+    }
+    return at_url(record::type_of(cap_table__descriptor), word_);
+}
+
+bool is_capability(const RecordType &type) {
+    return !type.index_fields().empty() && std::string_view(type.index_fields().back().name) == "url";
+}
+
+bool is_node_capability(const RecordType &type) { return is_capability(type) && type.index_fields().size() > 1; }
+
+}  // namespace capctl

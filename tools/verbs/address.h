@@ -1,0 +1,33 @@
+// How a command line addresses a record.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+#include "record/record.h"
+
+namespace capctl {
+
+// A capability by its URL, of the device unless a class or a node is given; any record by its key.
+class Address {
+public:
+    // The argument URL, and the options --class, --fe and --cm.
+    void add_to(CLI::App &command);
+
+    // Without a field. Throws a usage failure that says what is wrong with it.
+    record::Record record() const;
+    const std::string &word() const { return word_; }
+
+private:
+    std::string word_;
+    std::string card_class_;
+    std::string fe_;
+    std::string cm_;
+};
+
+// Of the device, a class or a node: is it a capability?
+bool is_capability(const record::RecordType &type);
+// Of one node, whose strings applications read.
+bool is_node_capability(const record::RecordType &type);
+
+}  // namespace capctl

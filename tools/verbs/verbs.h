@@ -1,0 +1,70 @@
+// The verbs, and the options they share.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "store/store.h"
+
+namespace capctl {
+
+// How to print data. Of one record json and ndjson are the same line; what has no table is printed as text.
+enum class Format { kText, kTable, kJson, kNdjson };
+
+// What a verb works with.
+class Session {
+public:
+    Session(std::string store_option, Format its_format, bool has_colour)
+        : format(its_format), colour(has_colour), store_option_(std::move(store_option)) {}
+
+    const Format format;
+    const bool colour;  // of what goes to standard output
+
+    bool is_json() const { return format == Format::kJson || format == Format::kNdjson; }
+    // Throw a usage failure when none is named, or one that no other process can reach.
+    std::string store_name() const { return store::server_name(store_option_); }
+    store::Store &store();
+
+private:
+    std::string store_option_;
+    std::optional<store::Store> store_;
+};
+
+// Does what the command line asks; returns kDone or kNegative.
+using Run = std::function<int(Session &)>;
+
+class Verbs {
+public:
+    Verbs();
+
+    // Adds a verb: its own arguments and options are added to what is returned, and known when run is called.
+    CLI::App &add(const std::string &name, const std::string &summary, const std::string &examples, Run run);
+
+    // Does what the command line asks; returns the exit status, or throws a Failure.
+    int run(int argc, char **argv);
+
+private:
+    struct Verb {
+        CLI::App *command;
+        Run run;
+    };
+
+    CLI::App app_;
+    std::vector<Verb> verbs_;
+    std::string store_;
+    std::string format_ = "text";
+    std::string colour_ = "auto";
+};
+
+// Options that exclude each other, under a title of their own.
+CLI::Option_group &add_choice(CLI::App &command, const std::string &title);
+
+// A file each.
+void add_get(Verbs &verbs);
+void add_set(Verbs &verbs);
+void add_ready(Verbs &verbs);
+
+}  // namespace capctl
