@@ -208,6 +208,20 @@ std::vector<int32_t> differing_fields(const Record &a, const Record &b) {
     return numbers;
 }
 
+bool precedes(const Record &a, const Record &b) {
+    if (&a.type() != &b.type()) {
+        return &a.type() < &b.type();  // they are of one array
+    }
+    for (const ProtobufCFieldDescriptor &field : a.type().index_fields()) {
+        const Value of_a = value_of(*message_in(a.message(), *a.type().index()), field);
+        const Value of_b = value_of(*message_in(b.message(), *b.type().index()), field);
+        if (of_a != of_b) {
+            return of_a < of_b;
+        }
+    }
+    return false;
+}
+
 const ProtobufCFieldDescriptor &value_field(const RecordType &type, std::string_view path) {
     return *way_to_value(type, path).back();
 }

@@ -65,6 +65,9 @@ private:
 
 // The record that a key addresses, without a field. Throws a usage failure that says what is expected.
 Record record_at(std::string_view key);
+// In the order of types and, within one, of the values of the index: nodes by their numbers.
+bool precedes(const Record &a, const Record &b);
+
 // Whether a word is a key, or begins as one does: a type's name, and ':' or nothing after it.
 bool is_key(std::string_view word);
 

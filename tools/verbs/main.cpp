@@ -9,9 +9,17 @@ namespace {
 int run(int argc, char **argv) {
     command_line::exit_when_interrupted();
     Verbs verbs;
+    // In the order of --help.
     add_get(verbs);
     add_set(verbs);
+    add_del(verbs);
+    add_ls(verbs);
+    add_watch(verbs);
     add_ready(verbs);
+    add_dump(verbs);
+    add_load(verbs);
+    add_diff(verbs);
+    add_decode(verbs);
     return verbs.run(argc, argv);
 }
 

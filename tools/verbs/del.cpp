@@ -1,0 +1,40 @@
+// del: deletes a record, and tells those who follow it.
+#include <memory>
+
+#include "command_line/exit_status.h"
+#include "command_line/text.h"
+#include "verbs/address.h"
+#include "verbs/print.h"
+#include "verbs/verbs.h"
+
+namespace capctl {
+
+using namespace command_line;
+
+namespace {
+
+int del(Session &session, const Address &address) {
+    const record::Record wanted = address.record();
+    const auto stored = session.store().read(wanted);
+    if (!stored) {
+        throw Failure(kNegative,
+                      quote(address.word()) + ": no such " + (is_capability(wanted.type()) ? "capability" : "record"));
+    }
+    session.store().remove(wanted);
+    print_written(session, *stored);
+    return kDone;
+}
+
+}  // namespace
+
+void add_del(Verbs &verbs) {
+    const auto address = std::make_shared<Address>();
+    CLI::App &command = verbs.add("del", "Delete a capability, or any record",
+                                  "  trel_capctl del /l3/arp/capacity\n"
+                                  "  trel_capctl del /l3/arp/capacity --fe 0x11\n"
+                                  "  trel_capctl del cap_fe_ready:17:900\n",
+                                  [address](Session &session) { return del(session, *address); });
+    address->add_to(command);
+}
+
+}  // namespace capctl

@@ -1,0 +1,35 @@
+// dump: all that is stored, to be read, kept, compared and loaded again.
+#include <memory>
+
+#include "command_line/exit_status.h"
+#include "store/snapshot.h"
+#include "verbs/print.h"
+#include "verbs/selection.h"
+#include "verbs/verbs.h"
+
+namespace capctl {
+
+using namespace command_line;
+using store::Snapshot;
+
+namespace {
+
+int dump(Session &session, const Selection &selection) {
+    const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
+    print_records(session, selected(snapshot.records(), selection));
+    return kDone;
+}
+
+}  // namespace
+
+void add_dump(Verbs &verbs) {
+    const auto selection = std::make_shared<Selection>();
+    CLI::App &command = verbs.add("dump", "Print all records, or some; as ndjson, load reads them back",
+                                  "  trel_capctl dump\n"
+                                  "  trel_capctl dump --output ndjson > chassis.ndjson\n"
+                                  "  trel_capctl dump --type card_info --output table\n",
+                                  [selection](Session &session) { return dump(session, *selection); });
+    selection->add_to(command);
+}
+
+}  // namespace capctl

@@ -1,0 +1,87 @@
+// load: writes what dump has printed.
+#include <algorithm>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "command_line/exit_status.h"
+#include "record/dump.h"
+#include "store/snapshot.h"
+#include "verbs/input.h"
+#include "verbs/print.h"
+#include "verbs/progress.h"
+#include "verbs/verbs.h"
+
+namespace capctl {
+
+using namespace command_line;
+using record::Record;
+using store::Snapshot;
+
+namespace {
+
+struct Load {
+    std::string file = "-";
+    bool replaces = false;
+
+    int run(Session &session) const;
+};
+
+struct Count {
+    size_t written = 0;
+    size_t deleted = 0;
+};
+
+bool has_all_fields_of(const Record &record, const Record &stored) {
+    return std::all_of(stored.fields().begin(), stored.fields().end(),
+                       [&](int32_t field) { return record.has(field); });
+}
+
+// What is stored and not as it is to be. A field can't be taken out of a record, so that one with too many is deleted.
+Count clear(store::Store &store, const std::vector<Record> &records) {
+    Snapshot wanted;
+    for (const Record &record : records) {
+        wanted.put(record);
+    }
+    Count count;
+    const Snapshot stored = Snapshot::of(store);
+    for (const auto &[key, record] : stored.records()) {
+        const Record *its_wanted = wanted.find(key);
+        if (its_wanted == nullptr || !has_all_fields_of(*its_wanted, record)) {
+            store.remove(record);
+            ++count.deleted;
+        }
+    }
+    return count;
+}
+
+int Load::run(Session &session) const {
+    const std::string name = file == "-" ? "standard input" : file;
+    const std::vector<Record> records = record::parse_dump(name, read_input(file));
+    store::Store &store = session.store();
+    Count count = replaces ? clear(store, records) : Count();
+    Progress progress("load", records.size());
+    for (const Record &record : records) {
+        store.write(record);
+        progress.show(++count.written);
+    }
+    if (session.is_json()) {
+        print_json({{"written", count.written}, {"deleted", count.deleted}});
+    }
+    return kDone;
+}
+
+}  // namespace
+
+void add_load(Verbs &verbs) {
+    const auto load = std::make_shared<Load>();
+    CLI::App &command = verbs.add("load", "Write the records that dump has printed as JSON; all of them are read first",
+                                  "  trel_capctl load chassis.ndjson\n"
+                                  "  trel_capctl load --replace chassis.ndjson\n"
+                                  "  trel_capctl dump --output ndjson | trel_capctl load --store redis://lab\n",
+                                  [load](Session &session) { return load->run(session); });
+    command.add_option("FILE", load->file, "Lines of ndjson, or a JSON array; - is standard input, as is none");
+    command.add_flag("--replace", load->replaces, "Delete first what is stored and not there")->disable_flag_override();
+}
+
+}  // namespace capctl

@@ -1,0 +1,28 @@
+// How far a long work has come, on standard error where that is a terminal.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace capctl {
+
+class Progress {
+public:
+    Progress(std::string what, size_t total);
+    ~Progress();  // takes the line away
+    Progress(const Progress &) = delete;
+    Progress &operator=(const Progress &) = delete;
+
+    // From a second after the beginning on, ten times a second.
+    void show(size_t done);
+
+private:
+    std::string what_;
+    size_t total_;
+    bool is_terminal_;
+    bool is_shown_ = false;
+    std::chrono::steady_clock::time_point next_;
+};
+
+}  // namespace capctl
