@@ -1,25 +1,15 @@
-# bash completion of trel_capctl
+# bash completion of trel_capctl, which knows itself what may come next.
 
 _trel_capctl() {
-    local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} verb= word
-    local shared='--store --output --help'
-    for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
-        case $word in
-            get | set | ready) verb=$word && break ;;
-        esac
-    done
-    local words
-    case "$verb $previous" in
-        *' --store' | *' -s') words='unix:/// redis:// sentinel://' ;;
-        *' --output' | *' -o') words='text json' ;;
-        'set --bool' | 'set --state') words='0 1' ;;
-        'set --int') words='' ;;
-        'ready ready') words="glb cm fab hps $shared" ;;
-        ready*) words="on off $shared" ;;
-        get*) words="--bool --int --str --pri --state $shared" ;;
-        set*) words="--bool --int --state $shared" ;;
-        *) words="get set ready $shared --version" ;;
-    esac
-    mapfile -t COMPREPLY < <(compgen -W "$words" -- "$current")
+    # The line, not COMP_WORDS: that takes keys apart at their colons.
+    local line=${COMP_LINE:0:COMP_POINT} words current broken
+    read -ra words <<<"$line"
+    [[ $line != *[[:blank:]] ]] || words+=('')
+    current=${words[-1]}
+    mapfile -t COMPREPLY < <("${words[0]}" complete -- "${words[@]:1}" 2>/dev/null)
+    # Of what stands there already only what follows the last colon or equals sign is replaced.
+    broken=${current%"${current##*[:=]}"}
+    COMPREPLY=("${COMPREPLY[@]#"$broken"}")
+    [[ ${#COMPREPLY[@]} != 1 || ${COMPREPLY[0]} != *[:=./] ]] || compopt -o nospace 2>/dev/null
 }
-complete -F _trel_capctl trel_capctl
+complete -o default -F _trel_capctl trel_capctl

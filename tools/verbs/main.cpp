@@ -20,6 +20,7 @@ int run(int argc, char **argv) {
     add_load(verbs);
     add_diff(verbs);
     add_decode(verbs);
+    add_complete(verbs);
     return verbs.run(argc, argv);
 }
 

@@ -43,6 +43,8 @@ public:
     // Adds a verb: its own arguments and options are added to what is returned, and known when run is called.
     CLI::App &add(const std::string &name, const std::string &summary, const std::string &examples, Run run);
 
+    const CLI::App &app() const { return app_; }
+
     // Does what the command line asks; returns the exit status, or throws a Failure.
     int run(int argc, char **argv);
 
@@ -63,6 +65,7 @@ private:
 CLI::Option_group &add_choice(CLI::App &command, const std::string &title);
 
 // A file each.
+void add_complete(Verbs &verbs);
 void add_decode(Verbs &verbs);
 void add_del(Verbs &verbs);
 void add_diff(Verbs &verbs);
