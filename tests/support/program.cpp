@@ -121,6 +121,31 @@ void Program::redirect(const Launch &launch) const {
     }
 }
 
+std::string Program::printed() const {
+    std::string text;
+    char block[4096];
+    // The program writes at the file's own position, which stays as it is.
+    while (true) {
+        const ssize_t size = pread(fileno(out_.get()), block, sizeof block, static_cast<off_t>(text.size()));
+        if (size <= 0) {
+            return text;
+        }
+        text.append(block, static_cast<size_t>(size));
+    }
+}
+
+bool Program::prints(const std::string &text) const {
+    constexpr int kPatience = 30000;
+    constexpr useconds_t kPause = 1000;
+    for (int i = 0; i < kPatience; ++i) {
+        if (printed().find(text) != std::string::npos) {
+            return true;
+        }
+        usleep(kPause);
+    }
+    return false;
+}
+
 Outcome Program::finish() {
     int status = 0;
     waitpid(pid_, &status, 0);

@@ -68,6 +68,11 @@ public:
 
     pid_t pid() const { return pid_; }
 
+    // Of its standard output, so far.
+    std::string printed() const;
+    // Waits until that has the text in it, or half a minute.
+    bool prints(const std::string &text) const;
+
     // Waits for its end; to be called once.
     Outcome finish();
 

@@ -1,0 +1,287 @@
+// complete: what may come next on a command line, for the shells' completion. Not in --help: people do not call it.
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <set>
+
+#include "chassis/card.h"
+#include "command_line/exit_status.h"
+#include "command_line/streams.h"
+#include "record/record_type.h"
+#include "store/snapshot.h"
+#include "verbs/address.h"
+#include "verbs/verbs.h"
+
+namespace capctl {
+
+using namespace command_line;
+
+namespace {
+
+using Words = std::vector<std::string>;
+
+constexpr char kTimeLimit[] = "500";  // in milliseconds; nobody waits longer for a key of theirs to be completed
+
+Words alternatives_in(const std::string &text) {
+    Words words;
+    size_t from = 0;
+    for (size_t end = 0; end != std::string::npos; from = end + 1) {
+        end = text.find('|', from);
+        words.push_back(text.substr(from, end - from));
+    }
+    return words;
+}
+
+Words names_of(const CLI::Option &option) {
+    Words names;
+    for (const std::string &name : option.get_lnames()) {
+        names.push_back("--" + name);
+    }
+    return names;
+}
+
+// The options of a verb, or of all of them; those in groups with them.
+std::vector<const CLI::Option *> options_of(const CLI::App &app) {
+    std::vector<const CLI::Option *> options = app.get_options();
+    for (const CLI::App *group : app.get_subcommands([](const CLI::App *each) { return each->get_name().empty(); })) {
+        const auto more = group->get_options();
+        options.insert(options.end(), more.begin(), more.end());
+    }
+    return options;
+}
+
+class Completer {
+public:
+    Completer(const CLI::App &app, Session &session) : app_(app), session_(session) {}
+
+    Words next(const Words &words, const std::string &current);
+
+private:
+    void take(const std::string &word);
+    const CLI::Option *option_named(const std::string &word) const;
+    Words option_names() const;
+    Words verb_names() const;
+    Words values_of(const CLI::Option &option);
+    Words positional();
+    Words values_named(const std::string &name);
+    Words addresses();
+    Words nodes();
+    Words fields(const char *end) const;
+    const store::Snapshot &snapshot();
+
+    const CLI::App &app_;
+    Session &session_;
+    const CLI::App *verb_ = nullptr;
+    const CLI::Option *pending_ = nullptr;  // has to be given a value
+    Words arguments_;
+    std::optional<store::Snapshot> snapshot_;
+};
+
+const CLI::Option *Completer::option_named(const std::string &word) const {
+    for (const CLI::App *app : {verb_, &app_}) {
+        if (app == nullptr) {
+            continue;
+        }
+        for (const CLI::Option *option : options_of(*app)) {
+            if (!option->get_positional() && option->check_name(word)) {
+                return option;
+            }
+        }
+    }
+    return nullptr;
+}
+
+void Completer::take(const std::string &word) {
+    if (pending_ != nullptr) {
+        pending_ = nullptr;
+    } else if (word.starts_with("-") && word.size() > 1) {
+        const CLI::Option *option = option_named(word);
+        pending_ = option != nullptr && option->get_type_size() != 0 ? option : nullptr;
+    } else if (verb_ == nullptr) {
+        const auto verbs = app_.get_subcommands([&](const CLI::App *each) { return each->get_name() == word; });
+        verb_ = verbs.empty() ? nullptr : verbs.front();
+    } else {
+        arguments_.push_back(word);
+    }
+}
+
+Words Completer::option_names() const {
+    Words names;
+    for (const CLI::App *app : {verb_, &app_}) {
+        if (app == nullptr) {
+            continue;
+        }
+        for (const CLI::Option *option : options_of(*app)) {
+            const bool is_of_all = option->check_name("--version");
+            if (!option->get_positional() && !option->get_group().empty() && !(is_of_all && verb_ != nullptr)) {
+                const Words own = names_of(*option);
+                names.insert(names.end(), own.begin(), own.end());
+            }
+        }
+    }
+    return names;
+}
+
+Words Completer::verb_names() const {
+    Words names;
+    for (const CLI::App *verb : app_.get_subcommands([](const CLI::App *each) { return !each->get_group().empty(); })) {
+        names.push_back(verb->get_name());
+    }
+    return names;
+}
+
+Words Completer::values_of(const CLI::Option &option) {
+    const std::string name = names_of(option).front();
+    if (name == "--store") {
+        return {"unix:///", "redis://", "sentinel://"};
+    }
+    if (name == "--output") {
+        return {"text", "table", "json", "ndjson"};
+    }
+    if (name == "--color") {
+        return {"auto", "always", "never"};
+    }
+    if (name == "--field") {
+        return fields("");
+    }
+    return values_named(option.get_type_name());
+}
+
+Words Completer::positional() {
+    std::vector<const CLI::Option *> places;
+    for (const CLI::Option *option : options_of(*verb_)) {
+        if (option->get_positional()) {
+            places.push_back(option);
+        }
+    }
+    if (places.empty()) {
+        return {};
+    }
+    // The last may be given many times.
+    const size_t place = std::min(arguments_.size(), places.size() - 1);
+    const bool is_full = place < arguments_.size() && places[place]->get_items_expected_max() == 1;
+    return is_full ? Words() : values_named(places[place]->get_single_name());
+}
+
+// By the word that help has for what is expected.
+Words Completer::values_named(const std::string &name) {
+    if (name.find('|') != std::string::npos) {
+        return alternatives_in(name);
+    }
+    if (name == "URL" || name == "PATTERN") {
+        return addresses();
+    }
+    if (name == "NODE") {
+        return nodes();
+    }
+    if (name == "TYPE") {
+        return record::type_names();
+    }
+    if (name == "FIELD") {
+        return fields("=");
+    }
+    if (name == "CLASS") {
+        return chassis::class_names();
+    }
+    return name == "SCOPE" ? chassis::scope_names() : Words();
+}
+
+// Keys of what is stored, capabilities of the device by their URLs; and the types, of what is not stored yet.
+Words Completer::addresses() {
+    Words words;
+    for (const auto &[key, record] : snapshot().records()) {
+        const bool is_by_url = is_capability(record.type()) && !is_node_capability(record.type());
+        words.push_back(is_by_url ? std::get<std::string>(record.get("index.url")) : key);
+    }
+    for (const record::RecordType &type : record::record_types()) {
+        words.push_back(std::string(type.name()) + (type.index() == nullptr ? "" : ":"));
+    }
+    return words;
+}
+
+Words Completer::nodes() {
+    std::set<int32_t> numbers;
+    for (const auto &[key, record] : snapshot().records()) {
+        const std::string_view type = record.type().name();
+        if (type == "card_info") {
+            numbers.insert(std::get<int32_t>(record.get("card_nodeid")));
+        } else if (type == "cap_fe_ready" || type == "cap_cm_ready") {
+            numbers.insert(std::get<int32_t>(record.get("index.node")));
+        }
+    }
+    Words words;
+    for (const int32_t number : numbers) {
+        words.push_back(std::to_string(number));
+    }
+    return words;
+}
+
+// Of the record that the first argument addresses.
+Words Completer::fields(const char *end) const {
+    const std::string address = arguments_.empty() ? "" : arguments_.front();
+    const record::RecordType *type = record::find_type(address.substr(0, address.find(':')));
+    if (type == nullptr) {
+        type = record::find_type("cap_table");
+    }
+    Words words;
+    for (const ProtobufCFieldDescriptor &field : type->fields()) {
+        if (&field != type->index()) {
+            words.push_back(field.name + std::string(field.type == PROTOBUF_C_TYPE_MESSAGE ? "." : end));
+        }
+    }
+    return words;
+}
+
+const store::Snapshot &Completer::snapshot() {
+    if (!snapshot_) {
+        snapshot_.emplace();
+        setenv("OX_MOM_TIMEOUT_MS", kTimeLimit, 0);
+        try {
+            snapshot_ = store::Snapshot::of(session_.store());
+        } catch (const Failure &) {  // nobody is told: there is just nothing to complete with
+        }
+    }
+    return *snapshot_;
+}
+
+Words Completer::next(const Words &words, const std::string &current) {
+    for (const std::string &word : words) {
+        take(word);
+    }
+    if (pending_ != nullptr) {
+        return values_of(*pending_);
+    }
+    if (current.starts_with("-")) {
+        return option_names();
+    }
+    const Words words_here = verb_ == nullptr ? verb_names() : positional();
+    return words_here.empty() && current.empty() ? option_names() : words_here;
+}
+
+int complete(Session &session, const CLI::App &app, Words words) {
+    const std::string current = words.empty() ? "" : words.back();
+    if (!words.empty()) {
+        words.pop_back();
+    }
+    std::string lines;
+    for (const std::string &word : Completer(app, session).next(words, current)) {
+        if (word.starts_with(current) && word.find('\n') == std::string::npos) {
+            lines += word + "\n";
+        }
+    }
+    write_output(lines);
+    return kDone;
+}
+
+}  // namespace
+
+void add_complete(Verbs &verbs) {
+    const auto words = std::make_shared<Words>();
+    const CLI::App &app = verbs.app();
+    CLI::App &command = verbs.add("complete", "Print what may come next on a command line", "",
+                                  [words, &app](Session &session) { return complete(session, app, *words); });
+    command.group("");
+    command.add_option("WORD", *words, "The words after the program's name, the last as far as it goes");
+}
+
+}  // namespace capctl
