@@ -35,7 +35,8 @@ TEST(ADump, IsLinesOrAnArray) {
 TEST(ADump, ThatIsBrokenNamesTheLine) {
     EXPECT_EQ(dump_refusal(kReady + "\n" + kUrl.substr(0, 20)), "6 f:2: no JSON, byte 21");
     EXPECT_EQ(dump_refusal(kReady + "\n\n{}\n" + kUrl), "6 f:3: \"type\" is missing");
-    EXPECT_EQ(dump_refusal(kReady + "\n" + kUrl + "\n" + kReady), "6 f:3: \"cap_glb_state\": the same record as at f:1");
+    EXPECT_EQ(dump_refusal(kReady + "\n" + kUrl + "\n" + kReady),
+              "6 f:3: \"cap_glb_state\": the same record as at f:1");
     EXPECT_EQ(dump_refusal("[" + kReady + ",{}]"), "6 f: record 2: \"type\" is missing");
     EXPECT_EQ(dump_refusal("[" + kReady), "6 f: no JSON, byte " + std::to_string(kReady.size() + 2));
 }

@@ -162,7 +162,7 @@ TEST_P(FollowingThroughAnOutage, TellsWhatWasMissedOnce) {
     Follower follower(store, store::all_types(), listener_);
     ASSERT_TRUE(told(follower, listener_, "complete"));
     listener_.take();
-    server().stop();
+    server().kill();
     ASSERT_TRUE(told(follower, listener_, "lost"));
     server().start();
     {
