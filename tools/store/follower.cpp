@@ -1,5 +1,7 @@
 #include "store/follower.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <array>
 #include <exception>
@@ -221,7 +223,10 @@ Follower::Follower(Store &store, std::vector<const RecordType *> types, Listener
 Follower::~Follower() { followers.erase(state_->store.client()); }
 
 void Follower::process(std::chrono::milliseconds limit) {
-    const auto code = ox_mom_client_process(state_->store.client(), static_cast<int32_t>(limit.count()));
+    // The client itself would wait through a loss until there is something to call back for.
+    pollfd waiting = {fd(), POLLIN, 0};
+    poll(&waiting, 1, static_cast<int>(limit.count()));
+    const int32_t code = ox_mom_client_process(state_->store.client(), 0);
     if (state_->failure) {
         std::rethrow_exception(std::exchange(state_->failure, nullptr));
     }

@@ -7,6 +7,7 @@
 #include <trel_cap/records.h>
 
 #include "command_line/exit_status.h"
+#include "command_line/names.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "record/field_text.h"
@@ -48,6 +49,16 @@ struct Get {
 
 [[noreturn]] void not_found(const std::string &word, const std::string &what) {
     throw Failure(kNegative, quote(word) + ": " + what);
+}
+
+// A capability may have any address; one that was meant as a key looks like it.
+std::string missing(const record::RecordType &type, const std::string &word) {
+    if (!is_capability(type)) {
+        return "no such record";
+    }
+    const size_t colon = word.find(':');
+    return "no such capability" +
+           (colon == std::string::npos ? "" : did_you_mean(word.substr(0, colon), record::type_names()));
 }
 
 // What get calls a value: a capability's by the names of its options.
@@ -110,7 +121,7 @@ int Get::run(Session &session) const {
         path.empty() ? nullptr : &record::value_field(wanted_record.type(), path);
     const auto record = session.store().read(wanted_record);
     if (!record) {
-        not_found(address.word(), is_capability(wanted_record.type()) ? "no such capability" : "no such record");
+        not_found(address.word(), missing(wanted_record.type(), address.word()));
     }
     if (wanted_field == nullptr) {
         print_whole(session, *record);

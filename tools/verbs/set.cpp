@@ -58,6 +58,9 @@ bool Set::fill_capability(Record &record) const {
         throw Failure(kUsage, "one of [--bool,--int,--str,--state] is required, but " + std::to_string(count) +
                                   " were given" + hint(*command->get_parent()));
     }
+    if (count > 0 && !is_capability(record.type())) {
+        throw Failure(kUsage, quote(address.word()) + ": it is no capability; FIELD=VALUE expected");
+    }
     if (given("--str")) {
         record.set("str_value", str_text);
     } else if (given("--bool")) {
@@ -96,9 +99,6 @@ void Set::fill(Record &record) const {
         throw Failure(kUsage, "a value is missing: one of [--bool,--int,--state] is required, or FIELD=VALUE" +
                                   hint(*command->get_parent()));
     }
-    if (by_option && !is_capability(record.type())) {
-        throw Failure(kUsage, quote(address.word()) + ": it is no capability; FIELD=VALUE expected");
-    }
     for (const std::string &word : fields) {
         set_field(record, word);
     }
@@ -135,7 +135,7 @@ void add_set(Verbs &verbs) {
     CLI::Option_group &one = add_choice(command, "Or one value of a capability");
     one.add_option("--bool", set->bool_text, "The boolean")->type_name("0|1");
     one.add_option("--int", set->int_text, "The 32-bit integer")->type_name("N");
-    one.add_option("--str", set->str_text, "The string; of a node only")->type_name("TEXT")->expected(0, 1);
+    one.add_option("--str", set->str_text, "The string; of a node only")->type_name("TEXT");
     one.add_option("--state", set->state_text, "The state")->type_name("0|1");
 }
 

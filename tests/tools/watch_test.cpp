@@ -1,0 +1,139 @@
+// watch.
+#include <csignal>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "capctl_test.h"
+
+namespace capctl_test {
+
+namespace {
+
+using nlohmann::json;
+
+class Watching : public ServerTest {
+protected:
+    // The lines without their times, which are to be times.
+    static std::vector<std::string> lines_of(const std::string &text) {
+        std::vector<std::string> lines;
+        std::istringstream in(text);
+        for (std::string line; std::getline(in, line);) {
+            EXPECT_THAT(line, testing::MatchesRegex("[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9:]{8}\\.[0-9]{3}Z  .*"));
+            lines.push_back(line.substr(std::min<size_t>(line.size(), 26)));
+        }
+        return lines;
+    }
+
+    Launch watch(Arguments arguments) const {
+        arguments.insert(arguments.begin(), "watch");
+        return capctl(arguments, environment());
+    }
+};
+
+TEST_F(Watching, TellsWhatIsStoredAndThatThisIsAll) {
+    const Outcome nothing = run({"watch", "--count", "0", "-o", "ndjson"});
+    EXPECT_EQ(nothing.status, 0);
+    EXPECT_EQ(json::parse(nothing.out)["event"], "complete");
+    ASSERT_THAT(run({"set", "/a", "--int", "1"}), Prints(""));
+    const Outcome outcome = run({"watch", "--count", "0"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(lines_of(outcome.out), testing::ElementsAre("initial  cap_table:/a int32_value=1"));
+    EXPECT_EQ(outcome.err, "trel_capctl: all that is stored has been told\n");
+}
+
+TEST_F(Watching, TellsEachChangeAsItComes) {
+    ASSERT_THAT(run({"set", "/a", "--int", "1"}), Prints(""));
+    Program program(watch({"-o", "ndjson", "--count", "3"}));
+    ASSERT_TRUE(program.prints("\"complete\"}\n"));
+    ASSERT_THAT(run({"set", "/a", "--bool", "1"}), Prints(""));
+    ASSERT_TRUE(program.prints("\"written\"")) << "before there is more";
+    ASSERT_THAT(run({"set", "/a", "--bool", "1"}), Prints(""));
+    ASSERT_THAT(run({"del", "/a"}), Prints(""));
+    const Outcome outcome = program.finish();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
+    std::istringstream in(outcome.out);
+    std::vector<json> events;
+    for (std::string line; std::getline(in, line);) {
+        events.push_back(json::parse(line));
+        EXPECT_TRUE(events.back().contains("time")) << line;
+        events.back().erase("time");
+    }
+    const json record = {{"type", "p_libpub.cap_table"}, {"key", {{"url", "/a"}}}};
+    const auto event = [&](const char *name, const json &changed, const json &fields) {
+        json whole = record;
+        whole.update(json{{"event", name}, {"changed", changed}, {"fields", fields}});
+        return whole;
+    };
+    const json both = {{"bool_value", true}, {"int32_value", 1}};
+    EXPECT_EQ(events, (std::vector<json>{event("initial", {"int32_value"}, {{"int32_value", 1}}),
+                                         {{"event", "complete"}},
+                                         event("written", {"bool_value"}, both),
+                                         event("written", json::array(), both),
+                                         event("deleted", {"bool_value", "int32_value"}, both)}));
+}
+
+TEST_F(Watching, TellsInWordsWhatIsNew) {
+    Program program(watch({"--count", "3", "/a", "/b"}));
+    ASSERT_THAT(run({"watch", "--count", "0"}), testing::Field(&Outcome::status, 0));
+    EXPECT_FALSE(program.printed().find("complete") != std::string::npos);
+    // Until it follows; before, what is written is told as stored.
+    for (int i = 0; program.printed().find("written") == std::string::npos; ++i) {
+        ASSERT_THAT(run({"set", "/c", "--int", "1"}), Prints("")) << "not asked for";
+        ASSERT_THAT(run({"set", "/a", "--int", std::to_string(i)}), Prints(""));
+    }
+    for (int i = 0; i < 3; ++i) {
+        run({"set", "/b", "--int", "5"});
+    }
+    const Outcome outcome = program.finish();
+    EXPECT_EQ(outcome.status, 0);
+    for (const std::string &line : lines_of(outcome.out)) {
+        EXPECT_THAT(line,
+                    testing::MatchesRegex("(initial|written)  cap_table:/[ab]( int32_value=[0-9]+| \\(as it was\\))"));
+    }
+}
+
+TEST_F(Watching, LeavesOutWhatIsStoredWhenToldTo) {
+    ASSERT_THAT(run({"set", "/a", "--int", "1"}), Prints(""));
+    EXPECT_EQ(run({"watch", "--changes-only", "--count", "0"}).out, "");
+}
+
+TEST_F(Watching, EndsInTime) {
+    EXPECT_EQ(run({"watch", "--timeout", "0.1"}).status, 0) << "all that was asked for";
+    EXPECT_EQ(run({"watch", "--timeout", "0.1", "--count", "1"}).status, 4);
+    for (const char *bad : {"", "x", "-1", "1e9", "1s", "inf", "nan"}) {
+        EXPECT_THAT(run({"watch", std::string("--timeout=") + bad}), FailsWith(2, "")) << bad;
+    }
+    for (const char *bad : {"x", "-1", "1.5"}) {
+        EXPECT_THAT(run({"watch", std::string("--count=") + bad}), FailsWith(2, "--count: a whole number from 0"))
+            << bad;
+    }
+}
+
+TEST_F(Watching, IsInterrupted) {
+    Program program(watch({"-o", "ndjson"}));
+    ASSERT_TRUE(program.prints("complete"));
+    kill(program.pid(), SIGINT);
+    EXPECT_EQ(program.finish().status, 130);
+}
+
+TEST_F(Watching, GoesOnThroughARestart) {
+    ASSERT_THAT(run({"set", "/gone", "--int", "1"}), Prints(""));
+    Program program(watch({"-o", "ndjson"}));
+    ASSERT_TRUE(program.prints("\"complete\""));
+    server().kill();
+    ASSERT_TRUE(program.prints("\"lost\""));
+    server().start();
+    ASSERT_TRUE(program.prints("\"restored\""));
+    ASSERT_TRUE(program.prints("\"deleted\""));
+    ASSERT_THAT(run({"set", "/a", "--int", "7"}), Prints(""));
+    EXPECT_TRUE(program.prints("\"int32_value\":7"));
+}
+
+TEST_F(Watching, NeedsAStoreThatAnswers) {
+    EXPECT_THAT(capctl_test::run({"watch"}, {{"OX_MOM_STORE", "unix:///nonexistent"}}), FailsWith(3, "/nonexistent"));
+}
+
+}  // namespace
+
+}  // namespace capctl_test
