@@ -15,8 +15,6 @@ using testing::HasSubstr;
 
 using Names = std::set<std::string>;
 
-const std::vector<std::string> kVerbs = {"get", "set", "ready"};
-
 std::string source_file(const std::string &name) {
     std::ostringstream text;
     text << std::ifstream(std::string(CAPCTL_SOURCES) + "/" + name).rdbuf();
@@ -25,7 +23,7 @@ std::string source_file(const std::string &name) {
 
 // Every --word.
 Names options_in(const std::string &text) {
-    constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz";
+    constexpr char kLetters[] = "abcdefghijklmnopqrstuvwxyz-";
     Names options;
     for (size_t at = text.find("--"); at != std::string::npos; at = text.find("--", at + 1)) {
         const size_t end = text.find_first_not_of(kLetters, at + 2);
@@ -56,6 +54,21 @@ std::string help_of(const Arguments &arguments) {
     return outcome.out;
 }
 
+// As --help lists them.
+std::vector<std::string> verbs() {
+    std::istringstream in(help_of({"--help"}));
+    std::vector<std::string> names;
+    std::string line;
+    while (std::getline(in, line) && line != "Verbs:") {
+    }
+    while (std::getline(in, line) && !line.empty()) {
+        const size_t from = line.find_first_not_of(' ');
+        names.push_back(line.substr(from, line.find(' ', from) - from));
+    }
+    EXPECT_THAT(names, testing::IsSupersetOf({"get", "set", "ready", "watch"}));
+    return names;
+}
+
 // The page as text: \- is a dash, the rest of the markup is no matter.
 std::string man_page() {
     std::string page = source_file("trel_capctl.1");
@@ -68,7 +81,7 @@ std::string man_page() {
 TEST(Help, NeedsNoStoreAndBeginsWithExamples) {
     const std::string help = help_of({"--help"});
     EXPECT_LT(help.find("Examples:"), help.find("Usage:"));
-    for (const std::string &verb : kVerbs) {
+    for (const std::string &verb : verbs()) {
         EXPECT_THAT(help, HasSubstr("\n  " + verb + " "));
         const std::string own = help_of({verb, "--help"});
         EXPECT_LT(own.find("Examples:\n  trel_capctl " + verb), own.find("Usage: trel_capctl " + verb)) << own;
@@ -86,9 +99,10 @@ TEST(Help, TellsEveryExitStatus) {
 }
 
 TEST(Help, FitsATerminal) {
-    for (const Arguments &arguments :
-         {Arguments{"--help"}, {"get", "--help"}, {"set", "--help"}, {"ready", "--help"}}) {
-        std::istringstream in(help_of(arguments));
+    std::vector<std::string> of = verbs();
+    of.emplace_back("--help");
+    for (const std::string &verb : of) {
+        std::istringstream in(help_of({verb, "--help"}));
         for (std::string line; std::getline(in, line);) {
             EXPECT_LE(line.size(), 100U) << line;
         }
@@ -97,16 +111,16 @@ TEST(Help, FitsATerminal) {
 
 TEST(Help, IsAsTheManPageSays) {
     Names in_help = options_in(option_lines(help_of({"--help"})));
-    for (const std::string &verb : kVerbs) {
+    for (const std::string &verb : verbs()) {
         in_help.merge(options_in(option_lines(help_of({verb, "--help"}))));
     }
-    EXPECT_EQ(in_help,
-              (Names{"--bool", "--help", "--int", "--output", "--pri", "--state", "--store", "--str", "--version"}));
+    EXPECT_THAT(in_help, testing::IsSupersetOf({"--bool", "--help", "--int", "--output", "--pri", "--state", "--store",
+                                                "--str", "--version"}));
     EXPECT_EQ(options_in(man_page()), in_help);
 }
 
 TEST(Help, EveryVerbIsInTheManPage) {
-    for (const std::string &verb : kVerbs) {
+    for (const std::string &verb : verbs()) {
         EXPECT_THAT(man_page(), HasSubstr("\n.B " + verb + "\n"));
         EXPECT_THAT(man_page(), HasSubstr("\n.TP\n.BI " + verb + " "));
     }
@@ -130,52 +144,65 @@ TEST(Help, ManPageIsWellFormed) {
     EXPECT_EQ(count[".nf"], count[".fi"]);
 }
 
-// What bash offers after these words.
-Names completed(const std::string &words) {
-    const std::string script = std::string("source ") + CAPCTL_SOURCES + "/trel_capctl.bash; COMP_WORDS=(trel_capctl " +
-                               words + " ''); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _trel_capctl; " +
-                               "echo \"${COMPREPLY[@]}\"";
-    // NOLINTNEXTLINE(cert-env33-c): the words are the tests' own
-    FILE *bash = popen(("bash -c \"$(cat <<'END'\n" + script + "\nEND\n)\"").c_str(), "r");
-    EXPECT_NE(bash, nullptr);
-    char offered[1024] = "";
-    EXPECT_GT(fread(offered, 1, sizeof offered - 1, bash), 0U);
-    EXPECT_EQ(pclose(bash), 0);
-    std::istringstream in(offered);
-    return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+// What bash offers when its line is this.
+Names completed(const std::string &line, const Environment &environment = {}) {
+    const std::string script = std::string("source ") + CAPCTL_SOURCES + "/trel_capctl.bash; COMP_LINE=" + "'" +
+                               CAPCTL_PROGRAM + " " + line + "'; COMP_POINT=${#COMP_LINE}; _trel_capctl; " +
+                               "printf '%s\\n' \"${COMPREPLY[@]}\"";
+    Launch launch = capctl({"-c", script}, environment);
+    launch.program = "/bin/bash";
+    const Outcome outcome = Program(launch).finish();
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(outcome.err, "");
+    std::istringstream in(outcome.out);
+    Names names;
+    for (std::string name; std::getline(in, name);) {
+        names.insert(name);
+    }
+    return names;
 }
 
 TEST(Completion, OffersVerbsScopesAndFormats) {
-    EXPECT_THAT(completed(""), testing::IsSupersetOf(kVerbs));
-    EXPECT_THAT(completed("--store redis://host"), testing::IsSupersetOf(kVerbs));
-    EXPECT_THAT(completed("ready"), testing::IsSupersetOf({"glb", "cm", "fab", "hps"}));
-    EXPECT_THAT(completed("ready glb"), testing::IsSupersetOf({"on", "off"}));
-    EXPECT_EQ(completed("get /a --output"), (Names{"text", "json"}));
-    EXPECT_EQ(completed("set /a --bool"), (Names{"0", "1"}));
+    EXPECT_THAT(completed(""), testing::IsSupersetOf(verbs()));
+    EXPECT_THAT(completed("--store redis://host "), testing::IsSupersetOf(verbs()));
+    EXPECT_EQ(completed("wat"), Names{"watch"});
+    EXPECT_EQ(completed("ready "), (Names{"glb", "cm", "fab", "hps"}));
+    EXPECT_EQ(completed("ready glb "), (Names{"on", "off"}));
+    EXPECT_EQ(completed("ready glb of"), Names{"off"});
+    EXPECT_EQ(completed("get /a --output "), (Names{"text", "table", "json", "ndjson"}));
+    EXPECT_EQ(completed("set /a --bool "), (Names{"0", "1"}));
+    EXPECT_EQ(completed("get /a --class "), (Names{"cm", "fab", "hps"}));
+    EXPECT_EQ(completed("decode card_"), (Names{"card_info", "card_static_info"}));
 }
 
 TEST(Completion, OffersTheOptionsOfEachVerb) {
     Names shared = options_in(option_lines(help_of({"--help"})));
     shared.erase("--version");
-    for (const std::string &verb : kVerbs) {
+    for (const std::string &verb : verbs()) {
         Names expected = options_in(option_lines(help_of({verb, "--help"})));
         expected.insert(shared.begin(), shared.end());
-        Names offered;
-        for (const std::string &word : completed(verb + " x")) {
-            if (word.starts_with("--")) {
-                offered.insert(word);
-            }
-        }
-        EXPECT_EQ(offered, expected) << verb;
+        EXPECT_EQ(completed(verb + " --"), expected) << verb;
     }
 }
 
-TEST(Completion, OfZshHasTheOptionsOfTheManPage) {
-    const std::string script = source_file("trel_capctl.zsh");
-    EXPECT_EQ(options_in(script), options_in(man_page()));
-    for (const std::string &verb : kVerbs) {
-        EXPECT_THAT(script, HasSubstr("\n        " + verb + ")\n"));
-    }
+class CompletionOfTheStore : public ServerTest {};
+
+TEST_F(CompletionOfTheStore, OffersItsKeysNodesAndFields) {
+    ASSERT_THAT(run({"set", "/l3/arp", "--int", "1"}), Prints(""));
+    ASSERT_THAT(run({"set", "/l3/arp", "--fe", "17", "--int", "1"}), Prints(""));
+    ASSERT_THAT(run({"set", "cap_fe_ready:17:900", "ready=1"}), Prints(""));
+    EXPECT_EQ(completed("get /l", environment()), Names{"/l3/arp"});
+    EXPECT_EQ(completed("get cap_fe", environment()), (Names{"cap_fe_ready:", "cap_fe_ready:17:900"}));
+    // Bash takes a word apart at its colons, and replaces the last part only.
+    EXPECT_EQ(completed("get cap_fe_ready:17:", environment()), Names{"900"});
+    EXPECT_EQ(completed("get /l3/arp --fe ", environment()), Names{"17"});
+    EXPECT_EQ(completed("set cap_fe_ready:17:900 re", environment()), (Names{"ready=", "real_time="}));
+    EXPECT_EQ(completed("get cap_fe_ready:17:900 --field nod", environment()), Names{"node_type"});
+}
+
+TEST(Completion, IsQuietWithoutAStore) {
+    EXPECT_EQ(completed("get cap_fe"), Names{"cap_fe_ready:"});
+    EXPECT_EQ(completed("get cap_fe", {{"OX_MOM_STORE", "unix:///nonexistent"}}), Names{"cap_fe_ready:"});
 }
 
 TEST(Version, IsTheProjects) {

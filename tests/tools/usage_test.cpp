@@ -41,7 +41,7 @@ TEST(Usage, WritesNothingWithoutAUrl) {
 TEST(Usage, WritesNoStringOfTheDevice) {
     EXPECT_THAT(run_nowhere({"set", "/a", "--str"}), FailsWith(2, "--str"));
     for (const Arguments &value :
-         {Arguments{"--str", "x"}, {"--str", ""}, {"--str=x"}, {"--str="}, {"--int", "1", "--str", "x"}}) {
+         {Arguments{"--str", "x"}, {"--str", ""}, {"--str=x"}, {"--int", "1", "--str", "x"}}) {
         Arguments arguments = {"set", "/a"};
         arguments.insert(arguments.end(), value.begin(), value.end());
         EXPECT_THAT(run_nowhere(arguments), FailsWith(2, "--str: applications read strings of card nodes only"));

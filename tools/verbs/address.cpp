@@ -54,11 +54,10 @@ Record of_node(const ProtobufCMessageDescriptor &type, const char *option, const
 
 void Address::add_to(CLI::App &command) {
     command.add_option("URL", word_, "A capability's address, at most 255 bytes, or any record's key")->required();
-    CLI::Option *of_class =
-        command.add_option("--class", card_class_, "The capability of a card class: cm, fab or hps");
+    CLI::Option *of_class = command.add_option("--class", card_class_, "The capability of a card class");
     CLI::Option *of_fe = command.add_option("--fe", fe_, "The capability of a line card's node");
     CLI::Option *of_cm = command.add_option("--cm", cm_, "The capability of a control module's node");
-    of_class->type_name("CLASS")->excludes(of_fe)->excludes(of_cm);
+    of_class->type_name("cm|fab|hps")->excludes(of_fe)->excludes(of_cm);
     of_fe->type_name("NODE")->excludes(of_cm);
     of_cm->type_name("NODE");
 }

@@ -180,9 +180,6 @@ Words Completer::values_named(const std::string &name) {
     if (name == "FIELD") {
         return fields("=");
     }
-    if (name == "CLASS") {
-        return chassis::class_names();
-    }
     return name == "SCOPE" ? chassis::scope_names() : Words();
 }
 

@@ -2,14 +2,20 @@
 
 namespace capctl {
 
-const char *const kSummary = "Reads and writes the records that trel_cap applications share through an object store.";
+const char *const kSummary = "Reads, writes, watches and explains the records that trel_cap applications share.";
 
 const char *const kExamples = "  export OX_MOM_STORE=unix:///run/redis/redis.sock\n"
                               "  trel_capctl get /l3/arp/capacity\n"
-                              "  trel_capctl get /l3/arp/capacity --int\n"
                               "  trel_capctl set /l3/arp/capacity --int 4096\n"
+                              "  trel_capctl card insert 17 --class lc\n"
+                              "  trel_capctl check 17 pass\n"
+                              "  trel_capctl node 17 ready\n"
                               "  trel_capctl ready glb on\n"
-                              "  trel_capctl --store redis://10.0.0.1 ready glb && echo ready\n";
+                              "  trel_capctl explain 17\n"
+                              "  trel_capctl wait node 17 ready --timeout 30 && echo ready\n"
+                              "  trel_capctl watch --output ndjson | jq .key\n"
+                              "  trel_capctl dump --output ndjson > chassis.ndjson\n"
+                              "  trel_capctl --store redis://10.0.0.1 board\n";
 
 namespace {
 
@@ -19,18 +25,28 @@ constexpr char kStores[] = "Stores:\n"
                            "  sentinel://host:port[,host:port...]/service\n"
                            "\n";
 
-constexpr char kJson[] = "JSON, one line a record:\n"
-                         "  {\"type\":\"p_libpub.cap_table\",\"key\":{\"url\":\"/a\"},\"fields\":{\"int32_value\":1}}\n"
-                         "  Fields have the schema's names; one that was never written is not there. Where a string\n"
-                         "  is not UTF-8, NAME_hex beside it has its bytes. A single value asked for is printed bare.\n"
-                         "\n";
+constexpr char kAddresses[] =
+    "Addresses:\n"
+    "  A capability is addressed by its URL, with --class, --fe or --cm where it is not the\n"
+    "  device's; any record by its key, as ls prints it: the type and the values of the index,\n"
+    "  as in cap_fe_ready:17:900, card_info:0:0:1:0, cap_glb_state. Nodes are numbers, decimal\n"
+    "  or hexadecimal (0x11). Fields have the schema's names: ready, static_info.node_type.\n"
+    "\n";
+
+constexpr char kJson[] =
+    "JSON:\n"
+    "  {\"type\":\"p_libpub.cap_table\",\"key\":{\"url\":\"/a\"},\"fields\":{\"int32_value\":1}}\n"
+    "  Fields have the schema's names; one that was never written is not there. Where a string\n"
+    "  is not UTF-8, NAME_hex beside it has its bytes; bytes are hexadecimal. A single value asked\n"
+    "  for is printed bare. Of many records json is one array, and ndjson a line each.\n"
+    "\n";
 
 constexpr char kExitStatus[] = "Exit status:\n"
                                "    0  done\n"
-                               "    1  not found; with ready: off\n"
+                               "    1  not found, not so, or not the same\n"
                                "    2  the command line is wrong, or names no store\n"
                                "    3  no connection to the store\n"
-                               "    4  the store did not answer in time (OX_MOM_TIMEOUT_MS, 3000 by default)\n"
+                               "    4  time ran out; of a request OX_MOM_TIMEOUT_MS, 3000 by default\n"
                                "    5  the store refused\n"
                                "    6  what is stored does not decode, or is of another type\n";
 
@@ -54,7 +70,7 @@ std::string Help::make_help(const CLI::App *app, std::string name, CLI::AppForma
         return text + "The options of all verbs, the exit status and the form of JSON: " + parent->get_name() +
                " --help\n";
     }
-    return text + kStores + kJson + kExitStatus + command_line::kStatusesOfAll;
+    return text + kStores + kAddresses + kJson + kExitStatus + command_line::kStatusesOfAll;
 }
 
 // A group of options of which one at most may be given.

@@ -122,7 +122,7 @@ int Set::run(Session &session) const {
 
 void add_set(Verbs &verbs) {
     const auto set = std::make_shared<Set>();
-    CLI::App &command = verbs.add("set", "Write values of a capability or of any record; its others stay as they are",
+    CLI::App &command = verbs.add("set", "Write values of a capability, or of any record",
                                   "  trel_capctl set /l3/arp/capacity --int 4096\n"
                                   "  trel_capctl set /l3/arp/enabled --class fab --bool 1\n"
                                   "  trel_capctl set /l3/arp/mode --fe 0x11 --str wide\n"
