@@ -121,14 +121,13 @@ TEST(Help, IsAsTheManPageSays) {
 
 TEST(Help, EveryVerbIsInTheManPage) {
     for (const std::string &verb : verbs()) {
-        EXPECT_THAT(man_page(), HasSubstr("\n.B " + verb + "\n"));
-        EXPECT_THAT(man_page(), HasSubstr("\n.TP\n.BI " + verb + " "));
+        EXPECT_THAT(man_page(), testing::ContainsRegex("\n.SS " + verb + "[ \n]")) << verb;
     }
 }
 
 // Known requests only, and what is opened is closed.
 TEST(Help, ManPageIsWellFormed) {
-    const Names known = {".TH", ".SH", ".TP", ".PP", ".B",  ".I",  ".BI", ".RB",
+    const Names known = {".TH", ".SH", ".SS", ".TP", ".PP", ".B",  ".I",  ".BI", ".RB",
                          ".RI", ".BR", ".IR", ".br", ".RS", ".RE", ".nf", ".fi"};
     std::map<std::string, int> count;
     std::istringstream in(source_file("trel_capctl.1"));
