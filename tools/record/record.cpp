@@ -208,19 +208,15 @@ std::vector<int32_t> differing_fields(const Record &a, const Record &b) {
     return numbers;
 }
 
-bool precedes(const Record &a, const Record &b) {
-    if (&a.type() != &b.type()) {
-        return &a.type() < &b.type();  // they are of one array
+Place place_of(const Record &record) {
+    Place place(&record.type(), {});  // types are of one array
+    for (const ProtobufCFieldDescriptor &field : record.type().index_fields()) {
+        place.second.push_back(value_of(*message_in(record.message(), *record.type().index()), field));
     }
-    for (const ProtobufCFieldDescriptor &field : a.type().index_fields()) {
-        const Value of_a = value_of(*message_in(a.message(), *a.type().index()), field);
-        const Value of_b = value_of(*message_in(b.message(), *b.type().index()), field);
-        if (of_a != of_b) {
-            return of_a < of_b;
-        }
-    }
-    return false;
+    return place;
 }
+
+bool precedes(const Record &a, const Record &b) { return place_of(a) < place_of(b); }
 
 const ProtobufCFieldDescriptor &value_field(const RecordType &type, std::string_view path) {
     return *way_to_value(type, path).back();

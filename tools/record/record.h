@@ -6,6 +6,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "record/message.h"
@@ -65,7 +66,9 @@ private:
 
 // The record that a key addresses, without a field. Throws a usage failure that says what is expected.
 Record record_at(std::string_view key);
-// In the order of types and, within one, of the values of the index: nodes by their numbers.
+// Where a record stands among others: by its type and, within that, by the values of its index, nodes by their numbers.
+using Place = std::pair<const RecordType *, std::vector<Value>>;
+Place place_of(const Record &record);
 bool precedes(const Record &a, const Record &b);
 
 // Whether a word is a key, or begins as one does: a type's name, and ':' or nothing after it.

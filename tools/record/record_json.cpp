@@ -30,42 +30,70 @@ bool is_utf8(std::string_view bytes) {
     return true;
 }
 
-Json message_json(const ProtobufCMessage *message);
+// Written as text at once: a document of each record would cost more than reading it from the store.
+void append_message(std::string &json, const ProtobufCMessage *message);
 
-Json value_json(const ProtobufCFieldDescriptor &field, const Value &value) {
-    if (const bool *flag = std::get_if<bool>(&value)) {
-        return *flag;
-    }
-    if (const auto *text = std::get_if<std::string>(&value)) {
-        return field.type == PROTOBUF_C_TYPE_BYTES ? hex(*text) : *text;
-    }
-    const int32_t number = std::get<int32_t>(value);
-    const char *name = field.type == PROTOBUF_C_TYPE_ENUM ? enum_name(field, number) : nullptr;
-    return name == nullptr ? Json(number) : Json(name);
+void append_string(std::string &json, const std::string &bytes) {
+    json += Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
-void add_member(Json &object, const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field) {
+void append_name(std::string &json, std::string_view name, std::string_view suffix = "") {
+    if (json.back() != '{') {
+        json += ',';
+    }
+    json.append("\"").append(name).append(suffix).append("\":");
+}
+
+void append_value(std::string &json, const ProtobufCFieldDescriptor &field, const Value &value) {
+    if (const bool *flag = std::get_if<bool>(&value)) {
+        json += *flag ? "true" : "false";
+    } else if (const auto *text = std::get_if<std::string>(&value)) {
+        append_string(json, field.type == PROTOBUF_C_TYPE_BYTES ? hex(*text) : *text);
+    } else {
+        const int32_t number = std::get<int32_t>(value);
+        const char *name = field.type == PROTOBUF_C_TYPE_ENUM ? enum_name(field, number) : nullptr;
+        json += name == nullptr ? std::to_string(number) : '"' + std::string(name) + '"';
+    }
+}
+
+void append_member(std::string &json, const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field) {
+    append_name(json, field.name);
     if (field.type == PROTOBUF_C_TYPE_MESSAGE) {
-        object[field.name] = message_json(message_in(message, field));
+        append_message(json, message_in(message, field));
         return;
     }
     const Value value = value_of(message, field);
-    object[field.name] = value_json(field, value);
+    append_value(json, field, value);
     if (field.type == PROTOBUF_C_TYPE_STRING && !is_utf8(std::get<std::string>(value))) {
-        object[field.name + std::string(kHexSuffix)] = hex(std::get<std::string>(value));
+        append_name(json, field.name, kHexSuffix);
+        append_string(json, hex(std::get<std::string>(value)));
     }
 }
 
-Json message_json(const ProtobufCMessage *message) {
+void append_message(std::string &json, const ProtobufCMessage *message) {
     if (message == nullptr) {
-        return nullptr;
+        json += "null";
+        return;
     }
-    Json object = Json::object();
+    json += '{';
     for (const ProtobufCFieldDescriptor &field :
          std::span(message->descriptor->fields, message->descriptor->n_fields)) {
-        add_member(object, *message, field);
+        append_member(json, *message, field);
     }
-    return object;
+    json += '}';
+}
+
+void append_fields(std::string &json, const Record &record, std::span<const int32_t> numbers) {
+    json += '{';
+    auto number = numbers.begin();
+    // Both are in ascending order.
+    for (const ProtobufCFieldDescriptor &field : record.type().fields()) {
+        if (number != numbers.end() && *number == static_cast<int32_t>(field.id)) {
+            append_member(json, record.message(), field);
+            ++number;
+        }
+    }
+    json += '}';
 }
 
 [[noreturn]] void refuse(const std::string &what, const std::string &expected, const Json &value) {
@@ -200,20 +228,26 @@ void fill_key(Record &record, const Json &key) {
 
 }  // namespace
 
-Json to_json(const Record &record) {
+std::string record_line(const Record &record) {
     const ProtobufCFieldDescriptor *index = record.type().index();
-    Json key = index == nullptr ? Json::object() : message_json(message_in(record.message(), *index));
-    return {
-        {"type", record.type().full_name()}, {"key", std::move(key)}, {"fields", fields_json(record, record.fields())}};
+    std::string json = "{\"type\":\"";
+    json.append(record.type().full_name()).append("\",\"key\":");
+    if (index == nullptr) {
+        json += "{}";
+    } else {
+        append_message(json, message_in(record.message(), *index));
+    }
+    json += ",\"fields\":";
+    append_fields(json, record, record.fields());
+    return json + "}\n";
 }
 
+Json to_json(const Record &record) { return Json::parse(record_line(record)); }
+
 Json fields_json(const Record &record, std::span<const int32_t> fields) {
-    Json object = Json::object();
-    for (const int32_t number : fields) {
-        add_member(object, record.message(),
-                   *protobuf_c_message_descriptor_get_field(record.type().descriptor, static_cast<unsigned>(number)));
-    }
-    return object;
+    std::string json;
+    append_fields(json, record, fields);
+    return Json::parse(json);
 }
 
 Json field_json(const Record &record, int32_t field) {

@@ -1,5 +1,7 @@
 #include "store/snapshot.h"
 
+#include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "store/store.h"
@@ -33,6 +35,21 @@ void Snapshot::erase(std::string_view key) {
 const Record *Snapshot::find(std::string_view key) const {
     const auto found = records_.find(key);
     return found == records_.end() ? nullptr : &found->second;
+}
+
+std::vector<const Record *> Snapshot::in_order() const {
+    std::vector<std::pair<record::Place, const Record *>> places;
+    places.reserve(records_.size());
+    for (const auto &[key, record] : records_) {
+        places.emplace_back(place_of(record), &record);
+    }
+    std::sort(places.begin(), places.end());
+    std::vector<const Record *> records;
+    records.reserve(places.size());
+    for (const auto &[place, record] : places) {
+        records.push_back(record);
+    }
+    return records;
 }
 
 std::vector<const RecordType *> all_types() {

@@ -40,6 +40,8 @@ public:
     }
 
     const Records &records() const { return records_; }
+    // By type and index, as record::precedes() has it.
+    std::vector<const record::Record *> in_order() const;
 
 private:
     Records records_;

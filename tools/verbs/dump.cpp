@@ -16,7 +16,7 @@ namespace {
 
 int dump(Session &session, const Selection &selection) {
     const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
-    print_records(session, selected(snapshot.records(), selection));
+    print_records(session, selected(snapshot, selection));
     return kDone;
 }
 

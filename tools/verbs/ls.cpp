@@ -40,7 +40,7 @@ void print_keys(const Session &session, const std::vector<const Record *> &recor
 
 int ls(Session &session, const Selection &selection) {
     const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
-    const auto records = selected(snapshot.records(), selection);
+    const auto records = selected(snapshot, selection);
     if (session.format == Format::kTable) {
         print_records(session, records);
     } else {

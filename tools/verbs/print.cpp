@@ -91,7 +91,7 @@ void print_records(const Session &session, const std::vector<const Record *> &re
         case Format::kNdjson: {
             std::string lines;
             for (const Record *record : records) {
-                lines += record::json_line(to_json(*record));
+                lines += record_line(*record);
             }
             write_output(lines);
             return;
@@ -101,7 +101,7 @@ void print_records(const Session &session, const std::vector<const Record *> &re
 
 void print_written(const Session &session, const Record &record) {
     if (session.is_json()) {
-        print_json(to_json(record));
+        write_output(record_line(record));
     }
 }
 

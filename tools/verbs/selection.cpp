@@ -4,7 +4,6 @@
 
 #include <algorithm>
 
-#include "store/snapshot.h"
 #include "verbs/address.h"
 
 namespace capctl {
@@ -50,6 +49,12 @@ std::vector<const RecordType *> Selection::types() const {
 bool Selection::has(const Record &record) const {
     return patterns_.empty() || std::any_of(patterns_.begin(), patterns_.end(),
                                             [&](const std::string &pattern) { return matches(pattern, record); });
+}
+
+std::vector<const Record *> selected(const store::Snapshot &snapshot, const Selection &selection) {
+    std::vector<const Record *> records = snapshot.in_order();
+    std::erase_if(records, [&](const Record *each) { return !selection.has(*each); });
+    return records;
 }
 
 }  // namespace capctl

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <string>
 #include <vector>
 
 #include "record/record.h"
+#include "store/snapshot.h"
 
 namespace capctl {
 
@@ -25,16 +25,6 @@ private:
 };
 
 // Of these, those that are selected, in order.
-template <class Records>
-std::vector<const record::Record *> selected(const Records &records, const Selection &selection) {
-    std::vector<const record::Record *> chosen;
-    for (const auto &[key, record] : records) {
-        if (selection.has(record)) {
-            chosen.push_back(&record);
-        }
-    }
-    std::sort(chosen.begin(), chosen.end(), [](const auto *a, const auto *b) { return precedes(*a, *b); });
-    return chosen;
-}
+std::vector<const record::Record *> selected(const store::Snapshot &snapshot, const Selection &selection);
 
 }  // namespace capctl
