@@ -1,0 +1,117 @@
+#include "chassis/node_records.h"
+
+namespace chassis {
+
+namespace {
+
+// The node that a record speaks of, and the list for its kind; nullptr: it speaks of none.
+std::vector<const record::Record *> *place_of(std::map<int32_t, NodeRecords> &nodes, const record::Record &record) {
+    const ProtobufCMessageDescriptor *const type = record.type().descriptor;
+    if (type == &card_info__descriptor) {
+        return &nodes[record.as<CardInfo>().card_nodeid].cards;
+    }
+    if (type == &app_df_card_deny_check_result__descriptor) {
+        return &nodes[record.as<AppDfCardDenyCheckResult>().card_nodeid].checks;
+    }
+    if (type == &cap_fe_ready__descriptor) {
+        return &nodes[record.as<CapFeReady>().index->node].fe_ready;
+    }
+    if (type == &cap_cm_ready__descriptor) {
+        return &nodes[record.as<CapCmReady>().index->node].cm_ready;
+    }
+    return nullptr;
+}
+
+template <class Index>
+void take_place(Card &card, const Index &place) {
+    card.devid = place.devid;
+    card.slotid = place.slotid;
+    card.sslotid = place.sslotid;
+}
+
+template <class NodeReady>
+void take_node(Card &card, const NodeReady &ready) {
+    take_place(card, ready);
+    card.config_dev_type = ready.index->config_dev_type;
+    if (class_of(ready.node_type)) {
+        card.node_type = ready.node_type;
+    }
+}
+
+void take_check(Card &card, const AppDfCardDenyCheckResult &check) {
+    take_place(card, *check.index);
+    card.config_dev_type = check.config_dev_type;
+}
+
+void take_card(Card &card, const CardInfo &info) {
+    take_place(card, *info.index);
+    card.config_dev_type = info.config_dev_type;
+    card.is_online = info.is_online != 0;
+    card.name = info.name;
+    if (info.static_info != nullptr) {
+        card.node_type = info.static_info->node_type;
+    }
+}
+
+}  // namespace
+
+std::map<int32_t, NodeRecords> records_by_node(const store::Snapshot &snapshot) {
+    std::map<int32_t, NodeRecords> nodes;
+    for (const auto &[key, record] : snapshot.records()) {
+        if (auto *const place = place_of(nodes, record); place != nullptr) {
+            place->push_back(&record);
+        }
+    }
+    for (auto &[node, records] : nodes) {
+        records.node = node;
+    }
+    return nodes;
+}
+
+NodeRecords records_of(const store::Snapshot &snapshot, int32_t node) {
+    std::map<int32_t, NodeRecords> nodes = records_by_node(snapshot);
+    const auto found = nodes.find(node);
+    if (found != nodes.end()) {
+        return found->second;
+    }
+    NodeRecords none;
+    none.node = node;
+    return none;
+}
+
+std::optional<CardClass> class_of(const NodeRecords &records) {
+    for (auto card = records.cards.rbegin(); card != records.cards.rend(); ++card) {
+        const CardStaticInfo *const info = (*card)->as<CardInfo>().static_info;
+        if (info != nullptr && class_of(info->node_type)) {
+            return class_of(info->node_type);
+        }
+    }
+    if (!records.fe_ready.empty()) {
+        if (const auto named = class_of(records.fe_ready.back()->as<CapFeReady>().node_type)) {
+            return named;
+        }
+    }
+    return records.cm_ready.empty() ? std::nullopt : std::optional(CardClass::kControlModule);
+}
+
+std::optional<Card> known_card(const NodeRecords &records) {
+    if (records.empty()) {
+        return std::nullopt;
+    }
+    Card card = usual_card(class_of(records).value_or(CardClass::kLineCard), records.node);
+    for (const record::Record *each : records.cm_ready) {
+        take_node(card, each->as<CapCmReady>());
+    }
+    for (const record::Record *each : records.fe_ready) {
+        take_node(card, each->as<CapFeReady>());
+    }
+    for (const record::Record *each : records.checks) {
+        take_check(card, each->as<AppDfCardDenyCheckResult>());
+    }
+    for (const record::Record *each : records.cards) {
+        take_card(card, each->as<CardInfo>());
+    }
+    return card;
+}
+
+}  // namespace chassis
