@@ -1,0 +1,226 @@
+#include "chassis/explanation.h"
+
+#include <algorithm>
+
+#include "command_line/names.h"
+#include "command_line/text.h"
+
+namespace chassis {
+
+namespace {
+
+using command_line::Row;
+using Kind = Condition::Kind;
+
+std::string text(std::string_view words) { return std::string(words); }
+
+std::string node_text(const Judgement &judgement) { return "node " + std::to_string(judgement.card.node); }
+
+CardClass class_in(const Judgement &judgement) { return judgement.card_class.value_or(CardClass::kLineCard); }
+
+// The class as one that is ready or not.
+std::string class_text(CardClass card_class) {
+    switch (card_class) {
+        case CardClass::kLineCard:
+            return "the device";
+        case CardClass::kFabric:
+            return "the class of fabric cards";
+        case CardClass::kControlModule:
+            return "the class of control modules";
+        case CardClass::kHps:
+            break;
+    }
+    return "the class of HPS cards";
+}
+
+std::string why_not_installed(const Judgement &judgement, const Condition &condition) {
+    return condition.stored ? condition.key + " does not say what the card is (static_info), and is ignored"
+                            : "no card_info names " + node_text(judgement);
+}
+
+std::string why_not_own_record(const Judgement &judgement, const Condition &condition) {
+    const ClassRules &rules = rules_of(class_in(judgement));
+    if (!condition.key.starts_with(text(rules.node_type) + ":")) {
+        return "the readiness of a " + what_is(judgement) + " is told in " + text(rules.node_type) + ", not in " +
+               condition.key;
+    }
+    return condition.key + " has a node_type that is not a " + what_is(judgement) + "'s, and node_type " +
+           std::to_string(judgement.card.node_type) + " is expected";
+}
+
+std::string why_contradictory(const Condition &condition) {
+    return condition.key + " and " + command_line::joined(condition.contradicted_by) +
+           " contradict each other, and the one that is read last counts";
+}
+
+// Only what is asked makes a difference; where a card takes the other way, its conditions are told, not lamented.
+std::string mark(const Condition &condition) {
+    if (condition.met) {
+        return "yes";
+    }
+    return condition.asked ? "NO" : "no";
+}
+
+std::string condition_lines(const Judgement &judgement) {
+    std::vector<Row> rows;
+    for (const Condition &each : judgement.conditions) {
+        const std::string remark = each.met || each.asked ? "" : "  (not asked of this card now)";
+        rows.push_back({"  " + mark(each), "  " + text(name_of(each.kind)), "  " + each.key + remark});
+    }
+    return command_line::table(rows);
+}
+
+std::string missing_lines(const Judgement &judgement) {
+    std::string lines;
+    std::string before;
+    for (const Condition &each : judgement.conditions) {
+        if (!each.is_missing()) {
+            continue;
+        }
+        const std::string line = "  " + text(name_of(each.actor)) + ": " + why(judgement, each) + "\n";
+        const std::string command = remedy(judgement, each);
+        if (line != before) {
+            lines += line + (command.empty() ? "" : "      at a desk: " + command + "\n");
+        }
+        before = line;
+    }
+    return lines.empty() ? "" : "\nWho has to act, and why:\n" + lines;
+}
+
+std::string told_lines(const Judgement &judgement) {
+    std::string lines = "\nAn application that starts now and asks for every event is told:\n";
+    for (const Told &each : judgement.told) {
+        lines += "  " + in_words(each) + "\n";
+    }
+    return judgement.told.empty() ? lines + "  nothing of this node\n" : lines;
+}
+
+std::string note_lines(const Judgement &judgement) {
+    std::string lines;
+    for (const std::string &note : notes(judgement)) {
+        lines += "\nNote: " + note + "\n";
+    }
+    return lines;
+}
+
+// What is told last to the card's own list; nothing: not ready.
+bool ends_ready(const std::vector<Told> &told, List list) {
+    const auto last = std::find_if(told.rbegin(), told.rend(), [&](const Told &each) { return each.list == list; });
+    return last != told.rend() && last->ready;
+}
+
+bool is_unmet(const Judgement &judgement, Kind kind) {
+    return std::any_of(judgement.conditions.begin(), judgement.conditions.end(),
+                       [&](const Condition &each) { return each.kind == kind && !each.met; });
+}
+
+}  // namespace
+
+std::string what_is(const Judgement &judgement) {
+    if (!judgement.card_class) {
+        return "card of no class";
+    }
+    switch (*judgement.card_class) {
+        case CardClass::kLineCard:
+            return "line card";
+        case CardClass::kFabric:
+            return "fabric card";
+        case CardClass::kControlModule:
+            return "control module";
+        case CardClass::kHps:
+            break;
+    }
+    return "HPS card";
+}
+
+std::string slot_of(const Card &card) {
+    return std::to_string(card.devid) + "/" + std::to_string(card.slotid) + "/" + std::to_string(card.sslotid);
+}
+
+std::string why(const Judgement &judgement, const Condition &condition) {
+    switch (condition.kind) {
+        case Kind::kInstalled:
+            return why_not_installed(judgement, condition);
+        case Kind::kChecked:
+            return "no app_df_card_deny_check_result names " + node_text(judgement);
+        case Kind::kNotDenied:
+            return condition.key + " denies the card";
+        case Kind::kReady:
+        case Kind::kRealTime:
+            if (!condition.stored) {
+                return "there is no " + condition.key;
+            }
+            return condition.key + (condition.kind == Kind::kReady ? " says that it is not ready"
+                                                                   : " says that it is not in real time");
+        case Kind::kClassReady:
+            return class_text(class_in(judgement)) + " is not ready, which a card not yet in real time waits for";
+        case Kind::kOwnRecord:
+            return why_not_own_record(judgement, condition);
+        case Kind::kOneVoice:
+            break;
+    }
+    return why_contradictory(condition);
+}
+
+std::string remedy(const Judgement &judgement, const Condition &condition) {
+    const std::string node = std::to_string(judgement.card.node);
+    const bool is_cm = class_in(judgement) == CardClass::kControlModule;
+    switch (condition.kind) {
+        case Kind::kInstalled:
+            return "trel_capctl card insert " + node +
+                   (judgement.card_class ? " --class " + text(name_of(*judgement.card_class)) : "");
+        case Kind::kChecked:
+        case Kind::kNotDenied:
+            return "trel_capctl check " + node + " pass";
+        case Kind::kReady:
+        case Kind::kRealTime:
+            return "trel_capctl node " + node + " ready" + (is_cm && !condition.stored ? " --class cm" : "");
+        case Kind::kClassReady:
+            return "trel_capctl ready " + text(rules_of(class_in(judgement)).scope) + " on";
+        case Kind::kOwnRecord:
+            return "trel_capctl node " + node + " ready --class " + text(name_of(class_in(judgement)));
+        case Kind::kOneVoice:
+            break;
+    }
+    return "trel_capctl del " + condition.contradicted_by.front();
+}
+
+std::string in_words(const Told &told) {
+    return text(name_of_event(told.event)) + " (" + std::to_string(told.event) + "), " +
+           (told.ready ? "ready" : "not ready") + (told.in_advance ? " in advance" : "") + ", by " +
+           text(registration_of(told.list)) + ", because of " + told.key;
+}
+
+std::vector<std::string> notes(const Judgement &judgement) {
+    const ClassRules &rules = rules_of(class_in(judgement));
+    std::vector<std::string> notes;
+    if (ends_ready(judgement.told, rules.list) && !ends_ready(judgement.told_to_own, rules.list)) {
+        notes.push_back(
+            rules.card_class == CardClass::kFabric
+                ? "fabric cards are announced in advance to those only who ask for CM_NODE (5) too."
+                : "who asks for the events of HPS cards alone is not told: the card's model in card_info is not that "
+                  "of its readiness record.");
+    }
+    if (judgement.verdict == Verdict::kInAdvance &&
+        (is_unmet(judgement, Kind::kChecked) || is_unmet(judgement, Kind::kNotDenied))) {
+        notes.emplace_back("an announcement in advance does not ask for the application's check.");
+    }
+    if (!judgement.card_class && judgement.is_known) {
+        notes.emplace_back("node_type " + std::to_string(judgement.card.node_type) +
+                           " is of no class; it is followed as a line card that is checked.");
+    }
+    return notes;
+}
+
+std::string explain(const Judgement &judgement) {
+    const Card &card = judgement.card;
+    if (!judgement.is_known) {
+        return node_text(judgement) + ": not ready\n\nNo record of the store names it.\n";
+    }
+    return node_text(judgement) + ", " + what_is(judgement) + ", slot " + slot_of(card) + ", model " +
+           std::to_string(card.config_dev_type) + (card.name.empty() ? "" : ", " + command_line::quote(card.name)) +
+           ": " + text(name_of(judgement.verdict)) + "\n\n" + condition_lines(judgement) + missing_lines(judgement) +
+           told_lines(judgement) + note_lines(judgement);
+}
+
+}  // namespace chassis

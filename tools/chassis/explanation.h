@@ -1,0 +1,28 @@
+// Judgements in plain words.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "chassis/judgement.h"
+
+namespace chassis {
+
+// "line card", "fabric card", ...; "card of no class".
+std::string what_is(const Judgement &judgement);
+// device/slot/sub-slot
+std::string slot_of(const Card &card);
+
+// Why a condition is not met: a sentence.
+std::string why(const Judgement &judgement, const Condition &condition);
+// The command that plays the process which has to act, for a desk without it. Empty: none does it alone.
+std::string remedy(const Judgement &judgement, const Condition &condition);
+// What an application is told, in words: FE_NODE (1), ready, ...
+std::string in_words(const Told &told);
+// What else one should know: who is told less than others, what does not count although it looks as if it did.
+std::vector<std::string> notes(const Judgement &judgement);
+
+// The whole explanation, lines.
+std::string explain(const Judgement &judgement);
+
+}  // namespace chassis
