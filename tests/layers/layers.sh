@@ -25,7 +25,7 @@ declare -A allowed=(
     app/trel_cap/src/trel_cap_sw app/trel_cap/src/trel_cap"
   [tools/record]="app/trel_cap/include platform/base platform/command_line records protobuf-c nlohmann-json"
   [tools/store]="app/trel_cap/include platform/include platform/command_line tools/record"
-  [tools/chassis]="app/trel_cap/include platform/command_line tools/record tools/store"
+  [tools/chassis]="app/trel_cap/include platform/command_line tools/record tools/store nlohmann-json"
   [tools/verbs]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis protobuf-c cli11 nlohmann-json"
   [examples]="app/trel_cap/include platform/include records protobuf-c cli11"
 )
