@@ -101,6 +101,18 @@ TEST(EventRules, AreWhatApplicationsHear) {
     }
 }
 
+TEST(EventRules, TellOfADeniedCardBeforeItIsKnownWhatItIs) {
+    on_own_thread([] {
+        store::Store store("mem:denied before known");
+        Application application("mem:denied before known", chassis::kAllEvents);
+        store.write(check_result(usual_card(CardClass::kFabric, kNode), false));
+        EXPECT_THAT(
+            application.heard(),
+            testing::ElementsAre(Heard{
+                .list = chassis::List::kLineCards, .event = TREL_CAP_EVENT_FE_NODE, .node = kNode, .ready = false}));
+    });
+}
+
 // Each class has its own readiness, the application's check, its cards and its nodes, and what becomes of each.
 TEST(EventRules, LeaveNothingOut) {
     for (const char *name : {"lc", "fab", "cm", "hps"}) {

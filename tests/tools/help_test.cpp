@@ -172,6 +172,13 @@ TEST(Completion, OffersVerbsScopesAndFormats) {
     EXPECT_EQ(completed("set /a --bool "), (Names{"0", "1"}));
     EXPECT_EQ(completed("get /a --class "), (Names{"cm", "fab", "hps"}));
     EXPECT_EQ(completed("decode card_"), (Names{"card_info", "card_static_info"}));
+    EXPECT_EQ(completed("card "), (Names{"insert", "remove"}));
+    EXPECT_EQ(completed("check 17 "), (Names{"pass", "deny", "withdraw"}));
+    EXPECT_EQ(completed("node 17 ready --real-time "), (Names{"on", "off"}));
+    EXPECT_EQ(completed("card insert 17 --class "), (Names{"lc", "fab", "cm", "hps"}));
+    EXPECT_EQ(completed("wait node 17 "), (Names{"ready", "unready"}));
+    EXPECT_EQ(completed("wait ready "), (Names{"glb", "cm", "fab", "hps"}));
+    EXPECT_EQ(completed("wait ready fab o"), (Names{"on", "off"}));
 }
 
 TEST(Completion, OffersTheOptionsOfEachVerb) {
@@ -197,6 +204,10 @@ TEST_F(CompletionOfTheStore, OffersItsKeysNodesAndFields) {
     EXPECT_EQ(completed("get /l3/arp --fe ", environment()), Names{"17"});
     EXPECT_EQ(completed("set cap_fe_ready:17:900 re", environment()), (Names{"ready=", "real_time="}));
     EXPECT_EQ(completed("get cap_fe_ready:17:900 --field nod", environment()), Names{"node_type"});
+    EXPECT_EQ(completed("explain ", environment()), Names{"17"});
+    EXPECT_EQ(completed("wait node ", environment()), Names{"17"});
+    EXPECT_EQ(completed("wait /l3", environment()), Names{"/l3/arp"});
+    EXPECT_EQ(completed("wait cap_fe_ready:17:900 rea", environment()), (Names{"ready=", "real_time="}));
 }
 
 TEST(Completion, IsQuietWithoutAStore) {

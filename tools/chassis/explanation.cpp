@@ -53,7 +53,8 @@ std::string why_contradictory(const Condition &condition) {
            " contradict each other, and the one that is read last counts";
 }
 
-// Only what is asked makes a difference; where a card takes the other way, its conditions are told, not lamented.
+// Only what is asked makes a difference. Where a card takes the other way, by its class or by real time, what that way
+// does not ask is shown and not lamented.
 std::string mark(const Condition &condition) {
     if (condition.met) {
         return "yes";
@@ -61,11 +62,18 @@ std::string mark(const Condition &condition) {
     return condition.asked ? "NO" : "no";
 }
 
+std::string remark(const Condition &condition) {
+    if (condition.met) {
+        return "";
+    }
+    return std::string(condition.stored ? "" : "  (not there)") +
+           (condition.asked ? "" : "  (not asked as things are)");
+}
+
 std::string condition_lines(const Judgement &judgement) {
     std::vector<Row> rows;
     for (const Condition &each : judgement.conditions) {
-        const std::string remark = each.met || each.asked ? "" : "  (not asked of this card now)";
-        rows.push_back({"  " + mark(each), "  " + text(name_of(each.kind)), "  " + each.key + remark});
+        rows.push_back({"  " + mark(each), "  " + text(name_of(each.kind)), "  " + each.key + remark(each)});
     }
     return command_line::table(rows);
 }
@@ -187,7 +195,7 @@ std::string remedy(const Judgement &judgement, const Condition &condition) {
 
 std::string in_words(const Told &told) {
     return text(name_of_event(told.event)) + " (" + std::to_string(told.event) + "), " +
-           (told.ready ? "ready" : "not ready") + (told.in_advance ? " in advance" : "") + ", by " +
+           (told.ready ? "ready" : "not ready") + (told.in_advance ? " in advance" : "") + ", to those of " +
            text(registration_of(told.list)) + ", because of " + told.key;
 }
 

@@ -4,22 +4,21 @@ namespace chassis {
 
 namespace {
 
-// The node that a record speaks of, and the list for its kind; nullptr: it speaks of none.
-std::vector<const record::Record *> *place_of(std::map<int32_t, NodeRecords> &nodes, const record::Record &record) {
+using Records = std::vector<const record::Record *>;
+
+// Where a kind of record goes; nullptr: it is of no node.
+Records NodeRecords::*list_for(const record::Record &record) {
     const ProtobufCMessageDescriptor *const type = record.type().descriptor;
     if (type == &card_info__descriptor) {
-        return &nodes[record.as<CardInfo>().card_nodeid].cards;
+        return &NodeRecords::cards;
     }
     if (type == &app_df_card_deny_check_result__descriptor) {
-        return &nodes[record.as<AppDfCardDenyCheckResult>().card_nodeid].checks;
+        return &NodeRecords::checks;
     }
     if (type == &cap_fe_ready__descriptor) {
-        return &nodes[record.as<CapFeReady>().index->node].fe_ready;
+        return &NodeRecords::fe_ready;
     }
-    if (type == &cap_cm_ready__descriptor) {
-        return &nodes[record.as<CapCmReady>().index->node].cm_ready;
-    }
-    return nullptr;
+    return type == &cap_cm_ready__descriptor ? &NodeRecords::cm_ready : nullptr;
 }
 
 template <class Index>
@@ -55,28 +54,41 @@ void take_card(Card &card, const CardInfo &info) {
 
 }  // namespace
 
+std::optional<int32_t> node_of(const record::Record &record) {
+    const ProtobufCMessageDescriptor *const type = record.type().descriptor;
+    if (type == &card_info__descriptor) {
+        return record.as<CardInfo>().card_nodeid;
+    }
+    if (type == &app_df_card_deny_check_result__descriptor) {
+        return record.as<AppDfCardDenyCheckResult>().card_nodeid;
+    }
+    if (type == &cap_fe_ready__descriptor) {
+        return record.as<CapFeReady>().index->node;
+    }
+    return type == &cap_cm_ready__descriptor ? std::optional(record.as<CapCmReady>().index->node) : std::nullopt;
+}
+
 std::map<int32_t, NodeRecords> records_by_node(const store::Snapshot &snapshot) {
     std::map<int32_t, NodeRecords> nodes;
     for (const auto &[key, record] : snapshot.records()) {
-        if (auto *const place = place_of(nodes, record); place != nullptr) {
-            place->push_back(&record);
+        if (const auto node = node_of(record)) {
+            NodeRecords &records = nodes[*node];
+            records.node = *node;
+            (records.*list_for(record)).push_back(&record);
         }
-    }
-    for (auto &[node, records] : nodes) {
-        records.node = node;
     }
     return nodes;
 }
 
 NodeRecords records_of(const store::Snapshot &snapshot, int32_t node) {
-    std::map<int32_t, NodeRecords> nodes = records_by_node(snapshot);
-    const auto found = nodes.find(node);
-    if (found != nodes.end()) {
-        return found->second;
+    NodeRecords records;
+    records.node = node;
+    for (const auto &[key, record] : snapshot.records()) {
+        if (node_of(record) == node) {
+            (records.*list_for(record)).push_back(&record);
+        }
     }
-    NodeRecords none;
-    none.node = node;
-    return none;
+    return records;
 }
 
 std::optional<CardClass> class_of(const NodeRecords &records) {

@@ -24,6 +24,9 @@ struct NodeRecords {
     bool empty() const { return cards.empty() && checks.empty() && fe_ready.empty() && cm_ready.empty(); }
 };
 
+// The node that a record names; nothing: it is of none, or of one's capabilities.
+std::optional<int32_t> node_of(const record::Record &record);
+
 NodeRecords records_of(const store::Snapshot &snapshot, int32_t node);
 // Of every node that a record names.
 std::map<int32_t, NodeRecords> records_by_node(const store::Snapshot &snapshot);

@@ -53,7 +53,11 @@ Record of_node(const ProtobufCMessageDescriptor &type, const char *option, const
 }  // namespace
 
 void Address::add_to(CLI::App &command) {
-    command.add_option("URL", word_, "A capability's address, at most 255 bytes, or any record's key")->required();
+    add_to(command, "URL", "A capability's address, at most 255 bytes, or any record's key");
+}
+
+void Address::add_to(CLI::App &command, const std::string &argument, const std::string &about) {
+    command.add_option(argument, word_, about)->required();
     CLI::Option *of_class = command.add_option("--class", card_class_, "The capability of a card class");
     CLI::Option *of_fe = command.add_option("--fe", fe_, "The capability of a line card's node");
     CLI::Option *of_cm = command.add_option("--cm", cm_, "The capability of a control module's node");
@@ -63,8 +67,7 @@ void Address::add_to(CLI::App &command) {
 }
 
 Record Address::record() const {
-    const bool is_scoped = !card_class_.empty() || !fe_.empty() || !cm_.empty();
-    if (!is_scoped && record::is_key(word_)) {
+    if (!is_scoped() && record::is_key(word_)) {
         return record::record_at(word_);
     }
     check_url(word_);

@@ -13,10 +13,14 @@ class Address {
 public:
     // The argument URL, and the options --class, --fe and --cm.
     void add_to(CLI::App &command);
+    // The same where the argument is called otherwise.
+    void add_to(CLI::App &command, const std::string &argument, const std::string &about);
 
     // Without a field. Throws a usage failure that says what is wrong with it.
     record::Record record() const;
     const std::string &word() const { return word_; }
+    // Whether a class or a node is given.
+    bool is_scoped() const { return !card_class_.empty() || !fe_.empty() || !cm_.empty(); }
 
 private:
     std::string word_;

@@ -67,6 +67,7 @@ private:
     Words addresses();
     Words nodes();
     Words fields(const char *end) const;
+    Words waited_for();
     const store::Snapshot &snapshot();
 
     const CLI::App &app_;
@@ -174,6 +175,14 @@ Words Completer::values_named(const std::string &name) {
     if (name == "NODE") {
         return nodes();
     }
+    if (name == "WHAT") {
+        Words words = addresses();
+        words.insert(words.end(), {"node", "ready"});
+        return words;
+    }
+    if (name == "WORD") {
+        return waited_for();
+    }
     if (name == "TYPE") {
         return record::type_names();
     }
@@ -211,6 +220,21 @@ Words Completer::nodes() {
         words.push_back(std::to_string(number));
     }
     return words;
+}
+
+// What follows the first argument of wait.
+Words Completer::waited_for() {
+    if (arguments_.empty()) {
+        return {};
+    }
+    const bool is_first = arguments_.size() == 1;
+    if (arguments_.front() == "node") {
+        return is_first ? nodes() : Words{"ready", "unready"};
+    }
+    if (arguments_.front() == "ready") {
+        return is_first ? chassis::scope_names() : Words{"on", "off"};
+    }
+    return fields("=");
 }
 
 // Of the record that the first argument addresses.

@@ -15,6 +15,11 @@ int run(int argc, char **argv) {
     add_del(verbs);
     add_ls(verbs);
     add_watch(verbs);
+    add_wait(verbs);
+    add_explain(verbs);
+    add_card(verbs);
+    add_check(verbs);
+    add_node(verbs);
     add_ready(verbs);
     add_dump(verbs);
     add_load(verbs);

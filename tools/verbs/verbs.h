@@ -66,15 +66,20 @@ CLI::Option_group &add_choice(CLI::App &command, const std::string &title);
 
 // A file each.
 void add_complete(Verbs &verbs);
+void add_card(Verbs &verbs);
+void add_check(Verbs &verbs);
 void add_decode(Verbs &verbs);
 void add_del(Verbs &verbs);
 void add_diff(Verbs &verbs);
 void add_dump(Verbs &verbs);
+void add_explain(Verbs &verbs);
 void add_get(Verbs &verbs);
 void add_load(Verbs &verbs);
 void add_ls(Verbs &verbs);
+void add_node(Verbs &verbs);
 void add_ready(Verbs &verbs);
 void add_set(Verbs &verbs);
+void add_wait(Verbs &verbs);
 void add_watch(Verbs &verbs);
 
 }  // namespace capctl

@@ -1,0 +1,53 @@
+// A card on the command line: what is known of its node, and what options say otherwise.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+#include "chassis/node_records.h"
+#include "store/store.h"
+
+namespace capctl {
+
+// What the store holds of a node.
+class KnownNode {
+public:
+    KnownNode(store::Store &store, int32_t node);
+    // What it points to is this.
+    KnownNode(const KnownNode &) = delete;
+    KnownNode &operator=(const KnownNode &) = delete;
+
+    const chassis::NodeRecords &records() const { return records_; }
+    // Of all nodes: cards, checks and readiness.
+    const store::Snapshot &snapshot() const { return snapshot_; }
+
+private:
+    store::Snapshot snapshot_;
+    chassis::NodeRecords records_;
+};
+
+class CardOptions {
+public:
+    // The argument NODE, and the options --class, --type, --model, --slot, --dev and --subslot.
+    void add_to(CLI::App &command);
+
+    // Throws a usage failure for what is no number.
+    int32_t node() const;
+    bool has_model() const { return !model_.empty(); }
+    // What the options say, else what the records say, else what is usual of its class.
+    chassis::Card card(const KnownNode &known) const;
+
+private:
+    std::optional<chassis::CardClass> card_class() const;
+
+    std::string node_;
+    std::string card_class_;
+    std::string type_;
+    std::string model_;
+    std::string slot_;
+    std::string dev_;
+    std::string subslot_;
+};
+
+}  // namespace capctl

@@ -1,0 +1,268 @@
+// explain: why a card is ready or not, and which record leads to which event.
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "chassis/events.h"
+#include "chassis/explanation.h"
+#include "chassis/judgement_json.h"
+#include "command_line/exit_status.h"
+#include "command_line/names.h"
+#include "command_line/streams.h"
+#include "command_line/text.h"
+#include "record/dump.h"
+#include "record/field_text.h"
+#include "record/record_json.h"
+#include "store/snapshot.h"
+#include "verbs/colour.h"
+#include "verbs/input.h"
+#include "verbs/print.h"
+#include "verbs/verbs.h"
+
+namespace capctl {
+
+using namespace command_line;
+using chassis::EventRule;
+using chassis::Judgement;
+using chassis::Verdict;
+using store::Snapshot;
+using Json = nlohmann::ordered_json;
+
+namespace {
+
+struct Explain {
+    std::string node;
+    std::string file;
+    bool events = false;
+
+    int run(Session &session) const;
+    Snapshot snapshot(Session &session) const;
+};
+
+Snapshot Explain::snapshot(Session &session) const {
+    if (file.empty()) {
+        return Snapshot::of(session.store());
+    }
+    Snapshot snapshot;
+    for (const record::Record &record : record::parse_dump(file == "-" ? "standard input" : file, read_input(file))) {
+        snapshot.put(record);
+    }
+    return snapshot;
+}
+
+Colour colour_of(Verdict verdict) {
+    switch (verdict) {
+        case Verdict::kReady:
+            return Colour::kGreen;
+        case Verdict::kInAdvance:
+            return Colour::kBlue;
+        case Verdict::kNotReady:
+            return Colour::kRed;
+        default:
+            return Colour::kYellow;
+    }
+}
+
+// The lines of a text, one after the other, with their newlines.
+template <class Visit>
+void each_line(const std::string &text, Visit visit) {
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t end = text.find('\n', begin);
+        visit(text.substr(begin, end - begin));
+        begin = end + 1;
+    }
+}
+
+std::string explanation(const Session &session, const Judgement &judgement) {
+    std::string text;
+    each_line(chassis::explain(judgement), [&](const std::string &line) {
+        const bool is_missing = line.starts_with("  NO ");
+        const bool is_verdict = text.empty();
+        text += is_verdict ? painted(session, colour_of(judgement.verdict), line)
+                           : (is_missing ? painted(session, Colour::kRed, line) : line);
+        text += '\n';
+    });
+    return text;
+}
+
+int explain_node(const Session &session, const Snapshot &snapshot, int32_t node) {
+    const Judgement judgement = chassis::judge(snapshot, node);
+    if (session.is_json()) {
+        print_json(to_json(judgement));
+    } else {
+        write_output(explanation(session, judgement));
+    }
+    return is_ready(judgement.verdict) ? kDone : kNegative;
+}
+
+// Those that are missing, each with who has to act.
+std::string missing_words(const Judgement &judgement) {
+    std::vector<std::string> words;
+    for (const chassis::Condition &each : judgement.conditions) {
+        if (each.is_missing()) {
+            words.push_back(std::string(name_of(each.kind)) + " (" + std::string(name_of(each.actor)) + ")");
+        }
+    }
+    return joined(words);
+}
+
+Row overview_row(const Judgement &judgement) {
+    const std::string gap = "  ";
+    const chassis::Card &card = judgement.card;
+    return {std::to_string(card.node) + gap,
+            (judgement.card_class ? std::string(name_of(*judgement.card_class)) : "-") + gap,
+            slot_of(card) + gap,
+            std::to_string(card.config_dev_type) + gap,
+            (card.name.empty() ? "-" : on_one_line(card.name)) + gap,
+            std::string(name_of(judgement.verdict)) + gap,
+            missing_words(judgement)};
+}
+
+std::string overview(const Session &session, const std::vector<Judgement> &judgements) {
+    std::vector<Row> rows = {{"NODE  ", "CLASS  ", "SLOT  ", "MODEL  ", "NAME  ", "STATE  ", "MISSING"}};
+    for (const Judgement &each : judgements) {
+        rows.push_back(overview_row(each));
+    }
+    std::string text;
+    auto judgement = judgements.begin();
+    each_line(table(rows), [&](const std::string &line) {
+        text += text.empty() ? line : painted(session, colour_of((judgement++)->verdict), line);
+        text += '\n';
+    });
+    return text;
+}
+
+std::string scopes_line(const Snapshot &snapshot) {
+    std::string line;
+    for (const std::string &name : chassis::class_names()) {
+        const chassis::CardClass card_class = chassis::class_named(name);
+        line += (line.empty() ? "" : ", ") + (name == "lc" ? std::string("device") : "class " + name) +
+                (is_class_ready(snapshot, card_class) ? " ready" : " not ready");
+    }
+    return line + "\n\n";
+}
+
+int explain_all(const Session &session, const Snapshot &snapshot) {
+    const std::vector<Judgement> judgements = chassis::judge_all(snapshot);
+    Json array = Json::array();
+    std::string lines;
+    for (const Judgement &each : judgements) {
+        if (session.format == Format::kJson) {
+            array.push_back(to_json(each));
+        } else if (session.format == Format::kNdjson) {
+            lines += record::json_line(to_json(each));
+        }
+    }
+    if (session.is_json()) {
+        write_output(session.format == Format::kJson ? record::json_line(array) : lines);
+    } else {
+        write_output(scopes_line(snapshot) +
+                     (judgements.empty() ? "No record names a node.\n" : overview(session, judgements)));
+    }
+    const bool is_all_ready =
+        std::all_of(judgements.begin(), judgements.end(), [](const Judgement &each) { return is_ready(each.verdict); });
+    return is_all_ready && !judgements.empty() ? kDone : kNegative;
+}
+
+// What is said of a node, or that a class is ready.
+std::string event_words(const EventRule &rule) {
+    return rule.event ? std::string(chassis::name_of_event(*rule.event)) + " (" + std::to_string(*rule.event) + ") " +
+                            (rule.ready ? "ready" : "not ready")
+                      : "nothing";
+}
+
+Json rule_json(const EventRule &rule) {
+    Json json = {{"class", name_of(rule.card_class)},
+                 {"record", rule.record},
+                 {"change", rule.change},
+                 {"event", nullptr},
+                 {"name", nullptr},
+                 {"ready", nullptr},
+                 {"list", nullptr},
+                 {"registration", nullptr},
+                 {"condition", rule.condition}};
+    if (rule.event) {
+        json["event"] = *rule.event;
+        json["name"] = chassis::name_of_event(*rule.event);
+        json["ready"] = rule.ready;
+        json["list"] = name_of(rule.list);
+        json["registration"] = registration_of(rule.list);
+    }
+    return json;
+}
+
+std::string rules_table() {
+    std::vector<Row> rows = {{"CLASS  ", "RECORD  ", "CHANGE  ", "EVENT  ", "TO THOSE OF  ", "CONDITION"}};
+    for (const EventRule &rule : chassis::event_rules()) {
+        const std::string gap = "  ";
+        rows.push_back({std::string(name_of(rule.card_class)) + gap, std::string(rule.record) + gap,
+                        std::string(rule.change) + gap, event_words(rule) + gap,
+                        (rule.event ? std::string(registration_of(rule.list)) : "-") + gap,
+                        std::string(rule.condition)});
+    }
+    return table(rows);
+}
+
+// A line each, in the order in which they are told.
+std::string rules_text() {
+    std::string text;
+    std::string before;
+    for (const EventRule &rule : chassis::event_rules()) {
+        const std::string heading =
+            std::string(name_of(rule.card_class)) + ": " + std::string(rule.record) + " " + std::string(rule.change);
+        text += heading == before ? "" : heading + "\n";
+        before = heading;
+        text += "    " + event_words(rule);
+        text += rule.event ? ", to those of " + std::string(registration_of(rule.list)) : "";
+        text += rule.condition.empty() ? "\n" : ": " + std::string(rule.condition) + "\n";
+    }
+    return text;
+}
+
+int explain_events(const Session &session) {
+    Json array = Json::array();
+    std::string lines;
+    for (const EventRule &rule : chassis::event_rules()) {
+        array.push_back(rule_json(rule));
+        lines += record::json_line(array.back());
+    }
+    if (session.is_json()) {
+        write_output(session.format == Format::kJson ? record::json_line(array) : lines);
+    } else {
+        write_output(session.format == Format::kTable ? rules_table() : rules_text());
+    }
+    return kDone;
+}
+
+int Explain::run(Session &session) const {
+    if (events) {
+        return explain_events(session);
+    }
+    if (node.empty()) {
+        return explain_all(session, snapshot(session));
+    }
+    const int32_t number = record::parse_number("NODE", node);
+    return explain_node(session, snapshot(session), number);
+}
+
+}  // namespace
+
+void add_explain(Verbs &verbs) {
+    const auto explain = std::make_shared<Explain>();
+    CLI::App &command = verbs.add("explain", "Say why cards are ready or not, and who has to act; ends with 1 when not",
+                                  "  trel_capctl explain\n"
+                                  "  trel_capctl explain 0x11\n"
+                                  "  trel_capctl explain 17 --from field.ndjson\n"
+                                  "  trel_capctl explain --output json | jq '.[] | select(.verdict != \"ready\")'\n"
+                                  "  trel_capctl explain --events --output table\n",
+                                  [explain](Session &session) { return explain->run(session); });
+    CLI::Option *node = command.add_option("NODE", explain->node, "One node; without it all, what is wrong on top");
+    CLI::Option *from =
+        command.add_option("--from", explain->file, "A dump's file in place of the store, - for standard input");
+    from->type_name("FILE");
+    command.add_flag("--events", explain->events, "Which record leads to which event, and who is told, by class")
+        ->disable_flag_override()
+        ->excludes(node)
+        ->excludes(from);
+}
+
+}  // namespace capctl

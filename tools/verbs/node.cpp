@@ -1,0 +1,75 @@
+// node: the readiness of one node, as the card's own software tells it.
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include <trel_cap/records.h>
+
+#include "command_line/exit_status.h"
+#include "command_line/names.h"
+#include "command_line/text.h"
+#include "verbs/card_options.h"
+#include "verbs/print.h"
+#include "verbs/value.h"
+#include "verbs/verbs.h"
+
+namespace capctl {
+
+using namespace command_line;
+using record::Record;
+
+namespace {
+
+struct Node {
+    CardOptions options;
+    std::string readiness;
+    std::string real_time = "on";
+
+    int run(Session &session) const;
+};
+
+// The model is part of the address: one that is stored is written again, unless another is named.
+chassis::Card addressed(const KnownNode &known, const CardOptions &options) {
+    chassis::Card card = options.card(known);
+    const bool is_cm = chassis::class_of(card.node_type) == chassis::CardClass::kControlModule;
+    const auto &stored = is_cm ? known.records().cm_ready : known.records().fe_ready;
+    if (options.has_model() || stored.empty()) {
+        return card;
+    }
+    if (stored.size() > 1) {
+        throw Failure(kNegative, "node " + std::to_string(card.node) + ": it has " + std::to_string(stored.size()) +
+                                     " readiness records, such as " + stored.front()->key() + " and " +
+                                     stored.back()->key() + "; say which with --model");
+    }
+    card.config_dev_type = std::get<int32_t>(stored.front()->get("index.config_dev_type"));
+    return card;
+}
+
+int Node::run(Session &session) const {
+    if (readiness != "ready" && readiness != "unready") {
+        throw Failure(kUsage, "ready or unready expected, not " + quote(readiness) +
+                                  did_you_mean(readiness, {"ready", "unready"}));
+    }
+    const bool is_in_real_time = parse_switch("--real-time", real_time);
+    const KnownNode known(session.store(), options.node());
+    const Record record = node_ready(addressed(known, options), readiness == "ready", is_in_real_time);
+    session.store().write(record);
+    print_written(session, record);
+    return kDone;
+}
+
+}  // namespace
+
+void add_node(Verbs &verbs) {
+    const auto node = std::make_shared<Node>();
+    CLI::App &command = verbs.add("node", "Publish that a node is ready or not, as the card's own software does",
+                                  "  trel_capctl node 17 ready\n"
+                                  "  trel_capctl node 17 ready --real-time off\n"
+                                  "  trel_capctl node 0x1 unready --class cm\n",
+                                  [node](Session &session) { return node->run(session); });
+    node->options.add_to(command);
+    command.add_option("ready|unready", node->readiness, "What to publish")->required();
+    command.add_option("--real-time", node->real_time, "Whether it is in real time: on (the default) or off")
+        ->type_name("on|off");
+}
+
+}  // namespace capctl
