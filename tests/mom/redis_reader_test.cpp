@@ -61,7 +61,7 @@ public:
 
 private:
     Reader reader_;
-    mom::redis::ReplyArena arena_;
+    mom::Arena arena_;
     std::vector<const Reply *> replies_;
 };
 
@@ -262,7 +262,7 @@ public:
 
 private:
     Reader reader_;
-    mom::redis::ReplyArena arena_;
+    mom::Arena arena_;
 };
 
 const std::string kFollowed = notification("mom:28:a", "first") + notification("", "") + "+PONG\r\n" +

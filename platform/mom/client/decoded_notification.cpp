@@ -9,28 +9,17 @@
 
 namespace mom {
 
-namespace {
-
-constexpr size_t kScratchCapacity = 2048;  // more than any record of usual length; a longer one takes more
-
-}  // namespace
-
 std::unique_ptr<Scratch> ScratchPool::take() {
     if (idle_) {
         std::unique_ptr<Scratch> scratch = std::move(idle_);
         idle_ = std::move(scratch->next);
         return scratch;
     }
-    auto scratch = std::make_unique<Scratch>();
-    scratch->arena.reset(Arena::create(kScratchCapacity));
-    if (!scratch->arena) {
-        throw std::bad_alloc();
-    }
-    return scratch;
+    return std::make_unique<Scratch>();
 }
 
 void ScratchPool::give_back(std::unique_ptr<Scratch> scratch) noexcept {
-    scratch->arena->clear();
+    scratch->arena.clear();
     scratch->next = std::move(idle_);
     idle_ = std::move(scratch);
 }

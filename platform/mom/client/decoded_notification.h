@@ -17,7 +17,7 @@ namespace mom {
 // What a notification is read and decoded into, kept from one to the next. One that is told inside another takes
 // another one.
 struct Scratch {
-    ArenaPtr arena;
+    Arena arena;
     Notification notification;
     std::unique_ptr<Scratch> next;  // in the pool
 };
@@ -32,7 +32,7 @@ public:
         Lease &operator=(const Lease &) = delete;
         ~Lease() { pool_.give_back(std::move(scratch_)); }
 
-        Arena &arena() const { return *scratch_->arena; }
+        Arena &arena() const { return scratch_->arena; }
         Notification &notification() const { return scratch_->notification; }
 
     private:

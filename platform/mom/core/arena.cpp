@@ -7,7 +7,7 @@ namespace mom {
 
 namespace {
 
-constexpr size_t kLeastBlock = 4096;
+constexpr size_t kLeastBlock = size_t{16} * 1024;
 constexpr size_t kKeptBlock = size_t{1024} * 1024;
 
 }  // namespace
@@ -20,10 +20,14 @@ Arena *Arena::create(size_t capacity) {
 
 void Arena::destroy(Arena *arena) {
     if (arena) {
-        while (arena->newest_ != &arena->own_) {
-            std::free(std::exchange(arena->newest_, arena->newest_->older));
-        }
+        arena->~Arena();
         std::free(arena);
+    }
+}
+
+Arena::~Arena() {
+    while (newest_ != &own_) {
+        std::free(std::exchange(newest_, newest_->older));
     }
 }
 

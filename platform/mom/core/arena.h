@@ -1,22 +1,28 @@
-// Memory for one thing that is built piece by piece, and goes as a whole. A result is one, and what it is decoded from.
+// Memory for one thing that is built piece by piece, and goes as a whole: a result, or what a server has answered.
 #pragma once
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <memory>
+#include <string_view>
 #include <utility>
 
 namespace mom {
 
-// It lies in the memory that it hands out: one allocation for most results. What is allocated first leads back to it,
-// so that a caller who holds only that can release the whole.
 class Arena {
 public:
-    // nullptr when memory is exhausted.
+    Arena() : Arena(0) {}
+    Arena(const Arena &) = delete;
+    Arena &operator=(const Arena &) = delete;
+    ~Arena();
+
+    // One that lies in the memory that it hands out: one allocation for most results. nullptr when memory is exhausted.
     static Arena *create(size_t capacity);
     static void destroy(Arena *arena);
 
-    // By what was allocated first after create(), which must have fitted.
+    // What was allocated first after create(), and must have fitted, leads back to the arena: a caller who holds only
+    // that can release the whole.
     static Arena *of(void *first) { return reinterpret_cast<Arena *>(static_cast<std::byte *>(first) - kHead); }
     template <class T>
     static T *first(Arena *arena) {
@@ -29,6 +35,16 @@ public:
         return newest_->capacity - newest_->used >= size
                    ? newest_->memory() + std::exchange(newest_->used, newest_->used + size)
                    : allocate_in_new(size);
+    }
+
+    // A copy of the bytes, terminated; nullptr when memory is exhausted.
+    char *keep(std::string_view bytes) {
+        auto *copy = static_cast<char *>(allocate(bytes.size() + 1));
+        if (copy != nullptr) {
+            std::memcpy(copy, bytes.data(), bytes.size());
+            copy[bytes.size()] = '\0';
+        }
+        return copy;
     }
 
     // The latest allocation, of that size, is not needed after all.
@@ -59,7 +75,7 @@ private:
 
     Block *newest_ = &own_;
     bool exhausted_ = false;
-    Block own_;  // the last: its memory follows
+    Block own_;  // the last: its memory follows, if it has any
 
     static const size_t kHead;
 };

@@ -158,7 +158,6 @@ private:
     bool one_field(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, unsigned wire_type,
                    Cursor &cursor);
     bool long_value(std::byte *member, const ProtobufCFieldDescriptor &field, std::string_view bytes);
-    char *copy(std::string_view bytes);
 
     Arena &arena_;
     int depth_ = 0;
@@ -265,7 +264,7 @@ bool Decoder::long_value(std::byte *member, const ProtobufCFieldDescriptor &fiel
         std::memcpy(member, &inner, sizeof inner);
         return inner != nullptr;
     }
-    char *text = copy(bytes);
+    char *text = arena_.keep(bytes);
     if (field.type == PROTOBUF_C_TYPE_BYTES) {
         const ProtobufCBinaryData data{.len = bytes.size(), .data = reinterpret_cast<uint8_t *>(text)};
         std::memcpy(member, &data, sizeof data);
@@ -273,15 +272,6 @@ bool Decoder::long_value(std::byte *member, const ProtobufCFieldDescriptor &fiel
         std::memcpy(member, &text, sizeof text);
     }
     return text != nullptr;
-}
-
-// A copy that is terminated too.
-char *Decoder::copy(std::string_view bytes) {
-    auto *text = static_cast<char *>(arena_.allocate(bytes.size() + 1));
-    if (text) {
-        *std::ranges::copy(bytes, text).out = '\0';
-    }
-    return text;
 }
 
 }  // namespace

@@ -13,13 +13,13 @@ namespace {
 constexpr size_t kFirstElements = 16;
 constexpr size_t kKept = size_t{64} * 1024;  // the memory of a longer reply is given back
 
-ReplyArena &arena_of(const redisReadTask *task) { return *static_cast<ReplyArena *>(task->privdata); }
+Arena &arena_of(const redisReadTask *task) { return *static_cast<Arena *>(task->privdata); }
 
 // Elements are made as they come: a server can announce any number of them.
-bool make_room(const redisReadTask *array_task, Reply &array, ReplyArena &arena) {
+bool make_room(const redisReadTask *array_task, Reply &array, Arena &arena) {
     const auto announced = static_cast<size_t>(array_task->elements);
     const size_t count = std::min(announced, std::max(kFirstElements, array.elements.size() * 2));
-    Reply *elements = arena.make_replies(count);
+    Reply *elements = make_replies(arena, count);
     if (!elements) {
         return false;
     }
@@ -30,9 +30,9 @@ bool make_room(const redisReadTask *array_task, Reply &array, ReplyArena &arena)
 
 // The place of a reply: in its array, or on its own. nullptr without memory.
 Reply *place(const redisReadTask *task) {
-    ReplyArena &arena = arena_of(task);
+    Arena &arena = arena_of(task);
     if (!task->parent) {
-        return arena.make_replies(1);
+        return make_replies(arena, 1);
     }
     auto &array = *static_cast<Reply *>(task->parent->obj);
     const auto at = static_cast<size_t>(task->idx);
@@ -102,7 +102,7 @@ redisReader *new_reader() {
 void AnyReply::Free::operator()(redisReader *reader) const { redisReaderFree(reader); }
 
 // A line at a time: every reply ends with one, so that hiredis never gets the beginning of what follows.
-Reply *AnyReply::take(std::string_view &bytes, ReplyArena &arena) {
+Reply *AnyReply::take(std::string_view &bytes, Arena &arena) {
     if (!reader_) {
         reader_.reset(new_reader());
     }

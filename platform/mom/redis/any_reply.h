@@ -15,7 +15,7 @@ class AnyReply {
 public:
     // Takes the lines of one reply off the front, as far as they have come; the same arena until it is whole. nullptr
     // when it is not whole yet, or when there is an error(). Throws std::bad_alloc; what was taken is lost then.
-    Reply *take(std::string_view &bytes, ReplyArena &arena);
+    Reply *take(std::string_view &bytes, Arena &arena);
 
     // The beginning of a reply has been taken.
     bool is_under_way() const { return taken_ != 0; }

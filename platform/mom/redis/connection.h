@@ -52,7 +52,7 @@ public:
     bool is_quiet() const;
 
     // The next reply, built in the arena; nullptr when none is whole, or when it is broken.
-    Reply *take_reply(ReplyArena &arena) {
+    Reply *take_reply(Arena &arena) {
         Reply *reply = reader_.take_reply(arena);
         return reply || !reader_.is_broken() ? reply : broken();
     }

@@ -61,7 +61,7 @@ private:
     size_t next_ = 0;  // of the addresses
     base::Fd socket_;  // while it is connecting
     std::unique_ptr<Connection> connection_;
-    ReplyArena arena_;
+    Arena arena_;
     std::vector<Reply *> replies_;
 };
 

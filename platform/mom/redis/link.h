@@ -118,7 +118,7 @@ private:
     Address address_;
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<Watch> watch_;
-    ReplyArena arena_;
+    Arena arena_;
     std::deque<Asked> asked_;
     std::optional<int32_t> follow_code_;  // the answer that follow() waits for
     std::string refusal_;                 // its words

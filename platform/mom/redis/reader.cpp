@@ -29,7 +29,7 @@ T *must(T *memory) {
 }
 
 // Copies the bytes that the array's texts are in: where they are, others will be received.
-void keep_texts(const Reply &array, std::string_view bytes, ReplyArena &arena) {
+void keep_texts(const Reply &array, std::string_view bytes, Arena &arena) {
     const char *copy = must(arena.keep(bytes));
     for (Reply &element : array.elements) {
         element.text = {copy + (element.text.data() - bytes.data()), element.text.size()};
@@ -81,7 +81,7 @@ void Reader::resize(size_t capacity) {
     capacity_ = capacity;
 }
 
-Reply *Reader::take_reply(ReplyArena &arena) {
+Reply *Reader::take_reply(Arena &arena) {
     if (is_broken() || begin_ == end_) {
         return nullptr;
     }
@@ -97,7 +97,7 @@ Reply *Reader::take_reply(ReplyArena &arena) {
     return reply;
 }
 
-Reader::Item Reader::take(ReplyArena &arena) {
+Reader::Item Reader::take(Arena &arena) {
     if (!any_.is_under_way() && !is_broken() && begin_ != end_) {
         switch (take_notification(unread(), channel_, payload_)) {
             case Found::kWhole:
@@ -131,7 +131,7 @@ Found Reader::skim() {
 }
 
 // Takes an array of strings off the front: reply_.
-Found Reader::take_array(ReplyArena &arena) {
+Found Reader::take_array(Arena &arena) {
     if (skimmed_ != 0) {
         if (const Found found = skim(); found == Found::kPart) {
             return found;
@@ -147,7 +147,7 @@ Found Reader::take_array(ReplyArena &arena) {
     if (count > left.size() / kShortestElement) {
         return Found::kPart;  // before memory is taken for what may never come
     }
-    Reply *array = must(arena.make_replies(1 + count));
+    Reply *array = must(make_replies(arena, 1 + count));
     Reply *const end = array + 1 + count;
     for (Reply *element = array + 1; element != end; ++element) {
         const size_t before = left.size();

@@ -26,7 +26,7 @@ public:
 
     // The next reply that has come whole, built in the arena; nullptr when there is none, or when is_broken(). The
     // arena is the same until it has.
-    Reply *take_reply(ReplyArena &arena);
+    Reply *take_reply(Arena &arena);
 
     enum class Item : uint8_t {
         kNone,          // nothing more that is whole
@@ -36,7 +36,7 @@ public:
     };
 
     // The same for one that is also sent notifications.
-    Item take(ReplyArena &arena);
+    Item take(Arena &arena);
     std::string_view channel() const { return channel_; }
     std::string_view payload() const { return payload_; }
     const Reply &reply() const { return *reply_; }
@@ -53,7 +53,7 @@ private:
     std::string_view unread() const { return {buffer_.get() + begin_, end_ - begin_}; }
     void resize(size_t capacity);
     resp::Found skim();
-    resp::Found take_array(ReplyArena &arena);
+    resp::Found take_array(Arena &arena);
 
     std::unique_ptr<char, Free> buffer_;
     size_t capacity_ = 0;

@@ -148,7 +148,7 @@ private:
     StoreListener &listener_;
     std::array<bool, kDatabases> connected_{};
     Requests requests_;
-    ReplyArena arena_;
+    Arena arena_;
     std::vector<std::string_view> command_;
     // What the words of a command refer to. Kept from one to the next, so that a write allocates nothing here.
     std::string channel_;
@@ -211,8 +211,8 @@ int32_t RedisStore::load(Script &script, int32_t db, TimePoint end) {
 
 int32_t RedisStore::scan_hashes(int32_t db, std::string_view type, ScanVisitor &visitor) {
     // Arenas of its own, and whole batches: the visitor may make requests, or scan.
-    ReplyArena keys_arena;
-    ReplyArena batch_arena;
+    Arena keys_arena;
+    Arena batch_arena;
     int32_t code = 0;
     const std::string set = std::string(kSetPrefix).append(type);
     const std::array<std::string_view, 2> command{"SMEMBERS", set};

@@ -1,10 +1,13 @@
-// What a server answers, built in memory that one clear() takes back, instead of an allocation for every string.
+// What a server answers, built in an arena instead of an allocation for every string.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string_view>
+
+#include "core/arena.h"
 
 namespace mom::redis {
 
@@ -20,41 +23,13 @@ struct Reply {
     bool is_text() const { return type == Type::kString || type == Type::kStatus; }
 };
 
-// Where replies live. Blocks are kept from one reply to the next.
-class ReplyArena {
-public:
-    ReplyArena() = default;
-    ReplyArena(const ReplyArena &) = delete;
-    ReplyArena &operator=(const ReplyArena &) = delete;
-    ~ReplyArena();
-
-    // nullptr when memory is exhausted.
-    void *allocate(size_t size);
-
-    // So many replies without a kind, as an array of them; nullptr when memory is exhausted.
-    Reply *make_replies(size_t count);
-
-    // A copy of the bytes; nullptr when memory is exhausted.
-    const char *keep(std::string_view bytes);
-
-    // The latest allocation, of that size, is not needed after all.
-    void give_back(size_t size) { blocks_->used -= aligned(size); }
-
-    // Every reply built here is gone.
-    void clear();
-
-private:
-    struct alignas(std::max_align_t) Block {
-        Block *next;
-        size_t capacity;
-        size_t used;
-    };
-
-    static size_t aligned(size_t size);
-    static std::byte *data(Block *block) { return reinterpret_cast<std::byte *>(block + 1); }
-    Block *add_block(size_t size);
-
-    Block *blocks_ = nullptr;  // the newest, and largest, first
-};
+// So many replies without a kind, as an array of them; nullptr when memory is exhausted.
+inline Reply *make_replies(Arena &arena, size_t count) {
+    auto *replies = static_cast<Reply *>(arena.allocate(count * sizeof(Reply)));
+    if (replies != nullptr) {
+        std::uninitialized_value_construct_n(replies, count);
+    }
+    return replies;
+}
 
 }  // namespace mom::redis

@@ -44,7 +44,7 @@ bool RequestConnection::wait_for(short events, TimePoint until) const {
 // Most answers come whole, to a thread that sleeps in recv(). Sleeping in poll() before it is better on a busy machine,
 // but a good deal worse on an idle one, where the thread is awake later. What is left of an answer then is waited for
 // in poll(), which can be told how long that may still take.
-const Reply *RequestConnection::await(ReplyArena &arena, TimePoint end, int32_t *code) {
+const Reply *RequestConnection::await(Arena &arena, TimePoint end, int32_t *code) {
     Connection &connection = *connection_;
     *code = OX_MOM_E_LOST;
     if (!connection.send()) {
@@ -58,11 +58,11 @@ const Reply *RequestConnection::await(ReplyArena &arena, TimePoint end, int32_t 
     return poll_until(arena, late, code);
 }
 
-const Reply *RequestConnection::await_late(ReplyArena &arena, TimePoint end, int32_t *code) {
+const Reply *RequestConnection::await_late(Arena &arena, TimePoint end, int32_t *code) {
     return poll_until(arena, end, code);
 }
 
-const Reply *RequestConnection::poll_until(ReplyArena &arena, TimePoint until, int32_t *code) {
+const Reply *RequestConnection::poll_until(Arena &arena, TimePoint until, int32_t *code) {
     Connection &connection = *connection_;
     *code = OX_MOM_E_LOST;
     const Reply *reply = connection.take_reply(arena);

@@ -33,20 +33,20 @@ public:
     void add_encoded(std::string_view commands) { connection_->add_encoded(commands); }
 
     // A reply that has come already.
-    const Reply *take(ReplyArena &arena) { return connection_->take_reply(arena); }
+    const Reply *take(Arena &arena) { return connection_->take_reply(arena); }
 
     // Sends what was added and waits for one reply, until it is late: so long before the end that the rest of the time
     // is the patience. nullptr: TIMEOUT when it has not come yet, LOST when the connection is.
-    const Reply *await(ReplyArena &arena, TimePoint end, int32_t *code);
+    const Reply *await(Arena &arena, TimePoint end, int32_t *code);
 
     // Waits for a reply that is late.
-    const Reply *await_late(ReplyArena &arena, TimePoint end, int32_t *code);
+    const Reply *await_late(Arena &arena, TimePoint end, int32_t *code);
 
 private:
     // Shorter than any time after which a server closes what is idle, and long beside a look at the socket.
     static constexpr Millis kMoment{1};
 
-    const Reply *poll_until(ReplyArena &arena, TimePoint until, int32_t *code);
+    const Reply *poll_until(Arena &arena, TimePoint until, int32_t *code);
     bool wait_for(short events, TimePoint until) const;
 
     std::optional<Connection> connection_;

@@ -38,7 +38,7 @@ int32_t Requests::open(RequestConnection &connection, int32_t db, TimePoint end)
 }
 
 const Reply *Requests::make(int32_t db, std::span<const std::string_view> command, Repeat repeat, TimePoint end,
-                            ReplyArena &arena, int32_t *code) {
+                            Arena &arena, int32_t *code) {
     for (;; repeat = Repeat::kNever) {
         RequestConnection *connection = this->connection(db, end, code);
         if (!connection) {
@@ -53,14 +53,14 @@ const Reply *Requests::make(int32_t db, std::span<const std::string_view> comman
     }
 }
 
-int32_t Requests::make_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, ReplyArena &arena,
+int32_t Requests::make_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, Arena &arena,
                              std::vector<const Reply *> &replies) {
     const int32_t code = try_batch(db, commands, count, end, arena, replies);
     const bool again = code == OX_MOM_E_LOST && link_.is_up();
     return again ? try_batch(db, commands, count, end, arena, replies) : code;
 }
 
-int32_t Requests::try_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, ReplyArena &arena,
+int32_t Requests::try_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, Arena &arena,
                             std::vector<const Reply *> &replies) {
     int32_t code = 0;
     RequestConnection *connection = this->connection(db, end, &code);
@@ -81,7 +81,7 @@ int32_t Requests::try_batch(int32_t db, std::string_view commands, size_t count,
     return 0;
 }
 
-const Reply *Requests::await(RequestConnection &connection, TimePoint end, ReplyArena &arena, int32_t *code) try {
+const Reply *Requests::await(RequestConnection &connection, TimePoint end, Arena &arena, int32_t *code) try {
     const Reply *reply = connection.take(arena);  // what follows in a batch has often come already
     reply = reply ? reply : await_in_time(connection, end, arena, code);
     if (!reply) {
@@ -95,7 +95,7 @@ const Reply *Requests::await(RequestConnection &connection, TimePoint end, Reply
 }
 
 // While an answer is late, the server is asked on the other connection whether it is there at all.
-const Reply *Requests::await_in_time(RequestConnection &connection, TimePoint end, ReplyArena &arena, int32_t *code) {
+const Reply *Requests::await_in_time(RequestConnection &connection, TimePoint end, Arena &arena, int32_t *code) {
     const Reply *reply = connection.await(arena, end, code);
     if (reply || *code != OX_MOM_E_TIMEOUT) {
         return reply;

@@ -36,11 +36,11 @@ public:
     enum class Repeat : uint8_t { kNever, kOnce };
 
     // One command; nullptr, with the code, when there is no answer. The arena is cleared for it.
-    const Reply *make(int32_t db, std::span<const std::string_view> command, Repeat repeat, TimePoint end,
-                      ReplyArena &arena, int32_t *code);
+    const Reply *make(int32_t db, std::span<const std::string_view> command, Repeat repeat, TimePoint end, Arena &arena,
+                      int32_t *code);
 
     // So many commands as they go to a server, reads all of them. 0 or a code. The arena is cleared for the replies.
-    int32_t make_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, ReplyArena &arena,
+    int32_t make_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, Arena &arena,
                        std::vector<const Reply *> &replies);
 
 private:
@@ -49,10 +49,10 @@ private:
     // The database's connection, open; nullptr, with the code, when there is none.
     RequestConnection *connection(int32_t db, TimePoint end, int32_t *code);
     int32_t open(RequestConnection &connection, int32_t db, TimePoint end);
-    int32_t try_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, ReplyArena &arena,
+    int32_t try_batch(int32_t db, std::string_view commands, size_t count, TimePoint end, Arena &arena,
                       std::vector<const Reply *> &replies);
-    const Reply *await(RequestConnection &connection, TimePoint end, ReplyArena &arena, int32_t *code);
-    const Reply *await_in_time(RequestConnection &connection, TimePoint end, ReplyArena &arena, int32_t *code);
+    const Reply *await(RequestConnection &connection, TimePoint end, Arena &arena, int32_t *code);
+    const Reply *await_in_time(RequestConnection &connection, TimePoint end, Arena &arena, int32_t *code);
     int32_t give_up(RequestConnection &connection, int32_t code);
     bool is_fit(const Reply &reply, int32_t *code);
     void close_all() noexcept;

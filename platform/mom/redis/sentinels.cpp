@@ -161,7 +161,7 @@ private:
     std::unique_ptr<Opening> opening_;
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<Watch> watch_;
-    ReplyArena arena_;
+    Arena arena_;
     Millis pause_ = kFirstPause;
     TimePoint next_attempt_ = Clock::now();
 };
