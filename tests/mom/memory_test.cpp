@@ -1,5 +1,5 @@
 // Running out of memory, at each allocation in turn: every call says so, and the client and the store stay whole.
-#include "failing_allocations.h"
+#include "allocations.h"
 #include "mom_test.h"
 #include "proxy.h"
 
@@ -14,6 +14,9 @@
 namespace mom_test {
 namespace {
 
+using test_support::an_allocation_failed;
+using test_support::FailingAllocations;
+using test_support::UncountedAllocations;
 using Length = FailingAllocations::Length;
 
 constexpr int kMostAllocations = 2000;  // of one call; more means that it never ends
@@ -66,12 +69,12 @@ protected:
 INSTANTIATE_OVER_STORES(MemoryTest);
 
 int32_t safely_record(MomClient *client, MomMsg *msg) {
-    const SafeAllocations safe;
+    const UncountedAllocations not_the_clients;
     return on_notification<0>(client, msg);
 }
 
 int32_t safely_record_field(MomClient *client, MomMsg *msg, void *arg) {
-    const SafeAllocations safe;
+    const UncountedAllocations not_the_clients;
     return on_field<1>(client, msg, arg);
 }
 
@@ -374,7 +377,7 @@ public:
             EXPECT_TRUE(status == 0 || status == OX_MOM_E_LOST) << ox_mom_strerror(status);
         };
         const MomReconnectCb cb = [](MomClient *running, int32_t db, int32_t type) {
-            const SafeAllocations safe;
+            const UncountedAllocations not_the_clients;
             return on_reconnect(running, db, type);
         };
         EXPECT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, cb, nullptr), 0);

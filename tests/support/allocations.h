@@ -15,15 +15,20 @@ public:
     int freed() const;
 };
 
-// Has what the thread allocates from here on fail: malloc and its kin, and new (std::nothrow). Under a sanitizer, which
-// keeps malloc to itself, new (std::nothrow) alone.
+// Has the thread's nth allocation from here on fail, alone or with all that follow: malloc and its kin, new, and what
+// the system takes to watch one more descriptor. One at a time on a thread.
 class FailingAllocations {
 public:
-    FailingAllocations();
+    enum class Length { kOnce, kFromThenOn };
+
+    explicit FailingAllocations(int nth = 1, Length length = Length::kFromThenOn);
     ~FailingAllocations();
     FailingAllocations(const FailingAllocations &) = delete;
     FailingAllocations &operator=(const FailingAllocations &) = delete;
 };
+
+// Whether the latest FailingAllocations on this thread lived to see its nth allocation.
+bool an_allocation_failed();
 
 // What the tests' own side allocates meanwhile does not count, and does not fail.
 class UncountedAllocations {
