@@ -26,6 +26,8 @@ int32_t count(MomClient *, MomMsg *message) {
     return 0;
 }
 
+int32_t count_delivery(MomClient *, MomMsg *message, void *) { return count(nullptr, message); }
+
 // As an application's: it reads what has changed.
 int32_t count_change(MomClient *, MomMsg *message, void *total) {
     char url[TREL_CAP_URL_MAX + 1] = "";
@@ -44,6 +46,7 @@ struct Followed {
     void (*decode)(std::string_view);
     std::function<void(const bench::Store &)> write;
     std::function<int32_t(MomClient *)> follow;
+    int followers = 1;
 };
 
 // The bytes of a real notification.
@@ -91,13 +94,14 @@ private:
 
 void ignore(const redisReply &) {}
 
-void receive_ours(MomClient *client) {
-    for (received = 0; received < kNotifications;) {
+void receive_ours(MomClient *client, int deliveries) {
+    for (received = 0; received < deliveries;) {
         bench::must(ox_mom_client_process(client, 1000) >= 0);
     }
 }
 
-void notification(benchmark::State &state, const Followed &followed) {
+void notification(benchmark::State &state, const Followed &followed, double limit = 1.0) {
+    const int deliveries = kNotifications * followed.followers;
     constexpr const char *kPlain = "plain";
     const bench::Store store;
     redisContext *subscriber = store.connect();
@@ -105,7 +109,9 @@ void notification(benchmark::State &state, const Followed &followed) {
     bench::command(subscriber, "SUBSCRIBE", followed.channel);
     bench::command(decoding, "SUBSCRIBE", kPlain);
     const std::string bytes = one_notification(store, followed, subscriber);
-    bench::must(followed.follow(store.client()) == 0);
+    for (int i = 0; i < followed.followers; ++i) {
+        bench::must(followed.follow(store.client()) == 0);
+    }
     const auto publish = [&] {
         for (int i = 0; i < kNotifications; ++i) {
             bench::append(store.bare(), "PUBLISH", followed.channel, bytes);
@@ -118,8 +124,8 @@ void notification(benchmark::State &state, const Followed &followed) {
         followed.decode({message.element[2]->str, message.element[2]->len});
     };
     bench::compare(
-        state, [&] { return bench::thread_time(); }, kNotifications, 1.0, [&] { receive_bare(subscriber, ignore); },
-        [&] { receive_ours(store.client()); }, publish, [&] { receive_bare(decoding, decode); });
+        state, [&] { return bench::thread_time(); }, deliveries, limit, [&] { receive_bare(subscriber, ignore); },
+        [&] { receive_ours(store.client(), deliveries); }, publish, [&] { receive_bare(decoding, decode); });
     redisFree(subscriber);
     redisFree(decoding);
 }
@@ -214,8 +220,26 @@ Followed field() {
         [](MomClient *client) { return trel_cap_ce_subscribe_g_cap_int32_ext(client, kUrl, count_change, &received); }};
 }
 
+// Of one record: it is received once, decoded once, and delivered to each.
+Followed field_of_many() {
+    Followed followed = field();
+    followed.followers = 100;
+    followed.follow = [](MomClient *client) {
+        std::string url = kUrl;
+        CapTableIndex index = CAP_TABLE_INDEX__INIT;
+        CapTable request = CAP_TABLE__INIT;
+        index.url = url.data();
+        request.index = &index;
+        const int32_t number = TREL_CAP_FIELD_INT32;
+        const MomFieldCb cb = count_delivery;
+        return ox_mom_subscribe_field(client, TREL_CAP_DB_CAPABILITIES, &request.base, 1, &number, &cb, nullptr, 1);
+    };
+    return followed;
+}
+
 void notification_of_type(benchmark::State &state) { notification(state, type()); }
 void notification_of_field(benchmark::State &state) { notification(state, field()); }
+void notification_of_many(benchmark::State &state) { notification(state, field_of_many(), 4.0); }
 void live_notification_of_type(benchmark::State &state) { live_notification(state, type()); }
 
 }  // namespace
@@ -227,6 +251,11 @@ BENCHMARK(notification_of_type)
     ->Iterations(100);
 BENCHMARK(notification_of_field)
     ->Name("a notification of a field, decoded, delivered and read")
+    ->UseManualTime()
+    ->Unit(benchmark::kMillisecond)
+    ->Iterations(100);
+BENCHMARK(notification_of_many)
+    ->Name("a notification of a field, to each of 100 followers")
     ->UseManualTime()
     ->Unit(benchmark::kMillisecond)
     ->Iterations(100);

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "core/error.h"
-#include "records/encoding.h"
 
 namespace mom {
 

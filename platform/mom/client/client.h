@@ -19,6 +19,7 @@
 #include "core/loop.h"
 #include "core/store.h"
 #include "ox_mom.h"
+#include "records/encoding.h"
 
 namespace mom {
 
@@ -99,10 +100,11 @@ public:
 
     void show(MomClientStatus &status);
 
-    // What requests need one after another, kept so that a read allocates nothing but its result.
+    // What requests need one after another, kept so that a read allocates nothing but its result, and a write nothing.
     struct Workspace {
         std::string key;
         StoredFields fields;
+        EncodedFields encoded;
     };
     Workspace &workspace() { return workspace_; }
 

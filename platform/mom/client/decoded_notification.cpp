@@ -5,7 +5,6 @@
 
 #include "core/tell.h"
 #include "records/decoding.h"
-#include "records/key.h"
 
 namespace mom {
 
@@ -24,8 +23,8 @@ void ScratchPool::give_back(std::unique_ptr<Scratch> scratch) noexcept {
     idle_ = std::move(scratch);
 }
 
-std::optional<void *> DecodedNotification::for_record(const ProtobufCMessageDescriptor &type) {
-    if (!decode(type)) {
+std::optional<void *> DecodedNotification::for_record(const RecordSubscription &subscription) {
+    if (!decode(*subscription.type, subscription.is_hash)) {
         return std::nullopt;
     }
     return notification_.cmd == OX_MOM_CMD_DELIVERED ? static_cast<void *>(result_)
@@ -37,13 +36,13 @@ std::optional<void *> DecodedNotification::for_field(const ProtobufCMessageDescr
         notification_.fields.clear();  // a field callback learns of the deletion, not of what was deleted
         no_record_ = true;
     }
-    if (!decode(type)) {
+    if (!decode(type, true)) {
         return std::nullopt;
     }
     return result_;
 }
 
-bool DecodedNotification::decode(const ProtobufCMessageDescriptor &type) {
+bool DecodedNotification::decode(const ProtobufCMessageDescriptor &type, bool is_hash) {
     if (decoded_as_ == &type) {
         return good_;
     }
@@ -53,7 +52,7 @@ bool DecodedNotification::decode(const ProtobufCMessageDescriptor &type) {
     if (!result_) {
         throw std::bad_alloc();
     }
-    if (index_of(type)) {
+    if (is_hash) {
         const bool right_kind = notification_.cmd == OX_MOM_CMD_DELIVERED || notification_.cmd == OX_MOM_CMD_DELETED;
         const bool is_whole = !notification_.fields.empty() || no_record_;
         good_ = right_kind && is_whole && decode_hash(type, notification_.fields, channel_.key, arena_, *result_) == 0;

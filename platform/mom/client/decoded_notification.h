@@ -54,12 +54,12 @@ public:
         : notification_(notification), channel_(channel), arena_(arena) {}
 
     // What a record callback's message points to; empty when the notification does not decode, which is reported.
-    std::optional<void *> for_record(const ProtobufCMessageDescriptor &type);
+    std::optional<void *> for_record(const RecordSubscription &subscription);
     // The same for a field callback.
     std::optional<void *> for_field(const ProtobufCMessageDescriptor &type);
 
 private:
-    bool decode(const ProtobufCMessageDescriptor &type);
+    bool decode(const ProtobufCMessageDescriptor &type, bool is_hash);
 
     Notification &notification_;
     const Channel &channel_;

@@ -151,9 +151,9 @@ int32_t Client::call_record_callbacks(Channel &channel, const Notification &noti
         if (channel.records[i].is_unconfirmed() && !audience.of_missed) {
             made += confirm(channel, channel.records[i]);
         }
-        const auto subscription = channel.records[i];
+        const RecordSubscription &subscription = channel.records[i];
         const bool hears = subscription.stands() && (subscription.lapsed_before || !audience.of_missed);
-        const auto result = hears && !destroyed_ ? decoded.for_record(*subscription.type) : std::nullopt;
+        const auto result = hears && !destroyed_ ? decoded.for_record(subscription) : std::nullopt;
         if (!result) {
             continue;
         }

@@ -14,7 +14,7 @@ int32_t Client::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, Mo
     }
     Channel &channel = subscriptions_.find_or_add(name, db, type.name);
     const uint64_t place = put({.kind = Queued::Kind::kConfirmation, .channel = &channel, .cb = cb});
-    Subscriptions::put_record(channel, {.type = &type, .cb = cb, .since = place});
+    Subscriptions::put_record(channel, {.type = &type, .is_hash = index_of(type) != nullptr, .cb = cb, .since = place});
     return 0;
 }
 

@@ -84,7 +84,7 @@ int32_t write_hash(Client &client, int32_t db, const ProtobufCMessage &record, s
         return fail(OX_MOM_E_ARGUMENT, "%s: no field named to write", record.descriptor->name);
     }
     RecordName name;
-    EncodedFields encoded;
+    EncodedFields &encoded = client.workspace().encoded;
     return in_turn([&] { return expect_kind(*record.descriptor, true); },
                    [&] { return address(client, db, record, name); }, [&] { return encoded.encode(record, written); },
                    [&] { return client.requested_store().write_hash(name, encoded.fields(), written); });

@@ -23,6 +23,7 @@ struct RecordSubscription {
     };
 
     const ProtobufCMessageDescriptor *type;
+    bool is_hash;  // the type, found out once
     MomMsgCb cb;
     uint64_t since;
     State state = State::kUnconfirmed;

@@ -8,7 +8,6 @@ namespace mom {
 namespace {
 
 constexpr size_t kLeastBlock = size_t{16} * 1024;
-constexpr size_t kKeptBlock = size_t{1024} * 1024;
 
 }  // namespace
 
@@ -43,18 +42,16 @@ void *Arena::allocate_in_new(size_t size) {
     return block->memory();
 }
 
-void Arena::clear() {
-    exhausted_ = false;
-    Block *kept = newest_ != &own_ && newest_->capacity <= kKeptBlock ? newest_ : nullptr;
-    for (Block *block = kept ? kept->older : newest_; block != &own_;) {
+// All but the newest, and that as well when it is too large.
+void Arena::drop_blocks() {
+    Block *kept = newest_->capacity <= kKeptBlock ? newest_ : &own_;
+    for (Block *block = kept == newest_ ? kept->older : newest_; block != &own_;) {
         std::free(std::exchange(block, block->older));
     }
-    if (kept) {
+    newest_ = kept;
+    if (kept != &own_) {
         kept->older = &own_;
     }
-    own_.used = 0;
-    newest_ = kept ? kept : &own_;
-    newest_->used = 0;
 }
 
 }  // namespace mom

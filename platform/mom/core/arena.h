@@ -51,12 +51,21 @@ public:
     void give_back(size_t size) { newest_->used -= aligned(size); }
 
     // Everything is gone. The newest block, which is the largest, is kept for the next time, unless it is huge.
-    void clear();
+    void clear() {
+        exhausted_ = false;
+        if (newest_ != &own_ && (newest_->older != &own_ || newest_->capacity > kKeptBlock)) {
+            drop_blocks();
+        }
+        own_.used = 0;
+        newest_->used = 0;
+    }
 
     // Whether memory ran out since clear(): what did not decode may be sound then.
     bool exhausted() const { return exhausted_; }
 
 private:
+    static constexpr size_t kKeptBlock = size_t{1024} * 1024;
+
     struct alignas(std::max_align_t) Block {
         Block *older;
         size_t capacity;
@@ -72,6 +81,7 @@ private:
 
     explicit Arena(size_t capacity) : own_{.older = nullptr, .capacity = capacity, .used = 0} {}
     void *allocate_in_new(size_t size);
+    void drop_blocks();
 
     Block *newest_ = &own_;
     bool exhausted_ = false;

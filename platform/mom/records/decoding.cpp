@@ -127,21 +127,24 @@ public:
     explicit Fields(const ProtobufCMessageDescriptor &type) : type_(type) {}
 
     const ProtobufCFieldDescriptor *find(uint32_t number) {
-        if (next_ < type_.n_fields && type_.fields[next_].id == number) {
-            return &type_.fields[next_++];
+        if (next_ == end_ || next_->id != number) {
+            const auto *field = protobuf_c_message_descriptor_get_field(&type_, number);
+            if (field == nullptr) {
+                return nullptr;
+            }
+            next_ = field;
         }
-        const auto *field = protobuf_c_message_descriptor_get_field(&type_, number);
-        next_ = field ? static_cast<unsigned>(field - type_.fields) + 1 : next_;
-        return field;
+        return next_++;
     }
 
-    // The one that is expected next.
-    const ProtobufCFieldDescriptor *next() const { return next_ < type_.n_fields ? &type_.fields[next_] : nullptr; }
+    // The one that is expected next; nullptr after the last.
+    const ProtobufCFieldDescriptor *next() const { return next_ != end_ ? next_ : nullptr; }
     void pass() { ++next_; }
 
 private:
     const ProtobufCMessageDescriptor &type_;
-    unsigned next_ = 0;
+    const ProtobufCFieldDescriptor *next_ = type_.fields;
+    const ProtobufCFieldDescriptor *const end_ = type_.fields + type_.n_fields;
 };
 
 class Decoder {
@@ -203,17 +206,20 @@ ProtobufCMessage *Decoder::message(const ProtobufCMessageDescriptor &type, std::
 
 ProtobufCMessage *Decoder::from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &stored) {
     ProtobufCMessage *message = blank(type);
+    if (message == nullptr) {
+        return nullptr;
+    }
     Fields fields(type);
     for (const StoredField &one : stored) {
-        if (!message || one.number == 0) {
+        const auto *field = fields.find(one.number);
+        if (one.value.size() == kSmallField && take_small(*message, field, one.value)) {
+            continue;
+        }
+        if (one.number == 0) {
             return nullptr;
         }
         if (one.value.empty()) {
             continue;  // at its default
-        }
-        const auto *field = fields.find(one.number);
-        if (one.value.size() == kSmallField && take_small(*message, field, one.value)) {
-            continue;
         }
         Cursor cursor(one.value);
         const uint64_t tag = cursor.varint();

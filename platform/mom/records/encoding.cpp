@@ -111,6 +111,8 @@ bool append_usual_field(std::string &to, const ProtobufCMessage &record, const P
 
 int32_t EncodedFields::encode(const ProtobufCMessage &record, std::span<const int32_t> field_ids) {
     const ProtobufCMessageDescriptor &type = *record.descriptor;
+    values_.clear();
+    fields_.clear();
     values_.reserve(kUsualBytes);
     fields_.reserve(field_ids.size() + 1);
     append(record, *index_of(type));

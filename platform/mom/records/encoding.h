@@ -14,7 +14,8 @@
 
 namespace mom {
 
-// The named fields of a record, and its index, as they are stored.
+// The named fields of a record, and its index, as they are stored. Used again and again, so that a write allocates
+// nothing here.
 class EncodedFields {
 public:
     int32_t encode(const ProtobufCMessage &record, std::span<const int32_t> field_ids);

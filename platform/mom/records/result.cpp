@@ -41,7 +41,7 @@ int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &
     int32_t *next = ids;
     for (const StoredField &field : fields) {
         *next++ = static_cast<int32_t>(field.number);
-        ascending = ascending && before <= static_cast<int32_t>(field.number);
+        ascending &= before <= static_cast<int32_t>(field.number);
         before = static_cast<int32_t>(field.number);
     }
     if (!ascending) {

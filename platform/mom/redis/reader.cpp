@@ -38,12 +38,11 @@ void keep_texts(const Reply &array, std::string_view bytes, Arena &arena) {
 
 // Takes a notification off the front.
 Found take_notification(std::string_view bytes, std::string_view &channel, std::string_view &payload) {
-    const auto head = kNotificationHead.substr(0, bytes.size());
-    if (!resp::starts(bytes, head)) {
-        return Found::kOther;
+    if (bytes.size() < kNotificationHead.size()) {
+        return kNotificationHead.starts_with(bytes) ? Found::kPart : Found::kOther;
     }
-    if (head.size() < kNotificationHead.size()) {
-        return Found::kPart;
+    if (std::memcmp(bytes.data(), kNotificationHead.data(), kNotificationHead.size()) != 0) {
+        return Found::kOther;
     }
     bytes.remove_prefix(kNotificationHead.size());
     const Found found = resp::take_string(bytes, channel);
@@ -86,7 +85,7 @@ Reply *Reader::take_reply(Arena &arena) {
         return nullptr;
     }
     if (!any_.is_under_way()) {
-        const Found found = take_array(arena);
+        const Found found = buffer_.get()[begin_] == ':' ? take_number(arena) : take_array(arena);
         if (found != Found::kOther) {
             return found == Found::kWhole ? reply_ : nullptr;
         }
@@ -111,6 +110,20 @@ Reader::Item Reader::take(Arena &arena) {
     }
     reply_ = take_reply(arena);
     return reply_ ? Item::kReply : is_broken() ? Item::kBroken : Item::kNone;
+}
+
+// Takes a number off the front, which is what a write is answered with: reply_. One with a sign is anything else.
+Found Reader::take_number(Arena &arena) {
+    std::string_view left = unread();
+    size_t number = 0;
+    const Found found = resp::take_count(left, ':', number);
+    if (found == Found::kWhole) {
+        reply_ = must(make_replies(arena, 1));
+        reply_->type = Reply::Type::kInteger;
+        reply_->integer = static_cast<int64_t>(number);
+        begin_ = end_ - left.size();
+    }
+    return found;
 }
 
 // Looks through what has come since of an array that was not whole.

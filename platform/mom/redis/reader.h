@@ -1,5 +1,5 @@
-// What a server says, answers and notifications. Nearly all of it is arrays of strings, which are recognised where they
-// were received, by their bytes; anything else is hiredis's to read.
+// What a server says, answers and notifications. Nearly all of it is arrays of strings and numbers, which are
+// recognised where they were received, by their bytes; anything else is hiredis's to read.
 #pragma once
 
 #include <cstddef>
@@ -52,6 +52,7 @@ private:
 
     std::string_view unread() const { return {buffer_.get() + begin_, end_ - begin_}; }
     void resize(size_t capacity);
+    resp::Found take_number(Arena &arena);
     resp::Found skim();
     resp::Found take_array(Arena &arena);
 

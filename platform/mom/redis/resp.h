@@ -9,7 +9,8 @@
 namespace mom::redis::resp {
 
 inline constexpr std::string_view kLineEnd = "\r\n";
-inline constexpr size_t kMostDigits = 9;  // of a length: more than a server ever sends
+inline constexpr std::ptrdiff_t kLineEndSize = 2;
+inline constexpr std::ptrdiff_t kMostDigits = 9;  // of a length: more than a server ever sends
 
 enum class Found : uint8_t {
     kWhole,
@@ -17,29 +18,37 @@ enum class Found : uint8_t {
     kOther  // something else
 };
 
-inline bool starts(std::string_view bytes, std::string_view with) {
-    return std::memcmp(bytes.data(), with.data(), with.size()) == 0;
-}
+// Both are inlined: a record's reading is this, for each of its fields. They go by two pointers, which stay in
+// registers.
 
-// Both are inlined: a record's reading is this, for each of its fields.
-
-// Takes a header line off the front: the kind of what follows, and how much of it.
+// Takes a line off the front that is a kind and a number: of what follows, and how much, or the number itself.
 [[gnu::always_inline]] inline Found take_count(std::string_view &bytes, char kind, size_t &count) {
-    size_t at = 1;
-    count = 0;
-    for (; at < bytes.size() && bytes[at] >= '0' && bytes[at] <= '9'; ++at) {
-        count = count * 10 + static_cast<size_t>(bytes[at] - '0');
-        if (at > kMostDigits) {
-            return Found::kOther;
-        }
-    }
-    if (bytes.size() < at + kLineEnd.size()) {
+    const char *at = bytes.data();
+    const char *const end = at + bytes.size();
+    if (at == end) {
         return Found::kPart;
     }
-    if (bytes[0] != kind || at == 1 || !starts(bytes.substr(at), kLineEnd)) {
+    if (*at++ != kind) {
         return Found::kOther;
     }
-    bytes.remove_prefix(at + kLineEnd.size());
+    const char *const digits = at;
+    const char *const digits_end = end - at > kMostDigits ? at + kMostDigits : end;
+    count = 0;
+    for (; at != digits_end; ++at) {
+        const unsigned digit = static_cast<uint8_t>(*at) - unsigned{'0'};
+        if (digit > 9) {
+            break;
+        }
+        count = count * 10 + digit;
+    }
+    if (end - at < kLineEndSize) {
+        return Found::kPart;
+    }
+    if (at == digits || std::memcmp(at, kLineEnd.data(), kLineEndSize) != 0) {
+        return Found::kOther;
+    }
+    at += kLineEndSize;
+    bytes = {at, static_cast<size_t>(end - at)};
     return Found::kWhole;
 }
 
@@ -49,13 +58,16 @@ inline bool starts(std::string_view bytes, std::string_view with) {
     if (const Found found = take_count(bytes, '$', length); found != Found::kWhole) {
         return found;
     }
-    if (bytes.size() < length + kLineEnd.size()) {
+    if (bytes.size() < length + kLineEndSize) {
         return Found::kPart;
     }
-    text = bytes.substr(0, length);
-    const bool ended = starts(bytes.substr(length), kLineEnd);
-    bytes.remove_prefix(length + kLineEnd.size());
-    return ended ? Found::kWhole : Found::kOther;
+    const char *const text_end = bytes.data() + length;
+    if (std::memcmp(text_end, kLineEnd.data(), kLineEndSize) != 0) {
+        return Found::kOther;
+    }
+    text = {bytes.data(), length};
+    bytes = {text_end + kLineEndSize, bytes.size() - length - kLineEndSize};
+    return Found::kWhole;
 }
 
 }  // namespace mom::redis::resp
