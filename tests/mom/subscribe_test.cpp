@@ -215,6 +215,21 @@ TEST_P(SubscribeTest, ConfirmationsThatStillWaitBecomeOne) {
     EXPECT_LE(between, 1);
 }
 
+TEST_P(SubscribeTest, SubscribingAgainLosesNothingThatWaits) {
+    const ClientPtr client = connect();
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    ASSERT_TRUE(settle(client, client));
+    ASSERT_EQ(slot().commands(), (Commands{29, 4}));
+    // Over a server, following takes off the connection what was published before.
+    ASSERT_EQ(del(client, Cap("/a").message()), 0);
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    ASSERT_EQ(put_int(client, "/b", 2), 0);
+    ASSERT_TRUE(settle(client, client));
+    EXPECT_EQ(slot().commands(), (Commands{29, 4, 3, 29, 4}));
+}
+
 TEST_P(SubscribeTest, EveryCallbackOfATypeGetsEachOnce) {
     const ClientPtr client = connect();
     ASSERT_EQ(follow<CapTable>(client, on_notification<0>), 0);

@@ -148,7 +148,8 @@ int32_t Client::call_record_callbacks(Channel &channel, const Notification &noti
             continue;
         }
         // What a reload tells may run the client, before the confirmation's turn has come.
-        if (channel.records[i].is_unconfirmed() && !audience.of_missed) {
+        const bool is_due = channel.records[i].is_unconfirmed() && channel.records[i].confirmation < audience.place;
+        if (is_due && !audience.of_missed) {
             made += confirm(channel, channel.records[i]);
         }
         const RecordSubscription &subscription = channel.records[i];

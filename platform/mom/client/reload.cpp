@@ -9,7 +9,6 @@
 #include "client/client.h"
 #include "core/error.h"
 #include "core/tell.h"
-#include "records/key.h"
 
 namespace mom {
 
@@ -32,7 +31,7 @@ public:
             return 0;
         }
         const ProtobufCMessageDescriptor &type = *channel.records.front().type;
-        if (index_of(type)) {
+        if (channel.records.front().is_hash) {
             return store.scan_hashes(channel.db, type.name, *this);
         }
         std::string_view bytes;
@@ -151,7 +150,7 @@ int32_t Client::tell_missed(const std::vector<Missed> &missed, uint64_t returns)
 
 int32_t Client::tell_missed(const Missed &missed) {
     Channel &channel = *missed.channel;
-    const bool is_hash = index_of(*channel.records.front().type) != nullptr;
+    const bool is_hash = channel.records.front().is_hash;
     const bool is_deletion = missed.what == ToldRecord::State::kNotFound;
     std::string bytes(missed.record.bytes());
     if (is_deletion) {

@@ -27,15 +27,15 @@ void Subscriptions::put_record(Channel &channel, const RecordSubscription &subsc
     if (same == channel.records.end()) {
         channel.records.push_back(subscription);
     } else {
-        const bool lapsed_before = same->lapsed_before;
-        *same = subscription;
-        same->lapsed_before = lapsed_before;
+        const RecordSubscription before = std::exchange(*same, subscription);
+        same->since = before.has_been_confirmed() ? before.since : subscription.since;
+        same->lapsed_before = before.lapsed_before;
     }
 }
 
 RecordSubscription *Subscriptions::find_unconfirmed(Channel &channel, MomMsgCb cb, uint64_t place) {
     const auto found = std::ranges::find_if(channel.records, [&](const RecordSubscription &subscription) {
-        return subscription.cb == cb && subscription.is_unconfirmed() && subscription.since == place;
+        return subscription.cb == cb && subscription.is_unconfirmed() && subscription.confirmation == place;
     });
     return found == channel.records.end() ? nullptr : &*found;
 }

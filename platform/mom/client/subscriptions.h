@@ -14,7 +14,8 @@
 
 namespace mom {
 
-// A subscription hears only what came after its own place in the queue.
+// A subscription hears only what came after its own place in the queue. One that is made again keeps it, once it has
+// been confirmed: what waits for it may be a deletion, of which the scan that follows says nothing.
 struct RecordSubscription {
     enum class State : uint8_t {
         kUnconfirmed,  // its message 29 waits
@@ -26,11 +27,13 @@ struct RecordSubscription {
     bool is_hash;  // the type, found out once
     MomMsgCb cb;
     uint64_t since;
+    uint64_t confirmation = since;  // the place of its message 29
     State state = State::kUnconfirmed;
     bool lapsed_before = false;  // and not told yet what has vanished meanwhile
 
     bool stands() const { return state != State::kLapsed; }
     bool is_unconfirmed() const { return state == State::kUnconfirmed; }
+    bool has_been_confirmed() const { return stands() && (!is_unconfirmed() || since != confirmation); }
 };
 
 struct FieldSubscription {
