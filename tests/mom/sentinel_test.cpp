@@ -1,6 +1,7 @@
 // Stores named by a sentinel's service: the master is asked for at every connection.
 #include "mom_test.h"
 #include "sentinel_servers.h"
+#include "standard_error.h"
 
 #include <optional>
 #include <thread>
@@ -119,6 +120,7 @@ TEST_P(SentinelTest, APlannedFailOverIsFollowedAsSoonAsItIsAnnounced) {
     }));
     RedisConnection listener = sentinel().connection();
     listener.must({"SUBSCRIBE", "+switch-master"});
+    StandardError printed;
     // A sentinel takes its time to tell the old master, who then cuts everybody off. This one can't be told.
     master().pause();
     ASSERT_TRUE(fail_over());
@@ -126,6 +128,7 @@ TEST_P(SentinelTest, APlannedFailOverIsFollowedAsSoonAsItIsAnnounced) {
     const Stopwatch watch;
     ASSERT_TRUE(pump_until(client, [] { return !recorder().reconnections.empty(); }));
     EXPECT_LT(watch.elapsed(), milliseconds(2000));
+    EXPECT_NE(printed.text().find("the master; the next attempt is made at once"), std::string::npos) << printed.text();
     EXPECT_EQ(put_int(client, "/a", 1), 0);
 }
 

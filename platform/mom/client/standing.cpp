@@ -59,9 +59,10 @@ void Standing::lost(int32_t code, std::string_view why, Millis until_next) noexc
         n_told_ = 0;
     }
     if (is_new_reason(why)) {
-        tell(Level::kError,
-             Words("store %s is %s: %s; the next attempt is in %lld ms", store_.c_str(), anew ? "lost" : "still lost",
-                   reason_.c_str(), static_cast<long long>(until_next.count())));
+        const Words when = until_next.count() == 0 ? Words("made at once")
+                                                   : Words("in %lld ms", static_cast<long long>(until_next.count()));
+        tell(Level::kError, Words("store %s is %s: %s; the next attempt is %s", store_.c_str(),
+                                  anew ? "lost" : "still lost", reason_.c_str(), when.c_str()));
     }
 }
 

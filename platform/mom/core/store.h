@@ -56,7 +56,7 @@ public:
     // Connected: for the first time, or one database more.
     virtual void on_up() noexcept = 0;
 
-    // The connection is lost, or an attempt to restore it failed. The next attempt is made in so long.
+    // The connection is lost, or an attempt to restore it failed. The next attempt is made in so long; 0: at once.
     virtual void on_lost(int32_t code, std::string_view why, Millis until_next) noexcept = 0;
 
     // The connection was lost and is back. Only the channels of lasting_channels() are still followed.

@@ -148,7 +148,7 @@ void Link::attempt_failed(int32_t code, std::string_view why) noexcept {
     arm();
 }
 
-void Link::lose(std::string_view why, int32_t code) noexcept {
+void Link::lose(std::string_view why, int32_t code, Next next) noexcept {
     if (state_ == State::kIdle || state_ == State::kPausing) {
         return;
     }
@@ -160,7 +160,7 @@ void Link::lose(std::string_view why, int32_t code) noexcept {
     due_ = backoff_.failed(now);
     arm();
     listener_.on_lost(code_, why_.empty() ? std::string_view("out of memory") : why_,
-                      std::chrono::ceil<Millis>(due_ - now));
+                      next == Next::kAtOnce ? Millis(0) : std::chrono::ceil<Millis>(due_ - now));
 }
 
 // The connection is given up whether or not there is memory to say why.
@@ -379,7 +379,7 @@ void Link::on_other_master(const Endpoint &master) {
         }
         // One connection is lost by that at most. An attempt that is under way may be at the old master.
         if (connection_) {
-            lose("the sentinels have made " + master.text() + " the master");
+            lose("the sentinels have made " + master.text() + " the master", OX_MOM_E_LOST, Next::kAtOnce);
         }
         begin();
     });

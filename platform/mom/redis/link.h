@@ -50,7 +50,7 @@ public:
     void must_answer();
 
     // The server is of no use any more: connects again in the background.
-    void lose(std::string_view why, int32_t code = OX_MOM_E_LOST) noexcept;
+    void lose(std::string_view why, int32_t code = OX_MOM_E_LOST) noexcept { lose(why, code, Next::kAfterPause); }
 
 private:
     enum class State : uint8_t {
@@ -65,6 +65,10 @@ private:
         std::string channel;
         bool is_waited_for;  // by follow()
     };
+
+    // The attempt after a loss. At once: who loses it makes it.
+    enum class Next : uint8_t { kAfterPause, kAtOnce };
+    void lose(std::string_view why, int32_t code, Next next) noexcept;
 
     // For what runs where its caller may be gone when it fails.
     template <class Work>
