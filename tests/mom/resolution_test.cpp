@@ -128,6 +128,25 @@ TEST_P(ResolutionTest, HoldsProcessNotAtAll) {
     EXPECT_EQ(put_int(client, "/a", 1), 0);
 }
 
+TEST_P(ResolutionTest, ANameThatNobodyAnswersHasOneThread) {
+    setenv("OX_MOM_TIMEOUT_MS", "100", 1);
+    const ClientPtr client(ox_mom_client_create(at("slow.test").c_str()));
+    slow_is_held = true;
+    const int before = slow_asked;
+    for (int attempts = 0; attempts < 5; ++attempts) {
+        ASSERT_EQ(ox_mom_client_connect_sync(client.get(), kGlobalDb), OX_MOM_E_TIMEOUT);
+    }
+    EXPECT_EQ(slow_asked - before, 1);
+    slow_is_held = false;
+    slow_is_held.notify_all();
+    int32_t status = ox_mom_client_connect_sync(client.get(), kGlobalDb);
+    for (const Stopwatch watch; status == OX_MOM_E_TIMEOUT && watch.elapsed() < kLongEnough;) {
+        status = ox_mom_client_connect_sync(client.get(), kGlobalDb);  // the machine may be slow
+    }
+    EXPECT_EQ(status, 0) << ox_mom_last_error();
+    EXPECT_EQ(put_int(client, "/a", 1), 0);
+}
+
 TEST_P(ResolutionTest, AClientMayGoMeanwhile) {
     setenv("OX_MOM_TIMEOUT_MS", "100", 1);
     slow_is_held = true;

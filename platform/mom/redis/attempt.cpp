@@ -19,8 +19,8 @@ enum Question : size_t { kRole, kSelect, kRead, kQuestions };
 
 }  // namespace
 
-Attempt::Attempt(Loop &loop, Timekeeper &timekeeper, const StoreName &name, TimePoint until, Ends ends)
-    : loop_(loop), timekeeper_(timekeeper), name_(name), until_(until), ends_(std::move(ends)) {}
+Attempt::Attempt(const Opener &opener, const StoreName &name, TimePoint until, Ends ends)
+    : opener_(opener), name_(name), until_(until), ends_(std::move(ends)) {}
 
 template <class Work>
 void Attempt::guarded(Work work) noexcept {
@@ -61,7 +61,7 @@ void Attempt::ask_next_sentinel() {
     const auto turn = std::max(until_ - now, Clock::duration(0)) / static_cast<int>(left);
     turn_until_ = now + turn;
     const std::vector<Command> commands = {master_question(name_.name)};
-    opening_ = std::make_unique<Opening>(loop_, timekeeper_, sentinel, commands, now + turn / 2,
+    opening_ = std::make_unique<Opening>(opener_, sentinel, commands, now + turn / 2,
                                          [this, &sentinel](Handshake &handshake, Handshake::State state) {
                                              guarded([&] { hear_sentinel(sentinel, handshake, state); });
                                          });
@@ -90,7 +90,7 @@ void Attempt::open(const Endpoint &server, TimePoint until) {
     commands.push_back({"ROLE"});
     commands.push_back({"SELECT", kHighestDatabase});
     commands.push_back({"HGETALL", kNoRecord});
-    opening_ = std::make_unique<Opening>(loop_, timekeeper_, server, commands, until,
+    opening_ = std::make_unique<Opening>(opener_, server, commands, until,
                                          [this, server](Handshake &handshake, Handshake::State state) {
                                              guarded([&] { hear_server(server, handshake, state); });
                                          });

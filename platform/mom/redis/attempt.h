@@ -22,7 +22,7 @@ public:
 
     // It ends by `until`. Each sentinel, with the master that it names, has an equal part of the time, so that one that
     // is silent, or out of date, does not keep the others from being asked.
-    Attempt(Loop &loop, Timekeeper &timekeeper, const StoreName &name, TimePoint until, Ends ends);
+    Attempt(const Opener &opener, const StoreName &name, TimePoint until, Ends ends);
     Attempt(const Attempt &) = delete;
     Attempt &operator=(const Attempt &) = delete;
 
@@ -45,8 +45,7 @@ private:
     void refuse(int32_t code, std::string why);
     void fail_for_good(int32_t code, const std::string &why);
 
-    Loop &loop_;
-    Timekeeper &timekeeper_;
+    const Opener &opener_;
     const StoreName &name_;
     TimePoint until_;
     Ends ends_;

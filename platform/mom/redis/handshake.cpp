@@ -9,13 +9,14 @@
 
 namespace mom::redis {
 
-Handshake::Handshake(const Endpoint &endpoint, std::span<const Command> commands, TimePoint until, const Address &known)
+Handshake::Handshake(const Endpoint &endpoint, std::span<const Command> commands, TimePoint until, Resolver &resolver,
+                     const Address &known)
     : peer_(endpoint.text()),
       expected_(commands.size()),
       start_(Clock::now()),
       until_(until),
       due_(until),
-      resolution_(endpoint, known) {
+      resolution_(endpoint, known, resolver) {
     for (const Command &command : commands) {
         append_command(request_, command);
     }

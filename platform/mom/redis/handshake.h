@@ -18,7 +18,8 @@ class Handshake {
 public:
     // It ends by `until`. A host that has several addresses is tried at each: who is silent has its part of the time.
     // One whose address is known already is not looked up.
-    Handshake(const Endpoint &endpoint, std::span<const Command> commands, TimePoint until, const Address &known = {});
+    Handshake(const Endpoint &endpoint, std::span<const Command> commands, TimePoint until, Resolver &resolver,
+              const Address &known = {});
     Handshake(const Handshake &) = delete;
     Handshake &operator=(const Handshake &) = delete;
 

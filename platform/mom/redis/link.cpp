@@ -92,7 +92,7 @@ void Link::begin() noexcept {
         waited_ = false;
         due_ = Clock::now() + timeout_;
         attempt_ = std::make_unique<Attempt>(
-            loop_, *this, name_, due_,
+            opener_, name_, due_,
             Attempt::Ends{
                 .reached = [this](const Endpoint &server,
                                   auto connection) { guarded([&] { reached(server, std::move(connection)); }); },
@@ -124,7 +124,7 @@ void Link::up_if_confirmed() {
         return;
     }
     if (name_.kind == StoreName::Kind::kSentinel && !announcements_) {
-        announcements_ = std::make_unique<Announcements>(loop_, *this, name_, timeout_,
+        announcements_ = std::make_unique<Announcements>(opener_, name_, timeout_,
                                                          [this](const Endpoint &master) { on_other_master(master); });
     }
     state_ = State::kUp;

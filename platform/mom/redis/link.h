@@ -34,6 +34,9 @@ public:
     const Endpoint &server() const { return server_; }
     const Address &address() const { return address_; }
 
+    // For those who connect to the same.
+    Resolver &resolver() { return resolver_; }
+
     // Waits until it is up, at the latest until then; makes an attempt at once if none is under way. 0 or a code.
     int32_t come_up(TimePoint until);
 
@@ -116,6 +119,8 @@ private:
     int32_t code_ = 0;        // of the latest failure
     std::string why_;
 
+    Resolver resolver_;
+    const Opener opener_{.loop = loop_, .timekeeper = *this, .resolver = resolver_};
     std::unique_ptr<Attempt> attempt_;
     std::unique_ptr<Announcements> announcements_;
     Endpoint server_;

@@ -6,9 +6,9 @@
 
 namespace mom::redis {
 
-Opening::Opening(Loop &loop, Timekeeper &timekeeper, const Endpoint &endpoint, std::span<const Command> commands,
-                 TimePoint until, Ended ended)
-    : loop_(loop), timekeeper_(timekeeper), ended_(std::move(ended)), handshake_(endpoint, commands, until) {}
+Opening::Opening(const Opener &opener, const Endpoint &endpoint, std::span<const Command> commands, TimePoint until,
+                 Ended ended)
+    : opener_(opener), ended_(std::move(ended)), handshake_(endpoint, commands, until, opener.resolver) {}
 
 void Opening::step() noexcept {
     const Handshake::State state = advance();
@@ -23,9 +23,9 @@ Handshake::State Opening::advance() noexcept {
     try {
         const Handshake::State state = handshake_.advance();
         if (state == Handshake::State::kGoingOn) {
-            watch_ = std::make_unique<Watch>(loop_, handshake_.fd(), *this);
+            watch_ = std::make_unique<Watch>(opener_.loop, handshake_.fd(), *this);
             watch_->set(handshake_.events() == POLLOUT ? EPOLLOUT : EPOLLIN);
-            timekeeper_.due_changed();
+            opener_.timekeeper.due_changed();
         }
         return state;
     } catch (const std::bad_alloc &) {

@@ -18,13 +18,20 @@ protected:
     ~Timekeeper() = default;
 };
 
+// Who all openings of one client are made for.
+struct Opener {
+    Loop &loop;
+    Timekeeper &timekeeper;
+    Resolver &resolver;
+};
+
 class Opening final : public WatchHandler {
 public:
     // Called once, with how it ended; may destroy the opening. Throws nothing.
     using Ended = std::function<void(Handshake &, Handshake::State)>;
 
-    Opening(Loop &loop, Timekeeper &timekeeper, const Endpoint &endpoint, std::span<const Command> commands,
-            TimePoint until, Ended ended);
+    Opening(const Opener &opener, const Endpoint &endpoint, std::span<const Command> commands, TimePoint until,
+            Ended ended);
 
     // What is done at once is done here: it may have ended when this returns, and be destroyed.
     void start() { step(); }
@@ -39,8 +46,7 @@ private:
     void on_ready(uint32_t) override { step(); }
     void on_no_memory() noexcept override { step(); }
 
-    Loop &loop_;
-    Timekeeper &timekeeper_;
+    const Opener &opener_;
     Ended ended_;
     Handshake handshake_;
     std::unique_ptr<Watch> watch_;  // destroyed before the handshake's descriptor is closed

@@ -10,11 +10,11 @@
 namespace mom::redis {
 
 int32_t RequestConnection::open(const Endpoint &server, const Address &address, const StoreName &name, int32_t db,
-                                TimePoint until, Millis patience) {
+                                TimePoint until, Millis patience, Resolver &resolver) {
     const std::string number = std::to_string(db);
     std::vector<Command> commands = login(name);
     commands.push_back({"SELECT", number});
-    Handshake handshake(server, commands, until, address);
+    Handshake handshake(server, commands, until, resolver, address);
     const bool done = finish(handshake);
     if (const Reply *error = first_error(handshake.replies())) {
         // Others may give theirs up: that is a server that can't be reached at the moment.

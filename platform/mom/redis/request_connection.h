@@ -8,7 +8,7 @@
 #include "core/backoff.h"
 #include "core/store_name.h"
 #include "redis/connection.h"
-#include "redis/socket.h"
+#include "redis/resolution.h"
 
 namespace mom::redis {
 
@@ -20,7 +20,7 @@ public:
     // Connects to the server at that address, logs in and selects the database. 0, or a code with the reason in
     // last_error(). patience: how long a request sleeps at first.
     int32_t open(const Endpoint &server, const Address &address, const StoreName &name, int32_t db, TimePoint until,
-                 Millis patience);
+                 Millis patience, Resolver &resolver);
 
     // Whether the next request can be made on it: a server may have closed it while it was not used.
     bool is_fresh(TimePoint now) {

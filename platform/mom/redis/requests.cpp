@@ -30,7 +30,8 @@ RequestConnection *Requests::connection(int32_t db, TimePoint end, int32_t *code
 }
 
 int32_t Requests::open(RequestConnection &connection, int32_t db, TimePoint end) {
-    const int32_t code = connection.open(link_.server(), link_.address(), name_, db, end, timeout_ / 2);
+    const int32_t code =
+        connection.open(link_.server(), link_.address(), name_, db, end, timeout_ / 2, link_.resolver());
     if (code == OX_MOM_E_CONNECT || code == OX_MOM_E_TIMEOUT) {
         link_.ping();
     }

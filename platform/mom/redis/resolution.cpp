@@ -1,5 +1,6 @@
 #include "redis/resolution.h"
 
+#include <algorithm>
 #include <arpa/inet.h>
 #include <atomic>
 #include <csignal>
@@ -13,24 +14,34 @@
 #include <unistd.h>
 #include <utility>
 
+#include "core/backoff.h"
+
 namespace mom::redis {
 
 // What the thread and the client share. It lives until both have done with it.
-struct Resolution::Lookup {
+struct Lookup {
     explicit Lookup(const Endpoint &endpoint)
         : host(endpoint.host), port(std::to_string(endpoint.port)), event(eventfd(0, EFD_CLOEXEC)) {}
 
     void run() noexcept;
+    bool is_of(const Endpoint &endpoint) const {
+        return host == endpoint.host && port == std::to_string(endpoint.port);
+    }
+    // An answer that came while nobody waited, in the pause between two attempts at most.
+    bool is_stale(TimePoint now) const {
+        return ended.load(std::memory_order_acquire) && now - ended_at > Backoff::kLongest;
+    }
 
     std::string host;
     std::string port;
     base::Fd event;  // readable when it has ended
     std::atomic<bool> ended = false;
+    TimePoint ended_at{};
     std::vector<Address> addresses;
     int error = 0;  // of getaddrinfo()
 };
 
-void Resolution::Lookup::run() noexcept {
+void Lookup::run() noexcept {
     addrinfo hints{};
     hints.ai_socktype = SOCK_STREAM;
     addrinfo *found = nullptr;
@@ -47,6 +58,7 @@ void Resolution::Lookup::run() noexcept {
     if (error == 0) {
         freeaddrinfo(found);
     }
+    ended_at = Clock::now();
     ended.store(true, std::memory_order_release);
     const uint64_t one = 1;
     static_cast<void>(!write(event.get(), &one, sizeof one));  // can't fail: nobody wrote before
@@ -103,35 +115,49 @@ void start_thread(void *(*work)(void *), void *argument) {
 
 }  // namespace
 
-Resolution::Resolution(const Endpoint &endpoint, const Address &known) {
+Resolver::Resolver() = default;
+Resolver::~Resolver() = default;
+
+std::shared_ptr<Lookup> Resolver::look_up(const Endpoint &endpoint) {
+    std::erase_if(lookups_, [now = Clock::now()](const auto &lookup) { return lookup->is_stale(now); });
+    const auto same = std::ranges::find_if(lookups_, [&](const auto &lookup) { return lookup->is_of(endpoint); });
+    if (same != lookups_.end()) {
+        return *same;
+    }
+    auto lookup = std::make_shared<Lookup>(endpoint);
+    if (!lookup->event) {
+        return nullptr;
+    }
+    lookups_.reserve(lookups_.size() + 1);  // before the thread is there
+    auto shared = std::make_unique<std::shared_ptr<Lookup>>(lookup);
+    const auto work = [](void *argument) -> void * {
+        const std::unique_ptr<std::shared_ptr<Lookup>> its(static_cast<std::shared_ptr<Lookup> *>(argument));
+        (*its)->run();
+        return nullptr;
+    };
+    start_thread(work, shared.get());
+    static_cast<void>(shared.release());  // the thread's
+    lookups_.push_back(lookup);
+    return lookup;
+}
+
+void Resolver::heard(const Lookup &lookup) {
+    std::erase_if(lookups_, [&](const auto &each) { return each.get() == &lookup; });
+}
+
+Resolution::Resolution(const Endpoint &endpoint, const Address &known, Resolver &resolver) : resolver_(resolver) {
     const Address address = known.size != 0         ? known
                             : endpoint.path.empty() ? of_number(endpoint)
                                                     : of_path(endpoint.path);
     if (address.size != 0) {
         addresses_.push_back(address);
     } else {
-        look_up(endpoint);
+        lookup_ = resolver_.look_up(endpoint);
+        why_ = lookup_ ? "" : "no descriptor left to look its name up";
     }
 }
 
 Resolution::~Resolution() = default;
-
-void Resolution::look_up(const Endpoint &endpoint) {
-    lookup_ = std::make_shared<Lookup>(endpoint);
-    auto shared = std::make_unique<std::shared_ptr<Lookup>>(lookup_);
-    const auto work = [](void *argument) -> void * {
-        const std::unique_ptr<std::shared_ptr<Lookup>> its(static_cast<std::shared_ptr<Lookup> *>(argument));
-        (*its)->run();
-        return nullptr;
-    };
-    if (!lookup_->event) {
-        lookup_.reset();
-        why_ = "no descriptor left to look its name up";
-        return;
-    }
-    start_thread(work, shared.get());
-    static_cast<void>(shared.release());  // the thread's
-}
 
 bool Resolution::has_ended() const { return !lookup_ || lookup_->ended.load(std::memory_order_acquire); }
 
@@ -139,7 +165,8 @@ int Resolution::fd() const { return lookup_ ? lookup_->event.get() : -1; }
 
 std::vector<Address> Resolution::take_addresses() {
     if (lookup_) {
-        addresses_ = std::move(lookup_->addresses);
+        resolver_.heard(*lookup_);
+        addresses_ = lookup_->addresses;  // others may wait for them, too
         why_ = lookup_->error != 0 ? gai_strerror(lookup_->error) : "it has no address";
         lookup_.reset();
     }

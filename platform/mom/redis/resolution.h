@@ -12,10 +12,32 @@
 
 namespace mom::redis {
 
+struct Lookup;
+
+// The look-ups of one client: one of a name at a time. Attempts are given up long before a dead name server is, and
+// each would leave a thread behind.
+class Resolver {
+public:
+    Resolver();
+    Resolver(const Resolver &) = delete;
+    Resolver &operator=(const Resolver &) = delete;
+    ~Resolver();
+
+    // The one that is under way, or that ended unheard a moment ago; else a new one. nullptr when there is no
+    // descriptor left. Throws std::bad_alloc.
+    std::shared_ptr<Lookup> look_up(const Endpoint &endpoint);
+
+    // Its answer has been taken: who asks next gets a new one.
+    void heard(const Lookup &lookup);
+
+private:
+    std::vector<std::shared_ptr<Lookup>> lookups_;
+};
+
 class Resolution {
 public:
     // known: of a size other than 0 when there is nothing to look up. Throws std::bad_alloc.
-    Resolution(const Endpoint &endpoint, const Address &known);
+    Resolution(const Endpoint &endpoint, const Address &known, Resolver &resolver);
     Resolution(const Resolution &) = delete;
     Resolution &operator=(const Resolution &) = delete;
     ~Resolution();
@@ -30,10 +52,7 @@ public:
     const std::string &why() const { return why_; }
 
 private:
-    struct Lookup;
-
-    void look_up(const Endpoint &endpoint);
-
+    Resolver &resolver_;
     std::shared_ptr<Lookup> lookup_;
     std::vector<Address> addresses_;
     std::string why_;

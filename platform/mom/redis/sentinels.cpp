@@ -54,14 +54,8 @@ std::optional<Endpoint> named_master(const Reply &reply) {
 // One sentinel that is listened to.
 class Announcements::Ear final : public WatchHandler {
 public:
-    Ear(Loop &loop, Timekeeper &timekeeper, const StoreName &name, const Endpoint &sentinel, Millis timeout,
-        Heard heard)
-        : loop_(loop),
-          timekeeper_(timekeeper),
-          name_(name),
-          sentinel_(sentinel),
-          timeout_(timeout),
-          heard_(std::move(heard)) {}
+    Ear(const Opener &opener, const StoreName &name, const Endpoint &sentinel, Millis timeout, Heard heard)
+        : opener_(opener), name_(name), sentinel_(sentinel), timeout_(timeout), heard_(std::move(heard)) {}
     Ear(const Ear &) = delete;
     Ear &operator=(const Ear &) = delete;
     ~Ear() { close(); }
@@ -89,7 +83,7 @@ private:
     void open() {
         const std::vector<Command> commands = {{"SUBSCRIBE", kChannel}};
         opening_ =
-            std::make_unique<Opening>(loop_, timekeeper_, sentinel_, commands, Clock::now() + timeout_,
+            std::make_unique<Opening>(opener_, sentinel_, commands, Clock::now() + timeout_,
                                       [this](Handshake &handshake, Handshake::State state) {
                                           if (state != Handshake::State::kDone || first_error(handshake.replies())) {
                                               pause();
@@ -104,7 +98,7 @@ private:
         opening_.reset();
         pause_ = kFirstPause;
         connection_ = std::move(connection);
-        watch_ = std::make_unique<Watch>(loop_, connection_->fd(), *this);
+        watch_ = std::make_unique<Watch>(opener_.loop, connection_->fd(), *this);
         watch_->set(EPOLLIN);
         if (!read()) {  // what came behind the answer
             pause();
@@ -149,11 +143,10 @@ private:
         close();
         next_attempt_ = Clock::now() + pause_;
         pause_ = std::min(pause_ * 2, kLongestPause);
-        timekeeper_.due_changed();
+        opener_.timekeeper.due_changed();
     }
 
-    Loop &loop_;
-    Timekeeper &timekeeper_;
+    const Opener &opener_;
     const StoreName &name_;
     const Endpoint &sentinel_;
     Millis timeout_;
@@ -166,10 +159,9 @@ private:
     TimePoint next_attempt_ = Clock::now();
 };
 
-Announcements::Announcements(Loop &loop, Timekeeper &timekeeper, const StoreName &name, Millis timeout,
-                             const Heard &heard) {
+Announcements::Announcements(const Opener &opener, const StoreName &name, Millis timeout, const Heard &heard) {
     for (const Endpoint &sentinel : name.endpoints) {
-        ears_.push_back(std::make_unique<Ear>(loop, timekeeper, name, sentinel, timeout, heard));
+        ears_.push_back(std::make_unique<Ear>(opener, name, sentinel, timeout, heard));
     }
 }
 

@@ -21,7 +21,7 @@ public:
     // Called from the loop when a sentinel says that the service's master is another one. Throws nothing.
     using Heard = std::function<void(const Endpoint &master)>;
 
-    Announcements(Loop &loop, Timekeeper &timekeeper, const StoreName &name, Millis timeout, const Heard &heard);
+    Announcements(const Opener &opener, const StoreName &name, Millis timeout, const Heard &heard);
     Announcements(const Announcements &) = delete;
     Announcements &operator=(const Announcements &) = delete;
     ~Announcements();
