@@ -28,7 +28,7 @@ public:
         server_.start();
         client_ = ox_mom_client_create(server_.store_name().c_str());
         for (const int32_t db : {int32_t{TREL_CAP_DB_CARDS}, int32_t{TREL_CAP_DB_CAPABILITIES}}) {
-            must(client_ && ox_mom_client_connect_sync(client_, db) == 0);
+            must(client_ != nullptr && ox_mom_client_connect_sync(client_, db) == 0);
         }
         bare_ = connect();
     }

@@ -9,7 +9,7 @@ namespace {
 
 bool is_set(const char *variable) {
     const char *value = std::getenv(variable);
-    return value && *value != '\0';
+    return value != nullptr && *value != '\0';
 }
 
 }  // namespace

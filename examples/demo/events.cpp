@@ -39,7 +39,7 @@ const char *subject(int32_t event) {
 
 int32_t on_event(int32_t event, void *argument) {
     const auto *node = static_cast<const CapNodeReady *>(argument);
-    events.push_back(node ? told(event, node->node, node->ready != 0) : told(event));
+    events.push_back(node != nullptr ? told(event, node->node, node->ready != 0) : told(event));
     return 0;
 }
 

@@ -25,7 +25,7 @@ class Client {
 public:
     explicit Client(const std::string &store) : client_(ox_mom_client_create(store.c_str())) {
         for (const int32_t db : {int32_t{TREL_CAP_DB_CARDS}, int32_t{TREL_CAP_DB_CAPABILITIES}}) {
-            if (!client_ || ox_mom_client_connect_sync(client_, db) != 0) {
+            if (client_ == nullptr || ox_mom_client_connect_sync(client_, db) != 0) {
                 throw std::runtime_error(std::string("the publisher cannot connect: ") + ox_mom_last_error());
             }
         }
@@ -107,7 +107,7 @@ public:
         close(from_child[1]);
         to_ = fdopen(to_child[1], "w");
         from_ = fdopen(from_child[0], "r");
-        if (!started || !to_ || !from_) {
+        if (!started || to_ == nullptr || from_ == nullptr) {
             throw std::runtime_error("the publisher's process does not start");
         }
     }
@@ -123,7 +123,7 @@ public:
         std::fflush(to_);
         Lines published;
         char line[512];
-        while (std::fgets(line, sizeof line, from_)) {
+        while (std::fgets(line, sizeof line, from_) != nullptr) {
             std::string text(line);
             text.erase(text.find_last_not_of('\n') + 1);
             if (text.empty()) {

@@ -17,7 +17,7 @@ namespace {
 
 bool answers(const std::string &store) {
     MomClient *client = ox_mom_client_create(store.c_str());
-    const bool connected = client && ox_mom_client_connect_sync(client, 0) == 0;
+    const bool connected = client != nullptr && ox_mom_client_connect_sync(client, 0) == 0;
     ox_mom_client_destroy(client);
     return connected;
 }

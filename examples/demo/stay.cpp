@@ -51,13 +51,13 @@ std::string name_in_list(const std::string &console, const std::string &module) 
     std::string name = module;
     char line[1024];
     char listed[256] = "";
-    while (list && std::fgets(line, sizeof line, list)) {
+    while (list != nullptr && std::fgets(line, sizeof line, list) != nullptr) {
         int pid = 0;
         if (std::sscanf(line, "%255s %d", listed, &pid) == 2 && pid == getpid()) {
             name = listed;
         }
     }
-    if (list) {
+    if (list != nullptr) {
         pclose(list);
     }
     return name;
@@ -65,7 +65,8 @@ std::string name_in_list(const std::string &console, const std::string &module) 
 
 void tell_how_to_attach(Teller &teller, const Stage &stage, const std::string &module) {
     const char *directory = std::getenv("QUIB_DIR");
-    const std::string quib = (directory ? "QUIB_DIR=" + quoted(directory) + " " : "") + quoted(stage.console);
+    const std::string quib =
+        (directory != nullptr ? "QUIB_DIR=" + quoted(directory) + " " : "") + quoted(stage.console);
     const std::string attach = quib + " " + name_in_list(stage.console, module);
     teller.line("in another terminal, to be asked for commands (help lists them, Tab completes them):");
     teller.line("    %s", attach.c_str());

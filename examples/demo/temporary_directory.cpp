@@ -8,7 +8,7 @@ namespace demo {
 
 TemporaryDirectory::TemporaryDirectory()
     : path_((std::filesystem::temp_directory_path() / "trel_cap_demo.XXXXXX").string()) {
-    if (!mkdtemp(path_.data())) {
+    if (mkdtemp(path_.data()) == nullptr) {
         throw std::runtime_error("a directory cannot be made: " + path_);
     }
 }

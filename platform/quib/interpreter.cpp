@@ -58,7 +58,7 @@ Row row_of(std::string_view own) {
     return {std::string(kStore), "", std::string(kStoreText)};
 }
 
-Row row_of(const Lookup &lookup) { return lookup.command ? row_of(*lookup.command) : row_of(lookup.own); }
+Row row_of(const Lookup &lookup) { return lookup.command != nullptr ? row_of(*lookup.command) : row_of(lookup.own); }
 
 Answer list_for_operator(const Commands &commands) {
     std::vector<Row> rows;
@@ -152,7 +152,7 @@ Answer interpret(const Commands &commands, MomClient *client, std::string_view l
     if (!lookup.error.empty()) {
         return finished(kUsage, lookup.error);
     }
-    if (!lookup.command) {
+    if (lookup.command == nullptr) {
         return interpret_own(lookup.own, commands, client, words.subspan(1));
     }
     Binding binding = bind(lookup.command->format, words.subspan(1));

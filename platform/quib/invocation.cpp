@@ -48,7 +48,7 @@ Outcome invoke(QuibHandler handler, std::vector<Value> &values) {
 
 bool fail_running(int32_t status) {
     const ThreadState *state = ThreadState::find();
-    if (!state || !state->told_aside) {
+    if (state == nullptr || state->told_aside == nullptr) {
         return false;
     }
     *state->told_aside = status;

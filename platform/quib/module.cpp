@@ -25,7 +25,8 @@ constexpr std::chrono::milliseconds kPause(200);
 std::chrono::milliseconds idle_limit() {
     const char *text = std::getenv("QUIB_IDLE_MS");
     int limit = 0;
-    if (text && std::from_chars(text, text + std::strlen(text), limit).ptr == text + std::strlen(text) && limit > 0) {
+    if (text != nullptr && std::from_chars(text, text + std::strlen(text), limit).ptr == text + std::strlen(text) &&
+        limit > 0) {
         return std::chrono::milliseconds(limit);
     }
     return kIdleLimit;

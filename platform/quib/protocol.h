@@ -69,11 +69,11 @@ inline constexpr char kSystemDirectory[] = "/run/quib";
 // DIR, where modules listen: $QUIB_DIR, else $XDG_RUNTIME_DIR/quib, else /run/quib. Empty variables count as unset.
 inline std::string socket_directory() {
     const char *own = std::getenv("QUIB_DIR");
-    if (own && *own != '\0') {
+    if (own != nullptr && *own != '\0') {
         return own;
     }
     const char *runtime = std::getenv("XDG_RUNTIME_DIR");
-    return runtime && *runtime != '\0' ? std::string(runtime) + "/quib" : kSystemDirectory;
+    return runtime != nullptr && *runtime != '\0' ? std::string(runtime) + "/quib" : kSystemDirectory;
 }
 
 }  // namespace quib

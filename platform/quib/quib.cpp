@@ -33,7 +33,7 @@ bool is_line(std::string_view text) {
 extern "C" {
 
 int32_t quib_lib_init(MomClient *client, const char *module) try {
-    if (!client || !module || !is_module_name(module)) {
+    if (client == nullptr || module == nullptr || !is_module_name(module)) {
         return QUIB_E_ARGUMENT;
     }
     return ox_mom_client_fd(client) < 0 ? QUIB_E_CLIENT : quib::add_module(client, module);
@@ -43,7 +43,8 @@ int32_t quib_lib_init(MomClient *client, const char *module) try {
 
 int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t, const char *argument_format,
                          QuibHandler handler) try {
-    if (!module || !command || !argument_format || !handler || !quib::is_command_name(command)) {
+    if (module == nullptr || command == nullptr || argument_format == nullptr || handler == nullptr ||
+        !quib::is_command_name(command)) {
         return QUIB_E_ARGUMENT;
     }
     auto format = quib::parse_format(argument_format);
@@ -51,7 +52,7 @@ int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t, const
         return QUIB_E_ARGUMENT;
     }
     quib::Commands *commands = quib::commands_of(module);
-    if (!commands) {
+    if (commands == nullptr) {
         return QUIB_E_MODULE;
     }
     commands->put({.name = command,
@@ -65,15 +66,15 @@ int32_t quib_reg_mod_cmd(const char *module, const char *command, int32_t, const
 }
 
 int32_t quib_describe_mod_cmd(const char *module, const char *command, const char *text) try {
-    if (!module || !command || !text || !is_line(text)) {
+    if (module == nullptr || command == nullptr || text == nullptr || !is_line(text)) {
         return QUIB_E_ARGUMENT;
     }
     quib::Commands *commands = quib::commands_of(module);
-    if (!commands) {
+    if (commands == nullptr) {
         return QUIB_E_MODULE;
     }
     quib::Command *described = commands->find(command);
-    if (!described) {
+    if (described == nullptr) {
         return QUIB_E_ARGUMENT;
     }
     described->text = text;

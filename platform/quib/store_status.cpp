@@ -33,7 +33,8 @@ std::string time_of(int64_t ms) {
     const auto seconds = static_cast<time_t>(ms / static_cast<int64_t>(kSecond));
     tm parts{};
     char text[32];
-    const size_t length = localtime_r(&seconds, &parts) ? strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) : 0;
+    const size_t length =
+        localtime_r(&seconds, &parts) != nullptr ? strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) : 0;
     return {text, length};
 }
 

@@ -72,7 +72,7 @@ int32_t add_module(MomClient *client, std::string_view name) {
 
 Commands *commands_of(std::string_view name) {
     ThreadState *state = ThreadState::find();
-    if (!state) {
+    if (state == nullptr) {
         return nullptr;
     }
     const auto is_it = [name](const auto &each) { return each->name() == name && each->is_of_this_process(); };

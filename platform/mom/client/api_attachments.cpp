@@ -9,8 +9,9 @@ extern "C" {
 
 int32_t ox_mom_attach(MomClient *client, int fd, uint32_t events, const MomAttachment *attachment) {
     return call(client, [&](Client &opened) {
-        return attachment && attachment->on_ready ? opened.attachments().attach(fd, events, *attachment)
-                                                  : fail(OX_MOM_E_ARGUMENT, "a function to call expected");
+        return attachment != nullptr && attachment->on_ready != nullptr
+                   ? opened.attachments().attach(fd, events, *attachment)
+                   : fail(OX_MOM_E_ARGUMENT, "a function to call expected");
     });
 }
 

@@ -28,7 +28,7 @@ void show(Client &client, MomClientStatus &status) {
 // $OX_MOM_TIMEOUT_MS, or the default; 0 when it is no number above 0.
 int request_timeout() {
     const char *text = std::getenv("OX_MOM_TIMEOUT_MS");
-    if (!text) {
+    if (text == nullptr) {
         return OX_MOM_REQUEST_TIMEOUT_MS;
     }
     int limit = 0;
@@ -46,11 +46,13 @@ extern "C" {
 
 MomClient *ox_mom_client_create(const char *store) try {
     const char *from_environment = std::getenv("OX_MOM_STORE");
-    const std::string_view name = store ? store : from_environment ? from_environment : kDefaultStore;
+    const std::string_view name = store != nullptr              ? store
+                                  : from_environment != nullptr ? from_environment
+                                                                : kDefaultStore;
     const int timeout = request_timeout();
     const auto parsed = timeout > 0 ? parse_store_name(name) : std::nullopt;
     MomClient *client = parsed ? Client::create(*parsed, Millis(timeout)) : nullptr;
-    ended(client ? 0 : OX_MOM_E_MEMORY, caller);
+    ended(client != nullptr ? 0 : OX_MOM_E_MEMORY, caller);
     return client;
 } catch (const std::bad_alloc &) {
     fail(OX_MOM_E_MEMORY, "out of memory");
@@ -58,7 +60,7 @@ MomClient *ox_mom_client_create(const char *store) try {
 }
 
 void ox_mom_client_destroy(MomClient *client) {
-    if (client) {
+    if (client != nullptr) {
         // Why an earlier call failed is often said only after this one.
         run(client, caller, [](Client &opened) {
             opened.destroy();
@@ -71,7 +73,7 @@ int ox_mom_client_fd(const MomClient *client) {
     Caller &calling = caller;
     int32_t code = 0;
     const Client *opened = open_handle(client, calling, &code);
-    return opened ? ended(opened->fd(), calling) : code;
+    return opened != nullptr ? ended(opened->fd(), calling) : code;
 }
 
 int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms) {
@@ -80,7 +82,7 @@ int32_t ox_mom_client_process(MomClient *client, int32_t timeout_ms) {
 
 int32_t ox_mom_client_status(MomClient *client, MomClientStatus *status) {
     return call(client, [&](Client &opened) {
-        if (!status || status->size < kFirstStatus) {
+        if (status == nullptr || status->size < kFirstStatus) {
             return fail(OX_MOM_E_ARGUMENT, "status is NULL, or its size is not set");
         }
         show(opened, *status);

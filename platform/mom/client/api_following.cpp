@@ -8,7 +8,8 @@ extern "C" {
 
 int32_t ox_mom_subscribe(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t, MomMsgCb cb, void *) {
     return call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
-        return cb ? opened.subscribe(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
+        return cb != nullptr ? opened.subscribe(db, type, cb)
+                             : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
     });
 }
 
@@ -18,12 +19,12 @@ int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMes
         if (n_requests != 1) {
             return fail(OX_MOM_E_ARGUMENT, "%s: one request expected, not %d", type.name, n_requests);
         }
-        if (!field_ids || !cbs || n_fields < 1) {
+        if (field_ids == nullptr || cbs == nullptr || n_fields < 1) {
             return fail(OX_MOM_E_ARGUMENT, "%s: no field named to follow, or no callback", type.name);
         }
         for (int32_t i = 0; i < n_fields; ++i) {
             const auto number = static_cast<unsigned>(field_ids[i]);
-            if (!cbs[i] || !protobuf_c_message_descriptor_get_field(&type, number)) {
+            if (cbs[i] == nullptr || protobuf_c_message_descriptor_get_field(&type, number) == nullptr) {
                 return fail(OX_MOM_E_ARGUMENT, "%s: field %d is none of its fields, or has no callback", type.name,
                             field_ids[i]);
             }
@@ -36,7 +37,8 @@ int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMes
 
 int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t, MomMsgCb cb, void *) {
     return call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
-        return cb ? opened.scan(db, type, cb) : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
+        return cb != nullptr ? opened.scan(db, type, cb)
+                             : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
     });
 }
 

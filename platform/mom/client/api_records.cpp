@@ -14,7 +14,7 @@ MomHashResult *ox_mom_hgetall_sync(MomClient *client, int32_t db, const Protobuf
 }
 
 void ox_mom_hash_res_free(MomHashResult *result) {
-    if (result) {
+    if (result != nullptr) {
         Arena::destroy(Arena::of(result));
     }
 }
@@ -30,14 +30,14 @@ ProtobufCMessage *ox_mom_get_sync(MomClient *client, int32_t db, const ProtobufC
     ProtobufCMessage *record = nullptr;
     const int32_t code = call(client, db, request,
                               [&](Client &opened, const auto &) { return read_object(opened, db, *request, record); });
-    if (error) {
+    if (error != nullptr) {
         *error = code;
     }
     return record;
 }
 
 int32_t ox_mom_ox_obj_free(ProtobufCMessage *record) {
-    if (record) {
+    if (record != nullptr) {
         Arena::destroy(Arena::of(record));
     }
     return 0;

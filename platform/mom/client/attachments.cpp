@@ -52,7 +52,7 @@ Attachments::~Attachments() {
     while (!attached_.empty()) {
         const MomAttachment attachment = attached_.front().attachment();
         attached_.pop_front();
-        if (attachment.on_destroy) {
+        if (attachment.on_destroy != nullptr) {
             attachment.on_destroy(attachment.arg);
         }
     }

@@ -14,7 +14,7 @@ namespace mom {
 
 // The client behind a handle that the caller may use; nullptr, with the code, when not.
 inline Client *open_handle(const MomClient *handle, const Caller &calling, int32_t *code) {
-    if (!handle) {
+    if (handle == nullptr) {
         *code = fail(OX_MOM_E_ARGUMENT, "client is NULL");
         return nullptr;
     }

@@ -49,7 +49,7 @@ bool DecodedNotification::decode(const ProtobufCMessageDescriptor &type, bool is
     arena_.clear();
     decoded_as_ = &type;
     result_ = make_result(arena_);
-    if (!result_) {
+    if (result_ == nullptr) {
         throw std::bad_alloc();
     }
     if (is_hash) {

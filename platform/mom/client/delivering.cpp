@@ -212,7 +212,7 @@ int32_t Client::deliver_present(const Queued &queued) {
 }
 
 int32_t Client::deliver_confirmation(const Queued &queued) {
-    if (!Subscriptions::find_unconfirmed(*queued.channel, queued.cb, queued.place)) {
+    if (Subscriptions::find_unconfirmed(*queued.channel, queued.cb, queued.place) == nullptr) {
         return 0;  // renewed, lapsed or confirmed since
     }
     return queued.channel->is_compared ? confirm_at(queued) : confirm_after_loss(queued);
@@ -220,7 +220,7 @@ int32_t Client::deliver_confirmation(const Queued &queued) {
 
 int32_t Client::confirm_at(const Queued &queued) {
     auto *subscription = Subscriptions::find_unconfirmed(*queued.channel, queued.cb, queued.place);
-    return subscription ? confirm(*queued.channel, *subscription) : 0;
+    return subscription != nullptr ? confirm(*queued.channel, *subscription) : 0;
 }
 
 int32_t Client::confirm(const Channel &channel, RecordSubscription &subscription) {
@@ -233,7 +233,7 @@ int32_t Client::confirm(const Channel &channel, RecordSubscription &subscription
 
 int32_t Client::deliver_restored(const Queued &queued) {
     const MomReconnectCb cb = reconnect_cbs_[static_cast<size_t>(queued.db)];
-    if (!cb) {
+    if (cb == nullptr) {
         return 0;
     }
     cb(handle_, queued.db, OX_MOM_RECONNECT_RESTORED);

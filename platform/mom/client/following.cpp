@@ -34,7 +34,7 @@ int32_t Client::subscribe_fields(int32_t db, const ProtobufCMessage &request, st
         channel.fields.push_back({.type = request.descriptor,
                                   .field = field_ids[i],
                                   .cb = cbs[i],
-                                  .arg = args ? args[i] : nullptr,
+                                  .arg = args != nullptr ? args[i] : nullptr,
                                   .since = place_});
     }
     return 0;
@@ -42,7 +42,7 @@ int32_t Client::subscribe_fields(int32_t db, const ProtobufCMessage &request, st
 
 void Client::on_notification(std::string_view channel_name, std::string_view notification) {
     Channel *channel = subscriptions_.find(channel_name);
-    if (!channel) {
+    if (channel == nullptr) {
         return;
     }
     if (queue_.is_full()) {
@@ -66,7 +66,7 @@ void Client::on_restored() {
     for (int32_t db = 0; db < kDatabases; ++db) {
         if (store_->is_connected(db)) {
             put({.kind = Queued::Kind::kRestored, .db = db});
-            has_callbacks = has_callbacks || reconnect_cbs_[static_cast<size_t>(db)];
+            has_callbacks = has_callbacks || (reconnect_cbs_[static_cast<size_t>(db)] != nullptr);
         }
     }
     standing_.back(

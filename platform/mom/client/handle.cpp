@@ -30,7 +30,7 @@ MomClient *MomClient::of(mom::Client &client) {
 }
 
 mom::Client *MomClient::refuse(int32_t *code) const {
-    if (!client_.load(std::memory_order_relaxed)) {
+    if (client_.load(std::memory_order_relaxed) == nullptr) {
         *code = fail(OX_MOM_E_DESTROYED, "the client has been destroyed");
     } else if (fork_generation_ != mom::fork_generation()) {
         *code = fail(OX_MOM_E_FORK, "the client belongs to the process that this one was forked from");

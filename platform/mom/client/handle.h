@@ -21,7 +21,7 @@ struct MomClient {
     // The client when the calling thread may use it; nullptr, with a code and the reason in last_error(), when not.
     mom::Client *open(const mom::Caller &caller, int32_t *code) const {
         mom::Client *client = client_.load(std::memory_order_relaxed);
-        return client && is_of(caller) ? client : refuse(code);
+        return client != nullptr && is_of(caller) ? client : refuse(code);
     }
 
     // The thread that forks has its number in the child, too.

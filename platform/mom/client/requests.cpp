@@ -68,7 +68,7 @@ int32_t read_hash(Client &client, int32_t db, const ProtobufCMessage &request, A
     }
     ArenaPtr made(Arena::create(result_capacity(type, size_of(fields), fields.size())));
     MomHashResult *result = made ? make_result(*made) : nullptr;
-    if (!result) {
+    if (result == nullptr) {
         return fail(OX_MOM_E_MEMORY, "out of memory");
     }
     if (code == 0) {
@@ -102,7 +102,7 @@ int32_t read_object(Client &client, int32_t db, const ProtobufCMessage &request,
     }
     ArenaPtr arena(Arena::create(result_capacity(type, bytes.size(), 0)));
     record = arena ? decode_message(type, bytes, *arena) : nullptr;
-    if (!record) {
+    if (record == nullptr) {
         return arena && !arena->exhausted() ? fail(OX_MOM_E_DECODE, "%s does not decode as its type", type.name)
                                             : fail(OX_MOM_E_MEMORY, "out of memory");
     }
@@ -122,7 +122,8 @@ int32_t remove_record(Client &client, int32_t db, const ProtobufCMessage &reques
     return in_turn([&] { return address(client, db, request, name); },
                    [&] {
                        Store &store = client.requested_store();
-                       return index_of(*request.descriptor) ? store.remove_hash(name) : store.remove_object(name);
+                       return index_of(*request.descriptor) != nullptr ? store.remove_hash(name)
+                                                                       : store.remove_object(name);
                    });
 }
 

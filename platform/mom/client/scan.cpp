@@ -13,15 +13,15 @@ namespace mom {
 class Client::Scan final : public ScanVisitor {
 public:
     Scan(Client &client, int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb, Channel *channel)
-        : client_(client), db_(db), type_(type), cb_(cb), told_(channel ? &channel->told : nullptr) {}
+        : client_(client), db_(db), type_(type), cb_(cb), told_(channel != nullptr ? &channel->told : nullptr) {}
 
     bool on_hash(std::string_view key, const StoredFields &fields) override {
         const ScratchPool::Lease scratch(client_.scratches_);
         MomHashResult *result = make_result(scratch.arena());
-        if (!result || decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
+        if (result == nullptr || decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
             return skip(scratch.arena());
         }
-        if (told_) {
+        if (told_ != nullptr) {
             bytes_.clear();
             const std::string_view index = append_fields(bytes_, fields);
             told_->keep(index, bytes_);
@@ -32,11 +32,11 @@ public:
     bool on_object(std::string_view bytes) {
         const ScratchPool::Lease scratch(client_.scratches_);
         ProtobufCMessage *record = decode_message(type_, bytes, scratch.arena());
-        if (!record) {
+        if (record == nullptr) {
             fail(OX_MOM_E_DECODE, "%s does not decode as its type", type_.name);
             return skip(scratch.arena());
         }
-        if (told_) {
+        if (told_ != nullptr) {
             told_->keep({}, bytes);
         }
         return call(OX_MOM_CMD_WRITTEN, record);
@@ -69,12 +69,12 @@ private:
 // The channel of a type that is followed; nullptr when nobody does.
 Channel *Client::followed(int32_t db, const ProtobufCMessageDescriptor &type) {
     Channel *channel = subscriptions_.find(channel_of(db, type.name));
-    return channel && channel->has_records() ? channel : nullptr;
+    return channel != nullptr && channel->has_records() ? channel : nullptr;
 }
 
 // A load of a callback's that failed is made again after a reconnection, unless the callback itself makes it again.
 void Client::mark_load(Channel *channel, bool failed) {
-    if (channel && delivering_ > 0 && std::exchange(channel->load_failed, failed) != failed) {
+    if (channel != nullptr && delivering_ > 0 && std::exchange(channel->load_failed, failed) != failed) {
         failed_loads_ += failed ? 1 : -1;
     }
 }
@@ -90,7 +90,7 @@ int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgC
     Scan scan(*this, db, type, cb, channel);
     int32_t code = 0;
     mark_load(channel, true);  // until it has not, and for good when memory ends
-    if (index_of(type)) {
+    if (index_of(type) != nullptr) {
         code = requested_store().scan_hashes(db, type.name, scan);
     } else {
         std::string_view bytes;

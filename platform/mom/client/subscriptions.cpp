@@ -6,7 +6,7 @@
 namespace mom {
 
 Channel *Subscriptions::find(std::string_view name) {
-    if (last_found_ && last_found_->name == name) {
+    if (last_found_ != nullptr && last_found_->name == name) {
         return last_found_;
     }
     const auto found = channels_.find(name);

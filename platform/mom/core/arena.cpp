@@ -14,11 +14,11 @@ constexpr size_t kLeastBlock = size_t{16} * 1024;
 Arena *Arena::create(size_t capacity) {
     capacity = aligned(capacity);
     void *memory = std::malloc(sizeof(Arena) + capacity);
-    return memory ? new (memory) Arena(capacity) : nullptr;
+    return memory != nullptr ? new (memory) Arena(capacity) : nullptr;
 }
 
 void Arena::destroy(Arena *arena) {
-    if (arena) {
+    if (arena != nullptr) {
         arena->~Arena();
         std::free(arena);
     }
@@ -33,7 +33,7 @@ Arena::~Arena() {
 void *Arena::allocate_in_new(size_t size) {
     const size_t capacity = std::max({kLeastBlock, size, 2 * newest_->capacity});
     auto *block = static_cast<Block *>(std::malloc(sizeof(Block) + capacity));
-    if (!block) {
+    if (block == nullptr) {
         exhausted_ = true;
         return nullptr;
     }

@@ -14,7 +14,7 @@ constexpr size_t kUsualBlock = size_t{256} * 1024;  // of which only what is wri
 }  // namespace
 
 Fifo::~Fifo() {
-    while (first_) {
+    while (first_ != nullptr) {
         drop_first();
     }
 }
@@ -60,10 +60,10 @@ void Fifo::pop() {
 }
 
 void Fifo::clear() {
-    while (first_ && (first_ != last_ || first_->capacity > kUsualBlock)) {
+    while (first_ != nullptr && (first_ != last_ || first_->capacity > kUsualBlock)) {
         drop_first();
     }
-    if (first_) {
+    if (first_ != nullptr) {
         first_->begin = first_->end = 0;
     }
     count_ = 0;
@@ -77,17 +77,17 @@ void Fifo::add_block(size_t least) {
         throw std::bad_alloc();
     }
     auto *block = new (memory) Block{.next = nullptr, .capacity = size - sizeof(Block), .begin = 0, .end = 0};
-    if (first_ && first_ == last_ && first_->begin == first_->end) {
+    if (first_ != nullptr && first_ == last_ && first_->begin == first_->end) {
         drop_first();  // empty, and too small
     }
-    (last_ ? last_->next : first_) = block;
+    (last_ != nullptr ? last_->next : first_) = block;
     last_ = block;
 }
 
 void Fifo::drop_first() {
     Block *block = first_;
     first_ = block->next;
-    last_ = first_ ? last_ : nullptr;
+    last_ = first_ != nullptr ? last_ : nullptr;
     munmap(block, block->capacity + sizeof(Block));
 }
 

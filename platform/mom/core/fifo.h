@@ -51,7 +51,7 @@ private:
     static std::byte *data(Block *block) { return reinterpret_cast<std::byte *>(block + 1); }
     static const std::byte *data(const Block *block) { return reinterpret_cast<const std::byte *>(block + 1); }
 
-    bool fits(size_t taken) const { return last_ && last_->capacity - last_->end >= taken; }
+    bool fits(size_t taken) const { return last_ != nullptr && last_->capacity - last_->end >= taken; }
     void add_block(size_t least);
     void drop_first();
 

@@ -61,8 +61,8 @@ Words::Words(const char *format, ...) {
 
 void tell(Level level, const Words &words, const char *function, long line) noexcept {
     const base::Undisturbed undisturbed;
-    void *category = ox_zlog_init && oxdf_zlog ? ox_zlog_init("ox_mom") : nullptr;
-    if (category) {
+    void *category = ox_zlog_init != nullptr && oxdf_zlog != nullptr ? ox_zlog_init("ox_mom") : nullptr;
+    if (category != nullptr) {
         oxdf_zlog(category, kPlace.data(), kPlace.size(), function, strlen(function), line, static_cast<int>(level),
                   "%s", words.c_str());
     } else if (standard_error_is_open()) {

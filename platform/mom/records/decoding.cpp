@@ -45,8 +45,8 @@ public:
             return static_cast<uint8_t>(*at_++);
         }
         const LongVarint read = long_varint(at_, end_);
-        bad_ = bad_ || !read.end;
-        at_ = read.end ? read.end : end_;
+        bad_ = bad_ || read.end == nullptr;
+        at_ = read.end != nullptr ? read.end : end_;
         return read.value;
     }
 
@@ -111,12 +111,12 @@ constexpr size_t kSmallField = 2;
 // Takes what most fields are: a number or truth value whose tag and value have a byte each. False when it is anything
 // else, which is decoded with more care.
 inline bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, std::string_view bytes) {
-    if (bytes.size() < kSmallField || !field || static_cast<uint8_t>(bytes[0]) != field->id << 3 ||
+    if (bytes.size() < kSmallField || field == nullptr || static_cast<uint8_t>(bytes[0]) != field->id << 3 ||
         static_cast<uint8_t>(bytes[1]) > 0x7F || !is_number(field->type) || !is_singular(*field)) {
         return false;
     }
     const auto number = uint32_t{static_cast<uint8_t>(bytes[1])};
-    const uint32_t value = field->type == PROTOBUF_C_TYPE_BOOL ? number != 0 : number;
+    const uint32_t value = field->type == PROTOBUF_C_TYPE_BOOL ? (number != 0 ? 1U : 0U) : number;
     std::memcpy(reinterpret_cast<std::byte *>(&message) + field->offset, &value, sizeof value);
     return true;
 }
@@ -169,7 +169,7 @@ private:
 
 ProtobufCMessage *Decoder::blank(const ProtobufCMessageDescriptor &type) {
     auto *message = static_cast<ProtobufCMessage *>(arena_.allocate(type.sizeof_message));
-    if (message) {
+    if (message != nullptr) {
         protobuf_c_message_init(&type, message);
     }
     return message;
@@ -188,7 +188,7 @@ ProtobufCMessage *Decoder::message(const ProtobufCMessageDescriptor &type, std::
     ++depth_;
     Fields fields(type);
     Cursor cursor(bytes);
-    while (message && !cursor.at_end()) {
+    while (message != nullptr && !cursor.at_end()) {
         if (take_small(*message, fields.next(), cursor.rest())) {
             fields.pass();
             cursor.take(kSmallField);
@@ -201,7 +201,7 @@ ProtobufCMessage *Decoder::message(const ProtobufCMessageDescriptor &type, std::
         }
     }
     --depth_;
-    return !message && std::exchange(general_, false) ? generally(type, bytes) : message;
+    return message == nullptr && std::exchange(general_, false) ? generally(type, bytes) : message;
 }
 
 ProtobufCMessage *Decoder::from_fields(const ProtobufCMessageDescriptor &type, const StoredFields &stored) {
@@ -242,7 +242,7 @@ ProtobufCMessage *Decoder::end_to_end(const ProtobufCMessageDescriptor &type, co
 // False when the value is damaged or memory is exhausted.
 bool Decoder::one_field(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, unsigned wire_type,
                         Cursor &cursor) {
-    if (!field) {
+    if (field == nullptr) {
         skip(cursor, wire_type);
         return !cursor.bad();
     }
@@ -258,7 +258,7 @@ bool Decoder::one_field(ProtobufCMessage &message, const ProtobufCFieldDescripto
         return !cursor.bad() && long_value(member, *field, bytes);
     }
     const uint64_t number = cursor.varint();
-    const auto value = static_cast<uint32_t>(field->type == PROTOBUF_C_TYPE_BOOL ? number != 0 : number);
+    const auto value = static_cast<uint32_t>(field->type == PROTOBUF_C_TYPE_BOOL ? (number != 0 ? 1U : 0U) : number);
     std::memcpy(member, &value, sizeof value);
     return !cursor.bad();
 }

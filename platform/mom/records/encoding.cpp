@@ -65,7 +65,7 @@ void append_varint_field(std::string &to, const ProtobufCFieldDescriptor &field,
 }
 
 void append_message_field(std::string &to, const ProtobufCFieldDescriptor &field, const ProtobufCMessage *message) {
-    if (message) {
+    if (message != nullptr) {
         const size_t size = protobuf_c_message_get_packed_size(message);
         append_tag(to, field, PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED);
         append_varint(to, size);
@@ -75,7 +75,7 @@ void append_message_field(std::string &to, const ProtobufCFieldDescriptor &field
 }
 
 void append_text_field(std::string &to, const ProtobufCFieldDescriptor &field, const char *text) {
-    if (const size_t size = text ? std::strlen(text) : 0) {
+    if (const size_t size = text != nullptr ? std::strlen(text) : 0) {
         append_tag(to, field, PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED);
         append_varint(to, size);
         to.append(text, size);
@@ -119,7 +119,7 @@ int32_t EncodedFields::encode(const ProtobufCMessage &record, std::span<const in
     for (const int32_t id : field_ids) {
         const ProtobufCFieldDescriptor *field =
             id > 0 ? protobuf_c_message_descriptor_get_field(&type, static_cast<unsigned>(id)) : nullptr;
-        if (!field) {
+        if (field == nullptr) {
             return fail(OX_MOM_E_ARGUMENT, "%s has no field %d", type.name, id);
         }
         if (id != static_cast<int32_t>(kIndexField)) {

@@ -38,7 +38,7 @@ int32_t append_index_value(const ProtobufCMessage &index, const ProtobufCFieldDe
             // Taken as it is: nothing follows that a colon in it could be mistaken for.
             if (last) {
                 const char *text = member<const char *>(index, field.offset);
-                key += text ? text : "";
+                key += text != nullptr ? text : "";
                 return 0;
             }
             break;
@@ -65,11 +65,11 @@ int32_t append_key(const ProtobufCMessage &message, std::string &key) {
     key.reserve(kUsualBytes);
     key += type.name;
     const ProtobufCFieldDescriptor *index_field = index_of(type);
-    if (!index_field) {
+    if (index_field == nullptr) {
         return 0;
     }
     const auto *index = member<const ProtobufCMessage *>(message, index_field->offset);
-    if (!index) {
+    if (index == nullptr) {
         return fail(OX_MOM_E_ARGUMENT, "%s: its index is NULL", type.name);
     }
     const std::span fields(index->descriptor->fields, index->descriptor->n_fields);

@@ -62,7 +62,7 @@ void append_text(std::string &text, std::string_view value) {
 // bytes are two pointers, which stay in registers: a notification is read in a few dozen nanoseconds.
 
 const char *read_length(const char *at, const char *end, const Kind &kind, size_t &length) {
-    if (!at || at == end) {
+    if (at == nullptr || at == end) {
         return nullptr;
     }
     const auto first = static_cast<uint8_t>(*at++);
@@ -85,7 +85,7 @@ const char *read_length(const char *at, const char *end, const Kind &kind, size_
 const char *read_text(const char *at, const char *end, std::string_view &text) {
     size_t length = 0;
     at = read_length(at, end, kText, length);
-    if (!at || length > static_cast<size_t>(end - at)) {
+    if (at == nullptr || length > static_cast<size_t>(end - at)) {
         return nullptr;
     }
     text = {at, length};
@@ -131,15 +131,15 @@ bool read_fields(std::string_view text, StoredFields &fields) {
     const char *const end = text.data() + text.size();
     size_t n_strings = 0;
     const char *at = read_length(text.data(), end, kArray, n_strings);
-    if (!at || n_strings % 2 != 0 || n_strings > text.size()) {
+    if (at == nullptr || n_strings % 2 != 0 || n_strings > text.size()) {
         return false;
     }
     fields.resize(n_strings / 2);
     for (StoredField &field : fields) {
         const char *next = read_small_field<1>(at, end, field);
-        next = next ? next : read_small_field<2>(at, end, field);
-        at = next ? next : read_any_field(at, end, field);
-        if (!at) {
+        next = next != nullptr ? next : read_small_field<2>(at, end, field);
+        at = next != nullptr ? next : read_any_field(at, end, field);
+        if (at == nullptr) {
             return false;
         }
     }

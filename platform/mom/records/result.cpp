@@ -16,7 +16,7 @@ size_t result_capacity(const ProtobufCMessageDescriptor &type, size_t stored_byt
 
 MomHashResult *make_result(Arena &arena) {
     void *memory = arena.allocate(sizeof(MomHashResult));
-    return memory ? new (memory) MomHashResult{} : nullptr;
+    return memory != nullptr ? new (memory) MomHashResult{} : nullptr;
 }
 
 int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &fields, std::string_view where,
@@ -31,8 +31,8 @@ int32_t decode_hash(const ProtobufCMessageDescriptor &type, const StoredFields &
         return refuse(OX_MOM_E_DECODE, "has no index");
     }
     auto *ids = static_cast<int32_t *>(arena.allocate(fields.size() * sizeof(int32_t)));
-    ProtobufCMessage *record = ids ? decode_fields(type, fields, arena) : nullptr;
-    if (!record) {
+    ProtobufCMessage *record = ids != nullptr ? decode_fields(type, fields, arena) : nullptr;
+    if (record == nullptr) {
         return arena.exhausted() ? refuse(OX_MOM_E_MEMORY, "does not fit into memory")
                                  : refuse(OX_MOM_E_DECODE, "does not decode as its type");
     }

@@ -20,7 +20,7 @@ bool make_room(const redisReadTask *array_task, Reply &array, Arena &arena) {
     const auto announced = static_cast<size_t>(array_task->elements);
     const size_t count = std::min(announced, std::max(kFirstElements, array.elements.size() * 2));
     Reply *elements = make_replies(arena, count);
-    if (!elements) {
+    if (elements == nullptr) {
         return false;
     }
     std::ranges::copy(array.elements, elements);
@@ -31,7 +31,7 @@ bool make_room(const redisReadTask *array_task, Reply &array, Arena &arena) {
 // The place of a reply: in its array, or on its own. nullptr without memory.
 Reply *place(const redisReadTask *task) {
     Arena &arena = arena_of(task);
-    if (!task->parent) {
+    if (task->parent == nullptr) {
         return make_replies(arena, 1);
     }
     auto &array = *static_cast<Reply *>(task->parent->obj);
@@ -41,7 +41,7 @@ Reply *place(const redisReadTask *task) {
 
 Reply *place(const redisReadTask *task, Reply::Type type) {
     Reply *reply = place(task);
-    if (reply) {
+    if (reply != nullptr) {
         reply->type = type;
     }
     return reply;
@@ -51,8 +51,8 @@ void *make_text(const redisReadTask *task, char *text, size_t length) {
     Reply *reply = place(task, task->type == REDIS_REPLY_ERROR    ? Reply::Type::kError
                                : task->type == REDIS_REPLY_STATUS ? Reply::Type::kStatus
                                                                   : Reply::Type::kString);
-    const char *copy = reply ? arena_of(task).keep({text, length}) : nullptr;
-    if (!copy) {
+    const char *copy = reply != nullptr ? arena_of(task).keep({text, length}) : nullptr;
+    if (copy == nullptr) {
         return nullptr;
     }
     reply->text = {copy, length};
@@ -61,7 +61,7 @@ void *make_text(const redisReadTask *task, char *text, size_t length) {
 
 void *make_integer(const redisReadTask *task, long long value) {
     Reply *reply = place(task, Reply::Type::kInteger);
-    if (reply) {
+    if (reply != nullptr) {
         reply->integer = value;
     }
     return reply;
@@ -90,7 +90,7 @@ constinit redisReplyObjectFunctions reply_functions = all_functions<redisReplyOb
 
 redisReader *new_reader() {
     redisReader *reader = redisReaderCreateWithFunctions(&reply_functions);
-    if (!reader) {
+    if (reader == nullptr) {
         throw std::bad_alloc();
     }
     reader->maxbuf = 0;  // what is kept of its memory is settled here: hiredis ends the process when it gets no other
@@ -108,7 +108,7 @@ Reply *AnyReply::take(std::string_view &bytes, Arena &arena) {
     }
     reader_->privdata = &arena;
     void *reply = nullptr;
-    while (!reply && !bytes.empty()) {
+    while (reply == nullptr && !bytes.empty()) {
         const std::string_view line = bytes.substr(0, std::min(bytes.find('\n'), bytes.size() - 1) + 1);
         bytes.remove_prefix(line.size());
         taken_ += line.size();
@@ -121,7 +121,7 @@ Reply *AnyReply::take(std::string_view &bytes, Arena &arena) {
             return nullptr;
         }
     }
-    if (reply) {
+    if (reply != nullptr) {
         if (taken_ > kKept) {
             reader_.reset();
         }

@@ -107,8 +107,8 @@ void Attempt::hear_server(const Endpoint &server, Handshake &handshake, Handshak
     if (state != Handshake::State::kDone) {
         // A server that sends clients away says why to the first command.
         const Reply *error = first_error(replies);
-        refuse(error ? int32_t{OX_MOM_E_REFUSED} : handshake.code(),
-               error ? explain(server.text(), name_, *error) : last_error());
+        refuse(error != nullptr ? int32_t{OX_MOM_E_REFUSED} : handshake.code(),
+               error != nullptr ? explain(server.text(), name_, *error) : last_error());
     }
     if (name_.kind == StoreName::Kind::kSentinel) {
         ask_next_sentinel();
@@ -126,12 +126,12 @@ int32_t Attempt::judge(const Endpoint &server, std::span<Reply *const> replies) 
                                     reply.text.find("DB index") != std::string_view::npos);
     };
     for (const Reply *answer : answers) {
-        error = error ? error : refuses(*answer) ? answer : nullptr;
+        error = error != nullptr ? error : refuses(*answer) ? answer : nullptr;
     }
     code_ = 0;
     const Reply &role = *answers[kRole];
     const bool tells = role.type == Reply::Type::kArray && !role.elements.empty();
-    if (error) {
+    if (error != nullptr) {
         refuse(OX_MOM_E_REFUSED, explain(server.text(), name_, *error));
     } else if (tells && role.elements.front().text != "master" && name_.kind == StoreName::Kind::kSentinel) {
         refuse(OX_MOM_E_CONNECT, server.text() + " is not the master any more");

@@ -54,7 +54,7 @@ public:
     // The next reply, built in the arena; nullptr when none is whole, or when it is broken.
     Reply *take_reply(Arena &arena) {
         Reply *reply = reader_.take_reply(arena);
-        return reply || !reader_.is_broken() ? reply : broken();
+        return reply != nullptr || !reader_.is_broken() ? reply : broken();
     }
     Reader &reader() { return reader_; }
 

@@ -93,7 +93,7 @@ Handshake::State Handshake::speak() {
         }
         while (replies_.size() < expected_) {
             Reply *reply = connection_->take_reply(arena_);
-            if (!reply) {
+            if (reply == nullptr) {
                 break;
             }
             replies_.push_back(reply);

@@ -109,7 +109,7 @@ Reader::Item Reader::take(Arena &arena) {
         }
     }
     reply_ = take_reply(arena);
-    return reply_ ? Item::kReply : is_broken() ? Item::kBroken : Item::kNone;
+    return reply_ != nullptr ? Item::kReply : is_broken() ? Item::kBroken : Item::kNone;
 }
 
 // Takes a number off the front, which is what a write is answered with: reply_. One with a sign is anything else.

@@ -68,7 +68,7 @@ public:
     int32_t read_hash(const RecordName &name, StoredFields &fields) override {
         int32_t code = 0;
         const Reply *reply = read(name.db, {"HGETALL", name.key}, requests_.limit(), &code);
-        return !reply ? code : to_fields(*reply, fields) ? 0 : refusal(name.key, *reply);
+        return reply == nullptr ? code : to_fields(*reply, fields) ? 0 : refusal(name.key, *reply);
     }
 
     int32_t write_hash(const RecordName &name, const StoredFields &fields, std::span<const int32_t> written) override {
@@ -94,7 +94,7 @@ public:
     int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) override {
         int32_t code = 0;
         const Reply *reply = read(name.db, {"GET", name.key}, requests_.limit(), &code);
-        if (!reply) {
+        if (reply == nullptr) {
             return code;
         }
         found = reply->type == Reply::Type::kString;
@@ -184,7 +184,7 @@ int32_t RedisStore::run(Script &script, const RecordName &name) {
         }
         command_[kDigest] = script.digest;
         const Reply *reply = requests_.make(name.db, command_, Repeat::kNever, end, arena_, &code);
-        if (!reply) {
+        if (reply == nullptr) {
             return code;
         }
         if (reply->type == Reply::Type::kInteger) {
@@ -199,7 +199,7 @@ int32_t RedisStore::run(Script &script, const RecordName &name) {
 int32_t RedisStore::load(Script &script, int32_t db, TimePoint end) {
     int32_t code = 0;
     const Reply *reply = read(db, {"SCRIPT", "LOAD", script.body}, end, &code);
-    if (!reply) {
+    if (reply == nullptr) {
         return code;
     }
     if (reply->type != Reply::Type::kString) {
@@ -217,7 +217,7 @@ int32_t RedisStore::scan_hashes(int32_t db, std::string_view type, ScanVisitor &
     const std::string set = std::string(kSetPrefix).append(type);
     const std::array<std::string_view, 2> command{"SMEMBERS", set};
     const Reply *members = requests_.make(db, command, Repeat::kOnce, requests_.limit(), keys_arena, &code);
-    if (!members) {
+    if (members == nullptr) {
         return code;
     }
     if (members->type != Reply::Type::kArray) {

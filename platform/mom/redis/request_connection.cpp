@@ -66,7 +66,7 @@ const Reply *RequestConnection::poll_until(Arena &arena, TimePoint until, int32_
     Connection &connection = *connection_;
     *code = OX_MOM_E_LOST;
     const Reply *reply = connection.take_reply(arena);
-    while (!reply && !connection.reader().is_broken()) {
+    while (reply == nullptr && !connection.reader().is_broken()) {
         const bool sending = connection.has_unsent();
         if (!wait_for(sending ? POLLOUT : POLLIN, until)) {
             *code = fail(OX_MOM_E_TIMEOUT, "%s: no answer in time", connection.peer().c_str());

@@ -42,13 +42,13 @@ const Reply *Requests::make(int32_t db, std::span<const std::string_view> comman
                             Arena &arena, int32_t *code) {
     for (;; repeat = Repeat::kNever) {
         RequestConnection *connection = this->connection(db, end, code);
-        if (!connection) {
+        if (connection == nullptr) {
             return nullptr;
         }
         connection->add(command);
         arena.clear();
         const Reply *reply = await(*connection, end, arena, code);
-        if (reply || *code != OX_MOM_E_LOST || repeat == Repeat::kNever || !link_.is_up()) {
+        if (reply != nullptr || *code != OX_MOM_E_LOST || repeat == Repeat::kNever || !link_.is_up()) {
             return reply;
         }
     }
@@ -65,7 +65,7 @@ int32_t Requests::try_batch(int32_t db, std::string_view commands, size_t count,
                             std::vector<const Reply *> &replies) {
     int32_t code = 0;
     RequestConnection *connection = this->connection(db, end, &code);
-    if (!connection) {
+    if (connection == nullptr) {
         return code;
     }
     arena.clear();
@@ -74,7 +74,7 @@ int32_t Requests::try_batch(int32_t db, std::string_view commands, size_t count,
     connection->add_encoded(commands);
     while (replies.size() < count) {
         const Reply *reply = await(*connection, end, arena, &code);
-        if (!reply) {
+        if (reply == nullptr) {
             return code;
         }
         replies.push_back(reply);
@@ -84,8 +84,8 @@ int32_t Requests::try_batch(int32_t db, std::string_view commands, size_t count,
 
 const Reply *Requests::await(RequestConnection &connection, TimePoint end, Arena &arena, int32_t *code) try {
     const Reply *reply = connection.take(arena);  // what follows in a batch has often come already
-    reply = reply ? reply : await_in_time(connection, end, arena, code);
-    if (!reply) {
+    reply = reply != nullptr ? reply : await_in_time(connection, end, arena, code);
+    if (reply == nullptr) {
         *code = give_up(connection, *code);
         return nullptr;
     }
@@ -98,7 +98,7 @@ const Reply *Requests::await(RequestConnection &connection, TimePoint end, Arena
 // While an answer is late, the server is asked on the other connection whether it is there at all.
 const Reply *Requests::await_in_time(RequestConnection &connection, TimePoint end, Arena &arena, int32_t *code) {
     const Reply *reply = connection.await(arena, end, code);
-    if (reply || *code != OX_MOM_E_TIMEOUT) {
+    if (reply != nullptr || *code != OX_MOM_E_TIMEOUT) {
         return reply;
     }
     link_.ping();

@@ -47,7 +47,7 @@ void Lookup::run() noexcept {
     addrinfo *found = nullptr;
     error = getaddrinfo(host.c_str(), port.c_str(), &hints, &found);
     try {
-        for (const addrinfo *each = error == 0 ? found : nullptr; each; each = each->ai_next) {
+        for (const addrinfo *each = error == 0 ? found : nullptr; each != nullptr; each = each->ai_next) {
             Address &address = addresses.emplace_back();
             std::memcpy(&address.bytes, each->ai_addr, each->ai_addrlen);
             address.size = each->ai_addrlen;
@@ -61,7 +61,7 @@ void Lookup::run() noexcept {
     ended_at = Clock::now();
     ended.store(true, std::memory_order_release);
     const uint64_t one = 1;
-    static_cast<void>(!write(event.get(), &one, sizeof one));  // can't fail: nobody wrote before
+    static_cast<void>(write(event.get(), &one, sizeof one) == sizeof one);  // can't fail: nobody wrote before
 }
 
 namespace {

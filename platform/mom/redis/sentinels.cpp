@@ -82,15 +82,15 @@ private:
 
     void open() {
         const std::vector<Command> commands = {{"SUBSCRIBE", kChannel}};
-        opening_ =
-            std::make_unique<Opening>(opener_, sentinel_, commands, Clock::now() + timeout_,
-                                      [this](Handshake &handshake, Handshake::State state) {
-                                          if (state != Handshake::State::kDone || first_error(handshake.replies())) {
-                                              pause();
-                                          } else {
-                                              guarded([&] { listen(handshake.take_connection()); });
-                                          }
-                                      });
+        opening_ = std::make_unique<Opening>(opener_, sentinel_, commands, Clock::now() + timeout_,
+                                             [this](Handshake &handshake, Handshake::State state) {
+                                                 if (state != Handshake::State::kDone ||
+                                                     first_error(handshake.replies()) != nullptr) {
+                                                     pause();
+                                                 } else {
+                                                     guarded([&] { listen(handshake.take_connection()); });
+                                                 }
+                                             });
         opening_->start();
     }
 
