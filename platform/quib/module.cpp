@@ -175,7 +175,7 @@ void Module::dismiss_silent(TimePoint now) try {
     // The timer is set for a time that has passed: it is tried again.
 }
 
-// For the next time that there is something to tidy.
+// For the next time that there is something to tidy. Who waits for an answer is not silent, however long it takes.
 void Module::set_timer() {
     std::optional<TimePoint> first = paused_until_;
     for (const Operator &each : operators_) {

@@ -25,8 +25,6 @@ namespace mom {
 
 class Client final : private StoreListener {
 public:
-    static constexpr int32_t kDatabases = 29;
-
     // nullptr, with the reason in last_error(), when it fails. timeout: of one request.
     static MomClient *create(const StoreName &name, Millis timeout);
     Client(const Client &) = delete;

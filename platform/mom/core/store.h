@@ -13,6 +13,8 @@
 
 namespace mom {
 
+constexpr int32_t kDatabases = 29;  // as many as are used: 0 to 28
+
 // How a record is found: database, type, and a key that tells it from all other records of the database.
 struct RecordName {
     int32_t db;

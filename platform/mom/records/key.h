@@ -3,12 +3,16 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include <protobuf-c/protobuf-c.h>
 
 namespace mom {
 
 constexpr uint32_t kIndexField = 5;
+
+// Before a type's name: the key of the set of its records. No type's name has a colon, so it is no record's.
+constexpr std::string_view kSetPrefix = "records:";
 
 // The index of a type of hashes; nullptr for a type of single objects, whose key is the type's name alone.
 const ProtobufCFieldDescriptor *index_of(const ProtobufCMessageDescriptor &type);

@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "core/error.h"
+#include "core/store.h"
+#include "records/key.h"
 #include "redis/login.h"
 #include "redis/sentinels.h"
 
@@ -12,8 +14,8 @@ namespace mom::redis {
 
 namespace {
 
-// No type has an empty name, so there is no such record. The answer is that of any read.
-constexpr std::string_view kNoRecord = "records:";
+// No type has an empty name, so there is no such set. The answer is that of any read.
+constexpr std::string_view kNothing = kSetPrefix;
 
 enum Question : size_t { kRole, kSelect, kRead, kQuestions };
 
@@ -86,10 +88,11 @@ void Attempt::hear_sentinel(const Endpoint &sentinel, Handshake &handshake, Hand
 }
 
 void Attempt::open(const Endpoint &server, TimePoint until) {
+    const std::string highest = std::to_string(kDatabases - 1);  // who has it has all that are used
     std::vector<Command> commands = login(name_);
     commands.push_back({"ROLE"});
-    commands.push_back({"SELECT", kHighestDatabase});
-    commands.push_back({"HGETALL", kNoRecord});
+    commands.push_back({"SELECT", highest});
+    commands.push_back({"HGETALL", kNothing});
     opening_ = std::make_unique<Opening>(opener_, server, commands, until,
                                          [this, server](Handshake &handshake, Handshake::State state) {
                                              guarded([&] { hear_server(server, handshake, state); });

@@ -82,6 +82,7 @@ private:
     // Coming up.
     void begin() noexcept;
     void reached(const Endpoint &server, std::unique_ptr<Connection> connection);
+    // Once everything is followed: what is read then, and what is heard from then on, leave no gap.
     void up_if_confirmed();
     void attempt_failed(int32_t code, std::string_view why) noexcept;
     void keep_reason(int32_t code, std::string_view why) noexcept;

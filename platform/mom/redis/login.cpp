@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "core/store.h"
+
 namespace mom::redis {
 
 std::vector<Command> login(const StoreName &name) {
@@ -28,7 +30,8 @@ std::string explain(const std::string &server, const StoreName &name, const Repl
     std::string text = server + ": ";
     text += words;
     if (error.text.find("DB index") != std::string_view::npos) {
-        text.append(": it has fewer than 29 databases; raise the `databases` setting in its configuration");
+        text.append(": it has fewer than ").append(std::to_string(kDatabases));
+        text.append(" databases; raise the `databases` setting in its configuration");
     }
     return text;
 }

@@ -12,9 +12,6 @@
 
 namespace mom::redis {
 
-// Says that there are as many databases as are used.
-inline constexpr std::string_view kHighestDatabase = "28";
-
 // The commands that a conversation begins with; none without a password. They refer to the name.
 std::vector<Command> login(const StoreName &name);
 

@@ -8,6 +8,7 @@
 #include "core/store.h"
 #include "core/tell.h"
 #include "ox_mom.h"
+#include "records/key.h"
 #include "records/notification.h"
 #include "redis/requests.h"
 #include "redis/scripts.h"
@@ -18,16 +19,11 @@ namespace redis {
 
 namespace {
 
-constexpr size_t kDatabases = 29;  // as many as are used: 0 to 28
-
 constexpr size_t kScanBatch = 256;  // records asked for at once
 
 // Each batch has the time of a request, and all together have so many times that: what is scanned slowly, batch after
 // batch in time, does not keep its caller for ever. The time that the visitor takes is not counted.
 constexpr int kScanLimits = 10;
-
-// Before a type's name: the set of its records. No type's name has a colon, so it is no record's key.
-constexpr std::string_view kSetPrefix = "records:";
 
 constexpr size_t kDigest = 1;  // the place of a script's digest among the words of the command that runs it
 

@@ -44,8 +44,6 @@ public:
                        std::vector<const Reply *> &replies);
 
 private:
-    static constexpr size_t kDatabases = 29;  // as many as are used: 0 to 28
-
     // The database's connection, open; nullptr, with the code, when there is none.
     RequestConnection *connection(int32_t db, TimePoint end, int32_t *code);
     int32_t open(RequestConnection &connection, int32_t db, TimePoint end);
