@@ -1,26 +1,43 @@
 #include "invocation.h"
 
 #include <ffi.h>
-
-#include <utility>
-
-#include "thread_state.h"
+#include <new>
+#include <pthread.h>
 
 namespace quib {
 
 namespace {
 
+// Where the innermost handler that runs on the thread tells aside. No thread_local, for the reason that
+// thread_state.cpp has.
+struct Key {
+    Key() : failed(pthread_key_create(&value, nullptr) != 0) {}
+
+    pthread_key_t value{};
+    bool failed;
+};
+
+const Key &key() {
+    static const Key only;
+    return only;
+}
+
+int32_t *innermost() { return key().failed ? nullptr : static_cast<int32_t *>(pthread_getspecific(key().value)); }
+
 // What is told aside while it lives, in place of what is told to a handler further out: one may run the client, and so
 // another.
 class Listening {
 public:
-    explicit Listening(int32_t &told) : state_(ThreadState::get()), outer_(std::exchange(state_.told_aside, &told)) {}
-    ~Listening() { state_.told_aside = outer_; }
+    explicit Listening(int32_t &told) : outer_(innermost()) {
+        if (key().failed || pthread_setspecific(key().value, &told) != 0) {
+            throw std::bad_alloc();
+        }
+    }
+    ~Listening() { pthread_setspecific(key().value, outer_); }
     Listening(const Listening &) = delete;
     Listening &operator=(const Listening &) = delete;
 
 private:
-    ThreadState &state_;
     int32_t *outer_;
 };
 
@@ -47,12 +64,11 @@ Outcome invoke(QuibHandler handler, std::vector<Value> &values) {
 }
 
 bool fail_running(int32_t status) {
-    const ThreadState *state = ThreadState::find();
-    if (state == nullptr || state->told_aside == nullptr) {
-        return false;
+    int32_t *told = innermost();
+    if (told != nullptr) {
+        *told = status;
     }
-    *state->told_aside = status;
-    return true;
+    return told != nullptr;
 }
 
 }  // namespace quib

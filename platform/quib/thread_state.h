@@ -1,4 +1,4 @@
-// What the console keeps of a thread: its modules, and what its commands tell aside.
+// What the console keeps of a thread: its modules.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,6 @@ namespace quib {
 // that calls exit(), it ends then.
 struct ThreadState {
     std::list<std::unique_ptr<Module>> modules;  // the latest first
-    int32_t *told_aside = nullptr;               // of the innermost handler that runs; nullptr: none does
 
     // nullptr when the thread has none.
     static ThreadState *find();
