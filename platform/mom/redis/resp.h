@@ -52,11 +52,28 @@ enum class Found : uint8_t {
     return Found::kWhole;
 }
 
+// Takes the head of a string off whose length has one digit, as that of most has. False: it is anything else.
+[[gnu::always_inline]] inline bool take_short_head(std::string_view &bytes, size_t &length) {
+    constexpr size_t kHead = 4;
+    const char *at = bytes.data();
+    if (bytes.size() < kHead || at[0] != '$' || at[2] != '\r' || at[3] != '\n') {
+        return false;
+    }
+    length = static_cast<uint8_t>(at[1]) - size_t{'0'};
+    if (length > 9) {
+        return false;
+    }
+    bytes = {at + kHead, bytes.size() - kHead};
+    return true;
+}
+
 // Takes a string off the front: its length, and so many bytes.
 [[gnu::always_inline]] inline Found take_string(std::string_view &bytes, std::string_view &text) {
     size_t length = 0;
-    if (const Found found = take_count(bytes, '$', length); found != Found::kWhole) {
-        return found;
+    if (!take_short_head(bytes, length)) {
+        if (const Found found = take_count(bytes, '$', length); found != Found::kWhole) {
+            return found;
+        }
     }
     if (bytes.size() < length + kLineEndSize) {
         return Found::kPart;
