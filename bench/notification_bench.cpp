@@ -239,7 +239,7 @@ Followed field_of_many() {
 
 void notification_of_type(benchmark::State &state) { notification(state, type()); }
 void notification_of_field(benchmark::State &state) { notification(state, field()); }
-void notification_of_many(benchmark::State &state) { notification(state, field_of_many(), 4.0); }
+void notification_of_many(benchmark::State &state) { notification(state, field_of_many(), 6.0); }
 void live_notification_of_type(benchmark::State &state) { live_notification(state, type()); }
 
 }  // namespace

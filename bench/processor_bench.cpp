@@ -45,7 +45,7 @@ void write_records(const bench::Store &store, int32_t nodes, bool ready) {
 }
 
 // Beside the scan alone. With ten times as many nodes their entries are no longer in the processor's nearest cache.
-double scan_limit(int32_t nodes) { return nodes > 1000 ? 1.5 : 1.3; }
+double scan_limit(int32_t nodes) { return nodes > 1000 ? 1.5 : 1.4; }
 
 // That a node is new takes a walk over those that are listed.
 double first_scan_limit(int32_t nodes) { return nodes > 1000 ? 60 : 1.5; }
