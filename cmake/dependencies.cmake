@@ -46,6 +46,8 @@ else()
   trel_cap_needs(libedit_FOUND libedit libedit-dev https://thrysoee.dk/editline)
   find_package(CLI11 2.1 QUIET)
   trel_cap_needs(CLI11_FOUND "CLI11 2.1" libcli11-dev https://github.com/CLIUtils/CLI11)
+  pkg_check_modules(libmicrohttpd QUIET IMPORTED_TARGET libmicrohttpd>=0.9.75)
+  trel_cap_needs(libmicrohttpd_FOUND "libmicrohttpd 0.9.75" libmicrohttpd-dev https://www.gnu.org/software/libmicrohttpd)
   find_package(nlohmann_json 3.7 QUIET)
   trel_cap_needs(nlohmann_json_FOUND "nlohmann_json 3.7" nlohmann-json3-dev https://json.nlohmann.me)
 

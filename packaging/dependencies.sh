@@ -9,6 +9,7 @@ packages_source=( # a build from source
   libzlog-dev                                           # logging layer, 1.2.18
   libffi-dev libedit-dev                                # console
   libcli11-dev nlohmann-json3-dev                       # trel_capctl
+  libmicrohttpd-dev                                     # its board
 )
 packages_build=("${packages_source[@]}" ccache ninja-build) # and the presets
 packages_test=(libgmock-dev libgtest-dev)
@@ -21,7 +22,7 @@ packages_arm=(crossbuild-essential-armhf qemu-user)
 packages_arm_tree=(
   libc6-dev libstdc++6
   libprotobuf-c-dev libhiredis-dev libzlog-dev libffi-dev libedit-dev
-  libcli11-dev nlohmann-json3-dev libgmock-dev libgtest-dev
+  libcli11-dev nlohmann-json3-dev libmicrohttpd-dev libgmock-dev libgtest-dev
 )
 
 # What a release of Debian lacks, and the suite that has it: prints the suite and the packages to take from there.
@@ -72,6 +73,7 @@ home_of() { # PACKAGE
     libedit-dev) echo https://thrysoee.dk/editline ;;
     libcli11-dev) echo "https://github.com/CLIUtils/CLI11, 2.1 or later" ;;
     nlohmann-json3-dev) echo "https://json.nlohmann.me, 3.7 or later" ;;
+    libmicrohttpd-dev) echo "https://www.gnu.org/software/libmicrohttpd, 0.9.75 or later" ;;
     libgmock-dev | libgtest-dev) echo https://github.com/google/googletest ;;
     libbenchmark-dev) echo https://github.com/google/benchmark ;;
     redis-server) echo https://redis.io ;;

@@ -26,7 +26,9 @@ declare -A allowed=(
   [tools/record]="app/trel_cap/include platform/base platform/command_line records protobuf-c nlohmann-json"
   [tools/store]="app/trel_cap/include platform/include platform/command_line tools/record"
   [tools/chassis]="app/trel_cap/include platform/command_line tools/record tools/store nlohmann-json"
-  [tools/verbs]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis protobuf-c cli11 nlohmann-json"
+  [tools/board]="app/trel_cap/include platform/include platform/base platform/command_line tools/record tools/store
+    tools/chassis nlohmann-json libmicrohttpd"
+  [tools/verbs]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis tools/board protobuf-c cli11 nlohmann-json"
   [examples]="app/trel_cap/include platform/include records protobuf-c cli11"
 )
 
@@ -44,6 +46,7 @@ place_of() { # NAME INCLUDING_FILE
     command_line/*) echo platform/command_line && return ;;
     histedit.h | editline/*) echo libedit && return ;;
     CLI/*) echo cli11 && return ;;
+    microhttpd.h) echo libmicrohttpd && return ;;
     nlohmann/*) echo nlohmann-json && return ;;
   esac
   [ ! -e "$(dirname "$2")/$1" ] || return 0

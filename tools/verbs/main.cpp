@@ -21,6 +21,7 @@ int run(int argc, char **argv) {
     add_check(verbs);
     add_node(verbs);
     add_ready(verbs);
+    add_board(verbs);
     add_dump(verbs);
     add_load(verbs);
     add_diff(verbs);

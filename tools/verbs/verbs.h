@@ -65,6 +65,7 @@ private:
 CLI::Option_group &add_choice(CLI::App &command, const std::string &title);
 
 // A file each.
+void add_board(Verbs &verbs);
 void add_complete(Verbs &verbs);
 void add_card(Verbs &verbs);
 void add_check(Verbs &verbs);
