@@ -15,6 +15,7 @@ packages_build=("${packages_source[@]}" ccache ninja-build) # and the presets
 packages_test=(libgmock-dev libgtest-dev)
 packages_redis=(redis-server)
 packages_valkey=(valkey-server)
+packages_browser=(chromium chromium-driver) # half a gigabyte: for ./dev test --all and ./dev picture alone
 packages_style=(clang-format-14 clang-tidy-14) # of one version: others format and warn differently
 packages_bench=(libbenchmark-dev valgrind)
 packages_arm=(crossbuild-essential-armhf qemu-user)

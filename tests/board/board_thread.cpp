@@ -4,9 +4,9 @@
 
 namespace board_test {
 
-BoardThread::BoardThread(const std::string &store_name) {
+BoardThread::BoardThread(const std::string &store_name, uint16_t wanted) {
     std::promise<uint16_t> port;
-    thread_ = std::thread([this, &store_name, &port] { run(store_name, port); });
+    thread_ = std::thread([this, &store_name, wanted, &port] { run(store_name, wanted, port); });
     port_ = port.get_future().get();
 }
 
@@ -15,9 +15,9 @@ BoardThread::~BoardThread() {
     thread_.join();
 }
 
-void BoardThread::run(const std::string &store_name, std::promise<uint16_t> &port) {
+void BoardThread::run(const std::string &store_name, uint16_t wanted, std::promise<uint16_t> &port) {
     store::Store store(store_name);
-    board::Board board(store, {.host = "127.0.0.1", .port = 0});
+    board::Board board(store, {.host = "127.0.0.1", .port = wanted});
     port.set_value(board.address().port);
     while (!ends_) {
         board.process(std::chrono::milliseconds(10));

@@ -13,7 +13,8 @@ namespace board_test {
 
 class BoardThread {
 public:
-    explicit BoardThread(const std::string &store_name);
+    // Port 0: any that is free.
+    explicit BoardThread(const std::string &store_name, uint16_t port = 0);
     ~BoardThread();
     BoardThread(const BoardThread &) = delete;
     BoardThread &operator=(const BoardThread &) = delete;
@@ -21,7 +22,7 @@ public:
     uint16_t port() const { return port_; }
 
 private:
-    void run(const std::string &store_name, std::promise<uint16_t> &port);
+    void run(const std::string &store_name, uint16_t wanted, std::promise<uint16_t> &port);
 
     std::atomic<bool> ends_ = false;
     uint16_t port_ = 0;

@@ -74,10 +74,10 @@ Reply Connection::read_headers() {
     }
     reply.status = std::stoi(first.substr(9, 3));
     for (std::string line = take_line(); !line.empty(); line = take_line()) {
-        const size_t colon = line.find(": ");
+        const size_t colon = line.find(':');
         std::string name = line.substr(0, colon);
         std::transform(name.begin(), name.end(), name.begin(), [](char letter) { return std::tolower(letter); });
-        reply.headers[name] = line.substr(colon + 2);
+        reply.headers[name] = line.substr(line.find_first_not_of(' ', colon + 1));
     }
     return reply;
 }
