@@ -52,6 +52,7 @@ Browser::Browser() : port_(static_cast<uint16_t>(test_support::unused_port())) {
                             "--disable-component-update",
                             "--disable-sync",
                             "--hide-scrollbars",
+                            "--remote-debugging-pipe",  // it ends with the driver, however that ends
                             "--user-data-dir=" + profile_.file("profile")};
     const json wanted = {{"browserName", "chrome"},
                          {"goog:chromeOptions", {{"args", arguments}}},
