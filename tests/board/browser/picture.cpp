@@ -58,7 +58,7 @@ void take_picture(const char *file) {
     store::Store store("mem:picture");
     board_test::BoardThread board("mem:picture");
     board_test::Browser browser;
-    browser.resize(1240, 1000);
+    browser.resize(1160, 940);
     browser.prefer("light");
     browser.open("http://127.0.0.1:" + std::to_string(board.port()) + "/");
     play(store);
