@@ -38,6 +38,7 @@ install(
   DESTINATION ${doc_dir}
   FILES_MATCHING
   PATTERN *.md
+  PATTERN *.png
   PATTERN *.c
   PATTERN examples/*.cpp
   PATTERN demo EXCLUDE)
