@@ -88,7 +88,8 @@ std::string missing_lines(const Judgement &judgement) {
         const std::string line = "  " + text(name_of(each.actor)) + ": " + why(judgement, each) + "\n";
         const std::string command = remedy(judgement, each);
         if (line != before) {
-            lines += line + (command.empty() ? "" : "      at a desk: " + command + "\n");
+            lines += line;
+            lines += command.empty() ? "" : "      at a desk: " + command + "\n";
         }
         before = line;
     }
@@ -203,7 +204,7 @@ std::vector<std::string> notes(const Judgement &judgement) {
     const ClassRules &rules = rules_of(class_in(judgement));
     std::vector<std::string> notes;
     if (ends_ready(judgement.told, rules.list) && !ends_ready(judgement.told_to_own, rules.list)) {
-        notes.push_back(
+        notes.emplace_back(
             rules.card_class == CardClass::kFabric
                 ? "fabric cards are announced in advance to those only who ask for CM_NODE (5) too."
                 : "who asks for the events of HPS cards alone is not told: the card's model in card_info is not that "

@@ -6,19 +6,27 @@ namespace {
 
 using Records = std::vector<const record::Record *>;
 
-// Where a kind of record goes; nullptr: it is of no node.
-Records NodeRecords::*list_for(const record::Record &record) {
+// The node that a record names, and where records of its kind go.
+struct Place {
+    int32_t node;
+    Records NodeRecords::*list;
+};
+
+std::optional<Place> place_by_node(const record::Record &record) {
     const ProtobufCMessageDescriptor *const type = record.type().descriptor;
     if (type == &card_info__descriptor) {
-        return &NodeRecords::cards;
+        return Place{record.as<CardInfo>().card_nodeid, &NodeRecords::cards};
     }
     if (type == &app_df_card_deny_check_result__descriptor) {
-        return &NodeRecords::checks;
+        return Place{record.as<AppDfCardDenyCheckResult>().card_nodeid, &NodeRecords::checks};
     }
     if (type == &cap_fe_ready__descriptor) {
-        return &NodeRecords::fe_ready;
+        return Place{record.as<CapFeReady>().index->node, &NodeRecords::fe_ready};
     }
-    return type == &cap_cm_ready__descriptor ? &NodeRecords::cm_ready : nullptr;
+    if (type == &cap_cm_ready__descriptor) {
+        return Place{record.as<CapCmReady>().index->node, &NodeRecords::cm_ready};
+    }
+    return std::nullopt;
 }
 
 template <class Index>
@@ -55,26 +63,17 @@ void take_card(Card &card, const CardInfo &info) {
 }  // namespace
 
 std::optional<int32_t> node_of(const record::Record &record) {
-    const ProtobufCMessageDescriptor *const type = record.type().descriptor;
-    if (type == &card_info__descriptor) {
-        return record.as<CardInfo>().card_nodeid;
-    }
-    if (type == &app_df_card_deny_check_result__descriptor) {
-        return record.as<AppDfCardDenyCheckResult>().card_nodeid;
-    }
-    if (type == &cap_fe_ready__descriptor) {
-        return record.as<CapFeReady>().index->node;
-    }
-    return type == &cap_cm_ready__descriptor ? std::optional(record.as<CapCmReady>().index->node) : std::nullopt;
+    const auto place = place_by_node(record);
+    return place ? std::optional(place->node) : std::nullopt;
 }
 
 std::map<int32_t, NodeRecords> records_by_node(const store::Snapshot &snapshot) {
     std::map<int32_t, NodeRecords> nodes;
     for (const auto &[key, record] : snapshot.records()) {
-        if (const auto node = node_of(record)) {
-            NodeRecords &records = nodes[*node];
-            records.node = *node;
-            (records.*list_for(record)).push_back(&record);
+        if (const auto place = place_by_node(record)) {
+            NodeRecords &records = nodes[place->node];
+            records.node = place->node;
+            (records.*place->list).push_back(&record);
         }
     }
     return nodes;
@@ -84,19 +83,23 @@ NodeRecords records_of(const store::Snapshot &snapshot, int32_t node) {
     NodeRecords records;
     records.node = node;
     for (const auto &[key, record] : snapshot.records()) {
-        if (node_of(record) == node) {
-            (records.*list_for(record)).push_back(&record);
+        if (const auto place = place_by_node(record); place && place->node == node) {
+            (records.*place->list).push_back(&record);
         }
     }
     return records;
 }
 
 std::optional<CardClass> class_of(const NodeRecords &records) {
-    for (auto card = records.cards.rbegin(); card != records.cards.rend(); ++card) {
-        const CardStaticInfo *const info = (*card)->as<CardInfo>().static_info;
+    std::optional<CardClass> of_card;
+    for (const record::Record *card : records.cards) {
+        const CardStaticInfo *const info = card->as<CardInfo>().static_info;
         if (info != nullptr && class_of(info->node_type)) {
-            return class_of(info->node_type);
+            of_card = class_of(info->node_type);  // the last of several
         }
+    }
+    if (of_card) {
+        return of_card;
     }
     if (!records.fe_ready.empty()) {
         if (const auto named = class_of(records.fe_ready.back()->as<CapFeReady>().node_type)) {
