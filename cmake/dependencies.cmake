@@ -50,6 +50,8 @@ else()
   trel_cap_needs(libmicrohttpd_FOUND "libmicrohttpd 0.9.75" libmicrohttpd-dev https://www.gnu.org/software/libmicrohttpd)
   find_package(nlohmann_json 3.7 QUIET)
   trel_cap_needs(nlohmann_json_FOUND "nlohmann_json 3.7" nlohmann-json3-dev https://json.nlohmann.me)
+  pkg_check_modules(yaml_cpp QUIET IMPORTED_TARGET yaml-cpp>=0.6.2)
+  trel_cap_needs(yaml_cpp_FOUND "yaml-cpp 0.6.2" libyaml-cpp-dev https://github.com/jbeder/yaml-cpp)
 
   # zlog ships no description for pkg-config. The archive is the logging layer's, the library the tests'.
   find_path(zlog_INCLUDE_DIR zlog.h)

@@ -8,7 +8,7 @@ packages_source=( # a build from source
   libhiredis-dev                                        # object-store client
   libzlog-dev                                           # logging layer, 1.2.18
   libffi-dev libedit-dev                                # console
-  libcli11-dev nlohmann-json3-dev                       # trel_capctl
+  libcli11-dev nlohmann-json3-dev libyaml-cpp-dev       # trel_capctl
   libmicrohttpd-dev                                     # its board
 )
 packages_build=("${packages_source[@]}" ccache ninja-build) # and the presets
@@ -23,7 +23,7 @@ packages_arm=(crossbuild-essential-armhf qemu-user)
 packages_arm_tree=(
   libc6-dev libstdc++6
   libprotobuf-c-dev libhiredis-dev libzlog-dev libffi-dev libedit-dev
-  libcli11-dev nlohmann-json3-dev libmicrohttpd-dev libgmock-dev libgtest-dev
+  libcli11-dev nlohmann-json3-dev libmicrohttpd-dev libyaml-cpp-dev libgmock-dev libgtest-dev
 )
 
 # What a release of Debian lacks, and the suite that has it: prints the suite and the packages to take from there.
@@ -75,6 +75,7 @@ home_of() { # PACKAGE
     libcli11-dev) echo "https://github.com/CLIUtils/CLI11, 2.1 or later" ;;
     nlohmann-json3-dev) echo "https://json.nlohmann.me, 3.7 or later" ;;
     libmicrohttpd-dev) echo "https://www.gnu.org/software/libmicrohttpd, 0.9.75 or later" ;;
+    libyaml-cpp-dev) echo "https://github.com/jbeder/yaml-cpp, 0.6.2 or later" ;;
     libgmock-dev | libgtest-dev) echo https://github.com/google/googletest ;;
     libbenchmark-dev) echo https://github.com/google/benchmark ;;
     redis-server) echo https://redis.io ;;

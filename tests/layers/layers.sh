@@ -28,7 +28,11 @@ declare -A allowed=(
   [tools/chassis]="app/trel_cap/include platform/command_line tools/record tools/store nlohmann-json"
   [tools/board]="app/trel_cap/include platform/include platform/base platform/command_line tools/record tools/store
     tools/chassis nlohmann-json libmicrohttpd"
-  [tools/verbs]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis tools/board protobuf-c cli11 nlohmann-json"
+  [tools/scenario]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis yaml-cpp nlohmann-json"
+  [tools/trial]="app/trel_cap/include platform/include platform/base platform/command_line tools/record tools/store
+    tools/scenario"
+  [tools/verbs]="app/trel_cap/include platform/base platform/command_line tools/record tools/store tools/chassis
+    tools/scenario tools/trial tools/board protobuf-c cli11 nlohmann-json"
   [examples]="app/trel_cap/include platform/include records protobuf-c cli11"
 )
 
@@ -48,6 +52,7 @@ place_of() { # NAME INCLUDING_FILE
     CLI/*) echo cli11 && return ;;
     microhttpd.h) echo libmicrohttpd && return ;;
     nlohmann/*) echo nlohmann-json && return ;;
+    yaml-cpp/*) echo yaml-cpp && return ;;
   esac
   [ ! -e "$(dirname "$2")/$1" ] || return 0
   local place

@@ -26,6 +26,9 @@ int run(int argc, char **argv) {
     add_load(verbs);
     add_diff(verbs);
     add_decode(verbs);
+    add_play(verbs);
+    add_record(verbs);
+    add_test(verbs);
     add_complete(verbs);
     return verbs.run(argc, argv);
 }

@@ -36,7 +36,8 @@ void Progress::show(size_t done) {
     }
     next_ = Clock::now() + kPeriod;
     is_shown_ = true;
-    command_line::write_error(kEraseLine + what_ + ": " + std::to_string(done) + " of " + std::to_string(total_));
+    command_line::write_error(kEraseLine + what_ + ": " + std::to_string(done) +
+                              (total_ == 0 ? "" : " of " + std::to_string(total_)));
 }
 
 }  // namespace capctl

@@ -9,6 +9,7 @@ namespace capctl {
 
 class Progress {
 public:
+    // total 0: nobody knows.
     Progress(std::string what, size_t total);
     ~Progress();  // takes the line away
     Progress(const Progress &) = delete;

@@ -78,8 +78,11 @@ void add_get(Verbs &verbs);
 void add_load(Verbs &verbs);
 void add_ls(Verbs &verbs);
 void add_node(Verbs &verbs);
+void add_play(Verbs &verbs);
 void add_ready(Verbs &verbs);
+void add_record(Verbs &verbs);
 void add_set(Verbs &verbs);
+void add_test(Verbs &verbs);
 void add_wait(Verbs &verbs);
 void add_watch(Verbs &verbs);
 

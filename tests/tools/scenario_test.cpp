@@ -1,0 +1,282 @@
+// play, record and test: scenarios, as a user of trel_capctl meets them.
+#include <sys/stat.h>
+
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <sstream>
+#include <thread>
+
+#include "capctl_test.h"
+#include "private_directory.h"
+
+namespace capctl_test {
+
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr char kLateCheck[] = "about: a test\n"
+                              "cards: {lc1: {class: lc, node: 3}}\n"
+                              "steps:\n"
+                              "  - insert: lc1\n"
+                              "  - ready: lc1\n"
+                              "  - {at: 20ms, check: lc1, result: pass}\n"
+                              "expect: [{event: fe_node, node: lc1}]\n";
+
+// What a program that is under way is to bring about.
+bool comes_true(const std::function<bool()> &condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(40);
+    while (!condition() && std::chrono::steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return condition();
+}
+
+class Files {
+public:
+    std::string write(const std::string &name, const std::string &text) const {
+        std::ofstream(directory_.file(name)) << text;
+        return directory_.file(name);
+    }
+    static std::string read(const std::string &file) {
+        std::ifstream in(file);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    std::string file(const std::string &name) const { return directory_.file(name); }
+
+private:
+    test_support::PrivateDirectory directory_;
+};
+
+class Play : public ServerTest {
+protected:
+    Files files_;
+};
+
+TEST_F(Play, WritesEachStepAndPrintsIt) {
+    const std::string file = files_.write("late.yaml", kLateCheck);
+    EXPECT_THAT(run({"play", file}), Prints("    0.000 s  insert lc1, node 3, slot 3\n"
+                                            "    0.000 s  ready lc1, node 3\n"
+                                            "    0.020 s  check lc1, node 3: pass\n"));
+    EXPECT_THAT(run({"ls"}).out, HasSubstr("app_df_card_deny_check_result:0:0:3:0"));
+    EXPECT_THAT(run({"play", file, "--quiet", "--speed", "max"}), Prints(""));
+    EXPECT_EQ(run({"play", file, "--speed", "0", "--output", "ndjson"}).out,
+              "{\"at\":0.0,\"line\":4,\"step\":\"insert lc1, node 3, slot 3\"}\n"
+              "{\"at\":0.0,\"line\":5,\"step\":\"ready lc1, node 3\"}\n"
+              "{\"at\":0.02,\"line\":6,\"step\":\"check lc1, node 3: pass\"}\n");
+    EXPECT_EQ(run({"play", file, "--speed", "0", "--output", "json"}).out,
+              "[\n{\"at\":0.0,\"line\":4,\"step\":\"insert lc1, node 3, slot 3\"},\n"
+              "{\"at\":0.0,\"line\":5,\"step\":\"ready lc1, node 3\"},\n"
+              "{\"at\":0.02,\"line\":6,\"step\":\"check lc1, node 3: pass\"}\n]\n");
+}
+
+TEST_F(Play, RepeatsAsOftenAsItIsTold) {
+    const std::string file = files_.write("loop.yaml", "before: [{scope_ready: cm}]\nsteps: [{scope_ready: glb}]\n");
+    EXPECT_EQ(run({"play", file, "--times", "3"}).out, "    0.000 s  scope_ready cm\n"
+                                                       "    0.000 s  scope_ready glb\n"
+                                                       "    0.000 s  scope_ready glb\n"
+                                                       "    0.000 s  scope_ready glb\n");
+}
+
+TEST_F(Play, EndsWhenItIsInterrupted) {
+    const std::string file = files_.write("wait.yaml", "steps: [{scope_ready: glb}, {wait: 1h}]\n");
+    Program program(capctl({"play", file, "--loop"}, environment()));
+    ASSERT_TRUE(comes_true([&] { return run({"ready", "glb"}).status == 0; }));
+    kill(program.pid(), SIGINT);
+    EXPECT_EQ(program.finish().status, 130);
+}
+
+TEST_F(Play, WritesNothingOfABrokenFileNorOfADryRun) {
+    const std::string broken = files_.write("broken.yaml", "steps:\n  - scope_ready: glb\n  - insert: lc1\n");
+    EXPECT_THAT(run({"play", broken}),
+                FailsWith(2, broken + ":3:13: a card, a class (lc, fab, cm, hps) or all expected"));
+    const std::string file = files_.write("late.yaml", kLateCheck);
+    EXPECT_THAT(capctl_test::run({"play", file, "--dry-run"}).out, HasSubstr("insert lc1"));
+    EXPECT_THAT(run({"ls"}).out, "");
+}
+
+TEST(Shipped, AreListedAndFoundByName) {
+    EXPECT_THAT(run({"play", "--list"}).out, AllOf(HasSubstr("\nlate_check  "), HasSubstr("boot  ")));
+    EXPECT_THAT(run({"play", "boot", "--dry-run"}).out, StartsWith("    0.000 s  insert cm1, node 1, slot 1\n"));
+    EXPECT_THAT(run({"play", "bot", "--dry-run"}), FailsWith(2, "no such scenario: \"bot\"; did you mean boot?"));
+    EXPECT_THAT(run({"play"}), FailsWith(2, "FILE is missing"));
+    EXPECT_THAT(run({"play", "boot", "--speed", "fast"}), FailsWith(2, "--speed: a factor"));
+}
+
+// Each is a test that the library passes.
+TEST(Shipped, ExpectWhatTheLibraryTells) {
+    Arguments arguments = {"test"};
+    for (const auto &entry : std::filesystem::directory_iterator(CAPCTL_SOURCES "/scenarios")) {
+        arguments.push_back(entry.path());
+    }
+    EXPECT_GE(arguments.size(), 13U);
+    const Outcome outcome = run(arguments);
+    EXPECT_EQ(outcome.status, 0) << outcome;
+    EXPECT_THAT(outcome.out, testing::Not(HasSubstr("SKIP")));
+}
+
+class Trial : public testing::Test {
+protected:
+    Files files_;
+};
+
+TEST_F(Trial, TellsTheResultsAsTap) {
+    const std::string good = files_.write("good.yaml", kLateCheck);
+    const std::string silent = files_.write("silent.yaml", "steps: [{scope_ready: glb}]\n");
+    const std::string bad = files_.write("bad.yaml", "cards: {lc1: {class: lc, node: 3}}\n"
+                                                     "steps: [{scope_ready: glb}]\n"
+                                                     "expect:\n"
+                                                     "  - {event: fe_node, node: lc1}\n"
+                                                     "  - system\n");
+    const Outcome outcome = run({"test", good, silent, bad});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_EQ(outcome.out, "TAP version 13\n1..3\n"
+                           "ok 1 - good\n"
+                           "ok 2 - silent # SKIP it expects no events\n"
+                           "not ok 3 - bad\n"
+                           "  ---\n"
+                           "  message: '" +
+                               bad +
+                               ":4: the events differ: - expected and not told, + told and not expected'\n"
+                               "  difference: |2\n"
+                               "    - {event: fe_node, node: lc1, ready: yes}\n"
+                               "      system\n"
+                               "    + lc_and_hps\n"
+                               "  ...\n");
+}
+
+TEST_F(Trial, TellsTheResultsAsJUnit) {
+    const std::string good = files_.write("good.yaml", kLateCheck);
+    const std::string bad = files_.write("a&b.yaml", "steps: []\nexpect: [system]\n");
+    const Outcome outcome = run({"test", good, bad, "--format", "junit"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, AllOf(StartsWith("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n"),
+                                   HasSubstr("tests=\"2\" failures=\"1\" errors=\"0\" skipped=\"0\""),
+                                   HasSubstr("<testcase classname=\"scenario\" name=\"good\""),
+                                   HasSubstr("name=\"a&amp;b\""), HasSubstr("<failure message=\""),
+                                   HasSubstr("\">- system\n</failure>"), EndsWith("  </testsuite>\n</testsuites>\n")));
+}
+
+// An application registers for some events only, and the library then follows other records.
+TEST_F(Trial, FollowsTheEventsThatItIsTold) {
+    const std::string steps = "cards: {fab1: {class: fab, node: 20}}\n"
+                              "steps: [{insert: fab1}, {ready: fab1}, {scope_ready: [fab, glb]}]\n";
+    EXPECT_EQ(run({"test", files_.write("fab.yaml", "follow: fab\n" + steps + "expect: [fab]\n")}).status, 0);
+    EXPECT_EQ(run({"test", files_.write("none.yaml", "follow: []\n" + steps + "expect: []\n")}).status, 0);
+    EXPECT_EQ(run({"test", files_.write("all.yaml", steps + "expect: [fab]\n")}).status, 1);
+}
+
+constexpr char kOutput[] = "cards: {lc1: {class: lc, node: 17}}\n"
+                           "before: [{insert: lc1}, {check: lc1, result: pass}]\n"
+                           "steps: [{ready: lc1}, {scope_ready: glb}]\n";
+
+TEST_F(Trial, RunsAProgramOverAServerOfItsOwn) {
+    const std::string file =
+        files_.write("poll.yaml", kOutput + std::string("expect_output: [node 17 is ready, the device is ready]\n"));
+    const Outcome outcome = run({"test", file, "--run", std::string("'") + EXAMPLES_DIR + "/poll_readiness'"});
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.out, "TAP version 13\n1..1\nok 1 - poll\n");
+}
+
+TEST_F(Trial, TellsWhatAProgramHasNotPrinted) {
+    const std::string file = files_.write("poll.yaml", kOutput + std::string("expect_output: [one, three]\n"));
+    const Outcome outcome = run({"test", file, "--run", "sh -c 'echo one; echo two; cat'", "--started", "two",
+                                 "--timeout", "0.2", "--speed", "max"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.out, HasSubstr(": the output differs: - expected and not printed, + printed and not "
+                                       "expected'\n  difference: |2\n      one\n    - three\n    + two\n"));
+}
+
+TEST_F(Trial, JudgesHowAProgramEnds) {
+    const std::string fine = files_.write("fine.yaml", "steps: []\n");
+    const std::string three = files_.write("three.yaml", "steps: []\nexpect_status: 3\n");
+    const auto trial = [](const std::string &file, const std::string &program) {
+        return run({"test", file, "--run", program, "--settle", "0", "--timeout", "5"});
+    };
+    EXPECT_EQ(trial(fine, "cat").status, 0);        // it ends with its input
+    EXPECT_EQ(trial(fine, "sleep 100").status, 0);  // and this when it is told to
+    EXPECT_EQ(trial(three, "sh -c 'exit 3'").status, 0);
+    EXPECT_THAT(trial(fine, "sh -c 'exit 3'").out, HasSubstr("the program ended with 3, not 0"));
+    EXPECT_THAT(trial(fine, "sh -c 'kill -SEGV $$'").out, HasSubstr("the program was ended by Segmentation fault"));
+    EXPECT_THAT(trial(fine, "/nowhere/program"), testing::Field(&Outcome::status, 2));
+}
+
+TEST_F(Trial, LeavesNothingBehind) {
+    const std::string file = files_.write("fine.yaml", "steps: [{wait: 1h}]\n");
+    mkdir(files_.file("tmp").c_str(), 0700);
+    Program program(capctl({"test", file, "--run", "sh -c 'touch " + files_.file("up") + "; cat'"},
+                           {{"TMPDIR", files_.file("tmp")}}));
+    ASSERT_TRUE(comes_true([&] { return std::filesystem::exists(files_.file("up")); }));
+    EXPECT_FALSE(std::filesystem::is_empty(files_.file("tmp")));
+    kill(program.pid(), SIGINT);
+    EXPECT_EQ(program.finish().status, 130);
+    EXPECT_TRUE(std::filesystem::is_empty(files_.file("tmp")));
+}
+
+TEST_F(Trial, SaysThatThereIsNoServer) {
+    const std::string file = files_.write("fine.yaml", "steps: []\n");
+    EXPECT_THAT(run({"test", file, "--run", "cat"}, {{"PATH", "/nowhere"}}).err,
+                HasSubstr("neither redis-server nor valkey-server is along $PATH"));
+}
+
+class Record : public Play {};
+
+TEST_F(Record, GoesOnThroughALossAndPlaysTheSame) {
+    ASSERT_EQ(run({"ready", "cm", "on"}).status, 0);
+    const std::string file = files_.file("recorded.yaml");
+    Program program(capctl({"record", file, "--count", "3"}, environment()));
+    ASSERT_TRUE(comes_true([&] { return Files::read(file).find("steps:") != std::string::npos; }));
+    ASSERT_EQ(run({"ready", "glb", "on"}).status, 0);
+    ASSERT_TRUE(comes_true([&] { return Files::read(file).find("cap_glb_state") != std::string::npos; }));
+    server().restart(test_support::RedisServer::Data::kDropped);
+    const Outcome outcome = program.finish();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("trel_capctl: the store is lost: "), HasSubstr("the store is back")));
+    const std::string text = Files::read(file);
+    EXPECT_THAT(text, AllOf(StartsWith("# Recorded from "), HasSubstr("s: the store is lost: ")));
+    EXPECT_THAT(run({"play", file, "--speed", "max"}).out,
+                testing::ContainsRegex("    0.000 s  set cap_cm_glb_state\n"
+                                       " +[0-9.]+ s  set cap_glb_state\n"
+                                       " +[0-9.]+ s  del cap_.*glb_state\n"
+                                       " +[0-9.]+ s  del cap_.*glb_state\n"));
+}
+
+TEST_F(Record, WritesOverAFileOnlyWhenTold) {
+    const std::string file = files_.write("mine.yaml", "mine\n");
+    EXPECT_THAT(run({"record", file, "--duration", "0"}), FailsWith(7, "mine.yaml: it is there already; --force"));
+    EXPECT_EQ(Files::read(file), "mine\n");
+    EXPECT_THAT(run({"record", file, "--duration", "0", "--force"}), Prints(""));
+    EXPECT_THAT(Files::read(file), EndsWith("before:\nsteps:\n"));
+    EXPECT_THAT(run({"record", "-", "--duration", "0"}).out, EndsWith("before:\nsteps:\n"));
+}
+
+// The files of the documentation, each of which is whole.
+TEST(Documentation, OfScenariosIsTrue) {
+    const Files files;
+    std::istringstream in(Files::read(CAPCTL_SOURCES "/../docs/scenarios.md"));
+    std::string example;
+    int count = 0;
+    bool inside = false;
+    for (std::string line; std::getline(in, line);) {
+        if (inside && line == "```") {
+            const std::string file = files.write("example" + std::to_string(++count) + ".yaml", example);
+            EXPECT_EQ(run({"play", file, "--dry-run"}).status, 0) << example;
+            EXPECT_EQ(run({"test", file}).status, 0) << run({"test", file});
+        }
+        inside = line == "```yaml" || (inside && line != "```");
+        example = inside && line != "```yaml" ? example + line + "\n" : "";
+    }
+    EXPECT_EQ(count, 4);
+}
+
+}  // namespace
+
+}  // namespace capctl_test

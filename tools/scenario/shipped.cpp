@@ -1,0 +1,55 @@
+#include "scenario/shipped.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "command_line/exit_status.h"
+#include "command_line/names.h"
+#include "command_line/text.h"
+
+namespace scenario {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kEnding[] = ".yaml";
+
+}  // namespace
+
+std::string shipped_directory() {
+    if (const char *directory = std::getenv("TREL_CAP_SCENARIOS")) {
+        return directory;
+    }
+    std::error_code error;
+    const fs::path program = fs::read_symlink("/proc/self/exe", error);
+    return (program.parent_path() / TREL_CAP_SCENARIOS_FROM_PROGRAM).lexically_normal();
+}
+
+std::vector<std::string> shipped_names() {
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const fs::directory_entry &entry : fs::directory_iterator(shipped_directory(), error)) {
+        if (entry.path().extension() == kEnding) {
+            names.push_back(entry.path().stem());
+        }
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::string find_file(const std::string &file_or_name) {
+    std::error_code error;
+    if (fs::exists(file_or_name, error)) {
+        return file_or_name;
+    }
+    const std::vector<std::string> names = shipped_names();
+    if (std::find(names.begin(), names.end(), file_or_name) != names.end()) {
+        return shipped_directory() + "/" + file_or_name + kEnding;
+    }
+    throw command_line::Failure(command_line::kUsage, "no such scenario: " + command_line::shown(file_or_name) +
+                                                          command_line::did_you_mean(file_or_name, names));
+}
+
+}  // namespace scenario
