@@ -112,6 +112,11 @@ examples() {
   for source in "$SOURCE_DIR"/examples/*.c "$SOURCE_DIR"/examples/*.cpp; do
     program=$WORK/$(basename "${source%.*}")
     case $source in
+      */unit_test.c)
+        local testing_flags
+        read -ra testing_flags <<<"$(pkg-config --cflags --libs trel_cap_testing)"
+        "$CC" -std=c11 "${warnings[@]}" -o "$program" "$source" "${testing_flags[@]}"
+        ;;
       *.c) "$CC" -std=c11 "${warnings[@]}" -o "$program" "$source" "${flags[@]}" ;;
       *) "$CXX" -std=c++17 -pthread "${warnings[@]}" -o "$program" "$source" "${flags[@]}" ;;
     esac
@@ -119,6 +124,7 @@ examples() {
   OX_MOM_STORE=mem: "$WORK/publish" /l3/arp/capacity 4096 || fail "publish ended with $?"
   output=$("$WORK/read_capability" /l3/arp/capacity) || status=$?
   [ "$status $output" = "1 /l3/arp/capacity was never published" ] || fail "read_capability: $status $output"
+  "$WORK/unit_test" | grep -qx 'ok   the first one pulled: 1 ready' || fail "unit_test fails"
 }
 
 pkg_config_version() {
@@ -150,6 +156,7 @@ cmake_package() {
   "$CMAKE" --build "$WORK/consumer"
   expect_output "48 success" "$WORK/consumer/outside_c"
   expect_output "1 read, 1 delivered" "$WORK/consumer/outside_cxx"
+  "$WORK/consumer/unit_test" | grep -qx 'ok   the first one pulled: 1 ready' || fail "unit_test fails"
 }
 
 # A later major version is another interface.

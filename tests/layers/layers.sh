@@ -31,6 +31,8 @@ declare -A allowed=(
   [tools/scenario]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis yaml-cpp nlohmann-json"
   [tools/trial]="app/trel_cap/include platform/include platform/base platform/command_line tools/record tools/store
     tools/scenario"
+  [tools/testing]="app/trel_cap/include platform/include platform/command_line tools/record tools/store tools/chassis
+    tools/scenario"
   [tools/verbs]="app/trel_cap/include platform/base platform/command_line tools/record tools/store tools/chassis
     tools/scenario tools/trial tools/board protobuf-c cli11 nlohmann-json"
   [examples]="app/trel_cap/include platform/include records protobuf-c cli11"
