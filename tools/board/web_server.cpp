@@ -227,7 +227,8 @@ MHD_Result WebServer::State::answer_stream(MHD_Connection *connection, std::uniq
     for (Viewer *viewer : viewers) {
         viewer->notice_hang_up();
     }
-    const ptrdiff_t left = std::count_if(viewers.begin(), viewers.end(), [](const Viewer *viewer) { return !viewer->gone; });
+    const ptrdiff_t left =
+        std::count_if(viewers.begin(), viewers.end(), [](const Viewer *viewer) { return !viewer->gone; });
     if (left >= ptrdiff_t{kMostViewers}) {
         const Response response = response_of(words("The board has as many viewers as it takes."));
         add_header(response, MHD_HTTP_HEADER_RETRY_AFTER, "5");

@@ -62,7 +62,7 @@ std::vector<int32_t> field_numbers(const std::string &bytes) {
                 break;
             case 2: {
                 const uint64_t length = varint(at);
-                at += length;
+                at += static_cast<size_t>(length);
                 break;
             }
             default:

@@ -76,7 +76,7 @@ public:
     void changed(const store::Change &change) override {
         Recorder::changed(change);
         if (is_complete()) {
-            progress_.show(changes());
+            progress_.show(static_cast<size_t>(changes()));
         }
     }
     void lost(const std::string &reason) override {
