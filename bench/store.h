@@ -39,6 +39,7 @@ public:
         ox_mom_client_destroy(client_);
     }
 
+    std::string name() const { return server_.store_name(); }
     MomClient *client() const { return client_; }
     redisContext *bare() const { return bare_; }
 
