@@ -171,6 +171,8 @@ TEST(Completion, OffersVerbsScopesAndFormats) {
     EXPECT_EQ(completed("get /a --output "), (Names{"text", "table", "json", "ndjson"}));
     EXPECT_EQ(completed("set /a --bool "), (Names{"0", "1"}));
     EXPECT_EQ(completed("get /a --class "), (Names{"cm", "fab", "hps"}));
+    EXPECT_THAT(completed("play "), testing::IsSupersetOf({"boot", "denied_card"}));
+    EXPECT_EQ(completed("test flap"), Names{"flapping_card"});
     EXPECT_EQ(completed("decode card_"), (Names{"card_info", "card_static_info"}));
     EXPECT_EQ(completed("card "), (Names{"insert", "remove"}));
     EXPECT_EQ(completed("check 17 "), (Names{"pass", "deny", "withdraw"}));

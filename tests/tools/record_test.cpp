@@ -79,6 +79,8 @@ TEST_F(AnyRecord, IsCheckedAgainstTheSchema) {
     refused({"index.node=3"}, "\"index.node=3\": what addresses the record is in its key");
     refused({"--int", "3"}, "\"cap_fe_ready:17:900\": it is no capability; FIELD=VALUE expected");
     refused({}, "a value is missing");
+    EXPECT_THAT(run({"set", "/a", "int32_value=1", "--int", "2"}),
+                FailsWith(2, "\"int32_value=1\": give FIELD=VALUE, or one"));
     EXPECT_THAT(run({"get", "cap_fe_ready:17:900"}), FailsWith(1, "")) << "nothing of it was written";
     EXPECT_THAT(run({"get", "cap_fe_ready:17"}), FailsWith(2, "cap_fe_ready:node:config_dev_type expected"));
     EXPECT_THAT(run({"get", "cap_fe_ready:17:900", "--int"}), FailsWith(2, "--int: cap_fe_ready has no such value"));
@@ -131,6 +133,8 @@ TEST_F(ScopedCapability, HasOneScope) {
     EXPECT_THAT(run({"get", "/a", "--fe", "3", "--cm", "3"}), FailsWith(2, "--fe excludes --cm"));
     EXPECT_THAT(run({"get", "/a", "--class", "lc"}), FailsWith(2, "--class: cm, fab or hps expected, not \"lc\""));
     EXPECT_THAT(run({"get", "/a", "--fe", "x"}), FailsWith(2, "--fe: a whole number"));
+    EXPECT_THAT(run({"get", "cap_glb_state", "--fe", "3"}),
+                FailsWith(2, "\"cap_glb_state\": a key says whose record it is"));
 }
 
 }  // namespace

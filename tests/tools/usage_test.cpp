@@ -40,8 +40,7 @@ TEST(Usage, WritesNothingWithoutAUrl) {
 // The library has no function that would read it.
 TEST(Usage, WritesNoStringOfTheDevice) {
     EXPECT_THAT(run_nowhere({"set", "/a", "--str"}), FailsWith(2, "--str"));
-    for (const Arguments &value :
-         {Arguments{"--str", "x"}, {"--str", ""}, {"--str=x"}, {"--int", "1", "--str", "x"}}) {
+    for (const Arguments &value : {Arguments{"--str", "x"}, {"--str", ""}, {"--str=x"}, {"--int", "1", "--str", "x"}}) {
         Arguments arguments = {"set", "/a"};
         arguments.insert(arguments.end(), value.begin(), value.end());
         EXPECT_THAT(run_nowhere(arguments), FailsWith(2, "--str: applications read strings of card nodes only"));

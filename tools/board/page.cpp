@@ -13,8 +13,8 @@ __asm__(".pushsection .rodata\n"
         ".incbin \"" BOARD_PAGE "\"\n"
         "board_page_end:\n"
         ".popsection\n");
-extern const char board_page_begin[];
-extern const char board_page_end[];
+extern const char board_page_begin[];  // NOLINT(readability-identifier-naming): a label of the assembler's
+extern const char board_page_end[];    // NOLINT(readability-identifier-naming)
 
 namespace board {
 

@@ -98,13 +98,13 @@ int32_t Value::count() const {
 }
 
 bool Value::truth() const {
-    static const std::vector<std::string> kYes = {"yes", "true", "on"};
-    static const std::vector<std::string> kNo = {"no", "false", "off"};
+    static const std::vector<std::string> affirmative = {"yes", "true", "on"};
+    static const std::vector<std::string> negative = {"no", "false", "off"};
     const std::string &word = text("yes or no");
-    if (std::find(kYes.begin(), kYes.end(), word) != kYes.end()) {
+    if (std::find(affirmative.begin(), affirmative.end(), word) != affirmative.end()) {
         return true;
     }
-    if (std::find(kNo.begin(), kNo.end(), word) == kNo.end()) {
+    if (std::find(negative.begin(), negative.end(), word) == negative.end()) {
         expected("yes or no");
     }
     return false;

@@ -25,7 +25,7 @@ public:
 // A value of a file. Members that read it throw a Mistake when it is not what they read.
 class Value {
 public:
-    Value(std::shared_ptr<const std::string> file, YAML::Node node) : file_(std::move(file)), node_(std::move(node)) {}
+    Value(std::shared_ptr<const std::string> file, const YAML::Node &node) : file_(std::move(file)), node_(node) {}
     Value(const Value &) = default;
     Value(Value &&) = default;
     // To assign a node is to change it, and all that refers to it.

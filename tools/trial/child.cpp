@@ -60,6 +60,7 @@ Child::Child(const std::vector<std::string> &words, const Environment &environme
         out.write_end = base::Fd(open("/dev/null", O_WRONLY | O_CLOEXEC));
     }
     std::vector<char *> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string &word : words) {
         arguments.push_back(const_cast<char *>(word.c_str()));
     }

@@ -67,7 +67,11 @@ void Address::add_to(CLI::App &command, const std::string &argument, const std::
 }
 
 Record Address::record() const {
-    if (!is_scoped() && record::is_key(word_)) {
+    if (record::is_key(word_)) {
+        if (is_scoped()) {
+            throw Failure(kUsage,
+                          quote(word_) + ": a key says whose record it is; --class, --fe and --cm go with a URL");
+        }
         return record::record_at(word_);
     }
     check_url(word_);

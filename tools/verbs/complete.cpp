@@ -8,6 +8,7 @@
 #include "command_line/exit_status.h"
 #include "command_line/streams.h"
 #include "record/record_type.h"
+#include "scenario/shipped.h"
 #include "store/snapshot.h"
 #include "verbs/address.h"
 #include "verbs/verbs.h"
@@ -183,6 +184,9 @@ Words Completer::values_named(const std::string &name) {
     if (name == "WORD") {
         return waited_for();
     }
+    if (name == "FILE" && (verb_->get_name() == "play" || verb_->get_name() == "test")) {
+        return scenario::shipped_names();
+    }
     if (name == "TYPE") {
         return record::type_names();
     }
@@ -285,8 +289,9 @@ int complete(Session &session, const CLI::App &app, Words words) {
         words.pop_back();
     }
     std::string lines;
+    std::set<std::string> told;
     for (const std::string &word : Completer(app, session).next(words, current)) {
-        if (word.starts_with(current) && word.find('\n') == std::string::npos) {
+        if (word.starts_with(current) && word.find('\n') == std::string::npos && told.insert(word).second) {
             lines += word + "\n";
         }
     }

@@ -69,7 +69,7 @@ private:
         return time.data() + printable(moment.text) + "\n";
     }
     std::string json(const scenario::Moment &moment) {
-        const std::string line = record::json_line(
+        std::string line = record::json_line(
             {{"at", std::chrono::duration<double>(moment.at).count()}, {"line", moment.line}, {"step", moment.text}});
         if (format_ == Format::kNdjson) {
             return line;

@@ -99,6 +99,10 @@ void Set::fill(Record &record) const {
         throw Failure(kUsage, "a value is missing: one of [--bool,--int,--state] is required, or FIELD=VALUE" +
                                   hint(*command->get_parent()));
     }
+    if (by_option && !fields.empty()) {
+        throw Failure(kUsage, quote(fields.front()) +
+                                  ": give FIELD=VALUE, or one of --bool, --int, --str and --state, not both");
+    }
     for (const std::string &word : fields) {
         set_field(record, word);
     }

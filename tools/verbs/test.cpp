@@ -36,6 +36,7 @@ struct Test {
 
 std::vector<scenario::Scenario> read_all(const std::vector<std::string> &files) {
     std::vector<scenario::Scenario> scenarios;
+    scenarios.reserve(files.size());
     for (const std::string &file : files) {
         scenarios.push_back(scenario::read_file(scenario::find_file(file)));
     }
@@ -71,7 +72,12 @@ int Test::run() const {
     std::vector<trial::Verdict> verdicts;
     bool failed = false;
     for (const scenario::Scenario &scenario : scenarios) {
-        verdicts.push_back(attempt(scenario));
+        try {
+            verdicts.push_back(attempt(scenario));
+        } catch (const Failure &failure) {
+            write_output(tap ? "Bail out! " + on_one_line(failure.what()) + "\n" : "");
+            throw;
+        }
         failed = failed || verdicts.back().result == trial::Verdict::Result::kFailed;
         write_output(tap ? trial::tap_line(verdicts.back(), verdicts.size()) : "");
     }

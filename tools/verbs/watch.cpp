@@ -62,6 +62,7 @@ const char *name_of(Change::Kind kind) {
 
 std::vector<std::string> field_names(const Record &record, const std::vector<int32_t> &fields) {
     std::vector<std::string> names;
+    names.reserve(fields.size());
     for (const int32_t field : fields) {
         names.emplace_back(
             protobuf_c_message_descriptor_get_field(record.type().descriptor, static_cast<unsigned>(field))->name);
