@@ -115,7 +115,7 @@ struct Viewer {
             return 0;
         }
         const size_t length = std::min(most, piece->size() - sent);
-        std::memcpy(to, piece->data() + sent, length);
+        piece->copy(to, length, sent);
         sent += length;
         return static_cast<ssize_t>(length);
     }
@@ -152,7 +152,7 @@ extern "C" void release_viewer(void *viewer) { delete static_cast<Viewer *>(view
 
 struct WebServer::State {
     struct DaemonDeleter {
-        void operator()(MHD_Daemon *daemon) const { MHD_stop_daemon(daemon); }
+        void operator()(MHD_Daemon *its_daemon) const { MHD_stop_daemon(its_daemon); }
     };
 
     Address address;
@@ -160,7 +160,7 @@ struct WebServer::State {
     std::set<Viewer *> viewers;
     std::unique_ptr<MHD_Daemon, DaemonDeleter> daemon;  // goes first: it releases the viewers
 
-    State(const Address &where, Site &shown) : address(where), site(shown) {}
+    State(Address where, Site &shown) : address(std::move(where)), site(shown) {}
 
     std::optional<Answer> refusal(MHD_Connection *connection, unsigned &status) const;
     MHD_Result answer(MHD_Connection *connection, std::string_view path, std::string_view method, void *&seen);
@@ -235,7 +235,7 @@ MHD_Result WebServer::State::answer_stream(MHD_Connection *connection, std::uniq
         return queue(connection, MHD_HTTP_SERVICE_UNAVAILABLE, response);
     }
     constexpr size_t kBlock = 16 * 1024;
-    auto viewer = std::make_unique<Viewer>(viewers, std::move(stream), connection);
+    std::unique_ptr<Viewer> viewer(new Viewer{viewers, std::move(stream), connection});
     viewers.insert(viewer.get());
     const Response response(
         MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, kBlock, read_viewer, viewer.get(), release_viewer));

@@ -112,7 +112,7 @@ void change_capability(Course &course, const Fields &step, const Cards &cards) {
     bool has_value = false;
     for (const auto &[option, field] : kValueFields) {
         if (const Value *value = step.find(option)) {
-            value->here([&, name = field] { record.set(name, field_value(option, *value)); });
+            value->here([&, name = option, path = field] { record.set(path, field_value(name, *value)); });
             text += std::string(", ") + option + " " + value->text();
             has_value = true;
         }
@@ -128,7 +128,7 @@ void set_record(Course &course, const Fields &step) {
     Record record = record_of(address);
     if (const Value *fields = step.find("fields")) {
         for (const auto &[name, value] : fields->map()) {
-            name.here([&, &given = value] { record.set_text(name.text(), given.text("a value")); });
+            name.here([&, &field = name, &given = value] { record.set_text(field.text(), given.text("a value")); });
         }
     }
     if (record.fields().empty() && address.is_scalar()) {

@@ -88,7 +88,7 @@ void StepReader::read(const Value &step) {
     const Action *found = nullptr;
     for (const auto &[key, value] : members) {
         const auto action = std::find_if(actions().begin(), actions().end(),
-                                         [&](const Action &each) { return each.name == key.text(); });
+                                         [&, &name = key](const Action &each) { return each.name == name.text(); });
         if (action != actions().end() && found != nullptr) {
             key.fail("a step does one thing, and this one does " + found->name + " already");
         }
