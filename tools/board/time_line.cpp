@@ -10,7 +10,6 @@
 
 namespace board {
 
-using record::Record;
 using store::Change;
 
 namespace {

@@ -234,7 +234,7 @@ MHD_Result WebServer::State::answer_stream(MHD_Connection *connection, std::uniq
         add_header(response, MHD_HTTP_HEADER_RETRY_AFTER, "5");
         return queue(connection, MHD_HTTP_SERVICE_UNAVAILABLE, response);
     }
-    constexpr size_t kBlock = 16 * 1024;
+    constexpr size_t kBlock = size_t{16} * 1024;
     std::unique_ptr<Viewer> viewer(new Viewer{viewers, std::move(stream), connection});
     viewers.insert(viewer.get());
     const Response response(

@@ -34,7 +34,7 @@ bool is_of_node(int32_t code) { return kKinds[code].of_node; }
 uint32_t every_event() { return TREL_CAP_EVENT_BIT(std::size(kKinds)) - 1; }
 
 std::string event_text(const Event &event, const std::map<int32_t, std::string> &node_names) {
-    const std::string name = kKinds[event.code].name;
+    std::string name = kKinds[event.code].name;
     if (!event.of_node) {
         return name;
     }

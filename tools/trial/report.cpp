@@ -37,7 +37,7 @@ std::string xml(std::string_view text) {
     while (!text.empty()) {
         const size_t length = std::max<size_t>(base::sequence_length(text), 1);
         const std::string_view character = text.substr(0, length);
-        const unsigned char first = static_cast<unsigned char>(character.front());
+        const auto first = static_cast<unsigned char>(character.front());
         text.remove_prefix(length);
         if (character == "&") {
             escaped += "&amp;";
