@@ -190,6 +190,19 @@ TEST_P(FollowingThroughAnOutage, TellsWhatWasMissedOnce) {
     EXPECT_TRUE(told(follower, listener_, "written cap_table:/after int32_value=2"));
 }
 
+TEST_P(FollowingThroughAnOutage, IsBackOnceWhatWasMissedIsTold) {
+    write("cap_table:/goes", {{"int32_value", "1"}});
+    store::Store store(this->store());
+    Follower follower(store, {&record::type_named("cap_table")}, listener_);
+    ASSERT_TRUE(told(follower, listener_, "complete"));
+    listener_.take();
+    server().kill();
+    ASSERT_TRUE(told(follower, listener_, "lost"));
+    server().start();
+    ASSERT_TRUE(told(follower, listener_, "restored"));
+    EXPECT_THAT(listener_.lines, ElementsAre("lost", "deleted cap_table:/goes int32_value=1", "restored"));
+}
+
 INSTANTIATE_OVER_SERVERS(FollowingThroughAnOutage);
 
 }  // namespace

@@ -75,8 +75,6 @@ TEST_F(Watching, TellsEachChangeAsItComes) {
 
 TEST_F(Watching, TellsInWordsWhatIsNew) {
     Program program(watch({"--count", "3", "/a", "/b"}));
-    ASSERT_THAT(run({"watch", "--count", "0"}), testing::Field(&Outcome::status, 0));
-    EXPECT_FALSE(program.printed().find("complete") != std::string::npos);
     // Until it follows; before, what is written is told as stored.
     for (int i = 0; program.printed().find("written") == std::string::npos; ++i) {
         ASSERT_THAT(run({"set", "/c", "--int", "1"}), Prints("")) << "not asked for";

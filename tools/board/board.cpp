@@ -27,14 +27,6 @@ std::string shown_name(store::Store &store) {
     return ox_mom_client_status(store.client(), &status) == 0 ? status.store : "";
 }
 
-std::vector<const record::RecordType *> every_type() {
-    std::vector<const record::RecordType *> types;
-    for (const record::RecordType &type : record::record_types()) {
-        types.push_back(&type);
-    }
-    return types;
-}
-
 Text text(std::string words) { return std::make_shared<const std::string>(std::move(words)); }
 
 // The sheet as server-sent events. Viewers who have seen the same version share a text.
@@ -82,7 +74,10 @@ private:
 
 struct Board::State : Site {
     State(store::Store &store, const Address &address)
-        : model(shown_name(store)), news(model.sheet()), follower(store, every_type(), model), server(address, *this) {
+        : model(shown_name(store)),
+          news(model.sheet()),
+          follower(store, store::all_types(), model),
+          server(address, *this) {
         while (model.store_state() == "loading") {
             follower.process(milliseconds(-1));
         }

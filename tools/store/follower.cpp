@@ -44,6 +44,7 @@ struct Follower::State {
     std::set<const RecordType *> loading;  // followed, but not loaded yet
     bool was_complete = false;
     bool is_lost = false;  // and not yet told to be back
+    bool is_reloaded = false;
     uint64_t losses = 0;
     std::exception_ptr failure;
 };
@@ -159,9 +160,7 @@ void Follower::State::loaded(const RecordType &type) {
     if (!loading.empty()) {
         return;
     }
-    if (std::exchange(is_lost, false)) {
-        listener.restored();
-    }
+    is_reloaded = true;
     if (!std::exchange(was_complete, true)) {
         listener.complete();
     }
@@ -204,7 +203,10 @@ void Follower::State::tell_loss() {
 
 Follower::Follower(Store &store, std::vector<const RecordType *> types, Listener &listener)
     : state_(std::make_unique<State>(store, std::move(types), listener)) {
-    if (record::record_types().size() > kMaxTypes || !followers.emplace(store.client(), state_.get()).second) {
+    if (record::record_types().size() > kMaxTypes) {
+        throw std::logic_error("there are more types than callbacks");
+    }
+    if (!followers.emplace(store.client(), state_.get()).second) {
         throw std::logic_error("a client has one follower");
     }
     try {
@@ -232,6 +234,10 @@ void Follower::process(std::chrono::milliseconds limit) {
     }
     if (code < 0 && code != OX_MOM_E_LOST) {
         fail(code);
+    }
+    // Deletions that were missed come behind the confirmation of a type that is followed first or alone.
+    if (std::exchange(state_->is_reloaded, false) && std::exchange(state_->is_lost, false)) {
+        state_->listener.restored();
     }
     state_->tell_loss();
 }

@@ -5,10 +5,9 @@
 #include <trel_cap/records.h>
 
 #include "command_line/exit_status.h"
-#include "command_line/names.h"
-#include "command_line/text.h"
 #include "verbs/card_options.h"
 #include "verbs/print.h"
+#include "verbs/value.h"
 #include "verbs/verbs.h"
 
 namespace capctl {
@@ -89,10 +88,7 @@ int CardVerb::remove(Session &session, const KnownNode &known) const {
 }
 
 int CardVerb::run(Session &session) const {
-    if (action != "insert" && action != "remove") {
-        throw Failure(kUsage,
-                      "insert or remove expected, not " + quote(action) + did_you_mean(action, {"insert", "remove"}));
-    }
+    check_choice(action, {"insert", "remove"});
     const KnownNode known(session.store(), options.node());
     return action == "insert" ? insert(session, known) : remove(session, known);
 }

@@ -5,10 +5,9 @@
 #include <trel_cap/records.h>
 
 #include "command_line/exit_status.h"
-#include "command_line/names.h"
-#include "command_line/text.h"
 #include "verbs/card_options.h"
 #include "verbs/print.h"
+#include "verbs/value.h"
 #include "verbs/verbs.h"
 
 namespace capctl {
@@ -59,11 +58,7 @@ void withdraw(Session &session, const KnownNode &known, int32_t node) {
 }
 
 int Check::run(Session &session) const {
-    const std::vector<std::string> outcomes = {"pass", "deny", "withdraw"};
-    if (std::find(outcomes.begin(), outcomes.end(), outcome) == outcomes.end()) {
-        throw Failure(kUsage,
-                      "pass, deny or withdraw expected, not " + quote(outcome) + did_you_mean(outcome, outcomes));
-    }
+    check_choice(outcome, {"pass", "deny", "withdraw"});
     const KnownNode known(session.store(), options.node());
     if (outcome == "withdraw") {
         withdraw(session, known, options.node());

@@ -75,7 +75,7 @@ int Load::run(Session &session) const {
 
 void add_load(Verbs &verbs) {
     const auto load = std::make_shared<Load>();
-    CLI::App &command = verbs.add("load", "Write the records that dump has printed as JSON, all or none",
+    CLI::App &command = verbs.add("load", "Write the records that dump has printed as JSON; all are read first",
                                   "  trel_capctl load chassis.ndjson\n"
                                   "  trel_capctl load --replace chassis.ndjson\n"
                                   "  trel_capctl dump --output ndjson | trel_capctl load --store redis://lab\n",

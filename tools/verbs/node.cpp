@@ -5,8 +5,6 @@
 #include <trel_cap/records.h>
 
 #include "command_line/exit_status.h"
-#include "command_line/names.h"
-#include "command_line/text.h"
 #include "verbs/card_options.h"
 #include "verbs/print.h"
 #include "verbs/value.h"
@@ -45,13 +43,10 @@ chassis::Card addressed(const KnownNode &known, const CardOptions &options) {
 }
 
 int Node::run(Session &session) const {
-    if (readiness != "ready" && readiness != "unready") {
-        throw Failure(kUsage, "ready or unready expected, not " + quote(readiness) +
-                                  did_you_mean(readiness, {"ready", "unready"}));
-    }
+    const bool is_ready = parse_ready(readiness);
     const bool is_in_real_time = parse_switch("--real-time", real_time);
     const KnownNode known(session.store(), options.node());
-    const Record record = node_ready(addressed(known, options), readiness == "ready", is_in_real_time);
+    const Record record = node_ready(addressed(known, options), is_ready, is_in_real_time);
     session.store().write(record);
     print_written(session, record);
     return kDone;

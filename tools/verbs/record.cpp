@@ -92,14 +92,6 @@ private:
     Progress progress_{"recorded", 0};
 };
 
-std::vector<const record::RecordType *> every_type() {
-    std::vector<const record::RecordType *> types;
-    for (const record::RecordType &type : record::record_types()) {
-        types.push_back(&type);
-    }
-    return types;
-}
-
 int Record::run(Session &session) const {
     constexpr std::chrono::milliseconds kNone(-1);
     const std::chrono::milliseconds limit = duration.empty() ? kNone : parse_seconds("--duration", duration);
@@ -108,7 +100,7 @@ int Record::run(Session &session) const {
     store.connect(record::record_types().front().db);  // what cannot be reached leaves no file behind
     const Output output(file, force);
     TellingRecorder recorder(store_name, [&](std::string_view text) { output.write(text); });
-    store::Follower follower(store, every_type(), recorder);
+    store::Follower follower(store, store::all_types(), recorder);
     std::optional<Deadline> deadline;
     while (count == 0 || !recorder.is_complete() || recorder.changes() < count) {
         if (recorder.is_complete() && !deadline) {

@@ -1,8 +1,10 @@
 #include "verbs/value.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "command_line/exit_status.h"
+#include "command_line/names.h"
 #include "command_line/text.h"
 
 namespace capctl {
@@ -32,6 +34,17 @@ int32_t parse_int32(const std::string &argument, const std::string &text) {
         refuse(argument, "a whole number from -2147483648 to 2147483647", text);
     }
     return value;
+}
+
+void check_choice(const std::string &word, const std::vector<std::string> &choices) {
+    if (std::find(choices.begin(), choices.end(), word) == choices.end()) {
+        throw Failure(kUsage, alternatives(choices) + " expected, not " + quote(word) + did_you_mean(word, choices));
+    }
+}
+
+bool parse_ready(const std::string &text) {
+    check_choice(text, {"ready", "unready"});
+    return text == "ready";
 }
 
 bool parse_switch(const std::string &argument, const std::string &text) {

@@ -7,7 +7,6 @@
 #include "chassis/judgement.h"
 #include "chassis/judgement_json.h"
 #include "command_line/exit_status.h"
-#include "command_line/names.h"
 #include "command_line/program.h"
 #include "command_line/text.h"
 #include "record/field_text.h"
@@ -42,14 +41,6 @@ public:
     virtual bool holds(const Snapshot &snapshot) const = 0;
     virtual nlohmann::ordered_json json(const Snapshot &snapshot) const = 0;
 };
-
-bool parse_ready(const std::string &word) {
-    if (word != "ready" && word != "unready") {
-        throw Failure(kUsage,
-                      "ready or unready expected, not " + quote(word) + did_you_mean(word, {"ready", "unready"}));
-    }
-    return word == "ready";
-}
 
 // node N ready|unready, as explain judges it.
 class NodeCondition : public Condition {
