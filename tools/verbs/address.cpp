@@ -52,18 +52,18 @@ Record of_node(const ProtobufCMessageDescriptor &type, const char *option, const
 
 }  // namespace
 
-void Address::add_to(CLI::App &command) {
+void Address::add_to(const Command &command) {
     add_to(command, "URL", "A capability's address, at most 255 bytes, or any record's key");
 }
 
-void Address::add_to(CLI::App &command, const std::string &argument, const std::string &about) {
-    command.add_option(argument, word_, about)->required();
-    CLI::Option *of_class = command.add_option("--class", card_class_, "The capability of a card class");
-    CLI::Option *of_fe = command.add_option("--fe", fe_, "The capability of a line card's node");
-    CLI::Option *of_cm = command.add_option("--cm", cm_, "The capability of a control module's node");
-    of_class->type_name("cm|fab|hps")->excludes(of_fe)->excludes(of_cm);
-    of_fe->type_name("NODE")->excludes(of_cm);
-    of_cm->type_name("NODE");
+void Address::add_to(const Command &command, const std::string &argument, const std::string &about) {
+    command.add_option(argument, word_, about).required();
+    const Option of_class = command.add_option("--class", card_class_, "The capability of a card class");
+    const Option of_fe = command.add_option("--fe", fe_, "The capability of a line card's node");
+    const Option of_cm = command.add_option("--cm", cm_, "The capability of a control module's node");
+    of_class.type_name("cm|fab|hps").excludes(of_fe).excludes(of_cm);
+    of_fe.type_name("NODE").excludes(of_cm);
+    of_cm.type_name("NODE");
 }
 
 Record Address::record() const {

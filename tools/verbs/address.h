@@ -1,10 +1,10 @@
 // How a command line addresses a record.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 
 #include "record/record.h"
+#include "verbs/command.h"
 
 namespace capctl {
 
@@ -12,9 +12,9 @@ namespace capctl {
 class Address {
 public:
     // The argument URL, and the options --class, --fe and --cm.
-    void add_to(CLI::App &command);
+    void add_to(const Command &command);
     // The same where the argument is called otherwise.
-    void add_to(CLI::App &command, const std::string &argument, const std::string &about);
+    void add_to(const Command &command, const std::string &argument, const std::string &about);
 
     // Without a field. Throws a usage failure that says what is wrong with it.
     record::Record record() const;

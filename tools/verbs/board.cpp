@@ -43,16 +43,14 @@ int BoardVerb::run(Session &session) const {
 
 void add_board(Verbs &verbs) {
     const auto board = std::make_shared<BoardVerb>();
-    CLI::App &command = verbs.add("board", "Serve a page that shows the chassis as it changes",
-                                  "  trel_capctl board\n"
-                                  "  trel_capctl board --listen 127.0.0.1:0\n"
-                                  "  trel_capctl board --listen 0.0.0.0:7080 --allow-remote\n",
-                                  [board](Session &session) { return board->run(session); });
-    command
-        .add_option("--listen", board->listen, "Where the page is, in place of 127.0.0.1:7080; port 0: any free one")
-        ->type_name("HOST:PORT");
-    command.add_flag("--allow-remote", board->allows_remote, "Let --listen name an address that other machines reach")
-        ->disable_flag_override();
+    const Command command = verbs.add("board", "Serve a page that shows the chassis as it changes",
+                                      "  trel_capctl board\n"
+                                      "  trel_capctl board --listen 127.0.0.1:0\n"
+                                      "  trel_capctl board --listen 0.0.0.0:7080 --allow-remote\n",
+                                      [board](Session &session) { return board->run(session); });
+    command.add_option("--listen", board->listen, "Where the page is, in place of 127.0.0.1:7080; port 0: any free one")
+        .type_name("HOST:PORT");
+    command.add_flag("--allow-remote", board->allows_remote, "Let --listen name an address that other machines reach");
 }
 
 }  // namespace capctl

@@ -97,14 +97,14 @@ int CardVerb::run(Session &session) const {
 
 void add_card(Verbs &verbs) {
     const auto card = std::make_shared<CardVerb>();
-    CLI::App &command = verbs.add("card", "Insert or remove a card, as the process does that watches the slots",
-                                  "  trel_capctl card insert 17\n"
-                                  "  trel_capctl card insert 0x21 --class fab --slot 5 --name 'fabric left'\n"
-                                  "  trel_capctl card remove 17\n",
-                                  [card](Session &session) { return card->run(session); });
-    command.add_option("insert|remove", card->action, "What becomes of it")->required();
+    const Command command = verbs.add("card", "Insert or remove a card, as the process does that watches the slots",
+                                      "  trel_capctl card insert 17\n"
+                                      "  trel_capctl card insert 0x21 --class fab --slot 5 --name 'fabric left'\n"
+                                      "  trel_capctl card remove 17\n",
+                                      [card](Session &session) { return card->run(session); });
+    command.add_option("insert|remove", card->action, "What becomes of it").required();
     card->options.add_to(command);
-    command.add_option("--name", card->name, "What it is called")->type_name("TEXT");
+    command.add_option("--name", card->name, "What it is called").type_name("TEXT");
 }
 
 }  // namespace capctl

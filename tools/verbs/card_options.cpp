@@ -49,14 +49,14 @@ Card card_of_class(const std::optional<Card> &known, CardClass card_class, int32
 KnownNode::KnownNode(store::Store &store, int32_t node)
     : snapshot_(node_records(store)), records_(chassis::records_of(snapshot_, node)) {}
 
-void CardOptions::add_to(CLI::App &command) {
-    command.add_option("NODE", node_, "The card's node, decimal or hexadecimal")->required();
-    command.add_option("--class", card_class_, "Its class; otherwise as stored, else lc")->type_name("lc|fab|cm|hps");
-    command.add_option("--type", type_, "Its node type: 1, 3 and 6 are line cards, 2 cm, 5 fab, 7 hps")->type_name("N");
-    command.add_option("--model", model_, "Its model (config_dev_type)")->type_name("N");
-    command.add_option("--slot", slot_, "Its slot; the node's number, unless one is stored")->type_name("N");
-    command.add_option("--dev", dev_, "The device that the slot is of; 0, unless one is stored")->type_name("N");
-    command.add_option("--subslot", subslot_, "Its sub-slot; 0, unless one is stored")->type_name("N");
+void CardOptions::add_to(const Command &command) {
+    command.add_option("NODE", node_, "The card's node, decimal or hexadecimal").required();
+    command.add_option("--class", card_class_, "Its class; otherwise as stored, else lc").type_name("lc|fab|cm|hps");
+    command.add_option("--type", type_, "Its node type: 1, 3 and 6 are line cards, 2 cm, 5 fab, 7 hps").type_name("N");
+    command.add_option("--model", model_, "Its model (config_dev_type)").type_name("N");
+    command.add_option("--slot", slot_, "Its slot; the node's number, unless one is stored").type_name("N");
+    command.add_option("--dev", dev_, "The device that the slot is of; 0, unless one is stored").type_name("N");
+    command.add_option("--subslot", subslot_, "Its sub-slot; 0, unless one is stored").type_name("N");
 }
 
 int32_t CardOptions::node() const { return record::parse_number("NODE", node_); }

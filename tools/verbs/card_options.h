@@ -1,12 +1,12 @@
 // A card on the command line: what is known of its node, and what options say otherwise.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
 #include "chassis/node_records.h"
 #include "store/store.h"
+#include "verbs/command.h"
 
 namespace capctl {
 
@@ -30,7 +30,7 @@ private:
 class CardOptions {
 public:
     // The argument NODE, and the options --class, --type, --model, --slot, --dev and --subslot.
-    void add_to(CLI::App &command);
+    void add_to(const Command &command);
 
     // Throws a usage failure for what is no number.
     int32_t node() const;

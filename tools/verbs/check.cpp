@@ -72,14 +72,15 @@ int Check::run(Session &session) const {
 
 void add_check(Verbs &verbs) {
     const auto check = std::make_shared<Check>();
-    CLI::App &command = verbs.add("check", "Pass or deny a card, or withdraw that, as the application's checker does",
-                                  "  trel_capctl check 17 pass\n"
-                                  "  trel_capctl check 0x11 deny\n"
-                                  "  trel_capctl check 17 withdraw\n",
-                                  [check](Session &session) { return check->run(session); });
+    const Command command =
+        verbs.add("check", "Pass or deny a card, or withdraw that, as the application's checker does",
+                  "  trel_capctl check 17 pass\n"
+                  "  trel_capctl check 0x11 deny\n"
+                  "  trel_capctl check 17 withdraw\n",
+                  [check](Session &session) { return check->run(session); });
     check->options.add_to(command);
     command.add_option("pass|deny|withdraw", check->outcome, "Its outcome; withdrawn, the card is unchecked")
-        ->required();
+        .required();
 }
 
 }  // namespace capctl

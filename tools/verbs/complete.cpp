@@ -1,4 +1,5 @@
 // complete: what may come next on a command line, for the shells' completion. Not in --help: people do not call it.
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
@@ -304,9 +305,9 @@ int complete(Session &session, const CLI::App &app, Words words) {
 void add_complete(Verbs &verbs) {
     const auto words = std::make_shared<Words>();
     const CLI::App &app = verbs.app();
-    CLI::App &command = verbs.add("complete", "Print what may come next on a command line", "",
-                                  [words, &app](Session &session) { return complete(session, app, *words); });
-    command.group("");
+    const Command command = verbs.add("complete", "Print what may come next on a command line", "",
+                                      [words, &app](Session &session) { return complete(session, app, *words); });
+    command.hide();
     command.add_option("WORD", *words, "The words after the program's name, the last as far as it goes");
 }
 

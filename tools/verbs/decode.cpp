@@ -100,14 +100,14 @@ int Decode::run(Session &session) const {
 
 void add_decode(Verbs &verbs) {
     const auto decode = std::make_shared<Decode>();
-    CLI::App &command = verbs.add("decode", "Print the record that is encoded in bytes",
-                                  "  trel_capctl decode cap_fe_ready record.bin\n"
-                                  "  trel_capctl decode cap_glb_state --output json < record.bin\n"
-                                  "  echo 2a04 0803 1004 3001 | trel_capctl decode cap_fe_ready --hex\n",
-                                  [decode](Session &session) { return decode->run(session); });
-    command.add_option("TYPE", decode->type, "The record's type, as in its key")->required();
+    const Command command = verbs.add("decode", "Print the record that is encoded in bytes",
+                                      "  trel_capctl decode cap_fe_ready record.bin\n"
+                                      "  trel_capctl decode cap_glb_state --output json < record.bin\n"
+                                      "  echo 2a04 0803 1004 3001 | trel_capctl decode cap_fe_ready --hex\n",
+                                      [decode](Session &session) { return decode->run(session); });
+    command.add_option("TYPE", decode->type, "The record's type, as in its key").required();
     command.add_option("FILE", decode->file, "Where the bytes are; - is standard input, as is none");
-    command.add_flag("--hex", decode->is_hex, "They are written in hexadecimal digits")->disable_flag_override();
+    command.add_flag("--hex", decode->is_hex, "They are written in hexadecimal digits");
 }
 
 }  // namespace capctl

@@ -29,11 +29,11 @@ int del(Session &session, const Address &address) {
 
 void add_del(Verbs &verbs) {
     const auto address = std::make_shared<Address>();
-    CLI::App &command = verbs.add("del", "Delete a capability, or any record",
-                                  "  trel_capctl del /l3/arp/capacity\n"
-                                  "  trel_capctl del /l3/arp/capacity --fe 0x11\n"
-                                  "  trel_capctl del cap_fe_ready:17:900\n",
-                                  [address](Session &session) { return del(session, *address); });
+    const Command command = verbs.add("del", "Delete a capability, or any record",
+                                      "  trel_capctl del /l3/arp/capacity\n"
+                                      "  trel_capctl del /l3/arp/capacity --fe 0x11\n"
+                                      "  trel_capctl del cap_fe_ready:17:900\n",
+                                      [address](Session &session) { return del(session, *address); });
     address->add_to(command);
 }
 

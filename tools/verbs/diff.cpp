@@ -123,12 +123,12 @@ int Diff::run(Session &session) const {
 
 void add_diff(Verbs &verbs) {
     const auto diff = std::make_shared<Diff>();
-    CLI::App &command = verbs.add("diff", "Print what differs between two dumps or stores",
-                                  "  trel_capctl diff chassis.ndjson\n"
-                                  "  trel_capctl diff before.ndjson after.ndjson\n"
-                                  "  trel_capctl diff redis://10.0.0.1 redis://10.0.0.2 --output ndjson\n",
-                                  [diff](Session &session) { return diff->run(session); });
-    command.add_option("BEFORE", diff->before, "A dump's file, - for standard input, or a store's name")->required();
+    const Command command = verbs.add("diff", "Print what differs between two dumps or stores",
+                                      "  trel_capctl diff chassis.ndjson\n"
+                                      "  trel_capctl diff before.ndjson after.ndjson\n"
+                                      "  trel_capctl diff redis://10.0.0.1 redis://10.0.0.2 --output ndjson\n",
+                                      [diff](Session &session) { return diff->run(session); });
+    command.add_option("BEFORE", diff->before, "A dump's file, - for standard input, or a store's name").required();
     command.add_option("AFTER", diff->after, "Likewise; without it the store at hand");
 }
 

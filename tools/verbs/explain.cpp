@@ -248,21 +248,21 @@ int Explain::run(Session &session) const {
 
 void add_explain(Verbs &verbs) {
     const auto explain = std::make_shared<Explain>();
-    CLI::App &command = verbs.add("explain", "Say why cards are ready or not, and who has to act; ends with 1 when not",
-                                  "  trel_capctl explain\n"
-                                  "  trel_capctl explain 0x11\n"
-                                  "  trel_capctl explain 17 --from field.ndjson\n"
-                                  "  trel_capctl explain --output json | jq '.[] | select(.verdict != \"ready\")'\n"
-                                  "  trel_capctl explain --events --output table\n",
-                                  [explain](Session &session) { return explain->run(session); });
-    CLI::Option *node = command.add_option("NODE", explain->node, "One node; without it all, what is wrong on top");
-    CLI::Option *from =
+    const Command command =
+        verbs.add("explain", "Say why cards are ready or not, and who has to act; ends with 1 when not",
+                  "  trel_capctl explain\n"
+                  "  trel_capctl explain 0x11\n"
+                  "  trel_capctl explain 17 --from field.ndjson\n"
+                  "  trel_capctl explain --output json | jq '.[] | select(.verdict != \"ready\")'\n"
+                  "  trel_capctl explain --events --output table\n",
+                  [explain](Session &session) { return explain->run(session); });
+    const Option node = command.add_option("NODE", explain->node, "One node; without it all, what is wrong on top");
+    const Option from =
         command.add_option("--from", explain->file, "A dump's file in place of the store, - for standard input");
-    from->type_name("FILE");
+    from.type_name("FILE");
     command.add_flag("--events", explain->events, "Which record leads to which event, and who is told, by class")
-        ->disable_flag_override()
-        ->excludes(node)
-        ->excludes(from);
+        .excludes(node)
+        .excludes(from);
 }
 
 }  // namespace capctl

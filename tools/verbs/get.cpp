@@ -142,21 +142,20 @@ int Get::run(Session &session) const {
 
 void add_get(Verbs &verbs) {
     const auto get = std::make_shared<Get>();
-    CLI::App &command = verbs.add("get", "Print a capability, or any record",
-                                  "  trel_capctl get /l3/arp/capacity\n"
-                                  "  trel_capctl get /l3/arp/capacity --int\n"
-                                  "  trel_capctl get /l3/arp/capacity --fe 0x11 --output json | jq .fields\n"
-                                  "  trel_capctl get cap_fe_ready:17:900 --field real_time\n",
-                                  [get](Session &session) { return get->run(session); });
+    const Command command = verbs.add("get", "Print a capability, or any record",
+                                      "  trel_capctl get /l3/arp/capacity\n"
+                                      "  trel_capctl get /l3/arp/capacity --int\n"
+                                      "  trel_capctl get /l3/arp/capacity --fe 0x11 --output json | jq .fields\n"
+                                      "  trel_capctl get cap_fe_ready:17:900 --field real_time\n",
+                                      [get](Session &session) { return get->run(session); });
     get->address.add_to(command);
-    CLI::Option_group &one = add_choice(command, "Print one value only, bare");
-    one.require_option(0, 1);
+    const Command one = command.add_choice("Print one value only, bare");
+    one.take_one_at_most();
     for (size_t i = 0; i < std::size(kFlags); ++i) {
         one.add_flag(kFlags[i].option, get->wanted[i],
-                     std::string("The value called ") + capability_label(kFlags[i].field))
-            ->disable_flag_override();
+                     std::string("The value called ") + capability_label(kFlags[i].field));
     }
-    one.add_option("--field", get->field, "The field of this name")->type_name("NAME");
+    one.add_option("--field", get->field, "The field of this name").type_name("NAME");
 }
 
 }  // namespace capctl

@@ -75,13 +75,13 @@ int Load::run(Session &session) const {
 
 void add_load(Verbs &verbs) {
     const auto load = std::make_shared<Load>();
-    CLI::App &command = verbs.add("load", "Write the records that dump has printed as JSON; all are read first",
-                                  "  trel_capctl load chassis.ndjson\n"
-                                  "  trel_capctl load --replace chassis.ndjson\n"
-                                  "  trel_capctl dump --output ndjson | trel_capctl load --store redis://lab\n",
-                                  [load](Session &session) { return load->run(session); });
+    const Command command = verbs.add("load", "Write the records that dump has printed as JSON; all are read first",
+                                      "  trel_capctl load chassis.ndjson\n"
+                                      "  trel_capctl load --replace chassis.ndjson\n"
+                                      "  trel_capctl dump --output ndjson | trel_capctl load --store redis://lab\n",
+                                      [load](Session &session) { return load->run(session); });
     command.add_option("FILE", load->file, "Lines of ndjson, or a JSON array; - is standard input, as is none");
-    command.add_flag("--replace", load->replaces, "Delete first what is stored and not there")->disable_flag_override();
+    command.add_flag("--replace", load->replaces, "Delete first what is stored and not there");
 }
 
 }  // namespace capctl

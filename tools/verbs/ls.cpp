@@ -53,12 +53,12 @@ int ls(Session &session, const Selection &selection) {
 
 void add_ls(Verbs &verbs) {
     const auto selection = std::make_shared<Selection>();
-    CLI::App &command = verbs.add("ls", "List the keys of what is stored",
-                                  "  trel_capctl ls\n"
-                                  "  trel_capctl ls '/l3/*'\n"
-                                  "  trel_capctl ls 'cap_fe_ready:*' --output table\n"
-                                  "  trel_capctl ls --type card_info\n",
-                                  [selection](Session &session) { return ls(session, *selection); });
+    const Command command = verbs.add("ls", "List the keys of what is stored",
+                                      "  trel_capctl ls\n"
+                                      "  trel_capctl ls '/l3/*'\n"
+                                      "  trel_capctl ls 'cap_fe_ready:*' --output table\n"
+                                      "  trel_capctl ls --type card_info\n",
+                                      [selection](Session &session) { return ls(session, *selection); });
     selection->add_to(command);
 }
 

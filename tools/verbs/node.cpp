@@ -56,15 +56,15 @@ int Node::run(Session &session) const {
 
 void add_node(Verbs &verbs) {
     const auto node = std::make_shared<Node>();
-    CLI::App &command = verbs.add("node", "Publish that a node is ready or not, as the card's own software does",
-                                  "  trel_capctl node 17 ready\n"
-                                  "  trel_capctl node 17 ready --real-time off\n"
-                                  "  trel_capctl node 0x1 unready --class cm\n",
-                                  [node](Session &session) { return node->run(session); });
+    const Command command = verbs.add("node", "Publish that a node is ready or not, as the card's own software does",
+                                      "  trel_capctl node 17 ready\n"
+                                      "  trel_capctl node 17 ready --real-time off\n"
+                                      "  trel_capctl node 0x1 unready --class cm\n",
+                                      [node](Session &session) { return node->run(session); });
     node->options.add_to(command);
-    command.add_option("ready|unready", node->readiness, "What to publish")->required();
+    command.add_option("ready|unready", node->readiness, "What to publish").required();
     command.add_option("--real-time", node->real_time, "Whether it is in real time: on (the default) or off")
-        ->type_name("on|off");
+        .type_name("on|off");
 }
 
 }  // namespace capctl

@@ -1,7 +1,6 @@
 // play: writes a scenario into a store.
 #include <array>
 #include <cstdio>
-#include <limits>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -117,19 +116,16 @@ int Play::run(Session &session) const {
 
 void add_play(Verbs &verbs) {
     const auto play = std::make_shared<Play>();
-    CLI::App &command = verbs.add("play", "Write a scenario into the store, step by step",
-                                  "  trel_capctl play --list\n"
-                                  "  trel_capctl play boot\n"
-                                  "  trel_capctl play ./lab.yaml --speed 10\n"
-                                  "  trel_capctl play random_churn --loop --quiet\n",
-                                  [play](Session &session) { return play->run(session); });
+    const Command command = verbs.add("play", "Write a scenario into the store, step by step",
+                                      "  trel_capctl play --list\n"
+                                      "  trel_capctl play boot\n"
+                                      "  trel_capctl play ./lab.yaml --speed 10\n"
+                                      "  trel_capctl play random_churn --loop --quiet\n",
+                                      [play](Session &session) { return play->run(session); });
     command.add_option("FILE", play->file, "A scenario's file, or the name of one that --list prints");
-    command.add_option("--speed", play->speed, "2 plays in half the time; 0 or max: without waiting")->type_name("X");
-    CLI::Option *loop = command.add_flag("--loop", play->loop, "Play it again and again");
-    command.add_option("--times", play->times, "Play it so many times")
-        ->type_name("N")
-        ->check(CLI::Range(uint64_t{1}, std::numeric_limits<uint64_t>::max()).description(""))
-        ->excludes(loop);
+    command.add_option("--speed", play->speed, "2 plays in half the time; 0 or max: without waiting").type_name("X");
+    const Option loop = command.add_flag("--loop", play->loop, "Play it again and again");
+    command.add_option("--times", play->times, "Play it so many times").type_name("N").at_least_one().excludes(loop);
     command.add_flag("--dry-run", play->dry_run, "Print the steps; write nothing, wait for nothing");
     command.add_flag("--quiet", play->quiet, "Print no steps");
     command.add_flag("--list", play->list, "Print the scenarios that come with the tool");

@@ -22,7 +22,7 @@ namespace {
 struct Ready {
     std::string scope;
     std::string value;
-    const CLI::Option *value_option = nullptr;
+    Option value_option;
 
     int run(Session &session) const;
 };
@@ -40,7 +40,7 @@ bool show(Session &session, const Record &address) {
 }
 
 int Ready::run(Session &session) const {
-    const bool publishes = value_option->count() != 0;
+    const bool publishes = value_option.is_given();
     const Record record = chassis::scope_ready(scope, publishes && parse_switch("on|off", value));
     if (!publishes) {
         return show(session, record) ? kDone : kNegative;
@@ -54,11 +54,11 @@ int Ready::run(Session &session) const {
 
 void add_ready(Verbs &verbs) {
     const auto ready = std::make_shared<Ready>();
-    CLI::App &command = verbs.add("ready", "Print whether a scope is ready (on or off), or publish that",
-                                  "  trel_capctl ready glb on\n"
-                                  "  trel_capctl ready fab && echo fabric cards are ready\n",
-                                  [ready](Session &session) { return ready->run(session); });
-    command.add_option("SCOPE", ready->scope, "glb (the device), cm, fab or hps (a card class)")->required();
+    const Command command = verbs.add("ready", "Print whether a scope is ready (on or off), or publish that",
+                                      "  trel_capctl ready glb on\n"
+                                      "  trel_capctl ready fab && echo fabric cards are ready\n",
+                                      [ready](Session &session) { return ready->run(session); });
+    command.add_option("SCOPE", ready->scope, "glb (the device), cm, fab or hps (a card class)").required();
     ready->value_option = command.add_option("on|off", ready->value, "What to publish; without it nothing is written");
 }
 

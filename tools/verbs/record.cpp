@@ -2,7 +2,6 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <limits>
 #include <memory>
 #include <optional>
 #include <unistd.h>
@@ -118,17 +117,15 @@ int Record::run(Session &session) const {
 
 void add_record(Verbs &verbs) {
     const auto record = std::make_shared<Record>();
-    CLI::App &command = verbs.add("record", "Write down what happens in the store, as a scenario to play",
-                                  "  trel_capctl record field.yaml\n"
-                                  "  trel_capctl record field.yaml --duration 60\n"
-                                  "  trel_capctl record - --count 100 | gzip >field.yaml.gz\n",
-                                  [record](Session &session) { return record->run(session); });
-    command.add_option("FILE", record->file, "Where to write; - is standard output")->required();
+    const Command command = verbs.add("record", "Write down what happens in the store, as a scenario to play",
+                                      "  trel_capctl record field.yaml\n"
+                                      "  trel_capctl record field.yaml --duration 60\n"
+                                      "  trel_capctl record - --count 100 | gzip >field.yaml.gz\n",
+                                      [record](Session &session) { return record->run(session); });
+    command.add_option("FILE", record->file, "Where to write; - is standard output").required();
     command.add_option("--duration", record->duration, "End after so many seconds; else Ctrl-C ends it")
-        ->type_name("SECONDS");
-    command.add_option("--count", record->count, "End after so many changes")
-        ->type_name("N")
-        ->check(CLI::Range(uint64_t{1}, std::numeric_limits<uint64_t>::max()).description(""));
+        .type_name("SECONDS");
+    command.add_option("--count", record->count, "End after so many changes").type_name("N").at_least_one();
     command.add_flag("--force", record->force, "Write over a file that is there");
 }
 

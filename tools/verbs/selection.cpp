@@ -24,12 +24,9 @@ bool matches(const std::string &pattern, const Record &record) {
 
 }  // namespace
 
-void Selection::add_to(CLI::App &command) {
+void Selection::add_to(const Command &command) {
     command.add_option("PATTERN", patterns_, "Keys, or URLs of capabilities; * ? and [...] as in the shell");
-    command.add_option("--type", types_, "Records of this type only; may be given again")
-        ->type_name("TYPE")
-        ->expected(1)
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    command.add_option("--type", types_, "Records of this type only; may be given again").type_name("TYPE").repeated();
 }
 
 std::vector<const RecordType *> Selection::types() const {

@@ -1,19 +1,19 @@
 // Which records a command is about.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <string>
 #include <vector>
 
 #include "record/record.h"
 #include "store/snapshot.h"
+#include "verbs/command.h"
 
 namespace capctl {
 
 class Selection {
 public:
     // The arguments PATTERN..., and the option --type.
-    void add_to(CLI::App &command);
+    void add_to(const Command &command);
 
     // Those that a selected record may be of. Throws a usage failure for a name that is none.
     std::vector<const record::RecordType *> types() const;

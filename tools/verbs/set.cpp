@@ -7,7 +7,6 @@
 #include <trel_cap/records.h>
 
 #include "command_line/exit_status.h"
-#include "command_line/options.h"
 #include "command_line/text.h"
 #include "verbs/address.h"
 #include "verbs/input.h"
@@ -31,9 +30,9 @@ struct Set {
     std::string int_text;
     std::string state_text;
     std::string str_text;
-    CLI::App *command = nullptr;
+    Command command;
 
-    bool given(const char *option) const { return command->count(option) != 0; }
+    bool given(const char *option) const { return command.is_given(option); }
     void fill(Record &record) const;
     bool fill_capability(Record &record) const;
     int run(Session &session) const;
@@ -56,7 +55,7 @@ bool Set::fill_capability(Record &record) const {
         std::count_if(std::begin(kOptions), std::end(kOptions), [this](const char *option) { return given(option); });
     if (count > 1) {
         throw Failure(kUsage, "one of [--bool,--int,--str,--state] is required, but " + std::to_string(count) +
-                                  " were given" + hint(*command->get_parent()));
+                                  " were given" + command.hint());
     }
     if (count > 0 && !is_capability(record.type())) {
         throw Failure(kUsage, quote(address.word()) + ": it is no capability; FIELD=VALUE expected");
@@ -96,8 +95,8 @@ void set_field(Record &record, const std::string &word) {
 void Set::fill(Record &record) const {
     const bool by_option = fill_capability(record);
     if (!by_option && fields.empty()) {
-        throw Failure(kUsage, "a value is missing: one of [--bool,--int,--state] is required, or FIELD=VALUE" +
-                                  hint(*command->get_parent()));
+        throw Failure(kUsage,
+                      "a value is missing: one of [--bool,--int,--state] is required, or FIELD=VALUE" + command.hint());
     }
     if (by_option && !fields.empty()) {
         throw Failure(kUsage, quote(fields.front()) +
@@ -126,21 +125,21 @@ int Set::run(Session &session) const {
 
 void add_set(Verbs &verbs) {
     const auto set = std::make_shared<Set>();
-    CLI::App &command = verbs.add("set", "Write values of a capability, or of any record",
-                                  "  trel_capctl set /l3/arp/capacity --int 4096\n"
-                                  "  trel_capctl set /l3/arp/enabled --class fab --bool 1\n"
-                                  "  trel_capctl set /l3/arp/mode --fe 0x11 --str wide\n"
-                                  "  trel_capctl set cap_fe_ready:17:900 ready=1 real_time=1 node_type=3\n"
-                                  "  trel_capctl set card_info:0:0:1:0 serial@- < serial.bin\n",
-                                  [set](Session &session) { return set->run(session); });
-    set->command = &command;
+    const Command command = verbs.add("set", "Write values of a capability, or of any record",
+                                      "  trel_capctl set /l3/arp/capacity --int 4096\n"
+                                      "  trel_capctl set /l3/arp/enabled --class fab --bool 1\n"
+                                      "  trel_capctl set /l3/arp/mode --fe 0x11 --str wide\n"
+                                      "  trel_capctl set cap_fe_ready:17:900 ready=1 real_time=1 node_type=3\n"
+                                      "  trel_capctl set card_info:0:0:1:0 serial@- < serial.bin\n",
+                                      [set](Session &session) { return set->run(session); });
+    set->command = command;
     set->address.add_to(command);
     command.add_option("FIELD", set->fields, "FIELD=VALUE, or FIELD@FILE: from a file, - is standard input");
-    CLI::Option_group &one = add_choice(command, "Or one value of a capability");
-    one.add_option("--bool", set->bool_text, "The boolean")->type_name("0|1");
-    one.add_option("--int", set->int_text, "The 32-bit integer")->type_name("N");
-    one.add_option("--str", set->str_text, "The string; of a node only")->type_name("TEXT");
-    one.add_option("--state", set->state_text, "The state")->type_name("0|1");
+    const Command one = command.add_choice("Or one value of a capability");
+    one.add_option("--bool", set->bool_text, "The boolean").type_name("0|1");
+    one.add_option("--int", set->int_text, "The 32-bit integer").type_name("N");
+    one.add_option("--str", set->str_text, "The string; of a node only").type_name("TEXT");
+    one.add_option("--state", set->state_text, "The state").type_name("0|1");
 }
 
 }  // namespace capctl

@@ -89,25 +89,26 @@ int Test::run() const {
 
 void add_test(Verbs &verbs) {
     const auto test = std::make_shared<Test>();
-    CLI::App &command = verbs.add("test", "Try the library, or an application, on scenarios that say what is expected",
-                                  "  trel_capctl test boot late_check\n"
-                                  "  trel_capctl test scenarios/*.yaml --format junit >report.xml\n"
-                                  "  trel_capctl test lab.yaml --run './my_app --verbose' --started 'ready to serve'\n",
-                                  [test](Session &) { return test->run(); });
-    command.add_option("FILE", test->files, "Scenarios: files, or names that play --list prints")->required();
+    const Command command =
+        verbs.add("test", "Try the library, or an application, on scenarios that say what is expected",
+                  "  trel_capctl test boot late_check\n"
+                  "  trel_capctl test scenarios/*.yaml --format junit >report.xml\n"
+                  "  trel_capctl test lab.yaml --run './my_app --verbose' --started 'ready to serve'\n",
+                  [test](Session &) { return test->run(); });
+    command.add_option("FILE", test->files, "Scenarios: files, or names that play --list prints").required();
     command.add_option("--format", test->format, "How to report: tap (the default) or junit")
-        ->type_name("FORMAT")
-        ->check(CLI::IsMember({"tap", "junit"}).description(""));
+        .type_name("FORMAT")
+        .one_of({"tap", "junit"});
     command.add_option("--run", test->program, "Try this program, with its arguments, in place of the library")
-        ->type_name("PROGRAM");
+        .type_name("PROGRAM");
     command.add_option("--speed", test->speed, "With --run: 2 plays in half the time; 0 or max: without waiting")
-        ->type_name("X");
+        .type_name("X");
     command.add_option("--started", test->started, "With --run: what a line of its output says when it is up")
-        ->type_name("TEXT");
+        .type_name("TEXT");
     command.add_option("--settle", test->settling, "With --run: how long it takes to come up; 0.5 by default")
-        ->type_name("SECONDS");
+        .type_name("SECONDS");
     command.add_option("--timeout", test->patience, "With --run: the longest wait for anything; 10 by default")
-        ->type_name("SECONDS");
+        .type_name("SECONDS");
 }
 
 }  // namespace capctl

@@ -1,5 +1,6 @@
 #include "verbs/verbs.h"
 
+#include <CLI/CLI.hpp>
 #include <trel_cap/version.h>
 #include <unistd.h>
 
@@ -40,46 +41,42 @@ store::Store &Session::store() {
     return *store_;
 }
 
-Verbs::Verbs() : app_(kSummary, "trel_capctl") {
-    app_.formatter(std::make_shared<Help>());
-    app_.footer(kExamples);
-    app_.require_subcommand(0, 1);  // that there is none is told by run()
-    add_shared_options(app_, TREL_CAP_VERSION, "How to print data: text (the default), table, json or ndjson", format_,
+Verbs::Verbs() : app_(std::make_unique<CLI::App>(kSummary, "trel_capctl")) {
+    app_->formatter(std::make_shared<Help>());
+    app_->footer(kExamples);
+    app_->require_subcommand(0, 1);  // that there is none is told by run()
+    add_shared_options(*app_, TREL_CAP_VERSION, "How to print data: text (the default), table, json or ndjson", format_,
                        {"text", "table", "json", "ndjson"});
-    app_.get_option("--help")->description("Print this and exit; after a verb, about that verb");
-    app_.add_option("-s,--store", store_, "The store, in place of $OX_MOM_STORE")->type_name("NAME");
-    app_.add_option("--color", colour_, "Colour: auto (the default: on a terminal), always or never")
+    app_->get_option("--help")->description("Print this and exit; after a verb, about that verb");
+    app_->add_option("-s,--store", store_, "The store, in place of $OX_MOM_STORE")->type_name("NAME");
+    app_->add_option("--color", colour_, "Colour: auto (the default: on a terminal), always or never")
         ->type_name("WHEN")
         ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
 }
 
-CLI::App &Verbs::add(const std::string &name, const std::string &summary, const std::string &examples, Run run) {
-    CLI::App &command = *app_.add_subcommand(name, summary);
+Verbs::~Verbs() = default;
+
+Command Verbs::add(const std::string &name, const std::string &summary, const std::string &examples, Run run) {
+    CLI::App &command = *app_->add_subcommand(name, summary);
     command.footer(examples);
     command.group("Verbs");
     command.fallthrough();
     command.get_option("--help")->description("Print this and exit");
     verbs_.push_back({&command, std::move(run)});
-    return command;
+    return Command(&command);
 }
 
 int Verbs::run(int argc, char **argv) {
-    if (!parse(app_, {argv + std::min(argc, 1), argv + argc})) {
+    if (!parse(*app_, {argv + std::min(argc, 1), argv + argc})) {
         return kDone;
     }
     const auto verb =
         std::find_if(verbs_.begin(), verbs_.end(), [](const Verb &each) { return each.command->parsed(); });
     if (verb == verbs_.end()) {
-        throw Failure(kUsage, "a verb is missing" + hint(app_));
+        throw Failure(kUsage, "a verb is missing" + hint(*app_));
     }
     Session session(store_, format_named(format_), has_colour(colour_));
     return verb->run(session);
-}
-
-CLI::Option_group &add_choice(CLI::App &command, const std::string &title) {
-    CLI::Option_group &group = *command.add_option_group(title);
-    group.set_help_flag();
-    return group;
 }
 
 }  // namespace capctl

@@ -1,13 +1,14 @@
 // The verbs, and the options they share.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "store/store.h"
+#include "verbs/command.h"
 
 namespace capctl {
 
@@ -39,11 +40,14 @@ using Run = std::function<int(Session &)>;
 class Verbs {
 public:
     Verbs();
+    ~Verbs();
+    Verbs(const Verbs &) = delete;
+    Verbs &operator=(const Verbs &) = delete;
 
     // Adds a verb: its own arguments and options are added to what is returned, and known when run is called.
-    CLI::App &add(const std::string &name, const std::string &summary, const std::string &examples, Run run);
+    Command add(const std::string &name, const std::string &summary, const std::string &examples, Run run);
 
-    const CLI::App &app() const { return app_; }
+    const CLI::App &app() const { return *app_; }
 
     // Does what the command line asks; returns the exit status, or throws a Failure.
     int run(int argc, char **argv);
@@ -54,15 +58,12 @@ private:
         Run run;
     };
 
-    CLI::App app_;
+    std::unique_ptr<CLI::App> app_;
     std::vector<Verb> verbs_;
     std::string store_;
     std::string format_ = "text";
     std::string colour_ = "auto";
 };
-
-// Options that exclude each other, under a title of their own.
-CLI::Option_group &add_choice(CLI::App &command, const std::string &title);
 
 // A file each.
 void add_board(Verbs &verbs);

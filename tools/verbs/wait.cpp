@@ -240,16 +240,16 @@ int Wait::run(Session &session) {
 
 void add_wait(Verbs &verbs) {
     const auto wait = std::make_shared<Wait>();
-    CLI::App &command = verbs.add("wait", "Wait until a node or a scope is ready, or a record has a value",
-                                  "  trel_capctl wait node 17 ready --timeout 30\n"
-                                  "  trel_capctl wait ready fab\n"
-                                  "  trel_capctl wait /l3/arp/capacity int32_value=4096\n"
-                                  "  trel_capctl wait card_info:0:0:17:0 --gone --timeout 5\n",
-                                  [wait](Session &session) { return wait->run(session); });
+    const Command command = verbs.add("wait", "Wait until a node or a scope is ready, or a record has a value",
+                                      "  trel_capctl wait node 17 ready --timeout 30\n"
+                                      "  trel_capctl wait ready fab\n"
+                                      "  trel_capctl wait /l3/arp/capacity int32_value=4096\n"
+                                      "  trel_capctl wait card_info:0:0:17:0 --gone --timeout 5\n",
+                                      [wait](Session &session) { return wait->run(session); });
     wait->address.add_to(command, "WHAT", "node, ready, a capability's address, or any record's key");
     command.add_option("WORD", wait->words, "NODE ready|unready, SCOPE [on|off], or FIELD=VALUE");
-    command.add_flag("--gone", wait->gone, "Until there is no such record")->disable_flag_override();
-    command.add_option("--timeout", wait->timeout, "Fail with 4 after so long; without it never")->type_name("SECONDS");
+    command.add_flag("--gone", wait->gone, "Until there is no such record");
+    command.add_option("--timeout", wait->timeout, "Fail with 4 after so long; without it never").type_name("SECONDS");
 }
 
 }  // namespace capctl

@@ -162,19 +162,18 @@ int Watch::run(Session &session) const {
 
 void add_watch(Verbs &verbs) {
     const auto watch = std::make_shared<Watch>();
-    CLI::App &command = verbs.add("watch", "Print what is stored, and then every change, until interrupted",
-                                  "  trel_capctl watch\n"
-                                  "  trel_capctl watch 'cap_fe_ready:*' --changes-only\n"
-                                  "  trel_capctl watch --type card_info --output ndjson | jq .event\n"
-                                  "  trel_capctl watch /l3/arp/capacity --count 1 --timeout 30\n",
-                                  [watch](Session &session) { return watch->run(session); });
+    const Command command = verbs.add("watch", "Print what is stored, and then every change, until interrupted",
+                                      "  trel_capctl watch\n"
+                                      "  trel_capctl watch 'cap_fe_ready:*' --changes-only\n"
+                                      "  trel_capctl watch --type card_info --output ndjson | jq .event\n"
+                                      "  trel_capctl watch /l3/arp/capacity --count 1 --timeout 30\n",
+                                      [watch](Session &session) { return watch->run(session); });
     watch->selection.add_to(command);
     command.add_option("--count", watch->count_text, "End after so many changes; 0: after what is stored")
-        ->type_name("N");
+        .type_name("N");
     command.add_option("--timeout", watch->timeout_text, "End after so long; with --count that fails with 4")
-        ->type_name("SECONDS");
-    command.add_flag("--changes-only", watch->changes_only, "Not what is stored at the beginning")
-        ->disable_flag_override();
+        .type_name("SECONDS");
+    command.add_flag("--changes-only", watch->changes_only, "Not what is stored at the beginning");
 }
 
 }  // namespace capctl
