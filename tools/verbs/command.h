@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
+namespace CLI {  // NOLINT(readability-identifier-naming): CLI11's name
 class App;
 class Option;
 }  // namespace CLI
