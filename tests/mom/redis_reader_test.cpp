@@ -194,6 +194,14 @@ TEST(RedisReader, FindsWhatIsNoProtocolBroken) {
     }
 }
 
+TEST(RedisReader, FindsAStringBrokenThatIsLongerThanItsLength) {
+    Reading reading;
+    reading.receive("*1\r\n$1\r\nabc-ERR no\r\n");
+    reading.read();
+    EXPECT_TRUE(reading.replies().empty());
+    EXPECT_TRUE(reading.is_broken());
+}
+
 TEST(RedisReader, TakesMemoryForElementsThatHaveComeOnly) {
     const size_t before = mallinfo2().uordblks + mallinfo2().hblkhd;
     for (const char *head : {"*999999999\r\n", "*2\r\n*999999999\r\n", "*1\r\n$999999999\r\n", "$999999999\r\n"}) {

@@ -39,6 +39,7 @@ TEST(ADump, ThatIsBrokenNamesTheLine) {
               "6 f:3: \"cap_glb_state\": the same record as at f:1");
     EXPECT_EQ(dump_refusal("[" + kReady + ",{}]"), "6 f: record 2: \"type\" is missing");
     EXPECT_EQ(dump_refusal("[" + kReady), "6 f: no JSON, byte " + std::to_string(kReady.size() + 2));
+    EXPECT_EQ(dump_refusal(kReady + "\n1e999"), "6 f:2: a number in it is larger than any that JSON is read with");
 }
 
 }  // namespace

@@ -25,6 +25,8 @@ Json parsed(const std::string &place, std::string_view text) {
         return Json::parse(text);
     } catch (const Json::parse_error &error) {
         fail(place, "no JSON, byte " + std::to_string(error.byte));
+    } catch (const Json::out_of_range &) {
+        fail(place, "a number in it is larger than any that JSON is read with");
     }
 }
 

@@ -29,9 +29,10 @@ struct StoredField {
 };
 using StoredFields = std::vector<StoredField>;
 
+constexpr uint32_t kHighestField = (1U << 29) - 1;
+
 // A field's number as its stored name has it; 0 when it is none.
 inline uint32_t field_number(std::string_view name) {
-    constexpr uint32_t kHighest = (1U << 29) - 1;
     constexpr size_t kMostDigits = 9;
     if (name.size() > kMostDigits) {
         return 0;
@@ -43,7 +44,7 @@ inline uint32_t field_number(std::string_view name) {
         }
         number = number * 10 + static_cast<uint32_t>(digit - '0');
     }
-    return number <= kHighest ? number : 0;
+    return number <= kHighestField ? number : 0;
 }
 
 // Channels: one a type, one a record. A record's begins with its type's, as its key begins with the type's name.

@@ -18,9 +18,9 @@ struct LongVarint {
 };
 
 // Apart from the usual case of one byte, which is read in line.
-LongVarint long_varint(const char *at, const char *end) {
+LongVarint long_varint(const char *at, const char *end, unsigned bits) {
     uint64_t value = 0;
-    for (unsigned shift = 0; shift < 64 && at != end; shift += 7) {
+    for (unsigned shift = 0; shift < bits && at != end; shift += 7) {
         const auto byte = static_cast<uint8_t>(*at++);
         value |= uint64_t{byte & 0x7FU} << shift;
         if (byte < 0x80) {
@@ -40,11 +40,13 @@ public:
     std::string_view rest() const { return {at_, static_cast<size_t>(end_ - at_)}; }
     void fail() { bad_ = true; }
 
+    // Of so many bits, and in no more bytes than these take.
+    template <unsigned kBits = 64>
     uint64_t varint() {
         if (at_ != end_ && static_cast<uint8_t>(*at_) < 0x80) {
             return static_cast<uint8_t>(*at_++);
         }
-        const LongVarint read = long_varint(at_, end_);
+        const LongVarint read = long_varint(at_, end_, kBits);
         bad_ = bad_ || read.end == nullptr;
         at_ = read.end != nullptr ? read.end : end_;
         return read.value;
@@ -60,7 +62,7 @@ public:
         return {from, static_cast<size_t>(size)};
     }
 
-    std::string_view length_prefixed() { return take(varint()); }
+    std::string_view length_prefixed() { return take(varint<32>()); }
 
 private:
     const char *at_;
@@ -106,13 +108,24 @@ bool is_plain(const ProtobufCFieldDescriptor &field) {
     return is_singular(field) && (is_number(field.type) || is_long(field.type));
 }
 
+// Of a message that comes twice, what comes later is added to what was there.
+bool is_second(const ProtobufCFieldDescriptor &field, const std::byte *member) {
+    const void *message = nullptr;
+    if (field.type == PROTOBUF_C_TYPE_MESSAGE) {
+        std::memcpy(&message, member, sizeof message);
+    }
+    return message != nullptr;
+}
+
 constexpr size_t kSmallField = 2;
+constexpr unsigned kMoreFollows = 0x80;  // in a byte of a tag or a number
 
 // Takes what most fields are: a number or truth value whose tag and value have a byte each. False when it is anything
 // else, which is decoded with more care.
 inline bool take_small(ProtobufCMessage &message, const ProtobufCFieldDescriptor *field, std::string_view bytes) {
     if (bytes.size() < kSmallField || field == nullptr || static_cast<uint8_t>(bytes[0]) != field->id << 3 ||
-        static_cast<uint8_t>(bytes[1]) > 0x7F || !is_number(field->type) || !is_singular(*field)) {
+        ((static_cast<uint8_t>(bytes[0]) | static_cast<uint8_t>(bytes[1])) & kMoreFollows) != 0 ||
+        !is_number(field->type) || !is_singular(*field)) {
         return false;
     }
     const auto number = uint32_t{static_cast<uint8_t>(bytes[1])};
@@ -164,7 +177,7 @@ private:
 
     Arena &arena_;
     int depth_ = 0;
-    bool general_ = false;  // a field came that is not plain
+    bool general_ = false;  // a field came that is not plain, or a message twice
 };
 
 ProtobufCMessage *Decoder::blank(const ProtobufCMessageDescriptor &type) {
@@ -194,9 +207,10 @@ ProtobufCMessage *Decoder::message(const ProtobufCMessageDescriptor &type, std::
             cursor.take(kSmallField);
             continue;
         }
-        const uint64_t tag = cursor.varint();
-        const auto number = static_cast<uint32_t>(tag >> 3);
-        if (cursor.bad() || number == 0 || !one_field(*message, fields.find(number), tag & 7, cursor)) {
+        const uint64_t tag = cursor.varint<32>();
+        const uint64_t number = tag >> 3;
+        if (cursor.bad() || number == 0 || number > kHighestField ||
+            !one_field(*message, fields.find(static_cast<uint32_t>(number)), tag & 7, cursor)) {
             message = nullptr;
         }
     }
@@ -222,7 +236,7 @@ ProtobufCMessage *Decoder::from_fields(const ProtobufCMessageDescriptor &type, c
             continue;  // at its default
         }
         Cursor cursor(one.value);
-        const uint64_t tag = cursor.varint();
+        const uint64_t tag = cursor.varint<32>();
         if (cursor.bad() || tag >> 3 != one.number || !one_field(*message, field, tag & 7, cursor) ||
             !cursor.at_end()) {
             return std::exchange(general_, false) ? end_to_end(type, stored) : nullptr;
@@ -246,13 +260,13 @@ bool Decoder::one_field(ProtobufCMessage &message, const ProtobufCFieldDescripto
         skip(cursor, wire_type);
         return !cursor.bad();
     }
-    general_ = !is_plain(*field);
+    auto *member = reinterpret_cast<std::byte *>(&message) + field->offset;
+    general_ = !is_plain(*field) || is_second(*field, member);
     const bool expects_number = is_number(field->type);
     if (general_ ||
         wire_type != (expects_number ? PROTOBUF_C_WIRE_TYPE_VARINT : PROTOBUF_C_WIRE_TYPE_LENGTH_PREFIXED)) {
         return false;
     }
-    auto *member = reinterpret_cast<std::byte *>(&message) + field->offset;
     if (!expects_number) {
         const std::string_view bytes = cursor.length_prefixed();
         return !cursor.bad() && long_value(member, *field, bytes);

@@ -121,6 +121,11 @@ Reply *AnyReply::take(std::string_view &bytes, Arena &arena) {
             return nullptr;
         }
     }
+    // hiredis does not look at how a string ends, and takes what follows for the next reply.
+    if (reply != nullptr && reader_->pos != reader_->len) {
+        error_ = "Protocol error, a reply does not end with its line";
+        return nullptr;
+    }
     if (reply != nullptr) {
         if (taken_ > kKept) {
             reader_.reset();
