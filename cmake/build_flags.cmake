@@ -34,6 +34,9 @@ if(TREL_CAP_SANITIZE)
   add_compile_options(-fsanitize=${TREL_CAP_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(trel_cap_language INTERFACE -fsanitize=${TREL_CAP_SANITIZE})
 endif()
+if(TREL_CAP_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 
 # For installed programs and libraries; the tests take of it what hinders them.
 include(CheckPIESupported)

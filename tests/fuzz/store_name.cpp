@@ -1,0 +1,24 @@
+// Names of stores.
+#include "bytes.h"
+
+#include "core/error.h"
+#include "core/store_name.h"
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string_view text = fuzz::Bytes(data, size).rest();
+    const auto name = mom::parse_store_name(text);
+    if (!name) {
+        fuzz::expect(!std::string_view(mom::last_error()).empty(), "a name that is refused has a reason");
+        return 0;
+    }
+    for (const mom::Endpoint &endpoint : name->endpoints) {
+        fuzz::expect(endpoint.path.empty() != endpoint.host.empty(), "an endpoint is a path or a host");
+        fuzz::expect(!endpoint.text().empty(), "an endpoint has a text");
+    }
+    fuzz::expect((name->kind == mom::StoreName::Kind::kMem) == name->endpoints.empty(), "a server has an address");
+    // A short one may be a piece of something else.
+    const bool is_telling = name->password.size() > 8 && text.find(name->password) == text.rfind(name->password);
+    fuzz::expect(!is_telling || name->shown.find(name->password) == std::string::npos,
+                 "the shown name hides the password");
+    return 0;
+}
