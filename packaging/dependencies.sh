@@ -17,6 +17,7 @@ packages_redis=(redis-server)
 packages_valkey=(valkey-server)
 packages_browser=(chromium chromium-driver) # half a gigabyte: for ./dev test --all and ./dev picture alone
 packages_style=(clang-format-14 clang-tidy-14) # of one version: others format and warn differently
+packages_fuzz=(clang-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev valgrind)
 packages_arm=(crossbuild-essential-armhf qemu-user)
 # What is linked on ARM, in a system tree of its own; the rest of packages_build runs on the machine that builds.

@@ -87,10 +87,10 @@ whole_run() { # WHETHER_ARM_CAN_BE_SET_UP [WHETHER_THERE_IS_STYLE] [ARGUMENT]
     require_newer_hiredis() { :; }
     check_hiredis() { echo "hiredis of $1"; }
     has_style() { "$style"; }
-    build_preset() { :; }
+    build_preset() { [[ ${configure_options[*]} != *BENCH=ON* ]] || echo "with benchmarks"; }
     run_tests() { echo "tests $1"; }
     check_format() { :; }
-    check_tidy() { :; }
+    check_tidy() { build_preset tidy; }
     # shellcheck disable=SC2086 # nothing when it is empty
     run_all_tests $argument
   )
@@ -99,6 +99,7 @@ whole_run() { # WHETHER_ARM_CAN_BE_SET_UP [WHETHER_THERE_IS_STYLE] [ARGUMENT]
 everything() {
   expect "== set up a newer hiredis
 == build release
+with benchmarks
 tests release
 == build asan
 tests asan
@@ -109,11 +110,10 @@ hiredis of build/asan/platform/mom/libox_mom.so
 == set up arm
 == build arm
 tests arm
-== build bench
 == format
 == tidy
 
-10 passed, 0 failed" "$(whole_run true)"
+9 passed, 0 failed" "$(whole_run true)"
 }
 
 # What CI tests besides takes longer than somebody waits.
@@ -131,13 +131,12 @@ tests release
 without_style() {
   local text
   text=$(whole_run true false) || { echo "a style that is not checked fails" >&2 && exit 1; }
-  expect "== build bench
-== format: not here, takes clang-format and clang-tidy of version 14
+  expect "== format: not here, takes clang-format and clang-tidy of version 14
 == tidy: not here, takes clang-format and clang-tidy of version 14
 
 skipped: format: takes clang-format and clang-tidy of version 14
 skipped: tidy: takes clang-format and clang-tidy of version 14
-8 passed, 0 failed, 2 skipped" "$(sed -n '/^== build bench/,$p' <<<"$text")"
+7 passed, 0 failed, 2 skipped" "$(sed -n '/^== format/,$p' <<<"$text")"
 }
 
 # The rest is tested nevertheless.
@@ -146,12 +145,11 @@ without_arm() {
   text=$(whole_run false) || status=$?
   expect "1 == set up arm
 dev: no ARM
-== build bench
 == format
 == tidy
 
 failed: set up arm
-8 passed, 1 failed" "$status $(sed -n '/^== set up arm/,$p' <<<"$text")"
+7 passed, 1 failed" "$status $(sed -n '/^== set up arm/,$p' <<<"$text")"
 }
 
 # From here on the machine is pretended: what dpkg and apt would say, who we are, and an empty place to log to.
@@ -302,6 +300,30 @@ builds bench" "$(needs_of bench)"
   expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}" "${packages_arm[@]}")
 the tree
 builds arm" "$(needs_of arm)"
+}
+
+# What takes a night is told part by part, and a part that there is not before anything is done.
+torture_parts() {
+  local text
+  text=$(
+    require_packages() { :; }
+    offer_packages() { :; }
+    build_preset() { echo "builds $1"; }
+    step() { echo "== $1"; }
+    run_tests() { echo "long $TREL_CAP_TORTURE, tests $1"; }
+    cd "$SOURCE_DIR"
+    passed=1
+    torture long histories
+  )
+  expect "== build asan
+long 1, tests asan
+== build asan
+== 1000 histories of each kind, trel_cap_property_test
+== 1000 histories of each kind, trel_cap_store_property_test
+
+1 passed, 0 failed" "$text"
+  ! text=$(torture long nonsense 2>&1) || { echo "nonsense is taken" >&2 && exit 1; }
+  expect "dev: torture takes histories, long or fuzz" "$text"
 }
 
 unknown_command() {
