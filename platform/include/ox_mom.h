@@ -244,8 +244,14 @@ int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *
 /*
  * Makes a client of a store, by name: mem: or mem:NAME (embedded; shared by the process's clients of that name),
  * unix:///path, redis://[user:password@]host[:port], sentinel://host:port[,host:port...]/service. NULL means
- * $OX_MOM_STORE, and mem: without it. Nothing is connected yet. NULL when the name is not understood or memory is
- * exhausted: ox_mom_last_error() says which part.
+ * $OX_MOM_STORE, and mem: without it. Nothing is connected yet.
+ *
+ * To a server whose name has no password the client logs in as $OX_MOM_USER with $OX_MOM_PASSWORD, or with the first line
+ * of the file that $OX_MOM_PASSWORD_FILE names; these are read now, and not in a program that runs with other rights than
+ * its user's. A sentinel is asked without.
+ *
+ * NULL when the name is not understood, those variables make no sense or memory is exhausted: ox_mom_last_error() says
+ * which part.
  */
 MomClient *ox_mom_client_create(const char *store);
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "client/call.h"
+#include "core/credentials.h"
 #include "core/store_name.h"
 
 using namespace mom;
@@ -50,8 +51,8 @@ MomClient *ox_mom_client_create(const char *store) try {
                                   : from_environment != nullptr ? from_environment
                                                                 : kDefaultStore;
     const int timeout = request_timeout();
-    const auto parsed = timeout > 0 ? parse_store_name(name) : std::nullopt;
-    MomClient *client = parsed ? Client::create(*parsed, Millis(timeout)) : nullptr;
+    auto parsed = timeout > 0 ? parse_store_name(name) : std::nullopt;
+    MomClient *client = parsed && complete_credentials(*parsed) ? Client::create(*parsed, Millis(timeout)) : nullptr;
     ended(client != nullptr ? 0 : OX_MOM_E_MEMORY, caller);
     return client;
 } catch (const std::bad_alloc &) {
