@@ -22,7 +22,7 @@ int32_t trel_cap_zlog_init(const char *app_name);
 
 /*
  * Sets the log level of the process: 0 nothing, 1 errors, 2 also progress, 3 also the node list, 4 or more, or a
- * negative number, everything. Any thread, at any time.
+ * negative number, everything. Any thread, at any time. A message is cut after 1,023 bytes.
  */
 void trel_cap_log_level(int32_t level);
 
