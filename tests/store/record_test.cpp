@@ -164,6 +164,33 @@ TEST(Records, AreOrderedByTypeAndIndex) {
     EXPECT_FALSE(precedes("cap_fe_ready:2:0", "cap_fe_ready:2:0"));
     EXPECT_TRUE(precedes("card_info:9:9:9:9", "cap_fe_ready:2:0"));
     EXPECT_TRUE(precedes("cap_table:/a", "cap_table:/b"));
+    EXPECT_TRUE(precedes("cap_fe_ready:-2147483648:0", "cap_fe_ready:-1:0"));
+    EXPECT_TRUE(precedes("cap_fe_ready:-1:0", "cap_fe_ready:0:0"));
+    EXPECT_TRUE(precedes("cap_fe_ready:255:0", "cap_fe_ready:256:-1"));
+    EXPECT_TRUE(precedes("cap_table:/a", "cap_table:/a/"));
+    EXPECT_TRUE(precedes("cap_table:/a/z", "cap_table:/b"));
+    EXPECT_TRUE(precedes("cap_table:/z", "cap_table:/\xff"));
+    EXPECT_TRUE(precedes("cap_glb_table:2:/z", "cap_glb_table:10:/a"));
+}
+
+TEST(AView, HasTheFieldsOfItsTypeThatAreThere) {
+    Record record = record_at("cap_fe_ready:17:900");
+    record.set("ready", true);
+    record.set("slotid", 3);
+    const auto numbers = [](const record::View &view) {
+        std::vector<uint32_t> found;
+        view.each_field([&](const ProtobufCFieldDescriptor &field) { found.push_back(field.id); });
+        return found;
+    };
+    EXPECT_THAT(numbers(record), ElementsAre(6, 9));
+    constexpr int32_t kOthersToo[] = {1, 5, 6, 6, 9, 1000};
+    const record::View view(record.type(), record.message(), kOthersToo);
+    EXPECT_THAT(numbers(view), ElementsAre(6, 9));
+    EXPECT_EQ(view.key(), "cap_fe_ready:17:900");
+    EXPECT_EQ(Record(view), record);
+    const Record object = record_at("cap_glb_state");
+    EXPECT_THAT(numbers(record::View::whole(object.message())), ElementsAre(5)) << "which is no index there";
+    EXPECT_EQ(record::View(object).index(), nullptr);
 }
 
 TEST(Records, AreTextOnALine) {

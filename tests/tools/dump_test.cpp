@@ -131,6 +131,8 @@ TEST(Bytes, AreDecoded) {
     };
     EXPECT_THAT(decode({"decode", "cap_fe_ready", "--hex"}, "2a05 0811 108407\n3000"),
                 Prints("cap_fe_ready:17:900 ready=0\n"));
+    EXPECT_THAT(decode({"decode", "cap_fe_ready", "--hex"}, "4803 3001 2a05 0811 108407"),
+                Prints("cap_fe_ready:17:900 ready=1 slotid=3\n"));
     EXPECT_THAT(decode({"decode", "s_frame.cap_glb_state", "-o", "json"}, "\x28\x01"), Prints(kReady));
     EXPECT_THAT(decode({"decode", "cap_glb_state"}, "\x28"), FailsWith(6, "the 1 bytes are no s_frame.cap_glb_state"));
     EXPECT_THAT(decode({"decode", "cap_glb_state", "--hex"}, "2"), FailsWith(2, "--hex: pairs of hexadecimal digits"));

@@ -5,6 +5,7 @@
 #include <new>
 #include <span>
 #include <stdexcept>
+#include <type_traits>
 #include <vector>
 
 namespace record {
@@ -57,6 +58,9 @@ void set_bytes(ProtobufCMessage &message, const ProtobufCFieldDescriptor &field,
     set_member(message, field, data);
 }
 
+template <class T>
+using Owned = std::conditional_t<std::is_same_v<T, std::string_view>, std::string, T>;
+
 [[noreturn]] void refuse(const ProtobufCFieldDescriptor &field) {
     throw std::logic_error(std::string(field.name) + ": no record has a field of its kind");
 }
@@ -99,7 +103,7 @@ void clear_message_in(ProtobufCMessage &message, const ProtobufCFieldDescriptor 
     set_member<ProtobufCMessage *>(message, field, nullptr);
 }
 
-Value value_of(const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field) {
+ValueView view_of(const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field) {
     switch (field.type) {
         case PROTOBUF_C_TYPE_BOOL:
             return member<protobuf_c_boolean>(message, field) != 0;
@@ -108,15 +112,19 @@ Value value_of(const ProtobufCMessage &message, const ProtobufCFieldDescriptor &
             return member<int32_t>(message, field);
         case PROTOBUF_C_TYPE_STRING: {
             const char *text = member<const char *>(message, field);
-            return std::string(text == nullptr ? "" : text);
+            return std::string_view(text == nullptr ? "" : text);
         }
         case PROTOBUF_C_TYPE_BYTES: {
             const auto data = member<ProtobufCBinaryData>(message, field);
-            return std::string(reinterpret_cast<const char *>(data.data), data.len);
+            return std::string_view(reinterpret_cast<const char *>(data.data), data.len);
         }
         default:
             refuse(field);
     }
+}
+
+Value value_of(const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field) {
+    return std::visit([](auto value) { return Value(Owned<decltype(value)>(value)); }, view_of(message, field));
 }
 
 Value default_of(const ProtobufCFieldDescriptor &field) {
@@ -158,7 +166,7 @@ bool same(const ProtobufCMessage &a, const ProtobufCMessage &b, const ProtobufCF
     if (field.type == PROTOBUF_C_TYPE_MESSAGE) {
         return same_messages(message_in(a, field), message_in(b, field));
     }
-    return value_of(a, field) == value_of(b, field);
+    return view_of(a, field) == view_of(b, field);
 }
 
 }  // namespace record

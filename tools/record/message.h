@@ -5,12 +5,15 @@
 #include <memory>
 #include <protobuf-c/protobuf-c.h>
 #include <string>
+#include <string_view>
 #include <variant>
 
 namespace record {
 
 // Of a field: int32_t for enumerations too, std::string for bytes as well as for strings.
 using Value = std::variant<bool, int32_t, std::string>;
+// The same where it lies in its message.
+using ValueView = std::variant<bool, int32_t, std::string_view>;
 
 struct MessageDeleter {
     void operator()(ProtobufCMessage *message) const { protobuf_c_message_free_unpacked(message, nullptr); }
@@ -28,6 +31,7 @@ ProtobufCMessage &make_message_in(ProtobufCMessage &message, const ProtobufCFiel
 void clear_message_in(ProtobufCMessage &message, const ProtobufCFieldDescriptor &field);
 
 // Of a field that holds no message.
+ValueView view_of(const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field);
 Value value_of(const ProtobufCMessage &message, const ProtobufCFieldDescriptor &field);
 Value default_of(const ProtobufCFieldDescriptor &field);
 // The value is of the field's kind.

@@ -111,18 +111,11 @@ Record::Record(const RecordType &type) : type_(&type), message_(make_message(*ty
     }
 }
 
-Record::Record(const ProtobufCMessage &message, std::span<const int32_t> fields)
-    : type_(&type_of(*message.descriptor)), message_(copy_of(message)) {
+Record::Record(const View &view) : type_(&view.type()), message_(copy_of(view.message())) {
     if (type_->index() != nullptr) {
         make_message_in(*message_, *type_->index());
     }
-    for (const int32_t field : fields) {
-        const auto *descriptor =
-            protobuf_c_message_descriptor_get_field(type_->descriptor, static_cast<unsigned>(field));
-        if (descriptor != nullptr) {
-            mark(*descriptor);
-        }
-    }
+    view.each_field([this](const auto &field) { fields_.push_back(static_cast<int32_t>(field.id)); });
 }
 
 Record::Record(const Record &other) : type_(other.type_), message_(copy_of(*other.message_)), fields_(other.fields_) {
@@ -146,16 +139,6 @@ void Record::mark(const ProtobufCFieldDescriptor &field) {
     if (&field != type_->index() && (place == fields_.end() || *place != number)) {
         fields_.insert(place, number);
     }
-}
-
-std::string Record::key() const {
-    std::string key(type_->name());
-    for (const ProtobufCFieldDescriptor &field : type_->index_fields()) {
-        const Value value = value_of(*message_in(*message_, *type_->index()), field);
-        const auto *text = std::get_if<std::string>(&value);
-        key.append(":").append(text != nullptr ? *text : std::to_string(std::get<int32_t>(value)));
-    }
-    return key;
 }
 
 Value Record::get(std::string_view path) const {
@@ -207,16 +190,6 @@ std::vector<int32_t> differing_fields(const Record &a, const Record &b) {
     }
     return numbers;
 }
-
-Place place_of(const Record &record) {
-    Place place(&record.type(), {});  // types are of one array
-    for (const ProtobufCFieldDescriptor &field : record.type().index_fields()) {
-        place.second.push_back(value_of(*message_in(record.message(), *record.type().index()), field));
-    }
-    return place;
-}
-
-bool precedes(const Record &a, const Record &b) { return place_of(a) < place_of(b); }
 
 const ProtobufCFieldDescriptor &value_field(const RecordType &type, std::string_view path) {
     return *way_to_value(type, path).back();

@@ -6,11 +6,11 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include "record/message.h"
 #include "record/record_type.h"
+#include "record/view.h"
 
 namespace record {
 
@@ -18,9 +18,8 @@ class Record {
 public:
     // Its index is all defaults, and no field is there.
     explicit Record(const RecordType &type);
-    // A copy of a message whose type the store holds. Numbers that the type does not have are left out, and the
-    // index's.
-    Record(const ProtobufCMessage &message, std::span<const int32_t> fields);
+    // A copy.
+    explicit Record(const View &view);
     Record(const Record &other);
     Record &operator=(const Record &other);
     Record(Record &&) = default;
@@ -35,12 +34,13 @@ public:
         return *reinterpret_cast<const T *>(message_.get());
     }
 
+    operator View() const { return {*type_, *message_, fields_}; }
+
     // The numbers of the fields that are there, ascending, without the index's.
     std::span<const int32_t> fields() const { return fields_; }
     bool has(int32_t field) const;
 
-    // As it is addressed on a command line: cap_fe_ready:3:16, cap_table:/l3/arp, cap_glb_state.
-    std::string key() const;
+    std::string key() const { return View(*this).key(); }
 
     // A field by its name, one of a message within by both: ready, static_info.node_type, index.slotid. A field that is
     // set is there. Throw a usage failure when the type has no such field, or the value is not of its kind.
@@ -66,11 +66,6 @@ private:
 
 // The record that a key addresses, without a field. Throws a usage failure that says what is expected.
 Record record_at(std::string_view key);
-// Where a record stands among others: by its type and, within that, by the values of its index, nodes by their numbers.
-using Place = std::pair<const RecordType *, std::vector<Value>>;
-Place place_of(const Record &record);
-bool precedes(const Record &a, const Record &b);
-
 // Whether a word is a key, or begins as one does: a type's name, and ':' or nothing after it.
 bool is_key(std::string_view word);
 

@@ -1,7 +1,10 @@
 #include "record/record_json.h"
 
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 
 #include "base/utf8.h"
 #include "command_line/exit_status.h"
@@ -33,26 +36,46 @@ bool is_utf8(std::string_view bytes) {
 // Written as text at once: a document of each record would cost more than reading it from the store.
 void append_message(std::string &json, const ProtobufCMessage *message);
 
-void append_string(std::string &json, const std::string &bytes) {
-    json += Json(bytes).dump(-1, ' ', false, Json::error_handler_t::replace);
+// Most strings are written as they are.
+bool is_plain(std::string_view text) {
+    return std::all_of(text.begin(), text.end(),
+                       [](char each) { return each >= ' ' && each <= '~' && each != '"' && each != '\\'; });
+}
+
+void append_string(std::string &json, std::string_view text) {
+    if (is_plain(text)) {
+        json.append("\"").append(text).append("\"");
+    } else {
+        json += Json(text).dump(-1, ' ', false, Json::error_handler_t::replace);
+    }
 }
 
 void append_name(std::string &json, std::string_view name, std::string_view suffix = "") {
     if (json.back() != '{') {
         json += ',';
     }
-    json.append("\"").append(name).append(suffix).append("\":");
+    json += '"';
+    json.append(name).append(suffix).append("\":");
 }
 
-void append_value(std::string &json, const ProtobufCFieldDescriptor &field, const Value &value) {
+void append_number(std::string &json, int32_t number) {
+    std::array<char, std::numeric_limits<int32_t>::digits10 + 2> digits;
+    json.append(digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr);
+}
+
+void append_value(std::string &json, const ProtobufCFieldDescriptor &field, ValueView value) {
     if (const bool *flag = std::get_if<bool>(&value)) {
         json += *flag ? "true" : "false";
-    } else if (const auto *text = std::get_if<std::string>(&value)) {
+    } else if (const auto *text = std::get_if<std::string_view>(&value)) {
         append_string(json, field.type == PROTOBUF_C_TYPE_BYTES ? hex(*text) : *text);
     } else {
         const int32_t number = std::get<int32_t>(value);
         const char *name = field.type == PROTOBUF_C_TYPE_ENUM ? enum_name(field, number) : nullptr;
-        json += name == nullptr ? std::to_string(number) : '"' + std::string(name) + '"';
+        if (name == nullptr) {
+            append_number(json, number);
+        } else {
+            append_string(json, name);
+        }
     }
 }
 
@@ -62,11 +85,11 @@ void append_member(std::string &json, const ProtobufCMessage &message, const Pro
         append_message(json, message_in(message, field));
         return;
     }
-    const Value value = value_of(message, field);
+    const ValueView value = view_of(message, field);
     append_value(json, field, value);
-    if (field.type == PROTOBUF_C_TYPE_STRING && !is_utf8(std::get<std::string>(value))) {
+    if (field.type == PROTOBUF_C_TYPE_STRING && !is_utf8(std::get<std::string_view>(value))) {
         append_name(json, field.name, kHexSuffix);
-        append_string(json, hex(std::get<std::string>(value)));
+        append_string(json, hex(std::get<std::string_view>(value)));
     }
 }
 
@@ -83,16 +106,9 @@ void append_message(std::string &json, const ProtobufCMessage *message) {
     json += '}';
 }
 
-void append_fields(std::string &json, const Record &record, std::span<const int32_t> numbers) {
+void append_fields(std::string &json, const View &record) {
     json += '{';
-    auto number = numbers.begin();
-    // Both are in ascending order.
-    for (const ProtobufCFieldDescriptor &field : record.type().fields()) {
-        if (number != numbers.end() && *number == static_cast<int32_t>(field.id)) {
-            append_member(json, record.message(), field);
-            ++number;
-        }
-    }
+    record.each_field([&](const auto &field) { append_member(json, record.message(), field); });
     json += '}';
 }
 
@@ -228,25 +244,29 @@ void fill_key(Record &record, const Json &key) {
 
 }  // namespace
 
-std::string record_line(const Record &record) {
-    const ProtobufCFieldDescriptor *index = record.type().index();
-    std::string json = "{\"type\":\"";
-    json.append(record.type().full_name()).append("\",\"key\":");
-    if (index == nullptr) {
-        json += "{}";
+void append_record_line(std::string &json, const View &record) {
+    json.append("{\"type\":\"").append(record.type().full_name()).append("\",\"key\":");
+    if (const ProtobufCMessage *index = record.index()) {
+        append_message(json, index);
     } else {
-        append_message(json, message_in(record.message(), *index));
+        json += "{}";
     }
     json += ",\"fields\":";
-    append_fields(json, record, record.fields());
-    return json + "}\n";
+    append_fields(json, record);
+    json += "}\n";
 }
 
-Json to_json(const Record &record) { return Json::parse(record_line(record)); }
+std::string record_line(const View &record) {
+    std::string line;
+    append_record_line(line, record);
+    return line;
+}
+
+Json to_json(const View &record) { return Json::parse(record_line(record)); }
 
 Json fields_json(const Record &record, std::span<const int32_t> fields) {
     std::string json;
-    append_fields(json, record, fields);
+    append_fields(json, {record.type(), record.message(), fields});
     return Json::parse(json);
 }
 

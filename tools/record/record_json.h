@@ -13,9 +13,10 @@ namespace record {
 
 // {"type": full name, "key": the fields of the index, "fields": those that are there, in the schema's order}. A string
 // that is not UTF-8 has a neighbour NAME_hex with its bytes; bytes are hexadecimal, and enumerations names.
-nlohmann::ordered_json to_json(const Record &record);
+nlohmann::ordered_json to_json(const View &record);
 // The same as a line.
-std::string record_line(const Record &record);
+std::string record_line(const View &record);
+void append_record_line(std::string &json, const View &record);
 
 // The fields of those numbers alone, which ascend: {"ready": true, ...}.
 nlohmann::ordered_json fields_json(const Record &record, std::span<const int32_t> fields);

@@ -24,25 +24,34 @@ void add(std::vector<FieldText> &texts, int32_t number, const std::string &path,
     }
 }
 
-}  // namespace
-
-std::vector<FieldText> field_texts(const Record &record) {
-    std::vector<FieldText> texts;
-    for (const int32_t number : record.fields()) {
-        add(texts, number, "", record.message(),
-            *protobuf_c_message_descriptor_get_field(record.type().descriptor, static_cast<unsigned>(number)));
-    }
-    return texts;
-}
-
-std::string assignments(const Record &record, std::span<const int32_t> fields) {
+template <class Wanted>
+std::string joined(const View &record, Wanted is_wanted) {
     std::string text;
     for (const FieldText &field : field_texts(record)) {
-        if (std::find(fields.begin(), fields.end(), field.number) != fields.end()) {
+        if (is_wanted(field.number)) {
             text += (text.empty() ? "" : " ") + field.path + "=" + field.text;
         }
     }
     return text;
+}
+
+}  // namespace
+
+std::vector<FieldText> field_texts(const View &record) {
+    std::vector<FieldText> texts;
+    record.each_field([&](const ProtobufCFieldDescriptor &field) {
+        add(texts, static_cast<int32_t>(field.id), "", record.message(), field);
+    });
+    return texts;
+}
+
+std::string assignments(const View &record) {
+    return joined(record, [](int32_t) { return true; });
+}
+
+std::string assignments(const View &record, std::span<const int32_t> fields) {
+    return joined(record,
+                  [&](int32_t number) { return std::find(fields.begin(), fields.end(), number) != fields.end(); });
 }
 
 }  // namespace record

@@ -15,9 +15,11 @@ struct FieldText {
 };
 
 // Of the fields that are there, those of messages within included.
-std::vector<FieldText> field_texts(const Record &record);
+std::vector<FieldText> field_texts(const View &record);
 
-// ready=1 node_type=3 name="LPU", of these fields that are there.
-std::string assignments(const Record &record, std::span<const int32_t> fields);
+// ready=1 node_type=3 name="LPU"
+std::string assignments(const View &record);
+// Of these of them alone.
+std::string assignments(const View &record, std::span<const int32_t> fields);
 
 }  // namespace record

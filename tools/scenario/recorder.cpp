@@ -14,9 +14,12 @@ namespace scenario {
 namespace {
 
 using record::Record;
+using record::View;
 
 // The fields of those numbers alone.
-Record part(const Record &record, const std::vector<int32_t> &fields) { return {record.message(), fields}; }
+View part(const Record &record, const std::vector<int32_t> &fields) {
+    return {record.type(), record.message(), fields};
+}
 
 // A write leaves fields that it does not name: one that is gone was deleted with the record.
 bool has_lost_fields(const store::Change &change) {
@@ -41,7 +44,7 @@ std::string Recorder::at() const {
     return text.data();
 }
 
-void Recorder::put(const char *action, const Record &record, bool with_fields) {
+void Recorder::put(const char *action, const View &record, bool with_fields) {
     nlohmann::ordered_json json = to_json(record);
     if (!with_fields) {
         json["fields"] = nlohmann::ordered_json::object();
@@ -59,7 +62,7 @@ void Recorder::changed(const store::Change &change) {
         put("del", change.record, false);
         put("set", change.record, true);
     } else {
-        put("set", changed_only ? part(change.record, change.changed) : change.record, true);
+        put("set", changed_only ? part(change.record, change.changed) : View(change.record), true);
     }
     if (begin_) {
         ++changes_;

@@ -31,7 +31,7 @@ public:
 private:
     std::string at() const;
     void remark(const std::string &text) const;
-    void put(const char *action, const record::Record &record, bool with_fields);
+    void put(const char *action, const record::View &record, bool with_fields);
 
     Sink sink_;
     std::optional<std::chrono::steady_clock::time_point> begin_;  // once the initial state is complete

@@ -27,7 +27,7 @@ struct Follower::State {
     void on_reconnected(int32_t db);
     void on_message(const RecordType &type, const MomMsg &message);
     void on_written(Record &&record, Change::Kind kind);
-    void on_deleted(const Record &address);
+    void on_deleted(const record::View &address);
     void load(const RecordType &type);
     void loaded(const RecordType &type);
     void tell_loss();
@@ -140,11 +140,11 @@ void Follower::State::on_message(const RecordType &type, const MomMsg &message) 
     if (message.cmd == OX_MOM_CMD_SUBSCRIBED) {
         load(type);
         loaded(type);
-    } else if (auto record = record_in(message)) {
+    } else if (const auto record = record_in(message)) {
         if (message.cmd == OX_MOM_CMD_DELETED) {
             on_deleted(*record);
         } else {
-            on_written(std::move(*record), Change::Kind::kWritten);
+            on_written(Record(*record), Change::Kind::kWritten);
         }
     }
 }
@@ -179,7 +179,7 @@ void Follower::State::on_written(Record &&record, Change::Kind kind) {
     listener.changed({kind, record, std::move(changed)});
 }
 
-void Follower::State::on_deleted(const Record &address) {
+void Follower::State::on_deleted(const record::View &address) {
     const std::string key = address.key();
     const Record *known = snapshot.find(key);
     if (known == nullptr) {

@@ -10,10 +10,7 @@
 namespace store {
 
 // Written or delivered: with the fields that are there. Deleted: as it was addressed, without any. Nothing when the
-// message carries none.
-std::optional<record::Record> record_in(const MomMsg &message);
-
-// All fields of a single object are there.
-record::Record whole_object(const ProtobufCMessage &message);
+// message carries none. It lives as long as the message.
+std::optional<record::View> record_in(const MomMsg &message);
 
 }  // namespace store

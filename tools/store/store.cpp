@@ -14,6 +14,7 @@ namespace store {
 using namespace command_line;
 using record::Record;
 using record::RecordType;
+using record::View;
 
 namespace {
 
@@ -70,7 +71,7 @@ std::optional<Record> read_hash(MomClient *client, const Record &address) {
     if (result->record == nullptr) {
         return std::nullopt;
     }
-    return Record(*result->record, {result->field_ids, result->n_field_ids});
+    return Record(View(address.type(), *result->record, {result->field_ids, result->n_field_ids}));
 }
 
 std::optional<Record> read_object(MomClient *client, const Record &address) {
@@ -81,11 +82,11 @@ std::optional<Record> read_object(MomClient *client, const Record &address) {
     if (!record) {
         return std::nullopt;
     }
-    return whole_object(*record);
+    return Record(View::whole(*record));
 }
 
 struct Scan {
-    const std::function<void(Record &&)> &each;
+    const std::function<void(const View &)> &each;
     std::exception_ptr failure;  // of the callback; it must not pass through the client
 };
 
@@ -96,8 +97,8 @@ int32_t on_scanned(MomClient *, MomMsg *message) {
     Scan &scan = *scan_under_way;
     if (!scan.failure) {
         try {
-            if (auto record = record_in(*message)) {
-                scan.each(std::move(*record));
+            if (const auto record = record_in(*message)) {
+                scan.each(*record);
             }
         } catch (...) {
             scan.failure = std::current_exception();
@@ -152,7 +153,7 @@ void Store::remove(const Record &address) {
     check(ox_mom_del_sync(client(), address.type().db, &address.message()));
 }
 
-void Store::scan(const RecordType &type, const std::function<void(Record &&)> &each) {
+void Store::visit(const RecordType &type, const std::function<void(const View &)> &each) {
     connect(type.db);
     Scan scan{each, nullptr};
     Scan *outer = std::exchange(scan_under_way, &scan);
@@ -162,6 +163,10 @@ void Store::scan(const RecordType &type, const std::function<void(Record &&)> &e
         std::rethrow_exception(scan.failure);
     }
     check(code);
+}
+
+void Store::scan(const RecordType &type, const std::function<void(Record &&)> &each) {
+    visit(type, [&](const View &record) { each(Record(record)); });
 }
 
 std::string server_name(const std::string &option) {

@@ -26,6 +26,7 @@ public:
     void write(const record::Record &record);
     void remove(const record::Record &address);
     // In no order. What the callback throws ends the scan.
+    void visit(const record::RecordType &type, const std::function<void(const record::View &)> &each);
     void scan(const record::RecordType &type, const std::function<void(record::Record &&)> &each);
 
     MomClient *client() const { return client_.get(); }

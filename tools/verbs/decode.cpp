@@ -1,4 +1,5 @@
 // decode: bytes that were stored, as a record.
+#include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 
@@ -36,7 +37,7 @@ std::string without_blanks(const std::string &text) {
     return kept;
 }
 
-// The numbers of the fields in an encoding that decodes.
+// The numbers of the fields in an encoding that decodes, ascending.
 std::vector<int32_t> field_numbers(const std::string &bytes) {
     std::vector<int32_t> numbers;
     const auto varint = [&bytes](size_t &at) {
@@ -70,6 +71,7 @@ std::vector<int32_t> field_numbers(const std::string &bytes) {
                 break;
         }
     }
+    std::sort(numbers.begin(), numbers.end());
     return numbers;
 }
 
@@ -80,7 +82,8 @@ Record decoded(const RecordType &type, const std::string &bytes) {
         throw Failure(kUnreadable,
                       "the " + std::to_string(bytes.size()) + " bytes are no " + std::string(type.full_name()));
     }
-    return {*message, field_numbers(bytes)};
+    const std::vector<int32_t> numbers = field_numbers(bytes);
+    return Record(record::View(type, *message, numbers));
 }
 
 int Decode::run(Session &session) const {

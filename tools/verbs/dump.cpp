@@ -15,8 +15,11 @@ using store::Snapshot;
 namespace {
 
 int dump(Session &session, const Selection &selection) {
-    const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
-    print_records(session, selected(snapshot, selection));
+    if (session.format == Format::kTable) {  // whose columns are known at the end
+        print_records(session, selected(Snapshot::of(session.store(), selection.types()), selection));
+    } else {
+        print_lines(session, selected_lines(session, selection, append_line));
+    }
     return kDone;
 }
 

@@ -1,11 +1,12 @@
 // ls: the keys of what is stored.
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "command_line/exit_status.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
+#include "record/record_json.h"
 #include "store/snapshot.h"
 #include "verbs/print.h"
 #include "verbs/selection.h"
@@ -14,39 +15,33 @@
 namespace capctl {
 
 using namespace command_line;
-using record::Record;
+using record::View;
 using store::Snapshot;
 
 namespace {
 
-void print_keys(const Session &session, const std::vector<const Record *> &records) {
-    if (session.format == Format::kJson) {
-        auto keys = nlohmann::ordered_json::array();
-        std::transform(records.begin(), records.end(), std::back_inserter(keys),
-                       [](const Record *each) { return each->key(); });
-        print_json(keys);
-        return;
+void append_key(const Session &session, std::string &lines, const View &record) {
+    if (session.is_json()) {
+        lines += record::json_line(record.key());
+    } else {
+        lines += on_one_line(record.key()) + '\n';
     }
-    std::string lines;
-    for (const Record *record : records) {
-        const std::string key = record->key();
-        lines += session.format == Format::kNdjson
-                     ? nlohmann::json(key).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace)
-                     : on_one_line(key);
-        lines += '\n';
-    }
-    write_output(lines);
+}
+
+int print_table(Session &session, const Selection &selection) {
+    const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
+    const auto records = selected(snapshot, selection);
+    print_records(session, records);
+    return records.empty() ? kNegative : kDone;
 }
 
 int ls(Session &session, const Selection &selection) {
-    const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
-    const auto records = selected(snapshot, selection);
     if (session.format == Format::kTable) {
-        print_records(session, records);
-    } else {
-        print_keys(session, records);
+        return print_table(session, selection);
     }
-    return records.empty() ? kNegative : kDone;
+    const std::string keys = selected_lines(session, selection, append_key);
+    print_lines(session, keys);
+    return keys.empty() ? kNegative : kDone;
 }
 
 }  // namespace

@@ -15,16 +15,13 @@ namespace capctl {
 
 using namespace command_line;
 using record::Record;
+using record::View;
 
 namespace {
 
-std::string lines_of(const std::vector<const Record *> &records) {
-    std::string text;
-    for (const Record *record : records) {
-        const std::string values = assignments(*record, record->fields());
-        text += on_one_line(record->key()) + (values.empty() ? "" : " " + values) + "\n";
-    }
-    return text;
+void append_text_line(std::string &text, const View &record) {
+    const std::string values = assignments(record);
+    text += on_one_line(record.key()) + (values.empty() ? "" : " " + values) + "\n";
 }
 
 // Records of a type under the names of those fields that one of them has.
@@ -74,29 +71,33 @@ std::string tables_of(const std::vector<const Record *> &records) {
 void print_json(const nlohmann::ordered_json &value) { write_output(record::json_line(value)); }
 
 void print_records(const Session &session, const std::vector<const Record *> &records) {
-    switch (session.format) {
-        case Format::kText:
-            write_output(lines_of(records));
-            return;
-        case Format::kTable:
-            write_output(tables_of(records));
-            return;
-        case Format::kJson: {
-            auto array = nlohmann::ordered_json::array();
-            std::transform(records.begin(), records.end(), std::back_inserter(array),
-                           [](const Record *each) { return to_json(*each); });
-            print_json(array);
-            return;
-        }
-        case Format::kNdjson: {
-            std::string lines;
-            for (const Record *record : records) {
-                lines += record_line(*record);
-            }
-            write_output(lines);
-            return;
-        }
+    if (session.format == Format::kTable) {
+        write_output(tables_of(records));
+        return;
     }
+    std::string lines;
+    for (const Record *record : records) {
+        append_line(session, lines, *record);
+    }
+    print_lines(session, std::move(lines));
+}
+
+void append_line(const Session &session, std::string &lines, const View &record) {
+    if (session.is_json()) {
+        append_record_line(lines, record);
+    } else {
+        append_text_line(lines, record);
+    }
+}
+
+void print_lines(const Session &session, std::string lines) {
+    if (session.format == Format::kJson) {  // in which a line's end is the only one
+        std::replace(lines.begin(), lines.end(), '\n', ',');
+        lines.insert(lines.begin(), '[');
+        lines.resize(std::max<size_t>(lines.size() - 1, 1));
+        lines += "]\n";
+    }
+    write_output(lines);
 }
 
 void print_written(const Session &session, const Record &record) {

@@ -16,6 +16,10 @@ void print_json(const nlohmann::ordered_json &value);
 // Of many, in this order. As text a line each, that begins with the key.
 void print_records(const Session &session, const std::vector<const record::Record *> &records);
 
+// The same step by step: a record's line in text, JSON and ndjson, and all of these, which JSON makes an array of.
+void append_line(const Session &session, std::string &lines, const record::View &record);
+void print_lines(const Session &session, std::string lines);
+
 // What was written, where the format is JSON; as text nothing.
 void print_written(const Session &session, const record::Record &record);
 

@@ -4,22 +4,25 @@
 
 #include <algorithm>
 
+#include "store/ordered_text.h"
 #include "verbs/address.h"
 
 namespace capctl {
 
 using record::Record;
 using record::RecordType;
+using record::View;
 
 namespace {
 
-bool matches(const std::string &pattern, const Record &record) {
-    const std::string key = record.key();
-    if (fnmatch(pattern.c_str(), key.c_str(), 0) == 0) {
-        return true;
-    }
-    return is_capability(record.type()) &&
-           fnmatch(pattern.c_str(), std::get<std::string>(record.get("index.url")).c_str(), 0) == 0;
+std::string url_of(const View &record) {
+    return std::string(
+        std::get<std::string_view>(record::view_of(*record.index(), record.type().index_fields().back())));
+}
+
+bool matches(const std::string &pattern, const View &record) {
+    const auto fits = [&](const std::string &text) { return fnmatch(pattern.c_str(), text.c_str(), 0) == 0; };
+    return fits(record.key()) || (is_capability(record.type()) && fits(url_of(record)));
 }
 
 }  // namespace
@@ -43,9 +46,17 @@ std::vector<const RecordType *> Selection::types() const {
     return types;
 }
 
-bool Selection::has(const Record &record) const {
+bool Selection::has(const View &record) const {
     return patterns_.empty() || std::any_of(patterns_.begin(), patterns_.end(),
                                             [&](const std::string &pattern) { return matches(pattern, record); });
+}
+
+std::string selected_lines(Session &session, const Selection &selection, AppendLine append) {
+    return ordered_text(session.store(), selection.types(), [&](std::string &lines, const View &record) {
+        if (selection.has(record)) {
+            append(session, lines, record);
+        }
+    });
 }
 
 std::vector<const Record *> selected(const store::Snapshot &snapshot, const Selection &selection) {

@@ -7,6 +7,7 @@
 #include "record/record.h"
 #include "store/snapshot.h"
 #include "verbs/command.h"
+#include "verbs/verbs.h"
 
 namespace capctl {
 
@@ -17,12 +18,16 @@ public:
 
     // Those that a selected record may be of. Throws a usage failure for a name that is none.
     std::vector<const record::RecordType *> types() const;
-    bool has(const record::Record &record) const;
+    bool has(const record::View &record) const;
 
 private:
     std::vector<std::string> patterns_;
     std::vector<std::string> types_;
 };
+
+// Those of the session's store that are selected, in order, each as it is appended.
+using AppendLine = void (*)(const Session &session, std::string &lines, const record::View &record);
+std::string selected_lines(Session &session, const Selection &selection, AppendLine append);
 
 // Of these, those that are selected, in order.
 std::vector<const record::Record *> selected(const store::Snapshot &snapshot, const Selection &selection);
