@@ -1,11 +1,14 @@
 // trel_capctl board over a server, as a user runs it.
 #include "http_client.h"
+#include "private_directory.h"
 #include "program.h"
 #include "redis_server.h"
 #include "store/store.h"
 #include "viewer.h"
 
+#include <algorithm>
 #include <csignal>
+#include <fstream>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <regex>
@@ -129,6 +132,76 @@ TEST_F(BoardProgram, PrintsTheAddressAsJson) {
     EXPECT_THAT(program.printed(), testing::MatchesRegex("\\{\"url\":\"http://127.0.0.1:[0-9]+/\"\\}\n"));
     kill(program.pid(), SIGINT);
     program.finish();
+}
+
+// A board with a scenario, and no store named.
+class BoardThatPlays : public testing::Test {
+protected:
+    Launch play(const std::string &scenario, const std::vector<std::string> &more = {}) const {
+        std::vector<std::string> arguments = {"--play", scenario, "--listen", "127.0.0.1:0"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        Launch launch = board("", arguments);
+        launch.environment.clear();
+        return launch;
+    }
+    std::string file(const std::string &text) const {
+        std::ofstream(directory_.file("scenario.yaml")) << text;
+        return directory_.file("scenario.yaml");
+    }
+
+private:
+    test_support::PrivateDirectory directory_;
+};
+
+// How many times a thing was told in the time line.
+size_t times_told(const Json &shown, const std::string &text) {
+    const Json &events = shown["events"];
+    return static_cast<size_t>(
+        std::count_if(events.begin(), events.end(), [&](const Json &each) { return each["text"] == text; }));
+}
+
+TEST_F(BoardThatPlays, NeedsNoStoreAndShowsHowItEnds) {
+    Program program(play("boot", {"--speed", "max"}));
+    Viewer viewer(port_of(program));
+    viewer.read_until([&](const Json &shown) {
+        return viewer.state_of(3) == "ready" && viewer.state_of(30) == "ready" &&
+               shown["scopes"]["glb"]["ready"] == true && shown["store"]["state"] == "up";
+    });
+    kill(program.pid(), SIGINT);
+    const Outcome outcome = program.finish();
+    EXPECT_EQ(outcome.status, 130);
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(BoardThatPlays, IsServedWhileAStepIsWaitedFor) {
+    const std::string scenario = file("cards: {lc1: {class: lc, node: 3}}\n"
+                                      "steps: [{insert: lc1}, {wait: 1h}, {remove: lc1}]\n");
+    Program program(play(scenario));
+    const uint16_t port = port_of(program);
+    Viewer viewer(port);
+    viewer.read_until([&](const Json &) { return viewer.state_of(3) == "not ready"; });
+    EXPECT_EQ(get(port, "/healthz").body, "up\n");
+}
+
+TEST_F(BoardThatPlays, BeginsAfreshAtItsEnd) {
+    const std::string scenario = file("cards: {lc1: {class: lc, node: 3}}\n"
+                                      "before: [{insert: lc1}]\n"
+                                      "steps: [{ready: lc1}, {wait: 1ms}]\n");
+    Program program(play(scenario, {"--loop"}));
+    Viewer viewer(port_of(program));
+    viewer.read_until([](const Json &shown) { return times_told(shown, "the card says it is ready") > 1; });
+}
+
+TEST_F(BoardThatPlays, RefusesWhatDoesNotFit) {
+    const auto refused = [](const Launch &launch, const std::string &why) {
+        EXPECT_THAT(Program(launch).finish(), test_support::FailsWith("trel_capctl", 2, why));
+    };
+    refused(play("bot"), "bot");
+    refused(play("boot", {"--speed", "x"}), "--speed: a factor");
+    refused(play("boot", {"--store", "mem:"}), "--store: --play has a store of its own");
+    refused(play(file("steps: 3\n")), "scenario.yaml:1:8");
+    refused(board("", {"--loop"}), "--loop: --play is missing");
+    refused(board("", {"--speed", "2"}), "--speed: --play is missing");
 }
 
 TEST_F(BoardProgram, WithoutAStoreThereIsNoBoard) {

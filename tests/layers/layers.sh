@@ -27,7 +27,7 @@ declare -A allowed=(
   [tools/store]="app/trel_cap/include platform/include platform/command_line tools/record"
   [tools/chassis]="app/trel_cap/include platform/command_line tools/record tools/store nlohmann-json"
   [tools/board]="app/trel_cap/include platform/include platform/base platform/command_line tools/record tools/store
-    tools/chassis nlohmann-json libmicrohttpd"
+    tools/chassis tools/scenario nlohmann-json libmicrohttpd"
   [tools/scenario]="app/trel_cap/include platform/command_line tools/record tools/store tools/chassis yaml-cpp nlohmann-json"
   [tools/trial]="app/trel_cap/include platform/include platform/base platform/command_line tools/record tools/store
     tools/scenario"

@@ -173,6 +173,7 @@ TEST(Completion, OffersVerbsScopesAndFormats) {
     EXPECT_EQ(completed("get /a --class "), (Names{"cm", "fab", "hps"}));
     EXPECT_THAT(completed("play "), testing::IsSupersetOf({"boot", "denied_card"}));
     EXPECT_EQ(completed("test flap"), Names{"flapping_card"});
+    EXPECT_EQ(completed("board --play flap"), Names{"flapping_card"});
     EXPECT_EQ(completed("decode card_"), (Names{"card_info", "card_static_info"}));
     EXPECT_EQ(completed("card "), (Names{"insert", "remove"}));
     EXPECT_EQ(completed("check 17 "), (Names{"pass", "deny", "withdraw"}));

@@ -23,6 +23,21 @@ std::string readme() {
 
 class Readme : public ServerTest {};
 
+std::vector<std::string> words_of(const std::string &line) {
+    std::istringstream words(line);
+    return {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
+}
+
+TEST(FirstLook, NeedsNoServer) {
+    const std::string line = block_after(readme(), "trel_capctl board --play");
+    Arguments arguments = words_of(line.substr(0, line.find('#')));
+    ASSERT_FALSE(arguments.empty());
+    arguments.erase(arguments.begin());
+    arguments.insert(arguments.end(), {"--listen", "127.0.0.1:0"});
+    Program program(capctl(arguments));
+    EXPECT_TRUE(program.prints("http://127.0.0.1:"));
+}
+
 TEST_F(Readme, WalksThroughAChassisAsItSays) {
     const std::string shell = block_after(readme(), "redis-server --port 0");
     EXPECT_THAT(shell, testing::HasSubstr("\ntrel_capctl play boot "));
@@ -37,8 +52,7 @@ TEST_F(Readme, WalksThroughAChassisAsItSays) {
             shown += line + "\n";
             continue;
         }
-        std::istringstream words(line.substr(prompt.size()));
-        const Outcome outcome = run({std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()});
+        const Outcome outcome = run(words_of(line.substr(prompt.size())));
         EXPECT_EQ(outcome.err, "") << line;
         printed += outcome.out;
         ++commands;

@@ -4,8 +4,12 @@
 #include <nlohmann/json.hpp>
 
 #include "board/board.h"
+#include "board/show.h"
 #include "command_line/exit_status.h"
 #include "command_line/streams.h"
+#include "scenario/scenario.h"
+#include "scenario/shipped.h"
+#include "verbs/play_speed.h"
 #include "verbs/print.h"
 #include "verbs/verbs.h"
 
@@ -18,25 +22,67 @@ namespace {
 struct BoardVerb {
     std::string listen = "127.0.0.1:7080";
     bool allows_remote = false;
+    std::string scenario;  // to play; empty: none
+    std::string speed;     // empty: as it was written
+    bool loops = false;
 
     int run(Session &session) const;
+
+private:
+    board::Address address() const;
+    [[noreturn]] void play(const Session &session) const;
 };
 
-int BoardVerb::run(Session &session) const {
-    const board::Address address = board::parse_address(listen);
+board::Address BoardVerb::address() const {
+    board::Address address = board::parse_address(listen);
     if (!board::is_loopback(address) && !allows_remote) {
         throw Failure(kUsage, "--listen " + listen + ": other machines could read the board; --allow-remote lets them");
     }
-    board::Board board(session.store(), address);
+    return address;
+}
+
+void print_url(const Session &session, const board::Board &board) {
     const std::string url = board::url_of(board.address());
     if (session.is_json()) {
         print_json({{"url", url}});
     } else {
         write_output(url + "\n");
     }
+}
+
+[[noreturn]] void serve_for_ever(board::Board &board) {
     for (;;) {
         board.process(std::chrono::milliseconds(-1));
     }
+}
+
+// Over a store of its own, that nobody else reaches.
+void BoardVerb::play(const Session &session) const {
+    if (session.is_store_given()) {
+        throw Failure(kUsage, "--store: --play has a store of its own; trel_capctl play writes into another");
+    }
+    const board::Showing showing = {.speed = speed.empty() ? 1 : parse_speed(speed), .loops = loops};
+    const scenario::Scenario played = scenario::read_file(scenario::find_file(scenario));
+    store::Store store("mem:board");
+    board::Board board(store, address());
+    print_url(session, board);
+    show(board, store, played, showing);
+    serve_for_ever(board);
+}
+
+int BoardVerb::run(Session &session) const {
+    if (!scenario.empty()) {
+        play(session);
+    }
+    for (const auto &[option, is_given] : {std::pair("--speed", !speed.empty()), std::pair("--loop", loops)}) {
+        if (is_given) {
+            throw Failure(kUsage, std::string(option) + ": --play is missing, with the scenario to play");
+        }
+    }
+    const board::Address its_address = address();
+    board::Board board(session.store(), its_address);
+    print_url(session, board);
+    serve_for_ever(board);
 }
 
 }  // namespace
@@ -45,12 +91,20 @@ void add_board(Verbs &verbs) {
     const auto board = std::make_shared<BoardVerb>();
     const Command command = verbs.add("board", "Serve a page that shows the chassis as it changes",
                                       "  trel_capctl board\n"
+                                      "  trel_capctl board --play boot --loop\n"
                                       "  trel_capctl board --listen 127.0.0.1:0\n"
                                       "  trel_capctl board --listen 0.0.0.0:7080 --allow-remote\n",
                                       [board](Session &session) { return board->run(session); });
     command.add_option("--listen", board->listen, "Where the page is, in place of 127.0.0.1:7080; port 0: any free one")
         .type_name("HOST:PORT");
     command.add_flag("--allow-remote", board->allows_remote, "Let --listen name an address that other machines reach");
+    command
+        .add_option("--play", board->scenario,
+                    "Show this scenario, a file or a name of play --list; no store is needed")
+        .type_name("SCENARIO");
+    command.add_option("--speed", board->speed, "With --play: 2 plays in half the time; 0 or max: without waiting")
+        .type_name("X");
+    command.add_flag("--loop", board->loops, "With --play: again and again, each time afresh");
 }
 
 }  // namespace capctl

@@ -185,7 +185,9 @@ Words Completer::values_named(const std::string &name) {
     if (name == "WORD") {
         return waited_for();
     }
-    if (name == "FILE" && (verb_->get_name() == "play" || verb_->get_name() == "test")) {
+    const bool is_scenario =
+        name == "SCENARIO" || (name == "FILE" && (verb_->get_name() == "play" || verb_->get_name() == "test"));
+    if (is_scenario) {
         return scenario::shipped_names();
     }
     if (name == "TYPE") {

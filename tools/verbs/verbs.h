@@ -25,6 +25,7 @@ public:
     const bool colour;  // of what goes to standard output
 
     bool is_json() const { return format == Format::kJson || format == Format::kNdjson; }
+    bool is_store_given() const { return !store_option_.empty(); }  // on the command line
     // Throw a usage failure when none is named, or one that no other process can reach.
     std::string store_name() const { return store::server_name(store_option_); }
     store::Store &store();
