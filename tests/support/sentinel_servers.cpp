@@ -1,5 +1,6 @@
 #include "sentinel_servers.h"
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <thread>
@@ -54,32 +55,47 @@ RedisOptions sentinel_options(const std::string &program, const RedisServer &mas
 
 }  // namespace
 
-SentinelServers::SentinelServers(const std::string &program)
-    : master_(options_of(program, nullptr)),
-      replica_(options_of(program, &master_)),
-      sentinel_(sentinel_options(program, master_)) {
-    // Servers that let themselves be hurried look after each other every 100 ms in place of every 1 to 10 s.
-    sentinel_.connection().command({"SENTINEL", "DEBUG", "INFO-PERIOD", "100", "PING-PERIOD", "100", "PUBLISH-PERIOD",
-                                    "100", "ASK-PERIOD", "100", "ELECTION-TIMEOUT", "500"});
+SentinelServers::SentinelServers(const std::string &program, size_t sentinels)
+    : master_(options_of(program, nullptr)), replica_(options_of(program, &master_)) {
+    // A sentinel takes the replica's promotion back when nobody has told of it for four of these periods; the one that
+    // promotes it learns that it is done, and tells it, a second later.
+    const std::string publish_period = sentinels == 1 ? "100" : "1000";
+    for (size_t i = 0; i < sentinels; ++i) {
+        sentinels_.emplace_back(sentinel_options(program, master_));
+        // Servers that let themselves be hurried look after each other every 100 ms in place of every 1 to 10 s.
+        sentinels_.back().connection().command({"SENTINEL", "DEBUG", "INFO-PERIOD", "100", "PING-PERIOD", "100",
+                                                "PUBLISH-PERIOD", publish_period, "ASK-PERIOD", "100",
+                                                "ELECTION-TIMEOUT", "500"});
+    }
+}
+
+std::string SentinelServers::store_name() const {
+    std::string hosts;
+    for (const RedisServer &sentinel : sentinels_) {
+        hosts += (hosts.empty() ? "127.0.0.1:" : ",127.0.0.1:") + std::to_string(sentinel.port());
+    }
+    return "sentinel://" + hosts + "/service";
 }
 
 bool SentinelServers::replica_is_ready() {
     return becomes_true([this] {
-        const RedisReply replicas = sentinel_.connection().must({"SENTINEL", "REPLICAS", "service"});
+        const RedisReply replicas = sentinel().connection().must({"SENTINEL", "REPLICAS", "service"});
         return replicas->elements == 1 && value_of(*replicas->element[0], "flags") == "slave" &&
                value_of(*replicas->element[0], "master-link-status") == "ok";
     });
 }
 
 bool SentinelServers::fail_over() {
-    RedisConnection sentinel = sentinel_.connection();
     const std::string wanted = std::to_string(replica_.port());
+    const auto names_replica = [&](const RedisServer &sentinel) {
+        return sentinel.connection().list({"SENTINEL", "GET-MASTER-ADDR-BY-NAME", "service"}).at(1) == wanted;
+    };
     return becomes_true([&] {
-        if (sentinel.list({"SENTINEL", "GET-MASTER-ADDR-BY-NAME", "service"}).at(1) == wanted) {
-            return true;
+        if (!names_replica(sentinel())) {
+            sentinel().connection().command({"SENTINEL", "FAILOVER", "service"});
+            return false;
         }
-        sentinel.command({"SENTINEL", "FAILOVER", "service"});
-        return false;
+        return std::all_of(sentinels_.begin(), sentinels_.end(), names_replica);
     });
 }
 

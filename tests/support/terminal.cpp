@@ -13,7 +13,7 @@
 #include <fstream>
 #include <stdexcept>
 
-namespace console_test {
+namespace test_support {
 
 namespace {
 
@@ -36,9 +36,9 @@ std::string condition_of(pid_t pid, int master) {
 
 }  // namespace
 
-Terminal::Terminal(const Arguments &arguments, const Environment &environment) : pid_(-1) {
+Terminal::Terminal(const Launch &launch) : pid_(-1) {
     const winsize size{.ws_row = 24, .ws_col = 80, .ws_xpixel = 0, .ws_ypixel = 0};
-    const Execution execution(quib(arguments, environment));
+    const Execution execution(launch);
     pid_ = forkpty(&fd_, nullptr, nullptr, &size);
     if (pid_ == 0) {
         execution.begin();
@@ -101,4 +101,4 @@ bool Terminal::echoes() const {
     return tcgetattr(fd_, &settings) == 0 && (settings.c_lflag & static_cast<tcflag_t>(ECHO)) != 0;
 }
 
-}  // namespace console_test
+}  // namespace test_support
