@@ -33,7 +33,7 @@ declare -A allowed=(
     tools/scenario"
   [tools/testing]="app/trel_cap/include platform/include platform/command_line tools/record tools/store tools/chassis
     tools/scenario"
-  [tools/verbs]="app/trel_cap/include platform/base platform/command_line tools/record tools/store tools/chassis
+  [tools/verbs]="app/trel_cap/include platform/include platform/base platform/command_line tools/record tools/store tools/chassis
     tools/scenario tools/trial tools/board protobuf-c cli11 nlohmann-json"
   [examples]="app/trel_cap/include platform/include records protobuf-c cli11"
 )

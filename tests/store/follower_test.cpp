@@ -34,12 +34,14 @@ public:
     }
     void complete() override { lines.emplace_back("complete"); }
     void lost(const std::string &) override { lines.emplace_back("lost"); }
+    void still_lost(const std::string &reason) override { reasons.push_back(reason); }
     void restored() override { lines.emplace_back("restored"); }
 
     bool has(const std::string &line) const { return std::find(lines.begin(), lines.end(), line) != lines.end(); }
     std::vector<std::string> take() { return std::exchange(lines, {}); }
 
     std::vector<std::string> lines;
+    std::vector<std::string> reasons;  // why the store was still lost
     bool throws = false;
 };
 
@@ -201,6 +203,25 @@ TEST_P(FollowingThroughAnOutage, IsBackOnceWhatWasMissedIsTold) {
     server().start();
     ASSERT_TRUE(told(follower, listener_, "restored"));
     EXPECT_THAT(listener_.lines, ElementsAre("lost", "deleted cap_table:/goes int32_value=1", "restored"));
+}
+
+TEST_P(FollowingThroughAnOutage, TellsEachOtherReasonOnce) {
+    store::Store store(this->store());
+    Follower follower(store, {&record::type_named("cap_table")}, listener_);
+    ASSERT_TRUE(told(follower, listener_, "complete"));
+    server().kill();
+    ASSERT_TRUE(told(follower, listener_, "lost"));
+    MomClientStatus status = {};
+    status.size = sizeof status;
+    constexpr uint64_t kAfterSeveralAttempts = 200;  // each doubles the pause, from 50 ms on
+    while (status.retry_ms <= kAfterSeveralAttempts) {
+        follower.process(std::chrono::milliseconds(1000));
+        ASSERT_EQ(ox_mom_client_status(store.client(), &status), 0);
+    }
+    EXPECT_THAT(listener_.reasons, ElementsAre(testing::HasSubstr("Connection refused")));
+    server().start();
+    ASSERT_TRUE(told(follower, listener_, "restored"));
+    EXPECT_EQ(listener_.reasons.size(), 1U);
 }
 
 INSTANTIATE_OVER_SERVERS(FollowingThroughAnOutage);

@@ -250,6 +250,7 @@ TEST_F(ChassisVerbs, WaitThroughALostStore) {
     const Outcome outcome = waiting.finish();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.err, HasSubstr("trel_capctl: the store is lost: "));
+    EXPECT_THAT(outcome.err, testing::Not(HasSubstr("ox_mom")));
 }
 
 }  // namespace

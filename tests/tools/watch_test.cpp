@@ -4,6 +4,8 @@
 #include <sstream>
 
 #include "capctl_test.h"
+#include "sentinel_servers.h"
+#include "terminal.h"
 
 namespace capctl_test {
 
@@ -126,6 +128,49 @@ TEST_F(Watching, GoesOnThroughARestart) {
     ASSERT_TRUE(program.prints("\"deleted\""));
     ASSERT_THAT(run({"set", "/a", "--int", "7"}), Prints(""));
     EXPECT_TRUE(program.prints("\"int32_value\":7"));
+    kill(program.pid(), SIGINT);
+    EXPECT_EQ(program.finish().err, "") << "the events say it all";
+}
+
+// Once each, in the program's own words.
+TEST_F(Watching, TellsALossAndTheReturnAtATerminal) {
+    test_support::Terminal terminal(watch({}));
+    terminal.expect("all that is stored has been told\r\n");
+    server().kill();
+    std::string told = terminal.expect("trel_capctl: the store is lost: ");
+    told += terminal.expect("trel_capctl: the store is still lost: ");
+    server().start();
+    told += terminal.expect("trel_capctl: the store is back; what changed meanwhile has been told\r\n");
+    terminal.type("\003");
+    EXPECT_EQ(terminal.finish(), 130);
+    EXPECT_THAT(told + terminal.rest(), testing::Not(testing::HasSubstr("ox_mom")));
+}
+
+TEST_F(Watching, PassesOnWhatElseTheClientSays) {
+    raw().must({"HSET", "p_libpub.cap_table:/a", "5", "\xff"});
+    raw().must({"SADD", "records:p_libpub.cap_table", "p_libpub.cap_table:/a"});
+    EXPECT_THAT(run({"watch", "--count", "0"}).err, testing::ContainsRegex("ox_mom skip:[0-9]+ record skipped: "));
+}
+
+// A master that is replaced: the sentinels announce the new one, and it is followed from then on.
+TEST(WatchingThroughAFailOver, GoesOnWithTheNewMaster) {
+    test_support::SentinelServers servers("redis-server", 3);
+    ASSERT_TRUE(servers.replica_is_ready());
+    const Environment environment = {{"OX_MOM_STORE", servers.store_name()}};
+    ASSERT_THAT(run({"set", "/a", "--int", "1"}, environment), Prints(""));
+    Program watching(capctl({"watch", "-o", "ndjson"}, environment));
+    Program waiting(capctl({"wait", "/a", "int32_value=7", "--timeout", "50"}, environment));
+    ASSERT_TRUE(watching.prints("\"complete\""));
+    ASSERT_TRUE(servers.replica_has_everything());
+    ASSERT_TRUE(servers.fail_over());
+    servers.master().kill();
+    ASSERT_TRUE(watching.prints("\"restored\""));
+    ASSERT_THAT(run({"set", "/a", "--int", "7"}, environment), Prints(""));
+    EXPECT_TRUE(watching.prints("\"int32_value\":7"));
+    EXPECT_EQ(waiting.finish().status, 0);
+    EXPECT_THAT(watching.printed(), testing::Not(testing::HasSubstr("deleted"))) << "the replica had all of it";
+    kill(watching.pid(), SIGINT);
+    EXPECT_EQ(watching.finish().err, "");
 }
 
 TEST_F(Watching, NeedsAStoreThatAnswers) {

@@ -46,10 +46,13 @@ struct Follower::State {
     bool is_lost = false;  // and not yet told to be back
     bool is_reloaded = false;
     uint64_t losses = 0;
+    std::set<std::string> reasons;  // of this loss, that have been told
     std::exception_ptr failure;
 };
 
 namespace {
+
+constexpr size_t kReasons = 8;  // told of one loss; some name a port or a time, and are new each time
 
 // Callbacks are told nothing but their client; it belongs to this thread.
 thread_local std::map<const MomClient *, Follower::State *> followers;
@@ -192,12 +195,13 @@ void Follower::State::on_deleted(const record::View &address) {
 
 void Follower::State::tell_loss() {
     const MomClientStatus status = status_of(store.client());
-    if (status.losses == losses) {
-        return;
-    }
-    losses = status.losses;
-    if (!std::exchange(is_lost, true)) {
+    if (std::exchange(losses, status.losses) != status.losses && !std::exchange(is_lost, true)) {
+        reasons = {status.reason};
         listener.lost(status.reason);
+    }
+    if (is_lost && status.state == OX_MOM_STATE_LOST && reasons.size() < kReasons &&
+        reasons.insert(status.reason).second) {
+        listener.still_lost(status.reason);
     }
 }
 

@@ -30,7 +30,9 @@ public:
     virtual void changed(const Change &change) = 0;
     virtual void complete() {}                 // once: all that was stored has been told
     virtual void lost(const std::string &) {}  // why
-    virtual void restored() {}                 // what changed meanwhile has been told
+    // Once for each other reason why it is not back.
+    virtual void still_lost(const std::string &) {}
+    virtual void restored() {}  // what changed meanwhile has been told
 };
 
 class Follower {

@@ -13,6 +13,7 @@
 #include "record/record_json.h"
 #include "store/follower.h"
 #include "verbs/address.h"
+#include "verbs/client_log.h"
 #include "verbs/print.h"
 #include "verbs/seconds.h"
 #include "verbs/value.h"
@@ -174,6 +175,7 @@ public:
         look();
     }
     void lost(const std::string &reason) override { complain("the store is lost: " + reason); }
+    void still_lost(const std::string &reason) override { complain("the store is still lost: " + reason); }
     void restored() override { complain("the store is back"); }
 
 private:
@@ -224,6 +226,7 @@ std::unique_ptr<Condition> Wait::condition() {
 }
 
 int Wait::run(Session &session) {
+    tell_losses_here();
     const std::unique_ptr<Condition> wanted = condition();
     const Deadline deadline = timeout.empty() ? Deadline() : Deadline(parse_seconds("--timeout", timeout));
     Waiter waiter(session, *wanted);

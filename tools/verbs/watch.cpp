@@ -12,6 +12,7 @@
 #include "record/record_json.h"
 #include "record/record_text.h"
 #include "store/follower.h"
+#include "verbs/client_log.h"
 #include "verbs/colour.h"
 #include "verbs/print.h"
 #include "verbs/seconds.h"
@@ -89,6 +90,7 @@ public:
 
     void complete() override { tell("complete", "all that is stored has been told", ""); }
     void lost(const std::string &reason) override { tell("lost", "the store is lost", reason); }
+    void still_lost(const std::string &reason) override { tell("still_lost", "the store is still lost", reason); }
     void restored() override { tell("restored", "the store is back; what changed meanwhile has been told", ""); }
 
 private:
@@ -144,6 +146,7 @@ size_t parse_count(const std::string &text) {
 
 // Its time running out is a failure when something was waited for.
 int Watch::run(Session &session) const {
+    tell_losses_here();
     const bool is_counted = !count_text.empty();
     const size_t count = is_counted ? parse_count(count_text) : 0;
     const Deadline deadline = timeout_text.empty() ? Deadline() : Deadline(parse_seconds("--timeout", timeout_text));
