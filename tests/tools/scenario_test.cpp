@@ -12,6 +12,7 @@
 
 #include "capctl_test.h"
 #include "private_directory.h"
+#include "terminal.h"
 
 namespace capctl_test {
 
@@ -239,7 +240,8 @@ TEST_F(Record, GoesOnThroughALossAndPlaysTheSame) {
     server().restart(test_support::RedisServer::Data::kDropped);
     const Outcome outcome = program.finish();
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_THAT(outcome.err, AllOf(HasSubstr("trel_capctl: the store is lost: "), HasSubstr("the store is back")));
+    EXPECT_THAT(outcome.err, AllOf(HasSubstr("trel_capctl: the store is lost: "), HasSubstr("the store is back"),
+                                   testing::Not(HasSubstr("ox_mom"))));
     const std::string text = Files::read(file);
     EXPECT_THAT(text, AllOf(StartsWith("# Recorded from "), HasSubstr("s: the store is lost: ")));
     EXPECT_THAT(run({"play", file, "--speed", "max"}).out,
@@ -247,6 +249,45 @@ TEST_F(Record, GoesOnThroughALossAndPlaysTheSame) {
                                        " +[0-9.]+ s  set cap_glb_state\n"
                                        " +[0-9.]+ s  del cap_.*glb_state\n"
                                        " +[0-9.]+ s  del cap_.*glb_state\n"));
+}
+
+TEST_F(Record, EndsWellWhenItIsInterrupted) {
+    ASSERT_EQ(run({"ready", "cm", "on"}).status, 0);
+    const std::string file = files_.file("recorded.yaml");
+    Program program(capctl({"record", file}, environment()));
+    ASSERT_TRUE(comes_true([&] { return Files::read(file).find("steps:") != std::string::npos; }));
+    ASSERT_EQ(run({"ready", "glb", "on"}).status, 0);
+    ASSERT_EQ(run({"ready", "glb", "off"}).status, 0);
+    ASSERT_TRUE(comes_true([&] { return Files::read(file).find("false") != std::string::npos; }));
+    kill(program.pid(), SIGINT);
+    const Outcome outcome = program.finish();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "trel_capctl: recorded 1 record and 2 changes\n");
+    EXPECT_EQ(run({"play", file, "--speed", "max", "--quiet"}).status, 0);
+}
+
+TEST_F(Record, SaysAtATerminalThatItHasBegunAndHowItEnds) {
+    const std::string file = files_.file("recorded.yaml");
+    test_support::Terminal terminal(capctl({"record", file}, environment()));
+    terminal.expect("trel_capctl: 0 records stored; recording what changes, until Ctrl-C\r\n");
+    terminal.type("\003");
+    EXPECT_EQ(terminal.finish(), 0);
+    EXPECT_THAT(terminal.rest(), HasSubstr("trel_capctl: recorded 0 records and 0 changes\r\n"));
+    EXPECT_THAT(Files::read(file), EndsWith("before:\nsteps:\n"));
+}
+
+// As a shell does that runs it in the background.
+TEST_F(Record, GoesOnWhereInterruptionsAreIgnored) {
+    Launch launch = capctl({"record", files_.file("recorded.yaml"), "--count", "1"}, environment());
+    launch.ignores_interrupts = true;
+    Program program(launch);
+    ASSERT_TRUE(
+        comes_true([&] { return Files::read(files_.file("recorded.yaml")).find("steps:") != std::string::npos; }));
+    kill(program.pid(), SIGINT);
+    ASSERT_EQ(run({"ready", "glb", "on"}).status, 0);
+    const Outcome outcome = program.finish();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.err, "");
 }
 
 TEST_F(Record, WritesOverAFileOnlyWhenTold) {

@@ -80,6 +80,8 @@ void Recorder::remark(const std::string &text) const {
 
 void Recorder::lost(const std::string &reason) { remark("the store is lost: " + reason); }
 
+void Recorder::still_lost(const std::string &reason) { remark("the store is still lost: " + reason); }
+
 void Recorder::restored() { remark("the store is back; what was missed has been recorded as it was learned"); }
 
 }  // namespace scenario

@@ -23,6 +23,7 @@ public:
     void changed(const store::Change &change) override;
     void complete() override;
     void lost(const std::string &reason) override;
+    void still_lost(const std::string &reason) override;
     void restored() override;
 
     bool is_complete() const { return begin_.has_value(); }

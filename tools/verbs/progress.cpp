@@ -24,8 +24,8 @@ Progress::Progress(std::string what, size_t total)
       is_terminal_(isatty(STDERR_FILENO) != 0),
       next_(Clock::now() + kPatience) {}
 
-Progress::~Progress() {
-    if (is_shown_) {
+void Progress::erase() {
+    if (std::exchange(is_shown_, false)) {
         command_line::write_error(kEraseLine);
     }
 }

@@ -11,12 +11,14 @@ class Progress {
 public:
     // total 0: nobody knows.
     Progress(std::string what, size_t total);
-    ~Progress();  // takes the line away
+    ~Progress() { erase(); }
     Progress(const Progress &) = delete;
     Progress &operator=(const Progress &) = delete;
 
     // From a second after the beginning on, ten times a second.
     void show(size_t done);
+    // Makes room for another line.
+    void erase();
 
 private:
     std::string what_;

@@ -1,18 +1,22 @@
 // record: writes down what happens in a store, as a scenario.
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
 #include <memory>
 #include <optional>
+#include <poll.h>
 #include <unistd.h>
 
 #include "base/fd.h"
 #include "command_line/exit_status.h"
+#include "command_line/interruption.h"
 #include "command_line/program.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "scenario/recorder.h"
 #include "store/follower.h"
+#include "verbs/client_log.h"
 #include "verbs/progress.h"
 #include "verbs/seconds.h"
 #include "verbs/verbs.h"
@@ -67,7 +71,11 @@ private:
     base::Fd fd_;
 };
 
-// Says on standard error what else a reader wants to know.
+std::string counted(uint64_t count, const std::string &what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
+// Says on standard error what else a reader wants to know; at a terminal, that it has begun and how it ends.
 class TellingRecorder : public scenario::Recorder {
 public:
     using scenario::Recorder::Recorder;
@@ -76,22 +84,54 @@ public:
         Recorder::changed(change);
         if (is_complete()) {
             progress_.show(static_cast<size_t>(changes()));
+        } else {
+            ++records_;
+        }
+    }
+    void complete() override {
+        Recorder::complete();
+        if (is_terminal_) {
+            tell(counted(records_, "record") + " stored; recording what changes, until Ctrl-C");
         }
     }
     void lost(const std::string &reason) override {
         Recorder::lost(reason);
-        complain("the store is lost: " + reason);
+        tell("the store is lost: " + reason);
+    }
+    void still_lost(const std::string &reason) override {
+        Recorder::still_lost(reason);
+        tell("the store is still lost: " + reason);
     }
     void restored() override {
         Recorder::restored();
-        complain("the store is back");
+        tell("the store is back");
+    }
+    // Who has interrupted it, too, wants to know what there is.
+    void finish(bool is_interrupted) {
+        if (is_terminal_ || is_interrupted) {
+            tell("recorded " + counted(records_, "record") + " and " + counted(changes(), "change"));
+        }
     }
 
 private:
+    void tell(const std::string &message) {
+        progress_.erase();
+        complain(message);
+    }
+
+    const bool is_terminal_ = isatty(STDERR_FILENO) != 0;
+    uint64_t records_ = 0;  // that were stored at the beginning
     Progress progress_{"recorded", 0};
 };
 
+// A signal that comes before the waiting is not missed.
+void await(const store::Follower &follower, const Interruption &interruption, const Deadline &deadline) {
+    std::array<pollfd, 2> awaited = {{{follower.fd(), POLLIN, 0}, {interruption.fd(), POLLIN, 0}}};
+    poll(awaited.data(), awaited.size(), static_cast<int>(deadline.left().count()));
+}
+
 int Record::run(Session &session) const {
+    tell_losses_here();
     constexpr std::chrono::milliseconds kNone(-1);
     const std::chrono::milliseconds limit = duration.empty() ? kNone : parse_seconds("--duration", duration);
     const std::string store_name = session.store_name();
@@ -100,16 +140,22 @@ int Record::run(Session &session) const {
     const Output output(file, force);
     TellingRecorder recorder(store_name, [&](std::string_view text) { output.write(text); });
     store::Follower follower(store, store::all_types(), recorder);
+    const Interruption interruption;
     std::optional<Deadline> deadline;
-    while (count == 0 || !recorder.is_complete() || recorder.changes() < count) {
+    while (!interruption.has_come() && (count == 0 || !recorder.is_complete() || recorder.changes() < count)) {
         if (recorder.is_complete() && !deadline) {
             deadline = limit == kNone ? Deadline() : Deadline(limit);
         }
         if (deadline && deadline->has_passed()) {
             break;
         }
-        follower.process(deadline ? deadline->left() : Deadline().left());
+        await(follower, interruption, deadline.value_or(Deadline()));
+        follower.process(std::chrono::milliseconds(0));
     }
+    if (!recorder.is_complete()) {
+        return kInterrupted;
+    }
+    recorder.finish(interruption.has_come());
     return kDone;
 }
 
@@ -117,13 +163,14 @@ int Record::run(Session &session) const {
 
 void add_record(Verbs &verbs) {
     const auto record = std::make_shared<Record>();
-    const Command command = verbs.add("record", "Write down what happens in the store, as a scenario to play",
-                                      "  trel_capctl record field.yaml\n"
-                                      "  trel_capctl record field.yaml --duration 60\n"
-                                      "  trel_capctl record - --count 100 | gzip >field.yaml.gz\n",
-                                      [record](Session &session) { return record->run(session); });
+    const Command command =
+        verbs.add("record", "Write down what happens in the store, until Ctrl-C, as a scenario to play",
+                  "  trel_capctl record field.yaml\n"
+                  "  trel_capctl record field.yaml --duration 60\n"
+                  "  trel_capctl record - --count 100 | gzip >field.yaml.gz\n",
+                  [record](Session &session) { return record->run(session); });
     command.add_option("FILE", record->file, "Where to write; - is standard output").required();
-    command.add_option("--duration", record->duration, "End after so many seconds; else Ctrl-C ends it")
+    command.add_option("--duration", record->duration, "End after so many seconds; Ctrl-C ends it, too")
         .type_name("SECONDS");
     command.add_option("--count", record->count, "End after so many changes").type_name("N").at_least_one();
     command.add_flag("--force", record->force, "Write over a file that is there");
