@@ -1,9 +1,11 @@
 #include "command_line/options.h"
 
 #include <algorithm>
+#include <new>
 
 #include "command_line/exit_status.h"
 #include "command_line/names.h"
+#include "command_line/program.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
 
@@ -80,19 +82,37 @@ void add_shared_options(CLI::App &app, const char *version, const char *about_ou
 
 std::string hint(const CLI::App &app) { return "\nTry " + app.get_name() + " --help."; }
 
-bool parse(CLI::App &app, std::vector<std::string> words) {
+namespace {
+
+void check_memory() {
+    if (ran_out_of_memory()) {
+        throw std::bad_alloc();
+    }
+}
+
+// What is to be printed instead of doing anything; empty when there is nothing.
+std::string parsed(CLI::App &app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end());  // as CLI11 takes them
     try {
         app.parse(std::move(words));
-        return true;
     } catch (const CLI::CallForHelp &) {
-        write_output(app.help());
+        return app.help();
     } catch (const CLI::CallForVersion &version) {
-        write_output(version.what() + std::string("\n"));
+        return version.what() + std::string("\n");
     } catch (const CLI::ParseError &error) {
+        check_memory();
         throw Failure(kUsage, reason(app, error) + hint(app));
     }
-    return false;
+    return {};
+}
+
+}  // namespace
+
+bool parse(CLI::App &app, std::vector<std::string> words) {
+    const std::string text = parsed(app, std::move(words));
+    check_memory();
+    write_output(text);
+    return text.empty();
 }
 
 }  // namespace command_line

@@ -15,6 +15,10 @@ void complain(std::string_view message);
 // Messages of others, in any pieces: each line of them begins as the program's own do.
 void pass_on(std::string_view messages);
 
+// Whether there has been no memory for something. Streams keep that to themselves, and what they have put together, or
+// read, is then not all.
+bool ran_out_of_memory();
+
 // Has SIGINT end the program with kInterrupted, unless it is ignored: so does a shell that runs it in the background.
 void exit_when_interrupted();
 

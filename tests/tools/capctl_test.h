@@ -38,6 +38,7 @@ protected:
     // Commands past the client, in the capabilities' database.
     test_support::RedisConnection raw() const;
     test_support::RedisServer &server() { return server_; }
+    int port() const { return server_.port(); }
 
 private:
     test_support::RedisServer server_;

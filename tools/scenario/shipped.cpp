@@ -1,8 +1,12 @@
 #include "scenario/shipped.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <dirent.h>
 #include <filesystem>
+#include <memory>
+#include <new>
 
 #include "command_line/exit_status.h"
 #include "command_line/names.h"
@@ -27,12 +31,20 @@ std::string shipped_directory() {
     return (program.parent_path() / TREL_CAP_SCENARIOS_FROM_PROGRAM).lexically_normal();
 }
 
+// Not by the standard library's iterator, which ends the program when it finds no memory.
 std::vector<std::string> shipped_names() {
     std::vector<std::string> names;
-    std::error_code error;
-    for (const fs::directory_entry &entry : fs::directory_iterator(shipped_directory(), error)) {
-        if (entry.path().extension() == kEnding) {
-            names.push_back(entry.path().stem());
+    const std::unique_ptr<DIR, int (*)(DIR *)> directory(opendir(shipped_directory().c_str()), closedir);
+    if (!directory) {
+        if (errno == ENOMEM) {
+            throw std::bad_alloc();
+        }
+        return names;
+    }
+    while (const dirent *entry = readdir(directory.get())) {
+        const fs::path file = entry->d_name;
+        if (file.extension() == kEnding) {
+            names.push_back(file.stem());
         }
     }
     std::sort(names.begin(), names.end());

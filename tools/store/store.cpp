@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <exception>
 #include <span>
+#include <string_view>
 #include <utility>
 
 #include "command_line/exit_status.h"
@@ -116,7 +117,8 @@ void fail(int32_t code) {
 
 Store::Store(const std::string &name) : client_(ox_mom_client_create(name.c_str())) {
     if (!client_) {
-        throw Failure(kUsage, ox_mom_last_error());
+        const std::string_view why = ox_mom_last_error();  // there is no code
+        throw Failure(why == ox_mom_strerror(OX_MOM_E_MEMORY) ? kFailed : kUsage, std::string(why));
     }
 }
 

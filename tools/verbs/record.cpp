@@ -49,6 +49,15 @@ public:
             fail(errno == EEXIST ? "it is there already; --force writes over it" : std::strerror(errno));
         }
     }
+    Output(const Output &) = delete;
+    Output &operator=(const Output &) = delete;
+    // Who reads a recording that broke off has not seen why it did. The disk may be full, then nothing can be said.
+    ~Output() {
+        constexpr std::string_view kLine = "# The recording broke off here.\n";
+        if (!ended_) {
+            static_cast<void>(!::write(fd_ ? fd_.get() : STDOUT_FILENO, kLine.data(), kLine.size()));
+        }
+    }
 
     void write(std::string_view text) const {
         if (!fd_) {
@@ -64,11 +73,14 @@ public:
         }
     }
 
+    void end() { ended_ = true; }
+
 private:
     [[noreturn]] void fail(const std::string &why) const { throw Failure(kFailed, printable(name_) + ": " + why); }
 
     std::string name_;
     base::Fd fd_;
+    bool ended_ = false;
 };
 
 std::string counted(uint64_t count, const std::string &what) {
@@ -137,7 +149,7 @@ int Record::run(Session &session) const {
     const std::string store_name = session.store_name();
     store::Store &store = session.store();
     store.connect(record::record_types().front().db);  // what cannot be reached leaves no file behind
-    const Output output(file, force);
+    Output output(file, force);
     TellingRecorder recorder(store_name, [&](std::string_view text) { output.write(text); });
     store::Follower follower(store, store::all_types(), recorder);
     const Interruption interruption;
@@ -156,6 +168,7 @@ int Record::run(Session &session) const {
         return kInterrupted;
     }
     recorder.finish(interruption.has_come());
+    output.end();
     return kDone;
 }
 
