@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <array>
 #include <exception>
-#include <map>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -48,18 +47,33 @@ struct Follower::State {
     uint64_t losses = 0;
     std::set<std::string> reasons;  // of this loss, that have been told
     std::exception_ptr failure;
+    State *next = nullptr;  // of the thread's
 };
 
 namespace {
 
 constexpr size_t kReasons = 8;  // told of one loss; some name a port or a time, and are new each time
 
-// Callbacks are told nothing but their client; it belongs to this thread.
-thread_local std::map<const MomClient *, Follower::State *> followers;
+// Callbacks are told nothing but their client; it belongs to this thread. No container: the C library ends the process
+// when it has no memory for the end of one in a thread.
+thread_local Follower::State *followers = nullptr;
 
 Follower::State *follower_of(const MomClient *client) {
-    const auto found = followers.find(client);
-    return found == followers.end() ? nullptr : found->second;
+    Follower::State *state = followers;
+    while (state != nullptr && state->store.client() != client) {
+        state = state->next;
+    }
+    return state;
+}
+
+void enter(Follower::State &state) { state.next = std::exchange(followers, &state); }
+
+void leave(const Follower::State &state) {
+    Follower::State **at = &followers;
+    while (*at != &state) {
+        at = &(*at)->next;
+    }
+    *at = state.next;
 }
 
 // A callback for each type, since a confirmation does not say which it is of.
@@ -210,9 +224,10 @@ Follower::Follower(Store &store, std::vector<const RecordType *> types, Listener
     if (record::record_types().size() > kMaxTypes) {
         throw std::logic_error("there are more types than callbacks");
     }
-    if (!followers.emplace(store.client(), state_.get()).second) {
+    if (follower_of(store.client()) != nullptr) {
         throw std::logic_error("a client has one follower");
     }
+    enter(*state_);
     try {
         for (const RecordType *type : state_->types) {
             store.connect(type->db);
@@ -220,13 +235,13 @@ Follower::Follower(Store &store, std::vector<const RecordType *> types, Listener
             state_->follow(*type);
         }
     } catch (...) {
-        followers.erase(store.client());
+        leave(*state_);
         throw;
     }
     state_->losses = status_of(store.client()).losses;
 }
 
-Follower::~Follower() { followers.erase(state_->store.client()); }
+Follower::~Follower() { leave(*state_); }
 
 void Follower::process(std::chrono::milliseconds limit) {
     // The client itself would wait through a loss until there is something to call back for.
