@@ -48,7 +48,8 @@ protected:
                              ", which returned " + std::to_string(status));
                 const bool cut = status == OX_MOM_E_LOST && !GetParam().program.empty();
                 EXPECT_TRUE(status == 0 || status == OX_MOM_E_MEMORY || cut) << ox_mom_strerror(status);
-                EXPECT_TRUE(status == 0 || an_allocation_failed()) << ox_mom_last_error();
+                EXPECT_TRUE(status == 0 || (an_allocation_failed() && *ox_mom_last_error() != '\0'))
+                    << ox_mom_last_error();
                 check(status);
             } while (an_allocation_failed() && !HasFailure());
             EXPECT_GT(nth, turns.first) << "no allocation to fail";

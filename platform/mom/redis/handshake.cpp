@@ -69,7 +69,11 @@ Handshake::State Handshake::connect_next(int why) {
 
 Handshake::State Handshake::finish_connecting() {
     pollfd connecting{.fd = socket_.get(), .events = POLLOUT, .revents = 0};
-    if (poll(&connecting, 1, 0) <= 0) {
+    const int ready = poll(&connecting, 1, 0);
+    if (ready < 0 && errno != EINTR) {
+        return connect_next(errno);
+    }
+    if (ready <= 0) {
         return Clock::now() >= due_ ? connect_next(ETIMEDOUT) : State::kGoingOn;
     }
     if (const int why = connecting_ended(socket_)) {
@@ -124,7 +128,10 @@ bool finish(Handshake &handshake) {
         }
         const auto left = std::chrono::ceil<Millis>(handshake.due() - Clock::now());
         pollfd waiting{.fd = handshake.fd(), .events = handshake.events(), .revents = 0};
-        poll(&waiting, 1, static_cast<int>(std::max<Millis::rep>(left.count(), 0)));
+        if (poll(&waiting, 1, static_cast<int>(std::max<Millis::rep>(left.count(), 0))) < 0 && errno != EINTR) {
+            handshake.fail_for_memory();
+            return false;
+        }
     }
 }
 

@@ -75,7 +75,7 @@ int32_t Link::come_up(TimePoint until) {
         attempt_failed(OX_MOM_E_TIMEOUT, name_.endpoints.front().text() + ": not connected in " +
                                              std::to_string(timeout_.count()) + " ms");
     }
-    return is_up() ? 0 : fail(code_, "%s", why_.c_str());
+    return is_up() ? 0 : fail(code_, "%s", reason());
 }
 
 int32_t Link::look() {
@@ -83,7 +83,7 @@ int32_t Link::look() {
     if (state_ == State::kOpening && !std::exchange(waited_, true)) {
         drive(Clock::now() + kMoment, [this] { return state_ == State::kOpening; });
     }
-    return is_up() ? 0 : fail(OX_MOM_E_LOST, "the connection is lost: %s", why_.c_str());
+    return is_up() ? 0 : fail(OX_MOM_E_LOST, "the connection is lost: %s", reason());
 }
 
 void Link::begin() noexcept {
@@ -159,8 +159,7 @@ void Link::lose(std::string_view why, int32_t code, Next next) noexcept {
     const TimePoint now = Clock::now();
     due_ = backoff_.failed(now);
     arm();
-    listener_.on_lost(code_, why_.empty() ? std::string_view("out of memory") : why_,
-                      next == Next::kAtOnce ? Millis(0) : std::chrono::ceil<Millis>(due_ - now));
+    listener_.on_lost(code_, reason(), next == Next::kAtOnce ? Millis(0) : std::chrono::ceil<Millis>(due_ - now));
 }
 
 // The connection is given up whether or not there is memory to say why.
@@ -242,7 +241,7 @@ int32_t Link::follow(const std::string &channel) {
     if (follow_code_ == OX_MOM_E_REFUSED) {
         return fail(OX_MOM_E_REFUSED, "%s", refusal_.c_str());
     }
-    return follow_code_ && is_up() ? 0 : fail(code_, "%s", why_.c_str());
+    return follow_code_ && is_up() ? 0 : fail(code_, "%s", reason());
 }
 
 void Link::ask(std::string_view channel, bool is_waited_for) {

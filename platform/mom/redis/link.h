@@ -86,6 +86,7 @@ private:
     void up_if_confirmed();
     void attempt_failed(int32_t code, std::string_view why) noexcept;
     void keep_reason(int32_t code, std::string_view why) noexcept;
+    const char *reason() const { return why_.empty() ? "out of memory" : why_.c_str(); }
     void close_all() noexcept;
 
     // Following.
@@ -118,7 +119,7 @@ private:
     bool waited_ = false;     // look() has waited for the attempt under way
     TimePoint due_{};         // of what the state waits for, but for an attempt's own
     int32_t code_ = 0;        // of the latest failure
-    std::string why_;
+    std::string why_;         // empty: there was no memory for it
 
     Resolver resolver_;
     const Opener opener_{.loop = loop_, .timekeeper = *this, .resolver = resolver_};

@@ -1,5 +1,7 @@
 #include "redis/request_connection.h"
 
+#include <cerrno>
+#include <new>
 #include <poll.h>
 #include <string>
 
@@ -34,8 +36,12 @@ bool RequestConnection::wait_for(short events, TimePoint until) const {
     pollfd waiting{.fd = connection_->fd(), .events = events, .revents = 0};
     for (TimePoint now = Clock::now(); now < until; now = Clock::now()) {
         const auto left = std::chrono::ceil<Millis>(until - now);
-        if (poll(&waiting, 1, static_cast<int>(left.count())) > 0) {
+        const int ready = poll(&waiting, 1, static_cast<int>(left.count()));
+        if (ready > 0) {
             return true;
+        }
+        if (ready < 0 && errno != EINTR) {
+            throw std::bad_alloc();  // it does not sleep then, so that trying again would keep the processor busy
         }
     }
     return false;
