@@ -58,6 +58,15 @@ void flush_programs_own() {
     }
 }
 
+// Not kept from it by a signal, or by a thread that is about to open a file: where output leads would stay as it is.
+bool lead_output_to(const Fd &file, int flags) {
+    int result = -1;
+    do {
+        result = dup3(file.get(), STDOUT_FILENO, flags);
+    } while (result < 0 && (errno == EINTR || errno == EBUSY));
+    return result >= 0;
+}
+
 }  // namespace
 
 Capture::Capture() {
@@ -75,7 +84,7 @@ Capture::Capture() {
         flush_or_drop();
     }
     Fd file = make_file();
-    if (file && dup2(file.get(), STDOUT_FILENO) == STDOUT_FILENO) {
+    if (file && lead_output_to(file, 0)) {
         file_ = std::move(file);
     }
 }
@@ -102,7 +111,7 @@ void Capture::restore() {
     if (saved_flags_ < 0) {
         close(STDOUT_FILENO);
     } else {
-        dup3(saved_.get(), STDOUT_FILENO, (saved_flags_ & FD_CLOEXEC) != 0 ? O_CLOEXEC : 0);
+        lead_output_to(saved_, (saved_flags_ & FD_CLOEXEC) != 0 ? O_CLOEXEC : 0);
     }
 }
 

@@ -68,10 +68,14 @@ Listener::~Listener() {
     }
 }
 
-void Listener::remove(const std::string &name) const {
-    // No descriptor is opened for it, and no memory taken: there may be none left.
+// No descriptor is opened for it, and no memory taken: there may be none left. 0: there is no such file.
+ino_t Listener::inode_of(const std::string &name) const {
     struct stat status {};
-    if (fstatat(directory_.fd(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && status.st_ino == inode_) {
+    return fstatat(directory_.fd(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 ? status.st_ino : 0;
+}
+
+void Listener::remove(const std::string &name) const {
+    if (inode_ != 0 && inode_of(name) == inode_) {
         unlinkat(directory_.fd(), name.c_str(), 0);
     }
 }
@@ -103,7 +107,6 @@ bool Listener::listen() {
     if (!file) {
         return false;
     }
-    inode_ = file->inode;
     // Before it listens nobody can connect, whatever the process's umask made of the mode.
     if (change_mode(*file, kSocketMode) != 0 || ::listen(socket.get(), kBacklog) != 0) {
         return false;
@@ -115,9 +118,9 @@ bool Listener::listen() {
 bool Listener::bind(const Fd &socket) {
     constexpr int kAttempts = 10;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
-        const std::string name = new_name_for(module_);
-        if (bind_in(socket.get(), directory_.fd(), name) == 0) {
-            new_name_ = name;
+        new_name_ = new_name_for(module_);
+        if (bind_in(socket.get(), directory_.fd(), new_name_) == 0) {
+            inode_ = inode_of(new_name_);  // from here on it is removed when something fails
             return true;
         }
         if (errno != EADDRINUSE) {

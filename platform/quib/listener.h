@@ -30,6 +30,7 @@ private:
     bool bind(const Fd &socket);
     int32_t take_name();
     bool link_to(const std::string &name) const;
+    ino_t inode_of(const std::string &name) const;
     void remove(const std::string &name) const;
 
     SocketDirectory directory_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
+#include <span>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -14,6 +15,15 @@ namespace {
 
 constexpr size_t kChunk = size_t{64} << 10U;
 constexpr int kChunksATurn = 16;  // an operator who takes everything at once must not keep the application
+
+ssize_t read_at(const Fd &file, size_t at, std::span<char> to) {
+    for (;;) {
+        const ssize_t got = pread(file.get(), to.data(), to.size(), static_cast<off_t>(at));
+        if (got >= 0 || errno != EINTR) {
+            return got;
+        }
+    }
+}
 
 }  // namespace
 
@@ -112,8 +122,8 @@ bool Operator::fill() {
     if (answer_.output.file) {
         const size_t length = std::min(kChunk, answer_.output.size - output_at_);
         ready_.resize(kFrameHeaderSize + length);
-        const ssize_t got =
-            pread(answer_.output.file.get(), ready_.data() + kFrameHeaderSize, length, static_cast<off_t>(output_at_));
+        const ssize_t got = read_at(answer_.output.file, output_at_, {ready_.data() + kFrameHeaderSize, length});
+        gone_ = got < 0;  // let go rather than answered as if there were no more
         const size_t read = got > 0 ? static_cast<size_t>(got) : 0;
         const FrameHeader header = frame_header(kFrameOutput, static_cast<uint32_t>(read));
         std::ranges::copy(header, ready_.begin());
@@ -126,7 +136,7 @@ bool Operator::fill() {
     if (ready_.empty()) {
         ready_.swap(answer_.frames);
     }
-    return !ready_.empty();
+    return !gone_ && !ready_.empty();
 }
 
 void Operator::send_some() {

@@ -40,7 +40,6 @@ std::optional<SocketFile> open_socket_file(int directory, const std::string &nam
         return std::nullopt;
     }
     file.owner = status.st_uid;
-    file.inode = status.st_ino;
     return file;
 }
 

@@ -15,7 +15,6 @@ using base::Fd;
 struct SocketFile {
     Fd entry;  // of the socket itself; no connection
     uid_t owner = 0;
-    ino_t inode = 0;
 };
 
 // The socket of that name, no link to one; none, with errno: ENOENT, ENOTSOCK, or another reason.

@@ -120,9 +120,9 @@ intptr_t getrandom(void *to, size_t size, unsigned flags) {
 }
 
 int epoll_ctl(int epoll, int operation, int fd, epoll_event *event) {
-    constexpr int kDelete = 2;
+    constexpr int kAdd = 1;  // the others take no memory
     static const auto system = behind<int (*)(int, int, int, epoll_event *)>("epoll_ctl");
-    return operation != kDelete && fails("epoll_ctl") ? -1 : system(epoll, operation, fd, event);
+    return operation == kAdd && fails("epoll_ctl") ? -1 : system(epoll, operation, fd, event);
 }
 
 void *mmap64(void *at, size_t size, int protection, int flags, int fd, int64_t from) {
@@ -211,6 +211,7 @@ const std::vector<Failure> kFailures = {
     {{"accept4"}, ECONNABORTED, {kOnce, kOften}},
     {{"pread64", "chmod", "unlinkat"}, EIO, {kOnce, kAlways}},
     {{"flock"}, ENOLCK, {kOnce, kAlways}},
+    {{"dup2", "dup3"}, EBUSY, {kOnce, kOften}},
     {{"recv", "send", "pread64", "write"}, Fault::kHalf, {kOnce, kAlways}},
     {{"recv", "send", "pread64", "write"}, Fault::kOneByte, {kOnce, kOften}},
 };

@@ -18,8 +18,8 @@ struct Fault {
 };
 std::ostream &operator<<(std::ostream &out, const Fault &fault);
 
-// All that the platform's libraries may meet with. What the manual knows no such failure of is not in it: closing,
-// taking leave of a descriptor in epoll, setting a timer, and reading or writing an eventfd.
+// All that the platform's libraries may meet with. What cannot fail so is not in it: closing, setting a timer, reading
+// and writing an eventfd, and of epoll_ctl() all but adding a descriptor.
 const std::vector<Fault> &every_fault();
 
 // From the thread's nth call of that name on. One at a time on a thread.

@@ -26,7 +26,7 @@ struct MomAttachment {
 // MEMORY    also when the system cannot watch one more
 int32_t ox_mom_attach(MomClient *client, int fd, uint32_t events, const MomAttachment *attachment);
 
-// Of these events from now on. Needs no memory, unless the descriptor is ready and not yet told. 0, or:
+// Of these events from now on. Needs no memory. 0, or:
 //
 // ARGUMENT  client is NULL, or the descriptor is not attached
 int32_t ox_mom_alter(MomClient *client, int fd, uint32_t events);

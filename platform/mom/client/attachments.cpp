@@ -19,7 +19,7 @@ int32_t fail_to_watch(int fd) {
 }  // namespace
 
 bool Attachments::Attached::watch_for(uint32_t events) {
-    const uint32_t wanted = events | EPOLLERR | EPOLLHUP;
+    const uint32_t wanted = events | EPOLLERR | EPOLLHUP | EPOLLONESHOT;
     if (!watch_.try_set(wanted)) {
         return false;
     }
@@ -28,10 +28,7 @@ bool Attachments::Attached::watch_for(uint32_t events) {
     return true;
 }
 
-void Attachments::Attached::on_ready(uint32_t events) {
-    set_ready(events);
-    watch_.set(0);
-}
+void Attachments::Attached::on_ready(uint32_t events) { set_ready(events & ~uint32_t{EPOLLONESHOT}); }
 
 void Attachments::Attached::set_ready(uint32_t events) {
     all_.ready_ += events != 0 ? size_t{1} : 0;

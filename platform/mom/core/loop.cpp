@@ -112,7 +112,8 @@ void Watch::set(uint32_t events) {
 }
 
 bool Watch::try_set(uint32_t events) {
-    if (events == events_ || loop_.is_inherited()) {
+    const bool is_as_it_was = events == events_ && (events & EPOLLONESHOT) == 0;
+    if (is_as_it_was || loop_.is_inherited()) {
         return true;
     }
     const int operation = events_ == 0 ? EPOLL_CTL_ADD : events == 0 ? EPOLL_CTL_DEL : EPOLL_CTL_MOD;

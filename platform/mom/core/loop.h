@@ -100,7 +100,8 @@ public:
     ~Watch();
 
     // Events as epoll's, told as long as they last; 0: not watched. After an error or a hang-up all of them are told:
-    // whoever uses the descriptor then sees what it is, after what has come before it.
+    // whoever uses the descriptor then sees what it is, after what has come before it. With EPOLLONESHOT among them
+    // they are told once, and then not before they are set again, which takes no memory.
     //
     // Throws std::bad_alloc when the system has no memory to watch the descriptor. Then it is not watched.
     void set(uint32_t events);
