@@ -132,12 +132,12 @@ bool Listener::bind(const Fd &socket) {
 
 int32_t Listener::take_name() {
     for (int instance = 1; instance <= kInstanceLimit; ++instance) {
-        const std::string name = name_of(module_, instance);
+        std::string name = name_of(module_, instance);
         if (!Process::get().take_name(name)) {
             continue;
         }
         if (link_to(name)) {
-            name_ = name;
+            name_ = std::move(name);  // which takes no memory
             remove(new_name_);
             new_name_.clear();
             return 0;

@@ -60,19 +60,21 @@ int32_t say_hello() {
 }
 
 TEST_F(MemoryTest, AModuleIsMadeWholeOrNotAtAll) {
+    // Longer than what a string holds itself, so that a copy of it takes memory.
+    const std::string name = "a_module_with_a_name_of_some_length";
     const ClientPtr another = make_client();
     const std::ptrdiff_t before = descriptors();
-    at_each_allocation([&] { return quib_lib_init(another.get(), "n"); },
+    at_each_allocation([&] { return quib_lib_init(another.get(), name.c_str()); },
                        [&](int32_t code, bool short_of_memory) {
                            EXPECT_EQ(code, short_of_memory ? QUIB_E_MEMORY : 0);
-                           EXPECT_EQ(exists(path("n")), !short_of_memory);
-                           EXPECT_FALSE(exists(path("n.2")));
+                           EXPECT_EQ(exists(path(name)), !short_of_memory);
+                           EXPECT_FALSE(exists(path(name + ".2")));
                            if (short_of_memory) {
                                ox_mom_client_process(another.get(), 0);
                                EXPECT_EQ(descriptors(), before);
                            }
                        });
-    EXPECT_EQ(register_command("hello", "void", say_hello, "n"), 0);
+    EXPECT_EQ(register_command("hello", "void", say_hello, name.c_str()), 0);
 }
 
 TEST_F(MemoryTest, ACommandIsRegisteredWholeOrNotAtAll) {

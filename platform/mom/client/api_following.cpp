@@ -36,7 +36,7 @@ int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMes
 }
 
 int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t, MomMsgCb cb, void *) {
-    return call(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
+    return load(client, db, request, [&](Client &opened, const ProtobufCMessageDescriptor &type) {
         return cb != nullptr ? opened.scan(db, type, cb)
                              : fail(OX_MOM_E_ARGUMENT, "%s: the callback is NULL", type.name);
     });

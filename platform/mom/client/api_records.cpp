@@ -28,7 +28,7 @@ int32_t ox_mom_hmset_sync(MomClient *client, int32_t db, const ProtobufCMessage 
 
 ProtobufCMessage *ox_mom_get_sync(MomClient *client, int32_t db, const ProtobufCMessage *request, int32_t *error) {
     ProtobufCMessage *record = nullptr;
-    const int32_t code = call(client, db, request,
+    const int32_t code = load(client, db, request,
                               [&](Client &opened, const auto &) { return read_object(opened, db, *request, record); });
     if (error != nullptr) {
         *error = code;

@@ -75,4 +75,19 @@ int32_t call(MomClient *handle, int32_t db, const ProtobufCMessage *message, Wor
     });
 }
 
+// The same for what loads records of a type.
+template <class Work>
+int32_t load(MomClient *handle, int32_t db, const ProtobufCMessage *request, Work work) {
+    return call(handle, db, request, [&](Client &client, const ProtobufCMessageDescriptor &type) {
+        try {
+            const int32_t code = work(client, type);
+            client.note_load(db, type, code);
+            return code;
+        } catch (const std::bad_alloc &) {
+            client.note_load(db, type, OX_MOM_E_MEMORY);
+            throw;
+        }
+    });
+}
+
 }  // namespace mom

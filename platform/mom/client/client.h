@@ -93,6 +93,10 @@ public:
         return *store_;
     }
 
+    // Records of the type have been asked for. Where a callback has done so, and they are followed, what fails is
+    // loaded again after a reconnection: that the callback itself asks again does not say what it makes of the answer.
+    void note_load(int32_t db, const ProtobufCMessageDescriptor &type, int32_t code);
+
     // A call of the client ended with that code.
     void failed(int32_t code) { timed_out_ += code == OX_MOM_E_TIMEOUT ? 1U : 0U; }
 
@@ -143,7 +147,6 @@ private:
 
     // After a loss.
     Channel *followed(int32_t db, const ProtobufCMessageDescriptor &type);
-    void mark_load(Channel *channel, bool failed);
     void load_again();
     struct Missed;
     class Comparison;
@@ -172,7 +175,7 @@ private:
     ScratchPool scratches_;
     Workspace workspace_;
     int delivering_ = 0;              // callbacks under way
-    int failed_loads_ = 0;            // types that a callback could not load
+    bool load_failed_ = false;        // a callback could not load a type
     Attachments attachments_{loop_};  // the last: it is told that the client goes while the rest is still there
 };
 

@@ -62,7 +62,7 @@ int32_t Client::deliver_waiting() {
         try {
             const Queued queued = queue_.pop(notification);
             made += deliver(queued, notification);
-            if (failed_loads_ > 0 && !destroyed_) {
+            if (load_failed_ && !destroyed_) {
                 load_again();
             }
         } catch (const std::bad_alloc &) {

@@ -1,4 +1,5 @@
 // Who follows what, and what the store tells of it: into the queue.
+#include <new>
 #include <span>
 
 #include "client/client.h"
@@ -7,7 +8,7 @@
 
 namespace mom {
 
-int32_t Client::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
+int32_t Client::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) try {
     const std::string name = channel_of(db, type.name);
     if (const int32_t code = requested_store().follow(name)) {
         return code;
@@ -16,6 +17,11 @@ int32_t Client::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, Mo
     const uint64_t place = put({.kind = Queued::Kind::kConfirmation, .channel = &channel, .cb = cb});
     Subscriptions::put_record(channel, {.type = &type, .is_hash = index_of(type) != nullptr, .cb = cb, .since = place});
     return 0;
+} catch (const std::bad_alloc &) {
+    // Who follows several types and finds no memory for one of them follows the others when asked next, and so all when
+    // the store is back: none is missed because nobody asks again.
+    store_->fall_behind("no memory to follow a type");
+    throw;
 }
 
 int32_t Client::subscribe_fields(int32_t db, const ProtobufCMessage &request, std::span<const int32_t> field_ids,

@@ -72,24 +72,22 @@ Channel *Client::followed(int32_t db, const ProtobufCMessageDescriptor &type) {
     return channel != nullptr && channel->has_records() ? channel : nullptr;
 }
 
-// A load of a callback's that failed is made again after a reconnection, unless the callback itself makes it again.
-void Client::mark_load(Channel *channel, bool failed) {
-    if (channel != nullptr && delivering_ > 0 && std::exchange(channel->load_failed, failed) != failed) {
-        failed_loads_ += failed ? 1 : -1;
+void Client::note_load(int32_t db, const ProtobufCMessageDescriptor &type, int32_t code) {
+    const bool no_answer = code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT;
+    if (delivering_ > 0 && !destroyed_ && (no_answer || code == OX_MOM_E_MEMORY)) {
+        // Without memory there is none to find out whether it is followed.
+        load_failed_ = load_failed_ || code == OX_MOM_E_MEMORY || followed(db, type) != nullptr;
     }
 }
 
 void Client::load_again() {
-    subscriptions_.forget_failed_loads();
-    failed_loads_ = 0;
+    load_failed_ = false;
     store_->fall_behind("a callback could not load what is stored");  // until it can
 }
 
 int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgCb cb) {
-    Channel *channel = followed(db, type);
-    Scan scan(*this, db, type, cb, channel);
+    Scan scan(*this, db, type, cb, followed(db, type));
     int32_t code = 0;
-    mark_load(channel, true);  // until it has not, and for good when memory ends
     if (index_of(type) != nullptr) {
         code = requested_store().scan_hashes(db, type.name, scan);
     } else {
@@ -100,7 +98,6 @@ int32_t Client::scan(int32_t db, const ProtobufCMessageDescriptor &type, MomMsgC
             scan.on_object(bytes);
         }
     }
-    mark_load(channel, code == OX_MOM_E_LOST || code == OX_MOM_E_TIMEOUT);
     return destroyed_ ? fail(OX_MOM_E_DESTROYED, "the client was destroyed by a callback of the scan") : code;
 }
 

@@ -40,12 +40,6 @@ RecordSubscription *Subscriptions::find_unconfirmed(Channel &channel, MomMsgCb c
     return found == channel.records.end() ? nullptr : &*found;
 }
 
-void Subscriptions::forget_failed_loads() noexcept {
-    for (const auto &[name, channel] : channels_) {
-        channel->load_failed = false;
-    }
-}
-
 void Subscriptions::lapse_records() noexcept {
     for (const auto &[name, channel] : channels_) {
         for (RecordSubscription &subscription : channel->records) {

@@ -52,7 +52,6 @@ struct Channel {
     std::vector<FieldSubscription> fields;
     ToldRecords told = {};                // to the callbacks of records
     bool is_compared = true;              // told with the store, since the latest loss
-    bool load_failed = false;             // for want of an answer or of memory, when a callback scanned the type
     bool fields_know_it_is_gone = false;  // the record, whose deletion may come late
 
     bool has_records() const { return std::ranges::any_of(records, &RecordSubscription::stands); }
@@ -68,8 +67,6 @@ public:
     static void put_record(Channel &channel, const RecordSubscription &subscription);
     // The one that a confirmation at that place is for; nullptr when it was renewed or has lapsed since.
     static RecordSubscription *find_unconfirmed(Channel &channel, MomMsgCb cb, uint64_t place);
-
-    void forget_failed_loads() noexcept;
 
     // All subscriptions of records lapse.
     void lapse_records() noexcept;
