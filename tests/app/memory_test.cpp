@@ -1,5 +1,6 @@
 // The library's calls on the real client, short of memory at each allocation in turn: each says so by a code, keeps the
 // variable as it documents, and succeeds once there is memory again.
+#include <algorithm>
 #include <array>
 #include <functional>
 #include <string>
@@ -127,11 +128,33 @@ void add_subscriptions(std::vector<Call> &calls) {
                     [](FollowWith follow, MomClient *client) { return follow(client, kUrl, ignore_field, nullptr); });
 }
 
+// The console's commands, as it calls them, but for the collection, which writes outside of the test.
+void add_commands(std::vector<Call> &calls) {
+    const auto command = [&](const char *name, const std::function<int32_t()> &run) {
+        calls.push_back({name, [=](MomClient *client) {
+                             g_trel_cap_global = client;
+                             return run();
+                         }});
+    };
+    command("dump_status", [] { return std::min(trel_cap_dbg_dump_status(), 0); });
+    command("set_g_cap_state", [] { return trel_cap_dbg_ce_set_g_cap_state(kUrl, 1); });
+    command("ce_set_g_cap_bool", [] { return trel_cap_dbg_ce_set_g_cap_bool(kUrl, 1); });
+    command("ce_set_g_cap_int32", [] { return trel_cap_dbg_ce_set_g_cap_int32(kUrl, 3); });
+    command("ce_get_g_cap_int32", [] { return trel_cap_dbg_ce_get_g_cap_int32(kUrl); });
+    command("ce_get_g_cap_bool", [] { return trel_cap_dbg_ce_get_g_cap_bool(kUrl); });
+    command("ce_get_fe_cap_bool", [] { return trel_cap_dbg_ce_get_fe_cap_bool(kNode, kUrl); });
+    command("ce_get_fe_cap_int32", [] { return trel_cap_dbg_ce_get_fe_cap_int32(kNode, kUrl); });
+    command("ce_get_fe_cap_str", [] { return trel_cap_dbg_ce_get_fe_cap_str(kNode, kUrl); });
+    command("show_memory", [] { return trel_cap_dbg_show_memory(); });
+    command("dump_all", [] { return trel_cap_dbg_dump_all(); });
+}
+
 std::vector<Call> every_call() {
     std::vector<Call> calls;
     add_getters(calls);
     add_setters(calls);
     add_subscriptions(calls);
+    add_commands(calls);
     return calls;
 }
 
@@ -173,6 +196,7 @@ TEST_P(MemoryOfCalls, ThatRunsOutIsACodeAndTheSameCallSucceedsAfterwards) {
     publish_states(writer.get());
     for (const Call &call : every_call()) {
         SCOPED_TRACE(call.name);
+
         test_support::ClientPtr client;
         const int32_t usual = call.make(connect().get());
         const int failures = fail_each_allocation([&] { client = connect(); }, [&] { return call.make(client.get()); },
@@ -186,11 +210,13 @@ TEST_P(MemoryOfCalls, ThatRunsOutIsACodeAndTheSameCallSucceedsAfterwards) {
                                                           EXPECT_EQ(call.make(client.get()), usual);
                                                       }
                                                   });
-        EXPECT_GT(failures, 0);
+        const bool only_prints = call.name.starts_with("dump") || call.name.starts_with("show");
+        EXPECT_TRUE(failures > 0 || only_prints);
         if (HasFailure()) {
             return;
         }
     }
+    g_trel_cap_global = nullptr;
 }
 
 }  // namespace

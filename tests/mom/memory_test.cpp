@@ -442,6 +442,21 @@ TEST_P(MemoryTest, AWriteLosesNothingOfAFollowerWithoutSayingSo) {
         });
 }
 
+TEST_P(MemoryTest, DestroyTakesNone) {
+    const ClientPtr writer = connect();
+    ClientPtr client = connect();
+    ASSERT_EQ(follow<CapTable>(client, safely_record), 0);
+    ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, safely_record_field), 0);
+    ASSERT_EQ(put_int(writer, "/a", 1), 0);
+    ASSERT_TRUE(readable(ox_mom_client_fd(client.get()), kLongEnough));
+    {
+        const FailingAllocations none;
+        client.reset();
+    }
+    EXPECT_FALSE(an_allocation_failed());
+    EXPECT_EQ(put_int(writer, "/a", 2), 0) << "nothing is left of it";
+}
+
 class TcpMemoryTest : public MemoryTest {
 protected:
     RedisOptions server_options() const override {
