@@ -121,15 +121,24 @@ int epoll_ctl(int epoll, int operation, int fd, epoll_event *event) noexcept {
 
 // Elsewhere `new` calls malloc(). The sanitizer's own goes on allocating for it, and so knows by which kind of `delete`
 // the memory has to come back. The form for arrays calls this one or none of ours, as the sanitizer has it.
-void *operator new(size_t size) {
+namespace {
+
+void *sanitizers_new(size_t size) {
     static const auto sanitizers = behind<void *(*)(size_t)>("_Znwm");
-    if (fails()) {
-        throw std::bad_alloc();
-    }
     return sanitizers(size);
 }
 
-void *operator new(size_t size, const std::nothrow_t &) noexcept { return fails() ? nullptr : ::operator new(size); }
+}  // namespace
+
+void *operator new(size_t size) {
+    if (fails()) {
+        throw std::bad_alloc();
+    }
+    return sanitizers_new(size);
+}
+
+// Not by the one above, which would count it again.
+void *operator new(size_t size, const std::nothrow_t &) noexcept { return fails() ? nullptr : sanitizers_new(size); }
 
 #endif
 
