@@ -132,6 +132,73 @@ TEST_P(SentinelTest, APlannedFailOverIsFollowedAsSoonAsItIsAnnounced) {
     EXPECT_EQ(put_int(client, "/a", 1), 0);
 }
 
+// Several sentinels, some of which have come to name another master, and announced nothing.
+class SentinelMajorityTest : public ServerTest {
+protected:
+    void SetUp() override {
+        servers_.emplace(GetParam().program, test_support::SentinelOptions{.sentinels = 3});
+        client_ = test_support::connect_client(servers().store_name(), {kGlobalDb});
+        ASSERT_EQ(ox_mom_client_set_reconnect_cb(client_.get(), kGlobalDb, on_reconnect, nullptr), 0);
+        for (size_t i = 0; i < 3; ++i) {
+            ASSERT_TRUE(is_listened_to(i));
+        }
+        servers().replica().connection().must({"REPLICAOF", "NO", "ONE"});
+        for (size_t i = 0; i < 3; ++i) {
+            name_master(i, servers().master());  // lest a sentinel makes the other one a replica again
+        }
+    }
+
+    void name_master(size_t sentinel, const RedisServer &server) {
+        RedisConnection raw = servers().sentinel(sentinel).connection();
+        raw.must({"SENTINEL", "REMOVE", "service"});
+        raw.must({"SENTINEL", "MONITOR", "service", "127.0.0.1", std::to_string(server.port()), "2"});
+    }
+
+    bool is_listened_to(size_t sentinel) {
+        RedisConnection raw = servers().sentinel(sentinel).connection();
+        return process_until(client_, [&raw] {
+            return raw.text({"CLIENT", "LIST"}).find("sub=1 ") != std::string::npos;
+        });
+    }
+
+    // The announcement is made while nobody listens.
+    void change_mind(size_t sentinel) {
+        name_master(sentinel, servers().replica());
+        servers().sentinel(sentinel).connection().must({"CLIENT", "KILL", "TYPE", "pubsub"});
+    }
+
+    test_support::SentinelServers &servers() { return *servers_; }
+
+    ClientPtr client_;
+
+private:
+    std::optional<test_support::SentinelServers> servers_;
+};
+INSTANTIATE_OVER_SERVERS(SentinelMajorityTest);
+
+// The old one still answers everything.
+TEST_P(SentinelMajorityTest, AChangeThatWasAnnouncedToNobodyIsFollowedOnceMostNameIt) {
+    for (size_t i = 1; i < 3; ++i) {
+        change_mind(i);
+    }
+    ASSERT_TRUE(pump_until(client_, [] { return !recorder().reconnections.empty(); }));
+    ASSERT_EQ(put_int(client_, "/a", 1), 0) << ox_mom_last_error();
+    EXPECT_EQ(stored_int(test_support::connect_client(servers().replica().store_name(), {kGlobalDb}), "/a"), 1)
+        << "though the first sentinel still names the old one, which says that it is the master";
+}
+
+TEST_P(SentinelMajorityTest, OneThatIsAloneIsNotBelieved) {
+    change_mind(0);
+    ASSERT_TRUE(is_listened_to(0));
+    ASSERT_GE(ox_mom_client_process(client_.get(), 0), 0);  // its answer has come
+    ASSERT_EQ(put_int(client_, "/a", 1), 0) << ox_mom_last_error();
+    MomClientStatus status{};
+    status.size = sizeof status;
+    ASSERT_EQ(ox_mom_client_status(client_.get(), &status), 0);
+    EXPECT_EQ(status.losses, 0U);
+    EXPECT_EQ(stored_int(test_support::connect_client(servers().master().store_name(), {kGlobalDb}), "/a"), 1);
+}
+
 TEST_P(SentinelTest, AMasterThatRefusesWritesIsLeftForTheOneThatTheSentinelNames) {
     const ClientPtr client = test_support::connect_client(name(address(sentinel().port())), {kGlobalDb});
     ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);

@@ -33,9 +33,13 @@ void Attempt::guarded(Work work) noexcept {
     }
 }
 
-void Attempt::start() {
-    guarded([this] {
-        if (name_.kind == StoreName::Kind::kSentinel) {
+void Attempt::start(const std::optional<Endpoint> &announced) {
+    guarded([&] {
+        if (announced) {
+            const TimePoint now = Clock::now();
+            tried_.push_back(announced->text());
+            open(*announced, now + (until_ - now) / 2);
+        } else if (name_.kind == StoreName::Kind::kSentinel) {
             ask_next_sentinel();
         } else {
             open(name_.endpoints.front(), until_);

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,9 @@ public:
     Attempt(const Attempt &) = delete;
     Attempt &operator=(const Attempt &) = delete;
 
+    // announced: a master that is tried before any sentinel is asked; one that is out of date could name another.
     // It may have ended when this returns, and be destroyed.
-    void start();
+    void start(const std::optional<Endpoint> &announced);
 
     // When on_due() is to be called, if it has not ended.
     TimePoint due() const { return opening_ ? opening_->due() : until_; }

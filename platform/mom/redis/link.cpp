@@ -86,8 +86,8 @@ int32_t Link::look() {
     return is_up() ? 0 : fail(OX_MOM_E_LOST, "the connection is lost: %s", reason());
 }
 
-void Link::begin() noexcept {
-    guarded([this] {
+void Link::begin(const std::optional<Endpoint> &announced) noexcept {
+    guarded([&] {
         state_ = State::kOpening;
         waited_ = false;
         due_ = Clock::now() + timeout_;
@@ -97,7 +97,7 @@ void Link::begin() noexcept {
                 .reached = [this](const Endpoint &server,
                                   auto connection) { guarded([&] { reached(server, std::move(connection)); }); },
                 .failed = [this](int32_t code, const std::string &why) { attempt_failed(code, why); }});
-        attempt_->start();
+        attempt_->start(announced);
         arm();
     });
 }
@@ -124,8 +124,9 @@ void Link::up_if_confirmed() {
         return;
     }
     if (name_.kind == StoreName::Kind::kSentinel && !announcements_) {
-        announcements_ = std::make_unique<Announcements>(opener_, name_, timeout_,
-                                                         [this](const Endpoint &master) { on_other_master(master); });
+        announcements_ = std::make_unique<Announcements>(
+            opener_, name_, timeout_,
+            [this](const Endpoint &master, Announcements::How how) { on_named_master(master, how); });
     }
     state_ = State::kUp;
     backoff_.connected(Clock::now());
@@ -371,16 +372,17 @@ void Link::check_pulse(TimePoint now) {
     }
 }
 
-void Link::on_other_master(const Endpoint &master) {
+void Link::on_named_master(const Endpoint &master, Announcements::How how) {
     guarded([&] {
-        if (connection_ && master.text() == server_.text()) {
-            return;  // each sentinel announces it
+        // Each sentinel announces it. An attempt asks them itself, so that it needs no answer to another question.
+        if (connection_ ? master.text() == server_.text() : how == Announcements::How::kAnswered) {
+            return;
         }
         // One connection is lost by that at most. An attempt that is under way may be at the old master.
         if (connection_) {
             lose("the sentinels have made " + master.text() + " the master", OX_MOM_E_LOST, Next::kAtOnce);
         }
-        begin();
+        begin(master);
     });
 }
 

@@ -80,7 +80,8 @@ private:
     bool drive(TimePoint until, Pending pending);
 
     // Coming up.
-    void begin() noexcept;
+    // announced: the master that the sentinels have just made, which is tried first.
+    void begin(const std::optional<Endpoint> &announced = std::nullopt) noexcept;
     void reached(const Endpoint &server, std::unique_ptr<Connection> connection);
     // Once everything is followed: what is read then, and what is heard from then on, leave no gap.
     void up_if_confirmed();
@@ -97,7 +98,7 @@ private:
     void on_reply(const Reply &reply);
     void on_refusal(const Asked &asked, const Reply &error);
     void check_pulse(TimePoint now);
-    void on_other_master(const Endpoint &master);
+    void on_named_master(const Endpoint &master, Announcements::How how);
 
     void on_wake() override {}
     void on_deadline() override;

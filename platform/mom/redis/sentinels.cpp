@@ -54,11 +54,14 @@ std::optional<Endpoint> named_master(const Reply &reply) {
 // One sentinel that is listened to.
 class Announcements::Ear final : public WatchHandler {
 public:
-    Ear(const Opener &opener, const StoreName &name, const Endpoint &sentinel, Millis timeout, Heard heard)
-        : opener_(opener), name_(name), sentinel_(sentinel), timeout_(timeout), heard_(std::move(heard)) {}
+    Ear(const Opener &opener, const StoreName &name, const Endpoint &sentinel, Millis timeout, Heard named)
+        : opener_(opener), name_(name), sentinel_(sentinel), timeout_(timeout), named_(std::move(named)) {}
     Ear(const Ear &) = delete;
     Ear &operator=(const Ear &) = delete;
     ~Ear() { close(); }
+
+    // The master, as this sentinel has it; none while it is not listened to.
+    const std::optional<Endpoint> &master() const { return master_; }
 
     TimePoint due() const { return opening_ ? opening_->due() : connection_ ? TimePoint::max() : next_attempt_; }
 
@@ -80,26 +83,31 @@ private:
         }
     }
 
+    // Asked and listened to in one step of the sentinel's, so that nothing is announced between the two.
     void open() {
-        const std::vector<Command> commands = {{"SUBSCRIBE", kChannel}};
+        const std::vector<Command> commands = {master_question(name_.name), {"SUBSCRIBE", kChannel}};
         opening_ = std::make_unique<Opening>(opener_, sentinel_, commands, Clock::now() + timeout_,
                                              [this](Handshake &handshake, Handshake::State state) {
                                                  if (state != Handshake::State::kDone ||
-                                                     first_error(handshake.replies()) != nullptr) {
+                                                     handshake.replies().back()->is_error()) {
                                                      pause();
                                                  } else {
-                                                     guarded([&] { listen(handshake.take_connection()); });
+                                                     guarded([&] { listen(handshake); });
                                                  }
                                              });
         opening_->start();
     }
 
-    void listen(std::unique_ptr<Connection> connection) {
+    void listen(Handshake &handshake) {
+        master_ = named_master(*handshake.replies().front());
+        connection_ = handshake.take_connection();
         opening_.reset();
         pause_ = kFirstPause;
-        connection_ = std::move(connection);
         watch_ = std::make_unique<Watch>(opener_.loop, connection_->fd(), *this);
         watch_->set(EPOLLIN);
+        if (master_) {
+            named_(*master_, How::kAnswered);
+        }
         if (!read()) {  // what came behind the answer
             pause();
         }
@@ -119,7 +127,8 @@ private:
             switch (connection_->reader().take(arena_)) {
                 case Reader::Item::kNotification:
                     if (const auto master = announced_master(connection_->reader().payload(), name_.name)) {
-                        heard_(*master);
+                        master_ = master;
+                        named_(*master, How::kAnnounced);
                     }
                     break;
                 case Reader::Item::kReply:
@@ -137,6 +146,7 @@ private:
         opening_.reset();
         watch_.reset();
         connection_.reset();
+        master_.reset();
     }
 
     void pause() noexcept {
@@ -150,7 +160,8 @@ private:
     const StoreName &name_;
     const Endpoint &sentinel_;
     Millis timeout_;
-    const Heard heard_;
+    const Heard named_;
+    std::optional<Endpoint> master_;
     std::unique_ptr<Opening> opening_;
     std::unique_ptr<Connection> connection_;
     std::unique_ptr<Watch> watch_;
@@ -159,9 +170,19 @@ private:
     TimePoint next_attempt_ = Clock::now();
 };
 
-Announcements::Announcements(const Opener &opener, const StoreName &name, Millis timeout, const Heard &heard) {
+Announcements::Announcements(const Opener &opener, const StoreName &name, Millis timeout, Heard heard)
+    : heard_(std::move(heard)) {
     for (const Endpoint &sentinel : name.endpoints) {
-        ears_.push_back(std::make_unique<Ear>(opener, name, sentinel, timeout, heard));
+        ears_.push_back(std::make_unique<Ear>(opener, name, sentinel, timeout,
+                                              [this](const Endpoint &master, How how) { on_named(master, how); }));
+    }
+}
+
+void Announcements::on_named(const Endpoint &master, How how) {
+    const auto name_it = [&](const auto &ear) { return ear->master() && ear->master()->text() == master.text(); };
+    const auto those = static_cast<size_t>(std::ranges::count_if(ears_, name_it));
+    if (how == How::kAnnounced || those > ears_.size() / 2) {
+        heard_(master, how);
     }
 }
 
