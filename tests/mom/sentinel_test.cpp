@@ -187,6 +187,20 @@ TEST_P(SentinelMajorityTest, AChangeThatWasAnnouncedToNobodyIsFollowedOnceMostNa
         << "though the first sentinel still names the old one, which says that it is the master";
 }
 
+// It never runs the client, and the old master confirms all that it writes.
+TEST_P(SentinelMajorityTest, AProgramThatMakesRequestsOnlyFollowsItToo) {
+    for (size_t i = 0; i < 3; ++i) {
+        change_mind(i);
+    }
+    const ClientPtr there = test_support::connect_client(servers().replica().store_name(), {kGlobalDb});
+    const Stopwatch watch;
+    for (int value = 1; stored_int(there, "/a") == -1 && watch.elapsed() < kLongEnough; ++value) {
+        put_int(client_, "/a", value);
+        std::this_thread::sleep_for(milliseconds(5));
+    }
+    EXPECT_NE(stored_int(there, "/a"), -1);
+}
+
 TEST_P(SentinelMajorityTest, OneThatIsAloneIsNotBelieved) {
     change_mind(0);
     ASSERT_TRUE(is_listened_to(0));

@@ -49,7 +49,8 @@ RedisOptions sentinel_options(const std::string &program, int masters_port, cons
     options.program = program;
     options.sentinel_config = "sentinel monitor service 127.0.0.1 " + std::to_string(masters_port) + " " +
                               std::to_string(wanted.sentinels / 2 + 1) + "\nsentinel down-after-milliseconds service " +
-                              std::to_string(wanted.down_after_ms) + "\nsentinel failover-timeout service 20000\n";
+                              std::to_string(wanted.down_after_ms) + "\nsentinel failover-timeout service " +
+                              std::to_string(wanted.failover_timeout_ms) + "\n";
     return options;
 }
 
@@ -64,9 +65,11 @@ SentinelServers::SentinelServers(const std::string &program, const SentinelOptio
     }
     for (int i = 0; i < options.sentinels; ++i) {
         sentinels_.push_back(std::make_unique<RedisServer>(sentinel_options(program, masters_port_, options)));
-        // Servers that let themselves be hurried look after each other every 100 ms in place of every 1 to 10 s.
-        sentinels_.back()->connection().command({"SENTINEL", "DEBUG", "INFO-PERIOD", "100", "PING-PERIOD", "100",
-                                                 "PUBLISH-PERIOD", "100", "ASK-PERIOD", "100", "ELECTION-TIMEOUT",
+        // Servers that let themselves be hurried look after each other more often. Their news of a replica count for
+        // five periods of pings, and while the master is away they ask for them once a second; and a replica that is
+        // being made the master, which takes a second, is made a replica again after four periods of publishing.
+        sentinels_.back()->connection().command({"SENTINEL", "DEBUG", "INFO-PERIOD", "100", "PING-PERIOD", "500",
+                                                 "PUBLISH-PERIOD", "500", "ASK-PERIOD", "100", "ELECTION-TIMEOUT",
                                                  "500"});
     }
 }

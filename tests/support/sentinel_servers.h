@@ -15,6 +15,7 @@ struct SentinelOptions {
     int sentinels = 1;  // most of them must agree
     // How long a server is silent before it is taken for dead. As it is, only fail_over() replaces the master.
     int down_after_ms = 60000;
+    int failover_timeout_ms = 20000;  // one that came to nothing is tried again after twice that
     // By which port everybody reaches the master that is at this one; nullptr: by this one.
     std::function<int(int port)> way_to_master = nullptr;
 };

@@ -40,6 +40,9 @@ public:
     // Waits until it is up, at the latest until then; makes an attempt at once if none is under way. 0 or a code.
     int32_t come_up(TimePoint until);
 
+    // Takes note of what has come meanwhile.
+    void hear() { loop_.run(); }
+
     // Looks at what has happened meanwhile. 0 when it is up, else LOST. An attempt that is answered in this moment is
     // waited for, once, so that a program that only makes requests comes back with the first one after the server.
     int32_t look();
