@@ -1,6 +1,11 @@
 // How a client stands with its store, as it tells a program that asks.
 #include "mom_test.h"
 
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -129,6 +134,32 @@ TEST(StandingNameTest, ANameIsShownAsItWasGivenButForItsPassword) {
     }
     const ClientPtr client(ox_mom_client_create(("mem:" + std::string(1000, 'x')).c_str()));
     EXPECT_EQ(status_of(client).store, "mem:" + std::string(248, 'x') + "...") << "a longer one is cut, and shows it";
+}
+
+// It has closed the connection before the client has said anything.
+TEST_P(ServerStandingTest, WhyAServerSendsItAwayIsTheReason) {
+    const ClientPtr client = connect();
+    server().kill();
+    unlink(server().socket_path().c_str());
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    server().socket_path().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 8), 0);
+    pollfd connecting{.fd = listener, .events = POLLIN, .revents = 0};
+    const Stopwatch watch;
+    while (poll(&connecting, 1, 1) == 0 && watch.elapsed() < kLongEnough) {
+        ASSERT_GE(ox_mom_client_process(client.get(), 0), 0);
+    }
+    const int connection = accept(listener, nullptr, nullptr);
+    constexpr std::string_view kWhy = "-ERR max number of clients reached\r\n";
+    EXPECT_EQ(send(connection, kWhy.data(), kWhy.size(), MSG_NOSIGNAL), static_cast<ssize_t>(kWhy.size()));
+    close(connection);
+    close(listener);
+    ASSERT_TRUE(process_until(client, [&client] { return status_of(client).reason_code == OX_MOM_E_REFUSED; }))
+        << status_of(client).reason;
+    EXPECT_NE(std::string(status_of(client).reason).find("max number of clients"), std::string::npos);
 }
 
 TEST_P(ServerStandingTest, AFailedFirstConnectIsNoLossAndHasAReason) {

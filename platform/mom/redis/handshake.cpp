@@ -87,12 +87,11 @@ Handshake::State Handshake::finish_connecting() {
 
 Handshake::State Handshake::speak() {
     code_ = OX_MOM_E_LOST;
-    if (!connection_->send()) {
-        return State::kFailed;
-    }
+    const bool sent = connection_->send();
     for (;;) {
+        // A server that sends clients away says why before it closes, and may have done both by now.
         const Connection::Received received = connection_->receive();
-        if (received == Connection::Received::kLost) {
+        if (received == Connection::Received::kLost || (received == Connection::Received::kNothing && !sent)) {
             return State::kFailed;
         }
         while (replies_.size() < expected_) {
