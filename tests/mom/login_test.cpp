@@ -203,5 +203,19 @@ TEST_P(FewChannelsTest, AreTakenAwayOneByOneAndTheRestIsBackAfterALoss) {
     EXPECT_EQ(recorder().reconnections.size(), 1u);
 }
 
+// Servers tell who asks for it that a database was emptied, by a command that not every user may give.
+TEST_P(LoginTest, AUserWhoMayNotAskForRemovalsIsServedWithout) {
+    server().connection().must({"ACL", "SETUSER", "few", "on", ">p", "~*", "&*", "+@all", "-client"});
+    const ClientPtr client = test_support::connect_client(as_user("few:p"), {kGlobalDb});
+    ASSERT_EQ(ox_mom_client_set_reconnect_cb(client.get(), kGlobalDb, on_reconnect, nullptr), 0);
+    ASSERT_EQ(follow<CapTable>(client), 0);
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    server().connection().must({"FLUSHALL"});
+    ASSERT_EQ(put_int(client, "/b", 1), 0);
+    ASSERT_TRUE(settle(client, client));
+    EXPECT_EQ(slot().commands(), (std::vector<int32_t>{29, 4, 4}));
+    EXPECT_TRUE(recorder().reconnections.empty());
+}
+
 }  // namespace
 }  // namespace mom_test

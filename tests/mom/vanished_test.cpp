@@ -379,6 +379,21 @@ TEST_P(VanishedFromServerTest, DeletedPastTheClientIsToldAfterTheNextLoss) {
     EXPECT_EQ(commands_of(take_events()), (Commands{29, 3}));
 }
 
+// But for a database that is emptied, which servers tell.
+TEST_P(VanishedFromServerTest, OfAnEmptiedDatabaseEverythingAtOnce) {
+    follow_for_good<CapTable>(on_notification<0>, 0);
+    for (const char *command : {"FLUSHDB", "FLUSHALL"}) {
+        ASSERT_EQ(put_int(writer(), "/a", 1), 0);
+        ASSERT_TRUE(settle(client(), writer()));
+        take_events();
+        RedisConnection raw = server().connection();
+        raw.must({"SELECT", std::to_string(kGlobalDb)});
+        raw.must({command});
+        ASSERT_TRUE(comes_back()) << command;
+        EXPECT_EQ(commands_of(take_events()), (Commands{29, 3})) << command;
+    }
+}
+
 // What could not be compared is neither told nor forgotten.
 TEST_P(VanishedFromServerTest, ATypeThatCannotBeReadIsToldOfLater) {
     ASSERT_EQ(put_int(writer(), "/a", 1), 0);

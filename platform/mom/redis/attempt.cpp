@@ -17,7 +17,7 @@ namespace {
 // No type has an empty name, so there is no such set. The answer is that of any read.
 constexpr std::string_view kNothing = kSetPrefix;
 
-enum Question : size_t { kRole, kSelect, kRead, kQuestions };
+enum Question : size_t { kRole, kSelect, kRead, kId, kQuestions };
 
 }  // namespace
 
@@ -97,6 +97,7 @@ void Attempt::open(const Endpoint &server, TimePoint until) {
     commands.push_back({"ROLE"});
     commands.push_back({"SELECT", highest});
     commands.push_back({"HGETALL", kNothing});
+    commands.push_back({"CLIENT", "ID"});
     opening_ = std::make_unique<Opening>(opener_, server, commands, until,
                                          [this, server](Handshake &handshake, Handshake::State state) {
                                              guarded([&] { hear_server(server, handshake, state); });
@@ -108,7 +109,8 @@ void Attempt::hear_server(const Endpoint &server, Handshake &handshake, Handshak
     const std::span<Reply *const> replies = handshake.replies();
     if (state == Handshake::State::kDone && judge(server, replies) == 0) {
         const auto reached = std::move(ends_.reached);
-        reached(server, handshake.take_connection());
+        const int64_t id = replies.last(kQuestions)[kId]->integer;
+        reached(server, handshake.take_connection(), id);
         return;
     }
     if (state != Handshake::State::kDone) {

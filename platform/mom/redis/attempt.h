@@ -17,7 +17,8 @@ class Attempt {
 public:
     // One of them is called, once; may destroy the attempt. They throw nothing.
     struct Ends {
-        std::function<void(const Endpoint &server, std::unique_ptr<Connection>)> reached;
+        // id: by which the server knows the connection; 0: it does not say.
+        std::function<void(const Endpoint &server, std::unique_ptr<Connection>, int64_t id)> reached;
         std::function<void(int32_t code, const std::string &why)> failed;
     };
 

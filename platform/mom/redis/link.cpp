@@ -24,6 +24,13 @@ constexpr Millis kMoment{20};
 // followers.
 constexpr std::string_view kOwnChannel = "mom:link";
 
+// A database has been emptied: FLUSHALL, FLUSHDB, or a replica that takes its master's data over.
+bool is_removal(const Reply &reply) {
+    const auto is_text = [&](size_t i, std::string_view text) { return reply.elements[i].text == text; };
+    return reply.type == Reply::Type::kArray && reply.elements.size() == 3 && is_text(0, "message") &&
+           is_text(1, "__redis__:invalidate") && reply.elements[2].type == Reply::Type::kNil;
+}
+
 }  // namespace
 
 Link::Link(const StoreName &name, Loop &loop, StoreListener &listener, Millis timeout, std::function<void()> on_lost)
@@ -94,15 +101,15 @@ void Link::begin(const std::optional<Endpoint> &announced) noexcept {
         attempt_ = std::make_unique<Attempt>(
             opener_, name_, due_,
             Attempt::Ends{
-                .reached = [this](const Endpoint &server,
-                                  auto connection) { guarded([&] { reached(server, std::move(connection)); }); },
+                .reached = [this](const Endpoint &server, auto connection,
+                                  int64_t id) { guarded([&] { reached(server, std::move(connection), id); }); },
                 .failed = [this](int32_t code, const std::string &why) { attempt_failed(code, why); }});
         attempt_->start(announced);
         arm();
     });
 }
 
-void Link::reached(const Endpoint &server, std::unique_ptr<Connection> connection) {
+void Link::reached(const Endpoint &server, std::unique_ptr<Connection> connection, int64_t id) {
     server_ = server;
     attempt_.reset();
     connection_ = std::move(connection);
@@ -110,6 +117,10 @@ void Link::reached(const Endpoint &server, std::unique_ptr<Connection> connectio
     address_ = server_.path.empty() ? peer_of(connection_->fd()) : Address{};
     watch_ = std::make_unique<Watch>(loop_, connection_->fd(), *this);
     asked_.clear();
+    follows_ = false;
+    if (id != 0) {
+        ask_for_removals(id);
+    }
     ask(kOwnChannel, false);
     for (const std::string &channel : listener_.lasting_channels()) {
         ask(channel, false);
@@ -246,12 +257,22 @@ int32_t Link::follow(const std::string &channel) {
 }
 
 void Link::ask(std::string_view channel, bool is_waited_for) {
-    asked_.push_back({std::string(channel), is_waited_for});
+    asked_.push_back({.channel = std::string(channel), .is_waited_for = is_waited_for});
     if (channel.empty()) {
         connection_->add({"PING"});
     } else {
         connection_->add({"SUBSCRIBE", channel});
+        follows_ = follows_ || channel != kOwnChannel;
     }
+}
+
+// Servers tell those who keep copies of what is stored which keys have changed, and when a whole database is emptied.
+// The latter is what is wanted: the prefix is of keys that there are not. It is told to the connection of that id, this
+// one. A server that can't do it, or a user who may not have it done, is used without.
+void Link::ask_for_removals(int64_t id) {
+    const std::string own = std::to_string(id);
+    asked_.push_back({.channel = {}, .may_be_refused = true});
+    connection_->add({"CLIENT", "TRACKING", "ON", "REDIRECT", own, "BCAST", "PREFIX", kOwnChannel});
 }
 
 void Link::watch_connection() { watch_->set(connection_->has_unsent() ? EPOLLIN | EPOLLOUT : EPOLLIN); }
@@ -298,6 +319,12 @@ bool Link::read() {
 
 // Answers come in the order in which they were asked for.
 void Link::on_reply(const Reply &reply) {
+    if (is_removal(reply)) {
+        if (is_up() && follows_) {  // else nobody was told what is gone
+            lose(server_.text() + ": what was stored has been removed");
+        }
+        return;
+    }
     if (asked_.empty()) {
         attempt_failed(OX_MOM_E_REFUSED, reply.is_error() ? explain(server_.text(), name_, reply)
                                                           : server_.text() + ": an answer that nobody asked for");
@@ -305,7 +332,7 @@ void Link::on_reply(const Reply &reply) {
     }
     const Asked asked = std::move(asked_.front());
     asked_.pop_front();
-    if (reply.is_error()) {
+    if (reply.is_error() && !asked.may_be_refused) {
         on_refusal(asked, reply);
     } else if (asked.is_waited_for) {
         follow_code_ = 0;

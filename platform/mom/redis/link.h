@@ -66,10 +66,11 @@ private:
         kPausing  // lost, until the next attempt is due
     };
 
-    // What the server has not answered yet: a subscription, or a ping, which has no channel.
+    // What the server has not answered yet: a subscription, or something else, which has no channel.
     struct Asked {
         std::string channel;
-        bool is_waited_for;  // by follow()
+        bool is_waited_for = false;  // by follow()
+        bool may_be_refused = false;
     };
 
     // The attempt after a loss. At once: who loses it makes it.
@@ -85,7 +86,7 @@ private:
     // Coming up.
     // announced: the master that the sentinels have just made, which is tried first.
     void begin(const std::optional<Endpoint> &announced = std::nullopt) noexcept;
-    void reached(const Endpoint &server, std::unique_ptr<Connection> connection);
+    void reached(const Endpoint &server, std::unique_ptr<Connection> connection, int64_t id);
     // Once everything is followed: what is read then, and what is heard from then on, leave no gap.
     void up_if_confirmed();
     void attempt_failed(int32_t code, std::string_view why) noexcept;
@@ -95,6 +96,7 @@ private:
 
     // Following.
     void ask(std::string_view channel, bool is_waited_for);
+    void ask_for_removals(int64_t id);
     void watch_connection();
     void on_ready(uint32_t events) override;
     bool read();
@@ -135,6 +137,7 @@ private:
     std::unique_ptr<Watch> watch_;
     Arena arena_;
     std::deque<Asked> asked_;
+    bool follows_ = false;                // more than its own channel
     std::optional<int32_t> follow_code_;  // the answer that follow() waits for
     std::string refusal_;                 // its words
     TimePoint last_heard_{};
