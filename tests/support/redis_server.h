@@ -34,6 +34,8 @@ public:
     void start();
     void kill();
     void restart(Data data);
+    // From its next start on.
+    void set_databases(int databases) { options_.databases = databases; }
     // SIGSTOP and SIGCONT: a paused server accepts connections and answers nothing.
     void pause();
     void resume();
