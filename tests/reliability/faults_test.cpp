@@ -20,7 +20,7 @@ using Trial = std::tuple<test_support::StoreKind, Fault>;
 class Faults : public testing::TestWithParam<Trial> {};
 
 std::string label(const testing::TestParamInfo<Trial> &info) {
-    return std::get<Fault>(info.param).name + "_" + std::get<test_support::StoreKind>(info.param).label;
+    return std::get<test_support::StoreKind>(info.param).label + "_" + std::get<Fault>(info.param).name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, Faults,
