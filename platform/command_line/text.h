@@ -23,6 +23,10 @@ std::string masked(std::string_view text);
 // A word of an operator's, fit to be shown to them: in double quotes, masked, cut where it is long.
 std::string shown(std::string_view word);
 
+// How many columns of a terminal a text takes: two for each wide character, none for one that is put upon the one
+// before.
+size_t columns_of(std::string_view text);
+
 // Rows as lines. A column is as wide as its widest cell, and what is to stand between two columns begins the second.
 using Row = std::vector<std::string>;
 std::string table(const std::vector<Row> &rows);

@@ -31,5 +31,16 @@ TEST(Table, HasColumnsAsWideAsTheirCells) {
     EXPECT_EQ(command_line::table({}), "");
 }
 
+// As a terminal shows it, not as bytes.
+TEST(Table, CountsColumns) {
+    EXPECT_EQ(command_line::columns_of("abc"), 3U);
+    EXPECT_EQ(command_line::columns_of("\xc3\xa4\xe2\x82\xac"), 2U) << "a letter and a sign, of two and three bytes";
+    EXPECT_EQ(command_line::columns_of("a\xcc\x88"), 1U) << "two dots upon the a";
+    EXPECT_EQ(command_line::columns_of("\xe5\x8d\xa1\xf0\x9f\x98\x80"), 4U) << "both are wide";
+    EXPECT_EQ(command_line::columns_of("\xff\xc3"), 2U) << "no UTF-8";
+    EXPECT_EQ(command_line::table({{"\xc3\xa4", "  b"}, {"xy", "  c"}, {"\xe5\x8d\xa1", "  d"}}),
+              "\xc3\xa4   b\nxy  c\n\xe5\x8d\xa1  d\n");
+}
+
 }  // namespace
 }  // namespace command_line_test
