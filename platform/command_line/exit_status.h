@@ -8,13 +8,13 @@ namespace command_line {
 
 enum ExitStatus : int {
     kDone = 0,
-    kNegative = 1,  // what was asked for is not there, not so, or has failed
-    kUsage = 2,
-    kNoConnection = 3,
+    kNegative = 1,      // what was asked for is not there, not so, or has failed
+    kUsage = 2,         // the command line is wrong, or a scenario that it names
+    kNoConnection = 3,  // nobody answers where the store or the module should be
     kTimeOut = 4,
     kRefused = 5,
-    kUnreadable = 6,
-    kFailed = 7,
+    kUnreadable = 6,  // what was read does not decode
+    kFailed = 7,      // a file is missing, or cannot be read or written; anything else, such as no memory
     kInterrupted = 130,
 };
 

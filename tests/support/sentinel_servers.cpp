@@ -63,6 +63,9 @@ SentinelServers::SentinelServers(const std::string &program, const SentinelOptio
     for (int i = 0; i < options.replicas; ++i) {
         servers_.push_back(std::make_unique<RedisServer>(server_options(program, masters_port_)));
     }
+    // A sentinel takes a replica's promotion back when nobody has told of it for four of these periods; the one that
+    // promotes it learns that it is done, and tells it, a second later.
+    const std::string publish_period = options.sentinels == 1 ? "100" : "1000";
     for (int i = 0; i < options.sentinels; ++i) {
         sentinels_.push_back(std::make_unique<RedisServer>(sentinel_options(program, masters_port_, options)));
         // Servers that let themselves be hurried look after each other more often. Their news of a replica count for

@@ -53,7 +53,7 @@ TEST_F(ChassisVerbs, PublishACardOfEachClass) {
 TEST_F(ChassisVerbs, WriteTheRecordsOfTheProcessesThatTheyStandFor) {
     does({"card", "insert", "17", "--class", "hps", "--model", "0x2bd", "--dev", "1", "--slot", "5", "--subslot", "2",
           "--name", "left"});
-    does({"check", "17", "deny"});
+    ASSERT_EQ(run({"check", "17", "deny"}).status, 0);
     does({"node", "17", "ready", "--real-time", "off"});
     EXPECT_EQ(dump(),
               R"({"type":"p_dev.card_info","key":{"t_mod":0,"devid":1,"slotid":5,"sslotid":2},"fields":)"
@@ -118,7 +118,48 @@ TEST_F(ChassisVerbs, RefuseWhatTheyDoNotKnow) {
                 FailsWith(2, "--class: lc, fab, cm or hps expected"));
     EXPECT_THAT(run({"card", "insert", "3", "--class", "cm", "--type", "5"}),
                 FailsWith(2, "--type: \"5\" is no node type of class cm"));
+    for (const char *type : {"99", "4", "0", "-1"}) {
+        EXPECT_THAT(run({"card", "insert", "3", "--type", type}),
+                    FailsWith(2, std::string("--type: 1, 3 or 6 (line cards), 2 (cm), 5 (fab) or 7 (hps) expected, not "
+                                             "\"") +
+                                     type + "\"; set writes any"));
+    }
     EXPECT_EQ(dump(), "");
+}
+
+TEST(CardOptions, AreReadBeforeTheStore) {
+    const Environment nowhere = {{"OX_MOM_STORE", "unix:///nonexistent"}};
+    for (const Arguments &words : {Arguments{"--class", "x"}, {"--type", "9"}, {"--slot", "x"}, {"--model", "-1"}}) {
+        for (Arguments verb : {Arguments{"card", "insert", "3"}, {"check", "3", "pass"}, {"node", "3", "ready"}}) {
+            verb.insert(verb.end(), words.begin(), words.end());
+            EXPECT_THAT(run(verb, nowhere), FailsWith(2, words[0] + ": "));
+        }
+    }
+}
+
+// What a script computed wrong; a node with its highest bit set is written in hexadecimal.
+TEST_F(ChassisVerbs, TakeNoNumbersBelowZero) {
+    EXPECT_THAT(run({"card", "insert", "-1"}), FailsWith(2, "NODE: 0 or more expected, not \"-1\""));
+    EXPECT_THAT(run({"check", "-1", "pass"}), FailsWith(2, "NODE: 0 or more expected"));
+    EXPECT_THAT(run({"node", "-1", "ready"}), FailsWith(2, "NODE: 0 or more expected"));
+    for (const char *option : {"--slot", "--dev", "--subslot", "--model"}) {
+        EXPECT_THAT(run({"card", "insert", "3", option, "-2"}),
+                    FailsWith(2, std::string(option) + ": 0 or more expected, not \"-2\""));
+    }
+    EXPECT_EQ(dump(), "");
+    does({"card", "insert", "0x80000001", "--slot", "3"});
+}
+
+TEST_F(ChassisVerbs, SayThatACheckDecidesNothing) {
+    for (const auto &[card_class, node] : Environment{{"fab", "33"}, {"cm", "1"}, {"hps", "50"}}) {
+        does({"card", "insert", node, "--class", card_class});
+        const Outcome outcome = run({"check", node, "deny"});
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_THAT(outcome.err, HasSubstr("only line cards of other types than 1 are checked: it is ready or not "
+                                           "without this result"));
+        EXPECT_THAT(run({"check", node, "withdraw"}), Prints(""));
+    }
+    EXPECT_THAT(dump(), testing::Not(HasSubstr("deny_check")));
 }
 
 TEST_F(ChassisVerbs, ExplainTheWholeChassisWithWhatIsWrongOnTop) {

@@ -40,7 +40,12 @@ TEST_F(Contents, AreListedInOrder) {
     EXPECT_THAT(run({"ls", "-o", "json", "*state", "/l3/*"}), Prints("[\"cap_glb_state\",\"cap_table:/l3/arp\"]\n"));
     EXPECT_THAT(run({"ls", "-o", "ndjson", "*state"}), Prints("\"cap_glb_state\"\n"));
     EXPECT_THAT(run({"ls", "-o", "table", "cap_fe*"}),
-                Prints("cap_fe_ready  ready\n2:900         1\n10:900        1\n"));
+                Prints("KEY                  NODE  FIELDS\ncap_fe_ready:2:900   2     ready\n"
+                       "cap_fe_ready:10:900  10    ready\n"));
+    ASSERT_THAT(run({"set", "/n", "--fe", "7", "--int", "1"}), Prints(""));
+    EXPECT_THAT(run({"ls", "-o", "table", "/n", "cap_glb_state"}),
+                Prints("KEY                 NODE  FIELDS\ncap_glb_state       -     ready\n"
+                       "cap_glb_table:7:/n  7     int32_value\n"));
 }
 
 TEST_F(Contents, AreDumpedInEachFormat) {

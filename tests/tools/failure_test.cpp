@@ -160,6 +160,23 @@ TEST_F(Garbage, OfAnotherKindIsOfTheWrongType) {
     EXPECT_THAT(run({"ready", "cm"}), FailsWith(6, ""));
 }
 
+// Whichever verb is to read it; the command line is as it should be.
+TEST(Input, ThatIsMissingFails) {
+    const Environment nowhere = {{"OX_MOM_STORE", "unix:///nonexistent"}};
+    for (const Arguments &arguments : std::vector<Arguments>{{"load", "/nowhere/a.yaml"},
+                                                             {"explain", "--from", "/nowhere/a.yaml"},
+                                                             {"diff", "/nowhere/a.yaml", "/dev/null"},
+                                                             {"decode", "card_info", "/nowhere/a.yaml"},
+                                                             {"set", "card_info:0:0:1:0", "name@/nowhere/a.yaml"},
+                                                             {"play", "/nowhere/a.yaml"},
+                                                             {"play", "nowhere.yaml"},
+                                                             {"test", "/nowhere/a.yaml"}}) {
+        EXPECT_THAT(run(arguments, nowhere), FailsWith(7, "No such file or directory\n"));
+    }
+    EXPECT_THAT(run({"load", "/"}, nowhere), FailsWith(7, "\"/\": Is a directory"));
+    EXPECT_THAT(run({"play", "/"}, nowhere), FailsWith(7, "/: cannot be read: "));
+}
+
 class Output : public ServerTest {
 protected:
     Outcome run_into(Stdout standard_output, const Arguments &arguments) const {

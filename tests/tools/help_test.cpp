@@ -86,7 +86,9 @@ TEST(Help, NeedsNoStoreAndBeginsWithExamples) {
         const std::string own = help_of({verb, "--help"});
         EXPECT_LT(own.find("Examples:\n  trel_capctl " + verb), own.find("Usage: trel_capctl " + verb)) << own;
         EXPECT_EQ(own, help_of({verb, "-h"}));
+        EXPECT_EQ(own, help_of({"help", verb}));
     }
+    EXPECT_EQ(help, help_of({"help"}));
 }
 
 TEST(Help, TellsEveryExitStatus) {
@@ -104,7 +106,7 @@ TEST(Help, FitsATerminal) {
     for (const std::string &verb : of) {
         std::istringstream in(help_of({verb, "--help"}));
         for (std::string line; std::getline(in, line);) {
-            EXPECT_LE(line.size(), 100U) << line;
+            EXPECT_LE(line.size(), 80U) << line;
         }
     }
 }
@@ -169,6 +171,22 @@ TEST(Completion, OffersVerbsScopesAndFormats) {
     EXPECT_EQ(completed("ready glb "), (Names{"on", "off"}));
     EXPECT_EQ(completed("ready glb of"), Names{"off"});
     EXPECT_EQ(completed("get /a --output "), (Names{"text", "table", "json", "ndjson"}));
+    EXPECT_EQ(completed("get /a --output="), (Names{"text", "table", "json", "ndjson"}));
+    EXPECT_EQ(completed("--output=js"), Names{"json"});
+    EXPECT_EQ(completed("get /a --output=js"), Names{"json"});
+    EXPECT_EQ(completed("get /a -o ta"), Names{"table"});
+    EXPECT_EQ(completed("dump --type cap_gl"), (Names{"cap_glb_state", "cap_glb_table"}));
+    EXPECT_EQ(completed("dump --type=cap_gl"), (Names{"cap_glb_state", "cap_glb_table"}));
+    EXPECT_EQ(completed("test boot --format="), (Names{"tap", "junit"}));
+    EXPECT_EQ(completed("set cap_fe_ready:17:900 ready="), (Names{"0", "1", "false", "true"}));
+    EXPECT_EQ(completed("wait cap_fe_ready:17:900 ready=f"), Names{"false"});
+    EXPECT_EQ(completed("set app_df_card_deny_check_result:0:0:1:0 stat="),
+              (Names{"APP_DF_CHECK_PASS", "APP_DF_CHECK_DENY"}));
+    EXPECT_EQ(completed("set card_info:0:0:1:0 static"), Names{"static_info."});
+    EXPECT_THAT(completed("set card_info:0:0:1:0 static_info."),
+                testing::IsSupersetOf({"static_info.node_type=", "static_info.name=", "static_info.index."}));
+    EXPECT_EQ(completed("set cap_fe_ready:17:900 node_type="), Names{""}) << "any number";
+    EXPECT_EQ(completed("help expl"), Names{"explain"});
     EXPECT_EQ(completed("set /a --bool "), (Names{"0", "1"}));
     EXPECT_EQ(completed("get /a --class "), (Names{"cm", "fab", "hps"}));
     EXPECT_THAT(completed("play "), testing::IsSupersetOf({"boot", "denied_card"}));

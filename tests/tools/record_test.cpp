@@ -90,6 +90,48 @@ TEST_F(AnyRecord, IsCheckedAgainstTheSchema) {
                 FailsWith(1, "\"cap_fe_redy:17:900\": no such capability; did you mean cap_fe_ready?"));
 }
 
+// Nobody would notice a capability that stands for a record; who means one can still say so.
+TEST_F(AnyRecord, IsNotTakenForACapabilityWhenItsKeyIsMistyped) {
+    for (const char *mistyped : {"cap_fe_redy:1:2", "cap_glb_stat", "card-info:0:0:1:0", "s_frame.cap_fe_ready:1:2x"}) {
+        const Outcome outcome = run({"set", mistyped, "--int", "1"});
+        EXPECT_EQ(outcome.status, 2) << mistyped;
+        EXPECT_EQ(run({"wait", mistyped, "--timeout", "0"}).status, 2) << mistyped;
+    }
+    EXPECT_THAT(run({"set", "cap_fe_redy:1:2", "int32_value=1"}),
+                FailsWith(2, "\"cap_fe_redy:1:2\": it looks like a mistyped key; did you mean cap_fe_ready? If it is a "
+                             "capability's URL, write \"cap_table:cap_fe_redy:1:2\"\nTry"));
+    EXPECT_EQ(run({"ls"}).out, "");
+    EXPECT_THAT(run({"del", "cap_glb_stat"}), FailsWith(1, "no such capability; did you mean cap_glb_state?"));
+    EXPECT_THAT(run({"set", "cap_table:cap_fe_redy:1:2", "--int", "1"}), Prints(""));
+    EXPECT_THAT(run({"get", "cap_fe_redy:1:2", "--int"}), Prints("1\n"));
+    for (const Arguments &meant :
+         {Arguments{"/cap_tabel:1"}, {"cap:1"}, {"glb"}, {"table"}, {"cap_tabel", "--fe", "3"}}) {
+        Arguments arguments = {"set", "--int", "1"};
+        arguments.insert(arguments.end(), meant.begin(), meant.end());
+        EXPECT_THAT(run(arguments), Prints("")) << meant[0];
+    }
+}
+
+// A value within a message, too; what was printed as text was no JSON.
+TEST_F(AnyRecord, HasEachOfItsValuesAsJson) {
+    ASSERT_THAT(run({"set", "card_info:0:0:1:0", "static_info.node_type=5", "static_info.name=a\"b", "name=LPU"}),
+                Prints(""));
+    const auto value = [this](const char *field) {
+        return run({"get", "card_info:0:0:1:0", "--field", field, "-o", "json"}).out;
+    };
+    EXPECT_EQ(value("static_info.node_type"), "5\n");
+    EXPECT_EQ(value("static_info.name"), "\"a\\\"b\"\n");
+    EXPECT_EQ(value("name"), "\"LPU\"\n");
+    EXPECT_EQ(value("index.slotid"), "1\n");
+}
+
+TEST_F(AnyRecord, IsPrintedAsATableOnceWritten) {
+    EXPECT_THAT(run({"set", "cap_glb_state", "ready=1", "-o", "table"}),
+                Prints("cap_glb_state  ready\n-              1\n"));
+    EXPECT_THAT(run({"ready", "glb", "-o", "table"}), Prints("cap_glb_state  ready\n-              1\n"));
+    EXPECT_THAT(run({"del", "cap_glb_state", "-o", "table"}), Prints("cap_glb_state  ready\n-              1\n"));
+}
+
 class ScopedCapability : public ServerTest {};
 
 TEST_F(ScopedCapability, IsItsOwnInEachScope) {

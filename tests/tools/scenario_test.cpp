@@ -7,6 +7,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <thread>
 
@@ -108,6 +109,9 @@ TEST(Shipped, AreListedAndFoundByName) {
     EXPECT_THAT(run({"play", "boot", "--dry-run"}).out, StartsWith("    0.000 s  insert cm1, node 1, slot 1\n"));
     EXPECT_THAT(run({"play", "bot", "--dry-run"}), FailsWith(2, "no such scenario: \"bot\"; did you mean boot?"));
     EXPECT_THAT(run({"play"}), FailsWith(2, "FILE is missing"));
+    const auto list = nlohmann::ordered_json::parse(run({"play", "--list", "-o", "json"}).out);
+    EXPECT_EQ(list[0]["name"], "boot");
+    EXPECT_THAT(run({"play", "--list", "-o", "ndjson"}).out, StartsWith(list[0].dump() + "\n"));
     EXPECT_THAT(run({"play", "boot", "--speed", "fast"}), FailsWith(2, "--speed: a factor"));
 }
 

@@ -1,5 +1,8 @@
 // Command lines that are wrong: nothing is done, standard error says what is wrong, the status is 2.
+#include <fstream>
+
 #include "capctl_test.h"
+#include "private_directory.h"
 
 namespace capctl_test {
 
@@ -21,9 +24,42 @@ TEST(Usage, NeedsAKnownVerb) {
 }
 
 TEST(Usage, NeedsAUrl) {
-    EXPECT_THAT(run_nowhere({"get"}), FailsWith(2, "URL is required"));
-    EXPECT_THAT(run_nowhere({"set", "--int", "1"}), FailsWith(2, "URL is required"));
-    EXPECT_THAT(run_nowhere({"get", "/a", "/b"}), FailsWith(2, "/b"));
+    const std::string missing = "URL is missing: a capability's address, at most 255 bytes, or any record's key\nTry";
+    EXPECT_THAT(run_nowhere({"get"}), FailsWith(2, missing + " trel_capctl get --help."));
+    EXPECT_THAT(run_nowhere({"set", "--int", "1"}), FailsWith(2, missing + " trel_capctl set --help."));
+    EXPECT_THAT(run_nowhere({"get", "/a", "/b"}), FailsWith(2, "\"/b\" is one argument too many; get takes URL\nTry"));
+    EXPECT_THAT(run_nowhere({"board", "x"}), FailsWith(2, "\"x\" is one argument too many; board takes none"));
+    EXPECT_THAT(run_nowhere({"card", "insert"}), FailsWith(2, "NODE is missing: the card's node"));
+}
+
+// Of the verb at hand, whoever has found the mistake; a mistake in a scenario's file is not the command line's.
+TEST(Usage, EndsWithWhereHelpIsToBeHad) {
+    for (const Arguments &arguments : std::vector<Arguments>{{"get"},
+                                                             {"set", "/a"},
+                                                             {"set", "/a", "--int", "x"},
+                                                             {"ready", "lc"},
+                                                             {"explain", "seventeen"},
+                                                             {"watch", "--timeout", "soon"},
+                                                             {"play"},
+                                                             {"play", "bot"},
+                                                             {"diff"},
+                                                             {"ls", "--type", "cap_tabel"},
+                                                             {"get", "/a", "--store", "foo"}}) {
+        const Outcome outcome = run_nowhere(arguments);
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.err, testing::EndsWith("\nTry trel_capctl " + arguments[0] + " --help.\n"));
+    }
+    const test_support::PrivateDirectory directory;
+    std::ofstream(directory.file("bad.yaml")) << "steps: 3\n";
+    EXPECT_THAT(run_nowhere({"play", directory.file("bad.yaml")}).err, testing::Not(testing::HasSubstr("--help")));
+}
+
+TEST(Usage, SuggestsAVerbWhereHelpIsAskedFor) {
+    for (const Arguments &arguments : {Arguments{"gte", "--help"}, {"-h", "gte"}, {"help", "gte"}}) {
+        EXPECT_THAT(run_nowhere(arguments), FailsWith(2, "unknown verb \"gte\"; did you mean get?\nTry"));
+    }
+    EXPECT_THAT(run_nowhere({"--help", "frobnicate"}), FailsWith(2, "unknown verb \"frobnicate\"\nTry"));
+    EXPECT_THAT(run_nowhere({"help", "frobnicate"}), FailsWith(2, "\"frobnicate\"\nTry trel_capctl --help.\n"));
 }
 
 TEST(Usage, LimitsAUrlTo255Bytes) {
@@ -50,15 +86,17 @@ TEST(Usage, WritesNoStringOfTheDevice) {
 TEST(Usage, NeedsExactlyOneValueToSet) {
     EXPECT_THAT(run_nowhere({"set", "/a"}), FailsWith(2, "[--bool,--int,--state] is required"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--bool", "1", "--int", "2"}), FailsWith(2, "2 were given"));
-    EXPECT_THAT(run_nowhere({"set", "/a", "--int", "1", "--int", "2"}), FailsWith(2, "--int"));
-    EXPECT_THAT(run_nowhere({"set", "/a", "--int"}), FailsWith(2, "--int"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--int", "1", "--int", "2"}), FailsWith(2, "--int: it was given 2 times"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--int"}), FailsWith(2, "--int: N is missing"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--pri", "1"}), FailsWith(2, "unknown option \"--pri\""));
     EXPECT_THAT(run_nowhere({"set", "/a", "1"}), FailsWith(2, "1"));
 }
 
 TEST(Usage, AllowsOneValueToGet) {
-    EXPECT_THAT(run_nowhere({"get", "/a", "--bool", "--int"}), FailsWith(2, "--bool,--int"));
-    EXPECT_THAT(run_nowhere({"get", "/a", "--int=3"}), FailsWith(2, "int was given"));
+    EXPECT_THAT(
+        run_nowhere({"get", "/a", "--bool", "--int"}),
+        FailsWith(2, "one of [--bool,--int,--str,--pri,--state,--field] at most is expected, but 2 were given"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--int=3"}), FailsWith(2, "--int was given a value, and takes none"));
     EXPECT_THAT(run_nowhere({"get", "/a", "--int", "3"}), FailsWith(2, "3"));
 }
 
@@ -80,8 +118,33 @@ TEST(Usage, ReadsBooleansStrictly) {
     }
 }
 
-TEST(Usage, KnowsTwoFormats) {
-    EXPECT_THAT(run_nowhere({"get", "/a", "--output", "xml"}), FailsWith(2, "xml"));
+// Nothing is printed in another format than was asked for.
+TEST(Usage, RefusesAFormatThatAVerbDoesNotHave) {
+    for (const auto &[arguments, what] : std::vector<std::pair<Arguments, std::string>>{
+             {{"explain", "3", "--from", "/dev/null"}, "explain NODE prints text, json or ndjson"},
+             {{"diff", "/dev/null", "/dev/null"}, "diff prints text, json or ndjson"},
+             {{"get", "/a", "--int"}, "get of one value prints text, json or ndjson"},
+             {{"watch"}, "watch prints text, json or ndjson"},
+             {{"wait", "/a"}, "wait prints text, json or ndjson"},
+             {{"load", "/dev/null"}, "load prints text, json or ndjson"},
+             {{"board"}, "board prints text, json or ndjson"},
+             {{"play", "--list"}, "play prints text, json or ndjson"},
+             {{"record", "-"}, "record prints text"},
+             {{"test", "boot"}, "test, which has --format, prints text"},
+             {{"help"}, "help prints text"}}) {
+        Arguments words = arguments;
+        words.insert(words.end(), {"--output", "table"});
+        EXPECT_THAT(run_nowhere(words), FailsWith(2, "--output: " + what + ", not table\nTry"));
+    }
+    EXPECT_THAT(run_nowhere({"record", "-", "--output", "json"}), FailsWith(2, "record prints text, not json"));
+}
+
+TEST(Usage, KnowsTheFormats) {
+    EXPECT_THAT(run_nowhere({"get", "/a", "--output", "xml"}),
+                FailsWith(2, "--output: text, table, json or ndjson expected, not \"xml\"\nTry"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--output", "jsn"}), FailsWith(2, "not \"jsn\"; did you mean json"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--color", "red"}),
+                FailsWith(2, "--color: auto, always or never expected, not \"red\""));
     EXPECT_THAT(run_nowhere({"get", "/a", "--output", "JSON"}), FailsWith(2, "JSON"));
     EXPECT_THAT(run_nowhere({"get", "/a", "--output"}), FailsWith(2, "--output"));
 }
@@ -115,6 +178,9 @@ TEST(Usage, RefusesAStoreThatIsNoName) {
     for (const char *bad : {"nonsense", "http://host", "redis://", "unix://"}) {
         EXPECT_THAT(run({"get", "/a", "--store", bad}), FailsWith(2, bad)) << bad;
     }
+    EXPECT_THAT(run({"get", "/a", "--store", "nonsense"}),
+                FailsWith(2, "store \"nonsense\": mem:, unix://, redis:// or sentinel:// expected\nTry"));
+    EXPECT_THAT(run({"get", "/a", "--store", "/run/redis.sock"}), FailsWith(2, "; a socket's path follows unix://\n"));
 }
 
 }  // namespace

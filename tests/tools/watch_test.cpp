@@ -154,7 +154,7 @@ TEST_F(Watching, PassesOnWhatElseTheClientSays) {
 
 // A master that is replaced: the sentinels announce the new one, and it is followed from then on.
 TEST(WatchingThroughAFailOver, GoesOnWithTheNewMaster) {
-    test_support::SentinelServers servers("redis-server", 3);
+    test_support::SentinelServers servers("redis-server", {.sentinels = 3});
     ASSERT_TRUE(servers.replica_is_ready());
     const Environment environment = {{"OX_MOM_STORE", servers.store_name()}};
     ASSERT_THAT(run({"set", "/a", "--int", "1"}, environment), Prints(""));

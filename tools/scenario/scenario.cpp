@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <trel_cap/events.h>
@@ -74,10 +75,12 @@ Scenario read_text(std::string_view text, const std::string &name) {
 }
 
 Scenario read_file(const std::string &path) {
-    std::ifstream in(path, std::ios::binary);
-    std::string text(std::istreambuf_iterator<char>(in), {});
+    std::error_code error;
+    const bool is_directory = std::filesystem::is_directory(path, error);
+    std::ifstream in(is_directory ? "" : path, std::ios::binary);
+    const std::string text(std::istreambuf_iterator<char>(in), {});
     if (!in) {
-        throw Failure(kUsage, path + ": cannot be read: " + std::strerror(errno));
+        throw Failure(kFailed, path + ": cannot be read: " + std::strerror(is_directory ? EISDIR : errno));
     }
     return read_text(text, path);
 }

@@ -25,7 +25,8 @@ struct Scenario {
     bool expects_events() const;
 };
 
-// Both throw a usage failure, FILE:LINE:COLUMN and what was expected there, and have then done nothing.
+// Both throw a Mistake, FILE:LINE:COLUMN and what was expected there, and have then done nothing; or a Failure
+// (kFailed) when there is no such file, or it cannot be read.
 Scenario read_file(const std::string &path);
 Scenario read_text(std::string_view text, const std::string &name);
 

@@ -60,6 +60,9 @@ std::string find_file(const std::string &file_or_name) {
     if (std::find(names.begin(), names.end(), file_or_name) != names.end()) {
         return shipped_directory() + "/" + file_or_name + kEnding;
     }
+    if (file_or_name.find('/') != std::string::npos || fs::path(file_or_name).extension() == kEnding) {
+        return file_or_name;  // it is told when it is read that it is not there
+    }
     throw command_line::Failure(command_line::kUsage, "no such scenario: " + command_line::shown(file_or_name) +
                                                           command_line::did_you_mean(file_or_name, names));
 }

@@ -11,16 +11,10 @@
 
 #include <yaml-cpp/yaml.h>
 
-#include "command_line/exit_status.h"
+#include "scenario/mistake.h"
 #include "scenario/timeline.h"
 
 namespace scenario {
-
-// What is wrong in a file, with its place.
-class Mistake : public command_line::Failure {
-public:
-    explicit Mistake(const std::string &message) : Failure(command_line::kUsage, message) {}
-};
 
 // A value of a file. Members that read it throw a Mistake when it is not what they read.
 class Value {

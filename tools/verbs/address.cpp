@@ -3,6 +3,8 @@
 #include <trel_cap/records.h>
 #include <trel_cap/status.h>
 
+#include <algorithm>
+
 #include "command_line/exit_status.h"
 #include "command_line/names.h"
 #include "command_line/text.h"
@@ -85,6 +87,32 @@ Record Address::record() const {
         return of_node(cap_cm_glb_table__descriptor, "--cm", cm_, word_);
     }
     return at_url(record::type_of(cap_table__descriptor), word_);
+}
+
+std::string Address::suggestion() const {
+    const std::string beginning = word_.substr(0, word_.find(':'));
+    if (is_scoped() || word_.starts_with('/') || record::is_key(word_)) {
+        return "";
+    }
+    // A word may be a part of many names: that is no mistake.
+    constexpr size_t kLettersPerMistake = 3;
+    std::vector<std::string> names = similar_names(beginning, record::type_names());
+    std::erase_if(names, [&](const std::string &name) {
+        const size_t longer = std::max(name.size(), beginning.size());
+        return longer - std::min(name.size(), beginning.size()) > beginning.size() / kLettersPerMistake;
+    });
+    return names.empty() ? "" : "; did you mean " + joined(names) + "?";
+}
+
+void Address::refuse_mistyped_key() const {
+    if (const std::string meant = suggestion(); !meant.empty()) {
+        throw Failure(kUsage, quote(word_) + ": it looks like a mistyped key" + meant +
+                                  " If it is a capability's URL, write " + quote("cap_table:" + word_));
+    }
+}
+
+std::string Address::not_found(const RecordType &type) const {
+    return quote(word_) + ": no such " + (is_capability(type) ? "capability" + suggestion() : "record");
 }
 
 bool is_capability(const RecordType &type) {

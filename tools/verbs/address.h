@@ -19,6 +19,14 @@ public:
     // Without a field. Throws a usage failure that says what is wrong with it.
     record::Record record() const;
     const std::string &word() const { return word_; }
+    // Of a URL that looks like a mistyped key: what precedes its first colon is nearly a type's name, and it does not
+    // begin with '/'. Which type may have been meant ("; did you mean cap_fe_ready?"); else nothing.
+    std::string suggestion() const;
+    // Throws a usage failure for such a URL, which says how it is written if it is meant: nobody notices a capability
+    // that stands for a record.
+    void refuse_mistyped_key() const;
+    // What is said of one that is not stored.
+    std::string not_found(const record::RecordType &type) const;
     // Whether a class or a node is given.
     bool is_scoped() const { return !card_class_.empty() || !fe_.empty() || !cm_.empty(); }
 

@@ -71,6 +71,7 @@ void BoardVerb::play(const Session &session) const {
 }
 
 int BoardVerb::run(Session &session) const {
+    session.prints_only("board", {Format::kText, Format::kJson, Format::kNdjson});
     if (!scenario.empty()) {
         play(session);
     }

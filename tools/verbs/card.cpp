@@ -89,6 +89,7 @@ int CardVerb::remove(Session &session, const KnownNode &known) const {
 
 int CardVerb::run(Session &session) const {
     check_choice(action, {"insert", "remove"});
+    options.check();
     const KnownNode known(session.store(), options.node());
     return action == "insert" ? insert(session, known) : remove(session, known);
 }
@@ -97,7 +98,7 @@ int CardVerb::run(Session &session) const {
 
 void add_card(Verbs &verbs) {
     const auto card = std::make_shared<CardVerb>();
-    const Command command = verbs.add("card", "Insert or remove a card, as the process does that watches the slots",
+    const Command command = verbs.add("card", "Tell that a card is in its slot, or is gone",
                                       "  trel_capctl card insert 17\n"
                                       "  trel_capctl card insert 0x21 --class fab --slot 5 --name 'fabric left'\n"
                                       "  trel_capctl card remove 17\n",

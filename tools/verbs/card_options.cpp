@@ -24,10 +24,27 @@ store::Snapshot node_records(store::Store &store) {
     return store::Snapshot::of(store, types);
 }
 
+int32_t parse_place(const char *option, const std::string &text) {
+    const int32_t number = record::parse_number(option, text);
+    if (text.starts_with('-')) {
+        throw Failure(kUsage, std::string(option) + ": 0 or more expected, not " + quote(text));
+    }
+    return number;
+}
+
 void override_number(const char *option, const std::string &text, int32_t &value) {
     if (!text.empty()) {
-        value = record::parse_number(option, text);
+        value = parse_place(option, text);
     }
+}
+
+CardClass class_of_type(const std::string &text) {
+    const auto of_type = chassis::class_of(record::parse_number("--type", text));
+    if (!of_type) {
+        throw Failure(kUsage, "--type: 1, 3 or 6 (line cards), 2 (cm), 5 (fab) or 7 (hps) expected, not " +
+                                  quote(text) + "; set writes any, as in card_info:0:0:1:0 static_info.node_type=4");
+    }
+    return *of_type;
 }
 
 // A card that is of another class than the records say has nothing in common with it but its place.
@@ -59,11 +76,11 @@ void CardOptions::add_to(const Command &command) {
     command.add_option("--subslot", subslot_, "Its sub-slot; 0, unless one is stored").type_name("N");
 }
 
-int32_t CardOptions::node() const { return record::parse_number("NODE", node_); }
+int32_t CardOptions::node() const { return parse_place("NODE", node_); }
 
 // A node type says which class is meant.
 std::optional<CardClass> CardOptions::card_class() const {
-    const auto of_type = type_.empty() ? std::nullopt : chassis::class_of(record::parse_number("--type", type_));
+    const auto of_type = type_.empty() ? std::nullopt : std::optional(class_of_type(type_));
     if (card_class_.empty()) {
         return of_type;
     }
@@ -74,16 +91,25 @@ std::optional<CardClass> CardOptions::card_class() const {
     return named;
 }
 
-Card CardOptions::card(const KnownNode &known) const {
-    const std::optional<Card> stored = chassis::known_card(known.records());
-    const auto wanted = card_class();
-    Card card =
-        wanted ? card_of_class(stored, *wanted, node()) : stored.value_or(usual_card(CardClass::kLineCard, node()));
+void CardOptions::override_numbers(Card &card) const {
     override_number("--type", type_, card.node_type);
     override_number("--model", model_, card.config_dev_type);
     override_number("--slot", slot_, card.slotid);
     override_number("--dev", dev_, card.devid);
     override_number("--subslot", subslot_, card.sslotid);
+}
+
+void CardOptions::check() const {
+    Card card = usual_card(card_class().value_or(CardClass::kLineCard), node());
+    override_numbers(card);
+}
+
+Card CardOptions::card(const KnownNode &known) const {
+    const std::optional<Card> stored = chassis::known_card(known.records());
+    const auto wanted = card_class();
+    Card card =
+        wanted ? card_of_class(stored, *wanted, node()) : stored.value_or(usual_card(CardClass::kLineCard, node()));
+    override_numbers(card);
     return card;
 }
 

@@ -32,7 +32,8 @@ public:
     // The argument NODE, and the options --class, --type, --model, --slot, --dev and --subslot.
     void add_to(const Command &command);
 
-    // Throws a usage failure for what is no number.
+    // Throws a usage failure for what is wrong with any of them, before a store is asked.
+    void check() const;
     int32_t node() const;
     bool has_model() const { return !model_.empty(); }
     // What the options say, else what the records say, else what is usual of its class.
@@ -40,6 +41,7 @@ public:
 
 private:
     std::optional<chassis::CardClass> card_class() const;
+    void override_numbers(chassis::Card &card) const;
 
     std::string node_;
     std::string card_class_;

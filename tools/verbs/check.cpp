@@ -4,7 +4,9 @@
 
 #include <trel_cap/records.h>
 
+#include "chassis/classes.h"
 #include "command_line/exit_status.h"
+#include "command_line/program.h"
 #include "verbs/card_options.h"
 #include "verbs/print.h"
 #include "verbs/value.h"
@@ -59,11 +61,17 @@ void withdraw(Session &session, const KnownNode &known, int32_t node) {
 
 int Check::run(Session &session) const {
     check_choice(outcome, {"pass", "deny", "withdraw"});
+    options.check();
     const KnownNode known(session.store(), options.node());
     if (outcome == "withdraw") {
         withdraw(session, known, options.node());
-    } else {
-        tell(session, known, options.card(known), outcome == "pass");
+        return kDone;
+    }
+    const chassis::Card card = options.card(known);
+    tell(session, known, card, outcome == "pass");
+    if (!chassis::is_checked(card.node_type)) {
+        complain("node " + std::to_string(card.node) + " has node type " + std::to_string(card.node_type) +
+                 ", and only line cards of other types than 1 are checked: it is ready or not without this result");
     }
     return kDone;
 }
@@ -72,12 +80,11 @@ int Check::run(Session &session) const {
 
 void add_check(Verbs &verbs) {
     const auto check = std::make_shared<Check>();
-    const Command command =
-        verbs.add("check", "Pass or deny a card, or withdraw that, as the application's checker does",
-                  "  trel_capctl check 17 pass\n"
-                  "  trel_capctl check 0x11 deny\n"
-                  "  trel_capctl check 17 withdraw\n",
-                  [check](Session &session) { return check->run(session); });
+    const Command command = verbs.add("check", "Pass or deny a card, as the application's checker does",
+                                      "  trel_capctl check 17 pass\n"
+                                      "  trel_capctl check 0x11 deny\n"
+                                      "  trel_capctl check 17 withdraw\n",
+                                      [check](Session &session) { return check->run(session); });
     check->options.add_to(command);
     command.add_option("pass|deny|withdraw", check->outcome, "Its outcome; withdrawn, the card is unchecked")
         .required();

@@ -1,7 +1,6 @@
 #include "verbs/command.h"
 
 #include <CLI/CLI.hpp>
-#include <limits>
 
 #include "command_line/options.h"
 
@@ -23,12 +22,12 @@ Option Option::excludes(Option other) const {
 }
 
 Option Option::one_of(const std::vector<std::string> &values) const {
-    its_->check(CLI::IsMember(values).description(""));
+    its_->check(command_line::one_of(values));
     return *this;
 }
 
 Option Option::at_least_one() const {
-    its_->check(CLI::Range(uint64_t{1}, std::numeric_limits<uint64_t>::max()).description(""));
+    its_->check(command_line::positive_number());
     return *this;
 }
 
@@ -63,7 +62,5 @@ void Command::take_one_at_most() const { its_->require_option(0, 1); }
 void Command::hide() const { its_->group(""); }
 
 bool Command::is_given(const std::string &option) const { return its_->count(option) != 0; }
-
-std::string Command::hint() const { return command_line::hint(*its_->get_parent()); }
 
 }  // namespace capctl

@@ -51,8 +51,6 @@ public:
     void hide() const;
 
     bool is_given(const std::string &option) const;
-    // What follows when the command line is wrong: where help is to be had.
-    std::string hint() const;
 
 private:
     CLI::App *its_ = nullptr;

@@ -8,6 +8,8 @@
 #include "chassis/card.h"
 #include "command_line/exit_status.h"
 #include "command_line/streams.h"
+#include "record/field_text.h"
+#include "record/record.h"
 #include "record/record_type.h"
 #include "scenario/shipped.h"
 #include "store/snapshot.h"
@@ -54,9 +56,10 @@ std::vector<const CLI::Option *> options_of(const CLI::App &app) {
 
 class Completer {
 public:
-    Completer(const CLI::App &app, Session &session) : app_(app), session_(session) {}
+    Completer(const CLI::App &app, Session &session, std::string current)
+        : app_(app), session_(session), current_(std::move(current)) {}
 
-    Words next(const Words &words, const std::string &current);
+    Words next(const Words &words);
 
 private:
     void take(const std::string &word);
@@ -64,16 +67,20 @@ private:
     Words option_names() const;
     Words verb_names() const;
     Words values_of(const CLI::Option &option);
+    Words values_with_option();
     Words positional();
     Words values_named(const std::string &name);
     Words addresses();
     Words nodes();
-    Words fields(const char *end) const;
+    const record::RecordType &type() const;
+    Words fields() const;
+    Words assignments() const;
     Words waited_for();
     const store::Snapshot &snapshot();
 
     const CLI::App &app_;
     Session &session_;
+    const std::string current_;  // the word that is completed, as far as it goes
     const CLI::App *verb_ = nullptr;
     const CLI::Option *pending_ = nullptr;  // has to be given a value
     Words arguments_;
@@ -99,7 +106,7 @@ void Completer::take(const std::string &word) {
         pending_ = nullptr;
     } else if (word.starts_with("-") && word.size() > 1) {
         const CLI::Option *option = option_named(word);
-        pending_ = option != nullptr && option->get_type_size() != 0 ? option : nullptr;
+        pending_ = option != nullptr && option->get_items_expected_max() != 0 ? option : nullptr;
     } else if (verb_ == nullptr) {
         const auto verbs = app_.get_subcommands([&](const CLI::App *each) { return each->get_name() == word; });
         verb_ = verbs.empty() ? nullptr : verbs.front();
@@ -145,7 +152,7 @@ Words Completer::values_of(const CLI::Option &option) {
         return {"auto", "always", "never"};
     }
     if (name == "--field") {
-        return fields("");
+        return fields();
     }
     return values_named(option.get_type_name());
 }
@@ -190,11 +197,14 @@ Words Completer::values_named(const std::string &name) {
     if (is_scenario) {
         return scenario::shipped_names();
     }
+    if (name == "VERB") {
+        return verb_names();
+    }
     if (name == "TYPE") {
         return record::type_names();
     }
     if (name == "FIELD") {
-        return fields("=");
+        return assignments();
     }
     return name == "SCOPE" ? chassis::scope_names() : Words();
 }
@@ -241,21 +251,62 @@ Words Completer::waited_for() {
     if (arguments_.front() == "ready") {
         return is_first ? chassis::scope_names() : Words{"on", "off"};
     }
-    return fields("=");
+    return assignments();
 }
 
 // Of the record that the first argument addresses.
-Words Completer::fields(const char *end) const {
+const record::RecordType &Completer::type() const {
     const std::string address = arguments_.empty() ? "" : arguments_.front();
     const record::RecordType *type = record::find_type(address.substr(0, address.find(':')));
-    if (type == nullptr) {
-        type = record::find_type("cap_table");
+    return type == nullptr ? *record::find_type("cap_table") : *type;
+}
+
+// Those of a message within once the word has come so far.
+Words Completer::fields() const {
+    Words words;
+    for (const ProtobufCFieldDescriptor &field : type().fields()) {
+        const std::string name = field.name;
+        if (&field == type().index()) {
+            continue;
+        }
+        if (field.type != PROTOBUF_C_TYPE_MESSAGE) {
+            words.push_back(name);
+        } else if (!current_.starts_with(name + ".")) {
+            words.push_back(name + ".");
+        } else {
+            const auto *within = static_cast<const ProtobufCMessageDescriptor *>(field.descriptor);
+            for (unsigned i = 0; i < within->n_fields; ++i) {
+                const bool has_fields = within->fields[i].type == PROTOBUF_C_TYPE_MESSAGE;
+                words.push_back(name + "." + within->fields[i].name + (has_fields ? "." : ""));
+            }
+        }
+    }
+    return words;
+}
+
+// FIELD=, and then the values that it may have, where they are few.
+Words Completer::assignments() const {
+    const size_t equals = current_.find('=');
+    if (equals == std::string::npos) {
+        Words words = fields();
+        for (std::string &word : words) {
+            word += word.ends_with('.') ? "" : "=";
+        }
+        return words;
     }
     Words words;
-    for (const ProtobufCFieldDescriptor &field : type->fields()) {
-        if (&field != type->index()) {
-            words.push_back(field.name + std::string(field.type == PROTOBUF_C_TYPE_MESSAGE ? "." : end));
+    const std::string path = current_.substr(0, equals);
+    try {
+        const ProtobufCFieldDescriptor &field = record::value_field(type(), path);
+        if (field.type == PROTOBUF_C_TYPE_ENUM) {
+            words = record::enum_names(field);
+        } else if (field.type == PROTOBUF_C_TYPE_BOOL) {
+            words = {"0", "1", "false", "true"};
         }
+    } catch (const Failure &) {  // no such field: no values
+    }
+    for (std::string &word : words) {
+        word.insert(0, path + "=");
     }
     return words;
 }
@@ -272,18 +323,32 @@ const store::Snapshot &Completer::snapshot() {
     return *snapshot_;
 }
 
-Words Completer::next(const Words &words, const std::string &current) {
+// --OPTION=, and the value in the same word.
+Words Completer::values_with_option() {
+    const std::string name = current_.substr(0, current_.find('='));
+    const CLI::Option *option = option_named(name);
+    if (option == nullptr || option->get_items_expected_max() == 0) {
+        return {};
+    }
+    Words words = values_of(*option);
+    for (std::string &word : words) {
+        word.insert(0, name + "=");
+    }
+    return words;
+}
+
+Words Completer::next(const Words &words) {
     for (const std::string &word : words) {
         take(word);
     }
     if (pending_ != nullptr) {
         return values_of(*pending_);
     }
-    if (current.starts_with("-")) {
-        return option_names();
+    if (current_.starts_with("-")) {
+        return current_.find('=') == std::string::npos ? option_names() : values_with_option();
     }
     const Words words_here = verb_ == nullptr ? verb_names() : positional();
-    return words_here.empty() && current.empty() ? option_names() : words_here;
+    return words_here.empty() && current_.empty() ? option_names() : words_here;
 }
 
 int complete(Session &session, const CLI::App &app, Words words) {
@@ -293,7 +358,7 @@ int complete(Session &session, const CLI::App &app, Words words) {
     }
     std::string lines;
     std::set<std::string> told;
-    for (const std::string &word : Completer(app, session).next(words, current)) {
+    for (const std::string &word : Completer(app, session, current).next(words)) {
         if (word.starts_with(current) && word.find('\n') == std::string::npos && told.insert(word).second) {
             lines += word + "\n";
         }

@@ -2,7 +2,6 @@
 #include <memory>
 
 #include "command_line/exit_status.h"
-#include "command_line/text.h"
 #include "verbs/address.h"
 #include "verbs/print.h"
 #include "verbs/verbs.h"
@@ -17,8 +16,7 @@ int del(Session &session, const Address &address) {
     const record::Record wanted = address.record();
     const auto stored = session.store().read(wanted);
     if (!stored) {
-        throw Failure(kNegative,
-                      quote(address.word()) + ": no such " + (is_capability(wanted.type()) ? "capability" : "record"));
+        throw Failure(kNegative, address.not_found(wanted.type()));
     }
     session.store().remove(wanted);
     print_written(session, *stored);

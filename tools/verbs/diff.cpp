@@ -100,22 +100,25 @@ nlohmann::ordered_json difference_json(const Difference &difference) {
 }
 
 int Diff::run(Session &session) const {
+    session.prints_only("diff", {Format::kText, Format::kJson, Format::kNdjson});
     const Snapshot first = read_side(before);
     const Snapshot second = after.empty() ? Snapshot::of(session.store()) : read_side(after);
     const std::vector<Difference> found = differences(first, second);
     std::string lines;
     auto array = nlohmann::ordered_json::array();
     for (const Difference &each : found) {
-        if (session.format == Format::kJson) {
+        if (session.is_json()) {
             array.push_back(difference_json(each));
-        } else if (session.format == Format::kNdjson) {
-            lines += record::json_line(difference_json(each));
         } else {
             lines +=
                 side_text(session, '-', each.before, each.fields) + side_text(session, '+', each.after, each.fields);
         }
     }
-    write_output(session.format == Format::kJson ? record::json_line(array) : lines);
+    if (session.is_json()) {
+        print_list(session, array);
+    } else {
+        write_output(lines);
+    }
     return found.empty() ? kDone : kNegative;
 }
 

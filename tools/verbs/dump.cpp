@@ -27,7 +27,7 @@ int dump(Session &session, const Selection &selection) {
 
 void add_dump(Verbs &verbs) {
     const auto selection = std::make_shared<Selection>();
-    const Command command = verbs.add("dump", "Print all records, or some; as ndjson, load reads them back",
+    const Command command = verbs.add("dump", "Print records; as ndjson, load reads them back",
                                       "  trel_capctl dump\n"
                                       "  trel_capctl dump --output ndjson > chassis.ndjson\n"
                                       "  trel_capctl dump --type card_info --output table\n",

@@ -240,6 +240,7 @@ int Explain::run(Session &session) const {
     if (node.empty()) {
         return explain_all(session, snapshot(session));
     }
+    session.prints_only("explain NODE", {Format::kText, Format::kJson, Format::kNdjson});
     const int32_t number = record::parse_number("NODE", node);
     return explain_node(session, snapshot(session), number);
 }
@@ -248,14 +249,13 @@ int Explain::run(Session &session) const {
 
 void add_explain(Verbs &verbs) {
     const auto explain = std::make_shared<Explain>();
-    const Command command =
-        verbs.add("explain", "Say why cards are ready or not, and who has to act; ends with 1 when not",
-                  "  trel_capctl explain\n"
-                  "  trel_capctl explain 0x11\n"
-                  "  trel_capctl explain 17 --from field.ndjson\n"
-                  "  trel_capctl explain --output json | jq '.[] | select(.verdict != \"ready\")'\n"
-                  "  trel_capctl explain --events --output table\n",
-                  [explain](Session &session) { return explain->run(session); });
+    const Command command = verbs.add("explain", "Say why cards are ready or not, and who has to act",
+                                      "  trel_capctl explain\n"
+                                      "  trel_capctl explain 0x11\n"
+                                      "  trel_capctl explain 17 --from field.ndjson\n"
+                                      "  trel_capctl explain --output json | jq '.[] | select(.verdict != \"ready\")'\n"
+                                      "  trel_capctl explain --events --output table\n",
+                                      [explain](Session &session) { return explain->run(session); });
     const Option node = command.add_option("NODE", explain->node, "One node; without it all, what is wrong on top");
     const Option from =
         command.add_option("--from", explain->file, "A dump's file in place of the store, - for standard input");

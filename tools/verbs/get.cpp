@@ -7,7 +7,6 @@
 #include <trel_cap/records.h>
 
 #include "command_line/exit_status.h"
-#include "command_line/names.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "record/field_text.h"
@@ -47,20 +46,6 @@ struct Get {
                      const std::string &path) const;
 };
 
-[[noreturn]] void not_found(const std::string &word, const std::string &what) {
-    throw Failure(kNegative, quote(word) + ": " + what);
-}
-
-// A capability may have any address; one that was meant as a key looks like it.
-std::string missing(const record::RecordType &type, const std::string &word) {
-    if (!is_capability(type)) {
-        return "no such record";
-    }
-    const size_t colon = word.find(':');
-    return "no such capability" +
-           (colon == std::string::npos ? "" : did_you_mean(word.substr(0, colon), record::type_names()));
-}
-
 // What get calls a value: a capability's by the names of its options.
 std::string label_of(const Record &record, const record::FieldText &field) {
     const char *label = is_capability(record.type()) ? capability_label(field.number) : nullptr;
@@ -88,10 +73,26 @@ void print_whole(const Session &session, const Record &record) {
     }
 }
 
+// Where the path leads in the record's JSON; null where a message on the way is not there.
+nlohmann::ordered_json value_at(const Record &record, std::string_view path) {
+    const nlohmann::ordered_json whole = to_json(record);
+    const auto *index = record.type().index();
+    const std::string within_index = index == nullptr ? "" : std::string(index->name) + ".";
+    const bool is_of_key = index != nullptr && path.starts_with(within_index);
+    path.remove_prefix(is_of_key ? within_index.size() : 0);
+    const nlohmann::ordered_json *value = &whole[is_of_key ? "key" : "fields"];
+    while (!path.empty() && value->is_object()) {
+        const size_t dot = std::min(path.find('.'), path.size());
+        value = &value->at(std::string(path.substr(0, dot)));
+        path.remove_prefix(std::min(dot + 1, path.size()));
+    }
+    return *value;
+}
+
 void Get::print_field(const Session &session, const Record &record, const ProtobufCFieldDescriptor &wanted_field,
                       const std::string &path) const {
-    if (session.is_json() && path.find('.') == std::string::npos) {
-        print_json(field_json(record, static_cast<int32_t>(wanted_field.id)));
+    if (session.is_json()) {
+        print_json(value_at(record, path));
         return;
     }
     const record::Value value = record.get(path);
@@ -119,9 +120,12 @@ int Get::run(Session &session) const {
     const std::string path = wanted_path(*this, wanted_record.type());
     const ProtobufCFieldDescriptor *wanted_field =
         path.empty() ? nullptr : &record::value_field(wanted_record.type(), path);
+    if (wanted_field != nullptr) {
+        session.prints_only("get of one value", {Format::kText, Format::kJson, Format::kNdjson});
+    }
     const auto record = session.store().read(wanted_record);
     if (!record) {
-        not_found(address.word(), missing(wanted_record.type(), address.word()));
+        throw Failure(kNegative, address.not_found(wanted_record.type()));
     }
     if (wanted_field == nullptr) {
         print_whole(session, *record);
@@ -132,7 +136,8 @@ int Get::run(Session &session) const {
     const auto number = static_cast<int32_t>(top->id);
     if (!record->has(number) && top != record->type().index()) {
         const char *label = is_capability(record->type()) ? capability_label(number) : nullptr;
-        not_found(address.word(), std::string("its ") + (label == nullptr ? path : label) + " was never set");
+        throw Failure(kNegative,
+                      quote(address.word()) + ": its " + (label == nullptr ? path : label) + " was never set");
     }
     print_field(session, *record, *wanted_field, path);
     return kDone;

@@ -56,6 +56,7 @@ Count clear(store::Store &store, const std::vector<Record> &records) {
 }
 
 int Load::run(Session &session) const {
+    session.prints_only("load", {Format::kText, Format::kJson, Format::kNdjson});
     const std::string name = file == "-" ? "standard input" : file;
     const std::vector<Record> records = record::parse_dump(name, read_input(file));
     store::Store &store = session.store();
@@ -75,7 +76,7 @@ int Load::run(Session &session) const {
 
 void add_load(Verbs &verbs) {
     const auto load = std::make_shared<Load>();
-    const Command command = verbs.add("load", "Write the records that dump has printed as JSON; all are read first",
+    const Command command = verbs.add("load", "Write the records that dump has printed as JSON",
                                       "  trel_capctl load chassis.ndjson\n"
                                       "  trel_capctl load --replace chassis.ndjson\n"
                                       "  trel_capctl dump --output ndjson | trel_capctl load --store redis://lab\n",

@@ -3,11 +3,14 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "chassis/node_records.h"
 #include "command_line/exit_status.h"
+#include "command_line/names.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "record/record_json.h"
 #include "store/snapshot.h"
+#include "verbs/address.h"
 #include "verbs/print.h"
 #include "verbs/selection.h"
 #include "verbs/verbs.h"
@@ -15,6 +18,7 @@
 namespace capctl {
 
 using namespace command_line;
+using record::Record;
 using record::View;
 using store::Snapshot;
 
@@ -28,10 +32,28 @@ void append_key(const Session &session, std::string &lines, const View &record) 
     }
 }
 
+std::string field_names(const Record &record) {
+    std::vector<std::string> names;
+    for (const int32_t field : record.fields()) {
+        names.emplace_back(
+            protobuf_c_message_descriptor_get_field(record.type().descriptor, static_cast<unsigned>(field))->name);
+    }
+    return joined(names);
+}
+
+// What is stored of what; the values are dump's.
 int print_table(Session &session, const Selection &selection) {
     const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
     const auto records = selected(snapshot, selection);
-    print_records(session, records);
+    std::vector<Row> rows = {{"KEY  ", "NODE  ", "FIELDS"}};
+    for (const Record *record : records) {
+        const auto node = is_node_capability(record->type())
+                              ? std::optional(std::get<int32_t>(record->get("index.node")))
+                              : chassis::node_of(*record);
+        rows.push_back(
+            {on_one_line(record->key()) + "  ", (node ? std::to_string(*node) : "-") + "  ", field_names(*record)});
+    }
+    write_output(table(rows));
     return records.empty() ? kNegative : kDone;
 }
 
@@ -51,7 +73,7 @@ void add_ls(Verbs &verbs) {
     const Command command = verbs.add("ls", "List the keys of what is stored",
                                       "  trel_capctl ls\n"
                                       "  trel_capctl ls '/l3/*'\n"
-                                      "  trel_capctl ls 'cap_fe_ready:*' --output table\n"
+                                      "  trel_capctl ls '*:17:*' --output table\n"
                                       "  trel_capctl ls --type card_info\n",
                                       [selection](Session &session) { return ls(session, *selection); });
     selection->add_to(command);

@@ -29,6 +29,7 @@ int run(int argc, char **argv) {
     add_play(verbs);
     add_record(verbs);
     add_test(verbs);
+    add_help(verbs);
     add_complete(verbs);
     return verbs.run(argc, argv);
 }

@@ -45,6 +45,7 @@ chassis::Card addressed(const KnownNode &known, const CardOptions &options) {
 int Node::run(Session &session) const {
     const bool is_ready = parse_ready(readiness);
     const bool is_in_real_time = parse_switch("--real-time", real_time);
+    options.check();
     const KnownNode known(session.store(), options.node());
     const Record record = node_ready(addressed(known, options), is_ready, is_in_real_time);
     session.store().write(record);
@@ -56,7 +57,7 @@ int Node::run(Session &session) const {
 
 void add_node(Verbs &verbs) {
     const auto node = std::make_shared<Node>();
-    const Command command = verbs.add("node", "Publish that a node is ready or not, as the card's own software does",
+    const Command command = verbs.add("node", "Tell that a node is ready or not, as its card does",
                                       "  trel_capctl node 17 ready\n"
                                       "  trel_capctl node 17 ready --real-time off\n"
                                       "  trel_capctl node 0x1 unready --class cm\n",

@@ -12,6 +12,7 @@
 #include "scenario/scenario.h"
 #include "scenario/shipped.h"
 #include "verbs/play_speed.h"
+#include "verbs/print.h"
 #include "verbs/progress.h"
 #include "verbs/verbs.h"
 
@@ -33,12 +34,19 @@ struct Play {
     int run(Session &session) const;
 };
 
-int list_shipped() {
+int list_shipped(const Session &session) {
     std::vector<Row> rows;
+    auto array = nlohmann::ordered_json::array();
     for (const std::string &name : scenario::shipped_names()) {
-        rows.push_back({name, "  ", scenario::read_file(scenario::find_file(name)).about});
+        const std::string about = scenario::read_file(scenario::find_file(name)).about;
+        rows.push_back({name, "  ", about});
+        array.push_back({{"name", name}, {"about", about}});
     }
-    write_output(table(rows));
+    if (session.is_json()) {
+        print_list(session, array);
+    } else {
+        write_output(table(rows));
+    }
     return kDone;
 }
 
@@ -86,8 +94,9 @@ private:
 };
 
 int Play::run(Session &session) const {
+    session.prints_only("play", {Format::kText, Format::kJson, Format::kNdjson});
     if (list) {
-        return list_shipped();
+        return list_shipped(session);
     }
     if (file.empty()) {
         throw Failure(kUsage, "FILE is missing: a scenario's file, or one of the names that --list prints");

@@ -70,6 +70,18 @@ std::string tables_of(const std::vector<const Record *> &records) {
 
 void print_json(const nlohmann::ordered_json &value) { write_output(record::json_line(value)); }
 
+void print_list(const Session &session, const nlohmann::ordered_json &array) {
+    if (session.format == Format::kJson) {
+        print_json(array);
+        return;
+    }
+    std::string lines;
+    for (const auto &element : array) {
+        lines += record::json_line(element);
+    }
+    write_output(lines);
+}
+
 void print_records(const Session &session, const std::vector<const Record *> &records) {
     if (session.format == Format::kTable) {
         write_output(tables_of(records));
@@ -103,6 +115,8 @@ void print_lines(const Session &session, std::string lines) {
 void print_written(const Session &session, const Record &record) {
     if (session.is_json()) {
         write_output(record_line(record));
+    } else if (session.format == Format::kTable) {
+        print_records(session, {&record});
     }
 }
 

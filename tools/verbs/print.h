@@ -12,6 +12,8 @@
 namespace capctl {
 
 void print_json(const nlohmann::ordered_json &value);
+// An array: as JSON whole, as ndjson a line an element.
+void print_list(const Session &session, const nlohmann::ordered_json &array);
 
 // Of many, in this order. As text a line each, that begins with the key.
 void print_records(const Session &session, const std::vector<const record::Record *> &records);
@@ -20,7 +22,7 @@ void print_records(const Session &session, const std::vector<const record::Recor
 void append_line(const Session &session, std::string &lines, const record::View &record);
 void print_lines(const Session &session, std::string lines);
 
-// What was written, where the format is JSON; as text nothing.
+// What was written, as JSON or a table; as text nothing.
 void print_written(const Session &session, const record::Record &record);
 
 // What a field of a capability is called: bool, int32, string, pri, state; nullptr for other fields.

@@ -31,10 +31,10 @@ struct Ready {
 bool show(Session &session, const Record &address) {
     const auto stored = session.store().read(address);
     const bool ready = stored && std::get<bool>(stored->get("ready"));
-    if (session.is_json()) {
-        print_json(to_json(stored ? *stored : Record(address.type())));
-    } else {
+    if (session.format == Format::kText) {
         write_output(ready ? "on\n" : "off\n");
+    } else {
+        print_written(session, stored ? *stored : Record(address.type()));
     }
     return ready;
 }
@@ -54,7 +54,7 @@ int Ready::run(Session &session) const {
 
 void add_ready(Verbs &verbs) {
     const auto ready = std::make_shared<Ready>();
-    const Command command = verbs.add("ready", "Print whether a scope is ready (on or off), or publish that",
+    const Command command = verbs.add("ready", "Print or publish whether a scope is ready",
                                       "  trel_capctl ready glb on\n"
                                       "  trel_capctl ready fab && echo fabric cards are ready\n",
                                       [ready](Session &session) { return ready->run(session); });

@@ -143,6 +143,7 @@ void await(const store::Follower &follower, const Interruption &interruption, co
 }
 
 int Record::run(Session &session) const {
+    session.prints_only("record", {Format::kText});
     tell_losses_here();
     constexpr std::chrono::milliseconds kNone(-1);
     const std::chrono::milliseconds limit = duration.empty() ? kNone : parse_seconds("--duration", duration);

@@ -54,8 +54,8 @@ bool Set::fill_capability(Record &record) const {
     const auto count =
         std::count_if(std::begin(kOptions), std::end(kOptions), [this](const char *option) { return given(option); });
     if (count > 1) {
-        throw Failure(kUsage, "one of [--bool,--int,--str,--state] is required, but " + std::to_string(count) +
-                                  " were given" + command.hint());
+        throw Failure(kUsage,
+                      "one of [--bool,--int,--str,--state] is required, but " + std::to_string(count) + " were given");
     }
     if (count > 0 && !is_capability(record.type())) {
         throw Failure(kUsage, quote(address.word()) + ": it is no capability; FIELD=VALUE expected");
@@ -95,8 +95,7 @@ void set_field(Record &record, const std::string &word) {
 void Set::fill(Record &record) const {
     const bool by_option = fill_capability(record);
     if (!by_option && fields.empty()) {
-        throw Failure(kUsage,
-                      "a value is missing: one of [--bool,--int,--state] is required, or FIELD=VALUE" + command.hint());
+        throw Failure(kUsage, "a value is missing: one of [--bool,--int,--state] is required, or FIELD=VALUE");
     }
     if (by_option && !fields.empty()) {
         throw Failure(kUsage, quote(fields.front()) +
@@ -112,6 +111,7 @@ void Set::fill(Record &record) const {
 
 int Set::run(Session &session) const {
     Record record = address.record();
+    address.refuse_mistyped_key();
     if (is_capability(record.type())) {
         check_not_empty(address.word());
     }

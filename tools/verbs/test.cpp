@@ -30,7 +30,7 @@ struct Test {
     std::string settling = "0.5";
     std::string patience = "10";
 
-    int run() const;
+    int run(const Session &session) const;
     trial::ProgramOptions program_options() const;
 };
 
@@ -59,7 +59,8 @@ trial::ProgramOptions Test::program_options() const {
     return options;
 }
 
-int Test::run() const {
+int Test::run(const Session &session) const {
+    session.prints_only("test, which has --format,", {Format::kText});
     std::function<trial::Verdict(const scenario::Scenario &)> attempt = trial::try_library;
     if (!program.empty()) {
         attempt = [options = program_options()](const scenario::Scenario &each) {
@@ -89,15 +90,14 @@ int Test::run() const {
 
 void add_test(Verbs &verbs) {
     const auto test = std::make_shared<Test>();
-    const Command command =
-        verbs.add("test", "Try the library, or an application, on scenarios that say what is expected",
-                  "  trel_capctl test boot late_check\n"
-                  "  trel_capctl test scenarios/*.yaml --format junit >report.xml\n"
-                  "  trel_capctl test lab.yaml --run './my_app --verbose' --started 'ready to serve'\n",
-                  [test](Session &) { return test->run(); });
+    const Command command = verbs.add("test", "Try the library, or an application, on scenarios",
+                                      "  trel_capctl test boot late_check\n"
+                                      "  trel_capctl test scenarios/*.yaml --format junit >report.xml\n"
+                                      "  trel_capctl test lab.yaml --run './my_app --verbose' --started ready\n",
+                                      [test](const Session &session) { return test->run(session); });
     command.add_option("FILE", test->files, "Scenarios: files, or names that play --list prints").required();
     command.add_option("--format", test->format, "How to report: tap (the default) or junit")
-        .type_name("FORMAT")
+        .type_name("tap|junit")
         .one_of({"tap", "junit"});
     command.add_option("--run", test->program, "Try this program, with its arguments, in place of the library")
         .type_name("PROGRAM");

@@ -6,11 +6,15 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 
 #include "command_line/exit_status.h"
+#include "command_line/names.h"
 #include "command_line/options.h"
-#include "verbs/help.h"
+#include "command_line/text.h"
+#include "scenario/mistake.h"
+#include "verbs/help_text.h"
 
 namespace capctl {
 
@@ -18,9 +22,16 @@ using namespace command_line;
 
 namespace {
 
+// By the values of Format.
+const std::vector<std::string> &format_names() {
+    static const std::vector<std::string> names = {"text", "table", "json", "ndjson"};
+    return names;
+}
+
+std::string name_of(Format format) { return format_names()[static_cast<size_t>(format)]; }
+
 Format format_named(const std::string &name) {
-    return name == "table" ? Format::kTable
-                           : (name == "json" ? Format::kJson : (name == "ndjson" ? Format::kNdjson : Format::kText));
+    return static_cast<Format>(std::find(format_names().begin(), format_names().end(), name) - format_names().begin());
 }
 
 // On a terminal only, unless told; and not where the environment declines it.
@@ -34,6 +45,14 @@ bool has_colour(const std::string &option) {
 
 }  // namespace
 
+void Session::prints_only(const std::string &what, std::initializer_list<Format> formats) const {
+    if (std::find(formats.begin(), formats.end(), format) == formats.end()) {
+        std::vector<std::string> names;
+        std::transform(formats.begin(), formats.end(), std::back_inserter(names), name_of);
+        throw Failure(kUsage, "--output: " + what + " prints " + alternatives(names) + ", not " + name_of(format));
+    }
+}
+
 store::Store &Session::store() {
     if (!store_) {
         store_.emplace(store_name());
@@ -46,12 +65,12 @@ Verbs::Verbs() : app_(std::make_unique<CLI::App>(kSummary, "trel_capctl")) {
     app_->footer(kExamples);
     app_->require_subcommand(0, 1);  // that there is none is told by run()
     add_shared_options(*app_, TREL_CAP_VERSION, "How to print data: text (the default), table, json or ndjson", format_,
-                       {"text", "table", "json", "ndjson"});
+                       format_names());
     app_->get_option("--help")->description("Print this and exit; after a verb, about that verb");
     app_->add_option("-s,--store", store_, "The store, in place of $OX_MOM_STORE")->type_name("NAME");
     app_->add_option("--color", colour_, "Colour: auto (the default: on a terminal), always or never")
         ->type_name("WHEN")
-        ->check(CLI::IsMember({"auto", "always", "never"}).description(""));
+        ->check(one_of({"auto", "always", "never"}));
 }
 
 Verbs::~Verbs() = default;
@@ -66,17 +85,46 @@ Command Verbs::add(const std::string &name, const std::string &summary, const st
     return Command(&command);
 }
 
+std::string Verbs::help(const std::string &verb) const {
+    if (verb.empty()) {
+        return app_->get_formatter()->make_help(app_.get(), app_->get_name(), CLI::AppFormatMode::Normal);
+    }
+    std::vector<std::string> names;
+    for (const Verb &each : verbs_) {
+        if (each.command->get_name() == verb) {
+            return each.command->help(app_->get_name());
+        }
+        if (!each.command->get_group().empty()) {
+            names.push_back(each.command->get_name());
+        }
+    }
+    throw Failure(kUsage,
+                  "unknown verb " + quote(verb) + did_you_mean(verb, names) + "\nTry " + app_->get_name() + " --help.");
+}
+
+int Verbs::run_verb(Session &session) const {
+    const auto verb =
+        std::find_if(verbs_.begin(), verbs_.end(), [](const Verb &each) { return each.command->parsed(); });
+    if (verb == verbs_.end()) {
+        throw Failure(kUsage, "a verb is missing");
+    }
+    return verb->run(session);
+}
+
 int Verbs::run(int argc, char **argv) {
     if (!parse(*app_, {argv + std::min(argc, 1), argv + argc})) {
         return kDone;
     }
-    const auto verb =
-        std::find_if(verbs_.begin(), verbs_.end(), [](const Verb &each) { return each.command->parsed(); });
-    if (verb == verbs_.end()) {
-        throw Failure(kUsage, "a verb is missing" + hint(*app_));
-    }
     Session session(store_, format_named(format_), has_colour(colour_));
-    return verb->run(session);
+    try {
+        return run_verb(session);
+    } catch (const scenario::Mistake &) {
+        throw;  // of a file: help on the command line is no help there
+    } catch (const Failure &failure) {
+        const std::string message = failure.what();
+        const bool has_hint = message.find("\nTry ") != std::string::npos;
+        throw Failure(failure.status(), message + (failure.status() == kUsage && !has_hint ? hint(*app_) : ""));
+    }
 }
 
 }  // namespace capctl

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,7 +13,7 @@
 
 namespace capctl {
 
-// How to print data. Of one record json and ndjson are the same line; what has no table is printed as text.
+// How to print data. Of one record json and ndjson are the same line.
 enum class Format { kText, kTable, kJson, kNdjson };
 
 // What a verb works with.
@@ -26,6 +27,9 @@ public:
 
     bool is_json() const { return format == Format::kJson || format == Format::kNdjson; }
     bool is_store_given() const { return !store_option_.empty(); }  // on the command line
+    // Of a verb, or a form of it, that does not print in every format, before it does anything: a usage failure when
+    // another is asked for. Nothing is printed in a format that was not asked for.
+    void prints_only(const std::string &what, std::initializer_list<Format> formats) const;
     // Throw a usage failure when none is named, or one that no other process can reach.
     std::string store_name() const { return store::server_name(store_option_); }
     store::Store &store();
@@ -52,12 +56,16 @@ public:
 
     // Does what the command line asks; returns the exit status, or throws a Failure.
     int run(int argc, char **argv);
+    // What --help prints of a verb, or without one of the program. Throws a usage failure for a name that is no verb's.
+    std::string help(const std::string &verb) const;
 
 private:
     struct Verb {
         CLI::App *command;
         Run run;
     };
+
+    int run_verb(Session &session) const;
 
     std::unique_ptr<CLI::App> app_;
     std::vector<Verb> verbs_;
@@ -77,6 +85,7 @@ void add_diff(Verbs &verbs);
 void add_dump(Verbs &verbs);
 void add_explain(Verbs &verbs);
 void add_get(Verbs &verbs);
+void add_help(Verbs &verbs);
 void add_load(Verbs &verbs);
 void add_ls(Verbs &verbs);
 void add_node(Verbs &verbs);

@@ -222,10 +222,12 @@ std::unique_ptr<Condition> Wait::condition() {
     if (gone && !words.empty()) {
         throw Failure(kUsage, "--gone: a record that is gone has no values, such as " + quote(words.front()));
     }
+    address.refuse_mistyped_key();
     return std::make_unique<RecordCondition>(address.record(), words, gone);
 }
 
 int Wait::run(Session &session) {
+    session.prints_only("wait", {Format::kText, Format::kJson, Format::kNdjson});
     tell_losses_here();
     const std::unique_ptr<Condition> wanted = condition();
     const Deadline deadline = timeout.empty() ? Deadline() : Deadline(parse_seconds("--timeout", timeout));
@@ -243,7 +245,7 @@ int Wait::run(Session &session) {
 
 void add_wait(Verbs &verbs) {
     const auto wait = std::make_shared<Wait>();
-    const Command command = verbs.add("wait", "Wait until a node or a scope is ready, or a record has a value",
+    const Command command = verbs.add("wait", "Wait until a node or scope is ready, or a value so",
                                       "  trel_capctl wait node 17 ready --timeout 30\n"
                                       "  trel_capctl wait ready fab\n"
                                       "  trel_capctl wait /l3/arp/capacity int32_value=4096\n"

@@ -146,6 +146,7 @@ size_t parse_count(const std::string &text) {
 
 // Its time running out is a failure when something was waited for.
 int Watch::run(Session &session) const {
+    session.prints_only("watch", {Format::kText, Format::kJson, Format::kNdjson});
     tell_losses_here();
     const bool is_counted = !count_text.empty();
     const size_t count = is_counted ? parse_count(count_text) : 0;
@@ -165,7 +166,7 @@ int Watch::run(Session &session) const {
 
 void add_watch(Verbs &verbs) {
     const auto watch = std::make_shared<Watch>();
-    const Command command = verbs.add("watch", "Print what is stored, and then every change, until interrupted",
+    const Command command = verbs.add("watch", "Print what is stored, and then every change",
                                       "  trel_capctl watch\n"
                                       "  trel_capctl watch 'cap_fe_ready:*' --changes-only\n"
                                       "  trel_capctl watch --type card_info --output ndjson | jq .event\n"

@@ -198,7 +198,9 @@ std::optional<StoreName> parse_store_name(std::string_view text) {
     if (take(rest, "sentinel://")) {
         return parse_sentinel(text, rest);
     }
-    return refuse(text, "mem:, unix://, redis:// or sentinel:// expected, not", text.substr(0, text.find(':')));
+    fail(OX_MOM_E_STORE, "store \"%s\": mem:, unix://, redis:// or sentinel:// expected%s", discreet(text).c_str(),
+         text.starts_with('/') ? "; a socket's path follows unix://" : "");
+    return std::nullopt;
 }
 
 }  // namespace mom
