@@ -1,4 +1,5 @@
 // card, check, node, explain and wait.
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 
@@ -148,6 +149,7 @@ TEST_F(ChassisVerbs, TakeNoNumbersBelowZero) {
     }
     EXPECT_EQ(dump(), "");
     does({"card", "insert", "0x80000001", "--slot", "3"});
+    EXPECT_THAT(run({"explain", "0x80000001"}), Explains("at a desk: trel_capctl check 0x80000001 pass"));
 }
 
 TEST_F(ChassisVerbs, SayThatACheckDecidesNothing) {
@@ -182,11 +184,55 @@ TEST_F(ChassisVerbs, ExplainTheWholeChassisWithWhatIsWrongOnTop) {
               "1     cm     0/1/0   300    -      ready\n");
 
     const json array = json::parse(run({"explain", "--output", "json"}).out);
+    EXPECT_EQ(run({"explain", "--output", "table"}).out, outcome.out);
     ASSERT_EQ(array.size(), 2);
     EXPECT_EQ(array[0]["node"], 17);
     const std::string lines = run({"explain", "--output", "ndjson"}).out;
     EXPECT_EQ(json::parse(lines.substr(0, lines.find('\n'))), array[0]);
     EXPECT_EQ(json::parse(run({"explain", "17", "--output", "json"}).out), array[0]);
+}
+
+// All that is explained: the cards, and the classes that have any.
+TEST_F(ChassisVerbs, ExplainThatAllIsReadyWhenTheClassesAreToo) {
+    does({"card", "insert", "33", "--class", "fab"});
+    does({"node", "33", "ready"});
+    EXPECT_THAT(run({"explain", "33"}), IsReady());
+    EXPECT_EQ(run({"explain"}).status, 1) << "its class is not ready";
+    does({"ready", "fab", "on"});
+    EXPECT_EQ(run({"explain"}).status, 0);
+    does({"card", "insert", "34", "--class", "fab"});
+    EXPECT_EQ(run({"explain"}).status, 1);
+}
+
+// Words that somebody meets for the first time are explained where they are.
+TEST_F(ChassisVerbs, ExplainTheirWords) {
+    does({"card", "insert", "3"});
+    does({"node", "3", "ready", "--real-time", "off"});
+    does({"ready", "glb", "on"});
+    const char *const in_advance = "In advance: applications are told that a card is ready because its class is, "
+                                   "though it is not yet in real time.";
+    EXPECT_THAT(run({"explain", "3"}).out, AllOf(HasSubstr(": ready in advance\n"), HasSubstr(in_advance)));
+    EXPECT_THAT(run({"explain"}).out, HasSubstr(in_advance));
+    does({"card", "remove", "3"});
+    EXPECT_THAT(run({"explain", "3"}),
+                Explains("  slot watcher (writes card_info when a card is put in or pulled out): "
+                         "no card_info names node 3"));
+    EXPECT_THAT(run({"explain"}),
+                Explains("\nThe slot watcher writes card_info when a card is put in or pulled out.\n"));
+    does({"card", "insert", "4", "--class", "cm"});
+    does({"set", "cap_fe_ready:4:300", "ready=1", "real_time=1", "node_type=2"});
+    EXPECT_THAT(run({"explain", "4"}), Explains("  NO   right record  cap_fe_ready:4:300\n"));
+}
+
+// Its check says nothing of what it is; what it is not is not made up.
+TEST_F(ChassisVerbs, ExplainANodeThatOnlyItsCheckNames) {
+    does({"check", "3", "deny"});
+    const std::string text = run({"explain", "3"}).out;
+    EXPECT_THAT(text, AllOf(HasSubstr("node 3, card of a class not known yet"), testing::Not(HasSubstr("of no class")),
+                            HasSubstr("no record tells its node type yet")));
+    does({"set", "cap_fe_ready:3:900", "ready=1", "node_type=4"});
+    EXPECT_THAT(run({"explain", "3"}).out,
+                AllOf(HasSubstr("node 3, card of no class"), HasSubstr("node_type 4 is of no class")));
 }
 
 TEST_F(ChassisVerbs, ExplainADump) {
@@ -206,16 +252,33 @@ TEST_F(ChassisVerbs, ExplainADump) {
 TEST(Events, AreToldAsTextTableAndJson) {
     const Outcome text = run({"explain", "--events"});
     EXPECT_EQ(text.status, 0);
-    EXPECT_THAT(text.out,
-                HasSubstr("fab: card_info removed\n"
-                          "    FE_NODE (1) not ready, to those of trel_cap_event_callback_reg: told to those who "
-                          "follow line cards, and to nobody who follows fabric cards\n"));
+    EXPECT_THAT(
+        text.out,
+        AllOf(HasSubstr("\n  lc          trel_cap_event_callback_reg\n"),
+              HasSubstr("\nClass fab\n"
+                        "  card_info\n"
+                        "    inserted          FAB_NODE (4) ready, to fab: ready, in real time\n"
+                        "    removed           FE_NODE (1) not ready, to lc: told to those who follow line "
+                        "cards, and to nobody who follows fabric cards\n"),
+              HasSubstr("    pass, withdrawn   nothing: fabric cards are not checked\n"),
+              HasSubstr("\nAll classes\n"
+                        "  cap_glb_state, cap_fab_glb_state, cap_cm_glb_state, cap_hps_glb_state\n"
+                        "    off               nothing: nothing is announced in advance until it is on again\n")));
+    EXPECT_LT(std::count(text.out.begin(), text.out.end(), '\n'), 90);
     EXPECT_THAT(run({"explain", "--events", "--output", "table"}).out,
                 AllOf(HasSubstr("CLASS  RECORD"), HasSubstr("fab    card_info")));
     bool found = false;
     for (const json &rule : json::parse(run({"explain", "--events", "--output", "json"}).out)) {
         found = found || (rule["class"] == "fab" && rule["change"] == "removed" && rule["event"] == 1 &&
                           rule["list"] == "lc" && rule["ready"] == false);
+        // Each fact is in the text.
+        const std::string condition = rule["condition"];
+        const std::string event = rule["event"].is_null()
+                                      ? "nothing"
+                                      : rule["name"].get<std::string>() + " (" + rule["event"].dump() + ") " +
+                                            (rule["ready"] ? "ready" : "not ready") + ", to " +
+                                            rule["list"].get<std::string>();
+        EXPECT_THAT(text.out, HasSubstr(event + (condition.empty() ? "\n" : ": " + condition + "\n")));
     }
     EXPECT_TRUE(found);
     EXPECT_THAT(run({"explain", "3", "--events"}), FailsWith(2, "--events"));
@@ -223,7 +286,11 @@ TEST(Events, AreToldAsTextTableAndJson) {
 
 // What is waited for lasts, so that it does not matter who is first.
 TEST_F(ChassisVerbs, WaitForANode) {
-    EXPECT_THAT(run({"wait", "node", "3", "ready", "--timeout", "0.1"}), FailsWith(4, "not so within 0.1 s"));
+    EXPECT_THAT(
+        run({"wait", "node", "3", "ready", "--timeout", "0.1"}),
+        FailsWith(4,
+                  "node 3 ready: not so within 0.1 s; node 3 is not ready; missing: installed (slot watcher), checked "
+                  "(application's checker), "));
     Program waiting = start({"wait", "node", "3", "ready", "--timeout", "50"});
     does({"card", "insert", "3"});
     does({"check", "3", "pass"});
@@ -242,7 +309,10 @@ TEST_F(ChassisVerbs, WaitForAScope) {
     does({"ready", "fab", "on"});
     EXPECT_THAT(waiting.finish(), Prints(""));
     EXPECT_THAT(run({"wait", "ready", "glb", "off"}), Prints(""));
-    EXPECT_THAT(run({"wait", "ready", "fab", "off", "--timeout", "0"}), FailsWith(4, "not so within 0 s"));
+    EXPECT_THAT(run({"wait", "ready", "fab", "off", "--timeout", "0"}),
+                FailsWith(4, "cap_fab_glb_state off: not so within 0 s; it is on"));
+    EXPECT_THAT(run({"wait", "ready", "hps", "--timeout", "0.1"}),
+                FailsWith(4, "cap_hps_glb_state on: not so within 0.1 s; nobody has published it"));
     Program off = start({"wait", "ready", "fab", "off", "--timeout", "50", "--output", "json"});
     does({"ready", "fab", "off"});
     EXPECT_EQ(off.finish().out, "{\"type\":\"s_frame.cap_fab_glb_state\",\"key\":{},\"fields\":{\"ready\":false}}\n");
@@ -258,7 +328,11 @@ TEST_F(ChassisVerbs, WaitForARecord) {
     EXPECT_THAT(value.finish(), Prints(""));
     does({"set", "/a", "--fe", "3", "--int", "1"});
     EXPECT_THAT(of_node.finish(), Prints(""));
-    EXPECT_THAT(run({"wait", "/a", "int32_value=17", "--timeout", "0.1"}), FailsWith(4, "not so"));
+    EXPECT_THAT(run({"wait", "/a", "int32_value=17", "--timeout", "0.1"}),
+                FailsWith(4, "cap_table:/a int32_value=17: not so within 0.1 s; it is stored with bool_value=1 "
+                             "int32_value=16"));
+    EXPECT_THAT(run({"wait", "/b", "--timeout", "0.1"}), FailsWith(4, "not so within 0.1 s; there is no such record"));
+    EXPECT_THAT(run({"wait", "/a", "--gone", "--timeout", "0.1"}), FailsWith(4, "cap_table:/a gone: not so"));
     // A value that was never written is none, not even 0.
     EXPECT_THAT(run({"wait", "/a", "state=0", "--timeout", "0.1"}), FailsWith(4, "not so"));
     Program gone = start({"wait", "/a", "--gone", "--timeout", "50"});

@@ -78,6 +78,25 @@ std::string condition_lines(const Judgement &judgement) {
     return command_line::table(rows);
 }
 
+std::string actor_text(Actor actor) {
+    const std::string_view task = task_of(actor);
+    return text(name_of(actor)) + (task.empty() ? "" : " (" + text(task) + ")");
+}
+
+// As the command line takes it: with the highest bit in hexadecimal.
+std::string node_argument(int32_t node) {
+    if (node >= 0) {
+        return std::to_string(node);
+    }
+    const auto bits = static_cast<uint32_t>(node);
+    std::string digits;
+    for (unsigned shift = 32; shift != 0;) {
+        shift -= 4;
+        digits += "0123456789abcdef"[bits >> shift & 0xFU];
+    }
+    return "0x" + digits;
+}
+
 std::string missing_lines(const Judgement &judgement) {
     std::string lines;
     std::string before;
@@ -85,7 +104,7 @@ std::string missing_lines(const Judgement &judgement) {
         if (!each.is_missing()) {
             continue;
         }
-        const std::string line = "  " + text(name_of(each.actor)) + ": " + why(judgement, each) + "\n";
+        const std::string line = "  " + actor_text(each.actor) + ": " + why(judgement, each) + "\n";
         const std::string command = remedy(judgement, each);
         if (line != before) {
             lines += line;
@@ -127,7 +146,7 @@ bool is_unmet(const Judgement &judgement, Kind kind) {
 
 std::string what_is(const Judgement &judgement) {
     if (!judgement.card_class) {
-        return "card of no class";
+        return judgement.told_type ? "card of no class" : "card of a class not known yet";
     }
     switch (*judgement.card_class) {
         case CardClass::kLineCard:
@@ -172,7 +191,7 @@ std::string why(const Judgement &judgement, const Condition &condition) {
 }
 
 std::string remedy(const Judgement &judgement, const Condition &condition) {
-    const std::string node = std::to_string(judgement.card.node);
+    const std::string node = node_argument(judgement.card.node);
     const bool is_cm = class_in(judgement) == CardClass::kControlModule;
     switch (condition.kind) {
         case Kind::kInstalled:
@@ -192,6 +211,25 @@ std::string remedy(const Judgement &judgement, const Condition &condition) {
             break;
     }
     return "trel_capctl del " + condition.contradicted_by.front();
+}
+
+std::string in_words(Verdict verdict) {
+    return verdict == Verdict::kInAdvance ? "ready in advance" : text(name_of(verdict));
+}
+
+std::string_view about_in_advance() {
+    return "In advance: applications are told that a card is ready because its class is, though it is not yet in real "
+           "time.";
+}
+
+std::string missing_in_words(const Judgement &judgement) {
+    std::vector<std::string> words;
+    for (const Condition &each : judgement.conditions) {
+        if (each.is_missing()) {
+            words.push_back(text(name_of(each.kind)) + " (" + text(name_of(each.actor)) + ")");
+        }
+    }
+    return command_line::joined(words);
 }
 
 std::string in_words(const Told &told) {
@@ -214,9 +252,12 @@ std::vector<std::string> notes(const Judgement &judgement) {
         (is_unmet(judgement, Kind::kChecked) || is_unmet(judgement, Kind::kNotDenied))) {
         notes.emplace_back("an announcement in advance does not ask for the application's check.");
     }
-    if (!judgement.card_class && judgement.is_known) {
-        notes.emplace_back("node_type " + std::to_string(judgement.card.node_type) +
+    if (!judgement.card_class && judgement.told_type) {
+        notes.emplace_back("node_type " + std::to_string(*judgement.told_type) +
                            " is of no class; it is followed as a line card that is checked.");
+    } else if (!judgement.card_class && judgement.is_known) {
+        notes.emplace_back(
+            "no record tells its node type yet; until then it is followed as a line card that is checked.");
     }
     return notes;
 }
@@ -228,8 +269,9 @@ std::string explain(const Judgement &judgement) {
     }
     return node_text(judgement) + ", " + what_is(judgement) + ", slot " + slot_of(card) + ", model " +
            std::to_string(card.config_dev_type) + (card.name.empty() ? "" : ", " + command_line::quote(card.name)) +
-           ": " + text(name_of(judgement.verdict)) + "\n\n" + condition_lines(judgement) + missing_lines(judgement) +
-           told_lines(judgement) + note_lines(judgement);
+           ": " + in_words(judgement.verdict) + "\n\n" +
+           (judgement.verdict == Verdict::kInAdvance ? text(about_in_advance()) + "\n\n" : "") +
+           condition_lines(judgement) + missing_lines(judgement) + told_lines(judgement) + note_lines(judgement);
 }
 
 }  // namespace chassis

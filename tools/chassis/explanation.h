@@ -8,7 +8,7 @@
 
 namespace chassis {
 
-// "line card", "fabric card", ...; "card of no class".
+// "line card", "fabric card", ...; "card of no class"; "card of a class not known yet".
 std::string what_is(const Judgement &judgement);
 // device/slot/sub-slot
 std::string slot_of(const Card &card);
@@ -17,6 +17,12 @@ std::string slot_of(const Card &card);
 std::string why(const Judgement &judgement, const Condition &condition);
 // The command that plays the process which has to act, for a desk without it. Empty: none does it alone.
 std::string remedy(const Judgement &judgement, const Condition &condition);
+// ready, ready in advance, ...
+std::string in_words(Verdict verdict);
+// What "in advance" means; a sentence.
+std::string_view about_in_advance();
+// Those conditions that are missing, each with who has to act: installed (slot watcher), ...
+std::string missing_in_words(const Judgement &judgement);
 // What an application is told, in words: FE_NODE (1), ready, ...
 std::string in_words(const Told &told);
 // What else one should know: who is told less than others, what does not count although it looks as if it did.

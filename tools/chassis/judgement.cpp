@@ -89,6 +89,7 @@ private:
 Judgement begin(const NodeRecords &records) {
     Judgement result;
     result.card_class = class_of(records);
+    result.told_type = node_type_of(records);
     result.is_known = !records.empty();
     result.card = known_card(records).value_or(usual_card(CardClass::kLineCard, records.node));
     return result;
@@ -261,6 +262,17 @@ std::string_view name_of(Actor actor) {
     return "readiness calculation";
 }
 
+std::string_view task_of(Actor actor) {
+    switch (actor) {
+        case Actor::kSlotWatcher:
+            return "writes card_info when a card is put in or pulled out";
+        case Actor::kReadinessCalculation:
+            return "writes whether the device and the classes are ready";
+        default:
+            return "";
+    }
+}
+
 std::string_view name_of(Condition::Kind kind) {
     switch (kind) {
         case Kind::kInstalled:
@@ -276,11 +288,11 @@ std::string_view name_of(Condition::Kind kind) {
         case Kind::kClassReady:
             return "class ready";
         case Kind::kOwnRecord:
-            return "own record";
+            return "right record";
         case Kind::kOneVoice:
             break;
     }
-    return "one voice";
+    return "agreement";
 }
 
 bool is_class_ready(const store::Snapshot &snapshot, CardClass card_class) {

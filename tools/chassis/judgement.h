@@ -30,6 +30,8 @@ constexpr bool is_ready(Verdict verdict) { return verdict == Verdict::kReady || 
 // The processes around the store, by what they do.
 enum class Actor { kSlotWatcher, kChecker, kCardSoftware, kReadinessCalculation };
 std::string_view name_of(Actor actor);  // the slot watcher, the application's checker, ...
+// What it does, where its name does not say that: "writes card_info when ..."; else nothing.
+std::string_view task_of(Actor actor);
 
 struct Condition {
     enum class Kind {
@@ -56,7 +58,8 @@ std::string_view name_of(Condition::Kind kind);  // installed, checked, not deni
 
 struct Judgement {
     Card card;                            // as known_card() has it; of an unknown node, as usual
-    std::optional<CardClass> card_class;  // nothing: of no class, and treated as line cards are
+    std::optional<CardClass> card_class;  // nothing: of none, or none known yet; treated as line cards are
+    std::optional<int32_t> told_type;     // the node type that the records tell; nothing: they tell none
     Verdict verdict = Verdict::kNotReady;
     std::vector<Condition> conditions;  // those that do not apply to the class are left out
     std::vector<Told> told;             // to an application that asks for every event

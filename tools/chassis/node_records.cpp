@@ -109,6 +109,22 @@ std::optional<CardClass> class_of(const NodeRecords &records) {
     return records.cm_ready.empty() ? std::nullopt : std::optional(CardClass::kControlModule);
 }
 
+std::optional<int32_t> node_type_of(const NodeRecords &records) {
+    std::optional<int32_t> type;
+    for (const record::Record *each : records.cm_ready) {
+        type = each->as<CapCmReady>().node_type;
+    }
+    for (const record::Record *each : records.fe_ready) {
+        type = each->as<CapFeReady>().node_type;
+    }
+    for (const record::Record *each : records.cards) {
+        if (const CardStaticInfo *const info = each->as<CardInfo>().static_info; info != nullptr) {
+            type = info->node_type;
+        }
+    }
+    return type;
+}
+
 std::optional<Card> known_card(const NodeRecords &records) {
     if (records.empty()) {
         return std::nullopt;

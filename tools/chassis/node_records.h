@@ -34,6 +34,9 @@ std::map<int32_t, NodeRecords> records_by_node(const store::Snapshot &snapshot);
 // The class of a node: as its card says, else as its readiness does. Nothing: none that is known.
 std::optional<CardClass> class_of(const NodeRecords &records);
 
+// The node type that its records tell, the card before its readiness. Nothing: a check alone tells none.
+std::optional<int32_t> node_type_of(const NodeRecords &records);
+
 // The card as the records describe it, what watches the slots before others; what no record says is as usual. Nothing:
 // no record names the node.
 std::optional<Card> known_card(const NodeRecords &records);

@@ -1,8 +1,10 @@
 // explain: why a card is ready or not, and which record leads to which event.
+#include <algorithm>
+#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <set>
 
-#include "chassis/events.h"
 #include "chassis/explanation.h"
 #include "chassis/judgement_json.h"
 #include "command_line/exit_status.h"
@@ -11,9 +13,9 @@
 #include "command_line/text.h"
 #include "record/dump.h"
 #include "record/field_text.h"
-#include "record/record_json.h"
 #include "store/snapshot.h"
 #include "verbs/colour.h"
+#include "verbs/explain_events.h"
 #include "verbs/input.h"
 #include "verbs/print.h"
 #include "verbs/verbs.h"
@@ -21,7 +23,6 @@
 namespace capctl {
 
 using namespace command_line;
-using chassis::EventRule;
 using chassis::Judgement;
 using chassis::Verdict;
 using store::Snapshot;
@@ -94,17 +95,6 @@ int explain_node(const Session &session, const Snapshot &snapshot, int32_t node)
     return is_ready(judgement.verdict) ? kDone : kNegative;
 }
 
-// Those that are missing, each with who has to act.
-std::string missing_words(const Judgement &judgement) {
-    std::vector<std::string> words;
-    for (const chassis::Condition &each : judgement.conditions) {
-        if (each.is_missing()) {
-            words.push_back(std::string(name_of(each.kind)) + " (" + std::string(name_of(each.actor)) + ")");
-        }
-    }
-    return joined(words);
-}
-
 Row overview_row(const Judgement &judgement) {
     const std::string gap = "  ";
     const chassis::Card &card = judgement.card;
@@ -114,7 +104,7 @@ Row overview_row(const Judgement &judgement) {
             std::to_string(card.config_dev_type) + gap,
             (card.name.empty() ? "-" : on_one_line(card.name)) + gap,
             std::string(name_of(judgement.verdict)) + gap,
-            missing_words(judgement)};
+            chassis::missing_in_words(judgement)};
 }
 
 std::string overview(const Session &session, const std::vector<Judgement> &judgements) {
@@ -131,6 +121,25 @@ std::string overview(const Session &session, const std::vector<Judgement> &judge
     return text;
 }
 
+// What a reader has not met before, where it is in the table.
+std::string overview_notes(const std::vector<Judgement> &judgements) {
+    bool is_in_advance = false;
+    std::set<chassis::Actor> actors;
+    for (const Judgement &each : judgements) {
+        is_in_advance = is_in_advance || each.verdict == Verdict::kInAdvance;
+        for (const chassis::Condition &condition : each.conditions) {
+            if (condition.is_missing() && !task_of(condition.actor).empty()) {
+                actors.insert(condition.actor);
+            }
+        }
+    }
+    std::string text = is_in_advance ? std::string(chassis::about_in_advance()) + "\n" : "";
+    for (const chassis::Actor actor : actors) {
+        text += "The " + std::string(name_of(actor)) + " " + std::string(task_of(actor)) + ".\n";
+    }
+    return text.empty() ? "" : "\n" + text;
+}
+
 std::string scopes_line(const Snapshot &snapshot) {
     std::string line;
     for (const std::string &name : chassis::class_names()) {
@@ -141,96 +150,27 @@ std::string scopes_line(const Snapshot &snapshot) {
     return line + "\n\n";
 }
 
+// Each card, and each class that has a card; there is one at least.
+bool is_all_ready(const Snapshot &snapshot, const std::vector<Judgement> &judgements) {
+    return !judgements.empty() && std::all_of(judgements.begin(), judgements.end(), [&](const Judgement &each) {
+        return is_ready(each.verdict) &&
+               is_class_ready(snapshot, each.card_class.value_or(chassis::CardClass::kLineCard));
+    });
+}
+
 int explain_all(const Session &session, const Snapshot &snapshot) {
     const std::vector<Judgement> judgements = chassis::judge_all(snapshot);
-    Json array = Json::array();
-    std::string lines;
-    for (const Judgement &each : judgements) {
-        if (session.format == Format::kJson) {
-            array.push_back(to_json(each));
-        } else if (session.format == Format::kNdjson) {
-            lines += record::json_line(to_json(each));
-        }
-    }
     if (session.is_json()) {
-        write_output(session.format == Format::kJson ? record::json_line(array) : lines);
+        Json array = Json::array();
+        std::transform(judgements.begin(), judgements.end(), std::back_inserter(array),
+                       [](const Judgement &each) { return to_json(each); });
+        print_list(session, array);
     } else {
-        write_output(scopes_line(snapshot) +
-                     (judgements.empty() ? "No record names a node.\n" : overview(session, judgements)));
+        write_output(scopes_line(snapshot) + (judgements.empty()
+                                                  ? "No record names a node.\n"
+                                                  : overview(session, judgements) + overview_notes(judgements)));
     }
-    const bool is_all_ready =
-        std::all_of(judgements.begin(), judgements.end(), [](const Judgement &each) { return is_ready(each.verdict); });
-    return is_all_ready && !judgements.empty() ? kDone : kNegative;
-}
-
-// What is said of a node, or that a class is ready.
-std::string event_words(const EventRule &rule) {
-    return rule.event ? std::string(chassis::name_of_event(*rule.event)) + " (" + std::to_string(*rule.event) + ") " +
-                            (rule.ready ? "ready" : "not ready")
-                      : "nothing";
-}
-
-Json rule_json(const EventRule &rule) {
-    Json json = {{"class", name_of(rule.card_class)},
-                 {"record", rule.record},
-                 {"change", rule.change},
-                 {"event", nullptr},
-                 {"name", nullptr},
-                 {"ready", nullptr},
-                 {"list", nullptr},
-                 {"registration", nullptr},
-                 {"condition", rule.condition}};
-    if (rule.event) {
-        json["event"] = *rule.event;
-        json["name"] = chassis::name_of_event(*rule.event);
-        json["ready"] = rule.ready;
-        json["list"] = name_of(rule.list);
-        json["registration"] = registration_of(rule.list);
-    }
-    return json;
-}
-
-std::string rules_table() {
-    std::vector<Row> rows = {{"CLASS  ", "RECORD  ", "CHANGE  ", "EVENT  ", "TO THOSE OF  ", "CONDITION"}};
-    for (const EventRule &rule : chassis::event_rules()) {
-        const std::string gap = "  ";
-        rows.push_back({std::string(name_of(rule.card_class)) + gap, std::string(rule.record) + gap,
-                        std::string(rule.change) + gap, event_words(rule) + gap,
-                        (rule.event ? std::string(registration_of(rule.list)) : "-") + gap,
-                        std::string(rule.condition)});
-    }
-    return table(rows);
-}
-
-// A line each, in the order in which they are told.
-std::string rules_text() {
-    std::string text;
-    std::string before;
-    for (const EventRule &rule : chassis::event_rules()) {
-        const std::string heading =
-            std::string(name_of(rule.card_class)) + ": " + std::string(rule.record) + " " + std::string(rule.change);
-        text += heading == before ? "" : heading + "\n";
-        before = heading;
-        text += "    " + event_words(rule);
-        text += rule.event ? ", to those of " + std::string(registration_of(rule.list)) : "";
-        text += rule.condition.empty() ? "\n" : ": " + std::string(rule.condition) + "\n";
-    }
-    return text;
-}
-
-int explain_events(const Session &session) {
-    Json array = Json::array();
-    std::string lines;
-    for (const EventRule &rule : chassis::event_rules()) {
-        array.push_back(rule_json(rule));
-        lines += record::json_line(array.back());
-    }
-    if (session.is_json()) {
-        write_output(session.format == Format::kJson ? record::json_line(array) : lines);
-    } else {
-        write_output(session.format == Format::kTable ? rules_table() : rules_text());
-    }
-    return kDone;
+    return is_all_ready(snapshot, judgements) ? kDone : kNegative;
 }
 
 int Explain::run(Session &session) const {

@@ -4,13 +4,14 @@
 
 #include <trel_cap/records.h>
 
-#include "chassis/judgement.h"
+#include "chassis/explanation.h"
 #include "chassis/judgement_json.h"
 #include "command_line/exit_status.h"
 #include "command_line/program.h"
 #include "command_line/text.h"
 #include "record/field_text.h"
 #include "record/record_json.h"
+#include "record/record_text.h"
 #include "store/follower.h"
 #include "verbs/address.h"
 #include "verbs/client_log.h"
@@ -41,6 +42,9 @@ public:
     virtual bool concerns(const Record &record) const = 0;
     virtual bool holds(const Snapshot &snapshot) const = 0;
     virtual nlohmann::ordered_json json(const Snapshot &snapshot) const = 0;
+    // What it is, as on the command line, and what the store says.
+    virtual std::string words() const = 0;
+    virtual std::string state(const Snapshot &snapshot) const = 0;
 };
 
 // node N ready|unready, as explain judges it.
@@ -71,6 +75,13 @@ public:
     nlohmann::ordered_json json(const Snapshot &snapshot) const override {
         return to_json(chassis::judge(snapshot, node_));
     }
+    std::string words() const override { return "node " + std::to_string(node_) + (ready_ ? " ready" : " unready"); }
+    std::string state(const Snapshot &snapshot) const override {
+        const chassis::Judgement judgement = chassis::judge(snapshot, node_);
+        const std::string missing = chassis::missing_in_words(judgement);
+        return "node " + std::to_string(node_) + " is " + chassis::in_words(judgement.verdict) +
+               (missing.empty() ? "" : "; missing: " + missing);
+    }
 
 private:
     const int32_t node_;
@@ -100,6 +111,21 @@ public:
     nlohmann::ordered_json json(const Snapshot &snapshot) const override {
         const Record *const record = snapshot.find(key_);
         return to_json(record == nullptr ? address_ : *record);
+    }
+    std::string words() const override {
+        std::string text = on_one_line(key_);
+        for (const std::string &word : values_) {
+            text += " " + word;
+        }
+        return text + (gone_ ? " gone" : "");
+    }
+    std::string state(const Snapshot &snapshot) const override {
+        const Record *const record = snapshot.find(key_);
+        if (record == nullptr) {
+            return "there is no such record";
+        }
+        const std::string values = assignments(*record, record->fields());
+        return "it is stored" + (values.empty() ? ", without values" : " with " + values);
     }
 
 private:
@@ -140,8 +166,15 @@ public:
         return state_in(snapshot).get("ready") == state_.get("ready");
     }
     nlohmann::ordered_json json(const Snapshot &snapshot) const override { return to_json(state_in(snapshot)); }
+    std::string words() const override { return state_.key() + (wants_on() ? " on" : " off"); }
+    std::string state(const Snapshot &snapshot) const override {
+        return snapshot.find(state_.key()) == nullptr ? "nobody has published it"
+               : wants_on()                           ? "it is off"
+                                                      : "it is on";
+    }
 
 private:
+    bool wants_on() const { return std::get<bool>(state_.get("ready")); }
     Record state_in(const Snapshot &snapshot) const {
         const Record *const stored = snapshot.find(state_.key());
         return stored == nullptr ? Record(state_.type()) : *stored;
@@ -158,12 +191,17 @@ public:
 
     // False: the time has run out.
     bool wait(const Deadline &deadline) {
-        while (!holds_ && !deadline.has_passed()) {
+        do {
             follower_.process(deadline.left());
-        }
+        } while (!holds_ && !deadline.has_passed());
         return holds_;
     }
     const nlohmann::ordered_json &json() const { return json_; }
+    // What the store says, which is not what is waited for.
+    std::string state() const {
+        return is_lost_ ? "the store is lost"
+                        : (is_complete_ ? condition_.state(follower_.snapshot()) : "the store has not told all");
+    }
 
     void changed(const store::Change &change) override {
         if (is_complete_ && condition_.concerns(change.record)) {
@@ -174,9 +212,15 @@ public:
         is_complete_ = true;
         look();
     }
-    void lost(const std::string &reason) override { complain("the store is lost: " + reason); }
+    void lost(const std::string &reason) override {
+        is_lost_ = true;
+        complain("the store is lost: " + reason);
+    }
     void still_lost(const std::string &reason) override { complain("the store is still lost: " + reason); }
-    void restored() override { complain("the store is back"); }
+    void restored() override {
+        is_lost_ = false;
+        complain("the store is back");
+    }
 
 private:
     void look() {
@@ -188,6 +232,7 @@ private:
 
     const Condition &condition_;
     bool is_complete_ = false;
+    bool is_lost_ = false;
     bool holds_ = false;
     nlohmann::ordered_json json_;
     store::Follower follower_;
@@ -233,7 +278,7 @@ int Wait::run(Session &session) {
     const Deadline deadline = timeout.empty() ? Deadline() : Deadline(parse_seconds("--timeout", timeout));
     Waiter waiter(session, *wanted);
     if (!waiter.wait(deadline)) {
-        throw Failure(kTimeOut, "not so within " + timeout + " s");
+        throw Failure(kTimeOut, wanted->words() + ": not so within " + timeout + " s; " + waiter.state());
     }
     if (session.is_json()) {
         print_json(waiter.json());
