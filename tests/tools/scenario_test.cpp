@@ -41,6 +41,15 @@ bool comes_true(const std::function<bool()> &condition) {
     return condition();
 }
 
+// It may still have to be waited for by whoever it has fallen to.
+bool has_ended(pid_t pid) {
+    std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    const size_t name_end = line.rfind(") ");
+    return name_end == std::string::npos || line[name_end + 2] == 'Z';
+}
+
 class Files {
 public:
     std::string write(const std::string &name, const std::string &text) const {
@@ -158,6 +167,16 @@ TEST_F(Trial, TellsTheResultsAsTap) {
                                "  ...\n");
 }
 
+// A pass would tell nothing.
+TEST_F(Trial, RefusesToTestWhatExpectsNothing) {
+    const std::string silent = files_.write("silent.yaml", "steps: [{scope_ready: glb}]\n");
+    EXPECT_THAT(run({"test", silent}),
+                FailsWith(2, silent + ": it expects no events (expect), so that there is nothing "
+                                      "to test\nTry trel_capctl test --help."));
+    const std::string printing = files_.write("printing.yaml", "steps: []\nexpect_output: [up]\n");
+    EXPECT_THAT(run({"test", printing}), FailsWith(2, "; --run PROGRAM tries what it expects of a program"));
+}
+
 TEST_F(Trial, TellsTheResultsAsJUnit) {
     const std::string good = files_.write("good.yaml", kLateCheck);
     const std::string bad = files_.write("a&b.yaml", "steps: []\nexpect: [system]\n");
@@ -212,6 +231,64 @@ TEST_F(Trial, JudgesHowAProgramEnds) {
     EXPECT_THAT(trial(fine, "sh -c 'exit 3'").out, HasSubstr("the program ended with 3, not 0"));
     EXPECT_THAT(trial(fine, "sh -c 'kill -SEGV $$'").out, HasSubstr("the program was ended by Segmentation fault"));
     EXPECT_THAT(trial(fine, "/nowhere/program"), testing::Field(&Outcome::status, 2));
+}
+
+// Without an expected output a pass stands for little, and that is said.
+TEST_F(Trial, SaysWhatItHasChecked) {
+    const std::string fine = files_.write("fine.yaml", "steps: [{scope_ready: glb}]\n");
+    const auto trial = [&](const std::string &file, const std::string &program, const char *format) {
+        const char *const settling = program == "true" ? "50" : "0";  // it is over when the program has ended
+        return run({"test", file, "--run", program, "--settle", settling, "--format", format}).out;
+    };
+    EXPECT_EQ(trial(fine, "cat", "tap"), "TAP version 13\n1..1\nok 1 - fine\n"
+                                         "# fine: its output is not compared, for there is no expect_output; the "
+                                         "program lived through all steps and exited with 0\n");
+    EXPECT_THAT(trial(fine, "true", "tap"),
+                HasSubstr("the program had ended before the last step was done and exited"));
+    EXPECT_THAT(trial(fine, "sleep 100", "junit"),
+                HasSubstr("lived through all steps and ended when it was told to</"));
+    const std::string events = files_.write("events.yaml", "steps: []\nexpect: []\n");
+    EXPECT_THAT(trial(events, "cat", "tap"), HasSubstr("nor are the events, which are the library's; the program"));
+}
+
+TEST_F(Trial, ReportsAProgramThatCannotBeRun) {
+    const std::string file = files_.write("fine.yaml", "steps: []\n");
+    const Outcome junit = run({"test", file, "--run", "/nowhere/program", "--format", "junit"});
+    EXPECT_EQ(junit.status, 2);
+    EXPECT_THAT(junit.out, AllOf(StartsWith("<?xml"), HasSubstr("tests=\"1\" failures=\"0\" errors=\"1\""),
+                                 HasSubstr("<error message=\"&quot;/nowhere/program&quot; cannot be run: No such file"),
+                                 EndsWith("  </testsuite>\n</testsuites>\n")));
+    EXPECT_THAT(run({"test", file, "--run", "/nowhere/program"}).out,
+                HasSubstr("Bail out! \"/nowhere/program\" cannot"));
+}
+
+// Each process that the program has started, and the server: also of those that heed no signal.
+TEST_F(Trial, EndsAllThatItHasStarted) {
+    const std::string file = files_.write("wait.yaml", "steps: [{wait: 1h}]\n");
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        const std::string tmp = files_.file("tmp" + std::to_string(signal));
+        const std::string up = files_.file("up" + std::to_string(signal));
+        mkdir(tmp.c_str(), 0700);
+        const std::string script = files_.write("program", "trap '' TERM HUP INT\n(sleep 100; :) &\necho $! >" + up +
+                                                               ".part; mv " + up + ".part " + up + "; cat; wait\n");
+        Program program(capctl({"test", file, "--run", "sh " + script}, {{"TMPDIR", tmp}}));
+        ASSERT_TRUE(comes_true([&] { return std::filesystem::exists(up); }));
+        const pid_t grandchild = std::stoi(Files::read(up));
+        ASSERT_EQ(kill(grandchild, 0), 0);
+        kill(program.pid(), signal);
+        EXPECT_EQ(program.finish().status, signal == SIGINT ? 130 : 1000 + signal);
+        EXPECT_TRUE(std::filesystem::is_empty(tmp));
+        EXPECT_TRUE(comes_true([&] { return has_ended(grandchild); })) << signal;
+    }
+}
+
+TEST_F(Trial, EndsWhatAProgramLeavesBehind) {
+    const std::string file = files_.write("fine.yaml", "steps: []\n");
+    const std::string up = files_.file("up");
+    const std::string script = files_.write("program", "sleep 100 >/dev/null &\necho $! >" + up + "\n");
+    EXPECT_EQ(run({"test", file, "--run", "sh " + script, "--settle", "50"}).status, 0);
+    const pid_t left = std::stoi(Files::read(up));
+    EXPECT_TRUE(comes_true([&] { return has_ended(left); }));
 }
 
 TEST_F(Trial, LeavesNothingBehind) {
@@ -314,7 +391,8 @@ TEST(Documentation, OfScenariosIsTrue) {
         if (inside && line == "```") {
             const std::string file = files.write("example" + std::to_string(++count) + ".yaml", example);
             EXPECT_EQ(run({"play", file, "--dry-run"}).status, 0) << example;
-            EXPECT_EQ(run({"test", file}).status, 0) << run({"test", file});
+            const bool has_expectation = example.find("expect:") != std::string::npos;
+            EXPECT_EQ(run({"test", file}).status, has_expectation ? 0 : 2) << run({"test", file});
         }
         inside = line == "```yaml" || (inside && line != "```");
         example = inside && line != "```yaml" ? example + line + "\n" : "";

@@ -36,6 +36,7 @@ Pipe make_pipe() {
 
 // In the child, which has no threads to be afraid of: this program has none.
 [[noreturn]] void become(std::vector<char *> words, const Environment &environment, int input, int output, int told) {
+    setpgid(0, 0);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     dup2(input, STDIN_FILENO);
     dup2(output, STDOUT_FILENO);
@@ -84,23 +85,20 @@ Child::Child(const std::vector<std::string> &words, const Environment &environme
 }
 
 Child::~Child() {
-    if (pid_ > 0) {
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-    }
+    send(SIGKILL);
+    waitpid(pid_, nullptr, 0);
 }
 
-void Child::send(int signal) const {
-    if (pid_ > 0) {
-        kill(pid_, signal);
-    }
-}
+void Child::send(int signal) const { kill(-pid_, signal); }
 
 bool Child::has_ended() {
-    if (pid_ > 0 && waitpid(pid_, &status_, WNOHANG) == pid_) {
-        pid_ = -1;
+    siginfo_t end = {};
+    if (!has_ended_ && waitid(P_PID, static_cast<id_t>(pid_), &end, WEXITED | WNOHANG | WNOWAIT) == 0 &&
+        end.si_pid == pid_) {
+        has_ended_ = true;
+        status_ = end.si_code == CLD_EXITED ? W_EXITCODE(end.si_status, 0) : W_EXITCODE(0, end.si_status);
     }
-    return pid_ < 0;
+    return has_ended_;
 }
 
 }  // namespace trial

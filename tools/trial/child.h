@@ -16,17 +16,19 @@ class Child {
 public:
     enum class Streams { kPiped, kSilent };  // silent: nothing to read, and what is written is lost
 
-    // Found along $PATH. It dies with this process. Throws a Failure when it cannot be started.
+    // Found along $PATH. It leads a process group of its own, and dies with this process. Throws a Failure when it
+    // cannot be started.
     Child(const std::vector<std::string> &words, const Environment &environment, Streams streams);
-    // Kills it when it has not ended.
+    // Kills what is left of its group.
     ~Child();
     Child(const Child &) = delete;
     Child &operator=(const Child &) = delete;
 
     int output() const { return output_.get(); }
     void end_input() { input_ = base::Fd(); }
+    // To its group.
     void send(int signal) const;
-    // Whether it has ended; then its status as wait() has it.
+    // Whether the program itself has ended; then its status as wait() has it.
     bool has_ended();
     int status() const { return status_; }
 
@@ -34,6 +36,7 @@ private:
     base::Fd input_;
     base::Fd output_;
     pid_t pid_ = -1;
+    bool has_ended_ = false;  // it is waited for at last, so that nothing else gets the number of its group
     int status_ = 0;
 };
 

@@ -184,8 +184,11 @@ Lines run_apart(const Scenario &scenario) {
 }  // namespace
 
 Verdict try_library(const scenario::Scenario &scenario) {
-    Verdict verdict{
-        .name = std::filesystem::path(scenario.file).stem(), .file = scenario.file, .message = {}, .details = {}};
+    Verdict verdict{.name = std::filesystem::path(scenario.file).stem(),
+                    .file = scenario.file,
+                    .message = {},
+                    .checked = {},
+                    .details = {}};
     if (!scenario.expects_events()) {
         verdict.result = Verdict::Result::kSkipped;
         verdict.message = "it expects no events";

@@ -15,6 +15,7 @@
 #include "scenario/expectation.h"
 #include "scenario/player.h"
 #include "trial/child.h"
+#include "trial/interruption.h"
 #include "trial/private_server.h"
 
 namespace trial {
@@ -25,29 +26,6 @@ using std::chrono::milliseconds;
 
 namespace {
 
-volatile sig_atomic_t interrupted = 0;
-
-extern "C" void note_interruption(int) { interrupted = 1; }
-
-// While it lives, Ctrl-C unwinds: the server and its directory go away. One that is ignored stays so.
-class NotedInterruptions {
-public:
-    NotedInterruptions() {
-        struct sigaction action = {};
-        action.sa_handler = note_interruption;
-        sigaction(SIGINT, nullptr, &before_);
-        if (before_.sa_handler != SIG_IGN) {
-            sigaction(SIGINT, &action, nullptr);
-        }
-    }
-    ~NotedInterruptions() { sigaction(SIGINT, &before_, nullptr); }
-    NotedInterruptions(const NotedInterruptions &) = delete;
-    NotedInterruptions &operator=(const NotedInterruptions &) = delete;
-
-private:
-    struct sigaction before_ = {};
-};
-
 // A program, and the lines that it has printed.
 class Application {
 public:
@@ -56,6 +34,7 @@ public:
 
     const std::vector<std::string> &lines() const { return lines_; }
     bool has_ended() { return child_.has_ended() && !is_open_; }
+    bool lives() { return !child_.has_ended(); }
     int status() const { return child_.status(); }
 
     // Takes what it prints until then, or until something is so.
@@ -84,9 +63,7 @@ bool Application::read_until(Clock::time_point end, const std::function<bool()> 
             return false;
         }
         read_for(std::min(left, kLongest));
-        if (interrupted != 0) {
-            throw Failure(kInterrupted, "");
-        }
+        Interruption::check();
     }
     return true;
 }
@@ -145,10 +122,12 @@ public:
         }
         const auto wait_until = [&](Clock::time_point due) { application.read_until(due); };
         scenario::play(publisher, scenario_.steps, {.speed = options_.speed, .wait_until = wait_until});
+        const bool lived = application.lives();
         wait_for_output(application);
         const bool ended = application.end(options_.patience);
         judge_output(application.lines());
         judge_end(application, ended);
+        say_what_was_checked(application.status(), lived);
     }
 
 private:
@@ -162,7 +141,7 @@ private:
 
     bool wait_for_start(Application &application) {
         if (options_.started.empty()) {
-            application.read_until(Clock::now() + options_.settling);
+            application.read_until(Clock::now() + options_.settling, [&] { return application.has_ended(); });
             return true;
         }
         const auto is_up = [&] {
@@ -212,6 +191,19 @@ private:
         }
     }
 
+    // Of a scenario that says little of a program, so that nobody takes a pass for more than it is.
+    void say_what_was_checked(int status, bool lived) {
+        if (scenario_.expected_output || verdict_.result != Verdict::Result::kPassed) {
+            return;
+        }
+        verdict_.checked = std::string("its output is not compared, for there is no expect_output") +
+                           (scenario_.expects_events() ? ", nor are the events, which are the library's" : "") +
+                           "; the program " +
+                           (lived ? "lived through all steps and " : "had ended before the last step was done and ") +
+                           (WIFSIGNALED(status) ? std::string("ended when it was told to")
+                                                : "exited with " + std::to_string(WEXITSTATUS(status)));
+    }
+
     const scenario::Scenario &scenario_;
     const ProgramOptions &options_;
     Verdict &verdict_;
@@ -220,9 +212,12 @@ private:
 }  // namespace
 
 Verdict try_program(const scenario::Scenario &scenario, const ProgramOptions &options) {
-    Verdict verdict{
-        .name = std::filesystem::path(scenario.file).stem(), .file = scenario.file, .message = {}, .details = {}};
-    const NotedInterruptions noted;
+    Verdict verdict{.name = std::filesystem::path(scenario.file).stem(),
+                    .file = scenario.file,
+                    .message = {},
+                    .checked = {},
+                    .details = {}};
+    const Interruption interruption;
     const auto begin = Clock::now();
     Trial(scenario, options, verdict).run();
     verdict.took = Clock::now() - begin;

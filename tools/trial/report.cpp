@@ -60,9 +60,13 @@ std::string test_case(const Verdict &verdict) {
     std::string text = "    <testcase classname=\"scenario\" name=\"" + xml(verdict.name) + "\" file=\"" +
                        xml(verdict.file) + "\" time=\"" + seconds(verdict.took) + "\"";
     if (verdict.result == Verdict::Result::kPassed) {
-        return text + "/>\n";
+        return text + (verdict.checked.empty()
+                           ? "/>\n"
+                           : ">\n      <system-out>" + xml(verdict.checked) + "</system-out>\n    </testcase>\n");
     }
-    const char *element = verdict.result == Verdict::Result::kFailed ? "failure" : "skipped";
+    const char *element = verdict.result == Verdict::Result::kFailed
+                              ? "failure"
+                              : (verdict.result == Verdict::Result::kError ? "error" : "skipped");
     text += std::string(">\n      <") + element + " message=\"" + xml(verdict.message) + "\">";
     for (const std::string &line : verdict.details) {
         text += xml(line) + "\n";
@@ -80,7 +84,7 @@ std::string tap_line(const Verdict &verdict, size_t number) {
     if (verdict.result == Verdict::Result::kSkipped) {
         text += " # SKIP " + verdict.message;
     }
-    text += "\n";
+    text += "\n" + (verdict.checked.empty() ? "" : "# " + tap_name(verdict.name) + ": " + verdict.checked + "\n");
     if (failed) {
         text += "  ---\n  message: " + yaml_word(verdict.message) + "\n";
         if (!verdict.details.empty()) {
@@ -106,9 +110,9 @@ std::string junit(const std::vector<Verdict> &verdicts) {
         cases += test_case(verdict);
     }
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuites>\n  <testsuite name=\"trel_capctl test\" tests=\"" +
-           std::to_string(verdicts.size()) + "\" failures=\"" + count(Verdict::Result::kFailed) +
-           "\" errors=\"0\" skipped=\"" + count(Verdict::Result::kSkipped) + "\" time=\"" + seconds(took) + "\">\n" +
-           cases + "  </testsuite>\n</testsuites>\n";
+           std::to_string(verdicts.size()) + "\" failures=\"" + count(Verdict::Result::kFailed) + "\" errors=\"" +
+           count(Verdict::Result::kError) + "\" skipped=\"" + count(Verdict::Result::kSkipped) + "\" time=\"" +
+           seconds(took) + "\">\n" + cases + "  </testsuite>\n</testsuites>\n";
 }
 
 }  // namespace trial

@@ -1,4 +1,6 @@
 // test: scenarios as tests, of the library or of an application.
+#include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <memory>
 
@@ -43,6 +45,16 @@ std::vector<scenario::Scenario> read_all(const std::vector<std::string> &files) 
     return scenarios;
 }
 
+// One among others is skipped, and said to be. But who tests what expects nothing is told so, and not that all is well.
+void refuse_without_expectation(const std::vector<scenario::Scenario> &scenarios) {
+    if (std::any_of(scenarios.begin(), scenarios.end(), [](const auto &each) { return each.expects_events(); })) {
+        return;
+    }
+    const scenario::Scenario &first = scenarios.front();
+    throw Failure(kUsage, printable(first.file) + ": it expects no events (expect), so that there is nothing to test" +
+                              (first.expected_output ? "; --run PROGRAM tries what it expects of a program" : ""));
+}
+
 trial::ProgramOptions Test::program_options() const {
     const Split split = command_line::split(program);
     if (!split.error.empty() || split.words.empty()) {
@@ -68,6 +80,9 @@ int Test::run(const Session &session) const {
         };
     }
     const std::vector<scenario::Scenario> scenarios = read_all(files);
+    if (program.empty()) {
+        refuse_without_expectation(scenarios);
+    }
     const bool tap = format == "tap";
     write_output(tap ? trial::tap_header(scenarios.size()) : "");
     std::vector<trial::Verdict> verdicts;
@@ -76,7 +91,13 @@ int Test::run(const Session &session) const {
         try {
             verdicts.push_back(attempt(scenario));
         } catch (const Failure &failure) {
-            write_output(tap ? "Bail out! " + on_one_line(failure.what()) + "\n" : "");
+            verdicts.push_back({.result = trial::Verdict::Result::kError,
+                                .name = std::filesystem::path(scenario.file).stem(),
+                                .file = scenario.file,
+                                .message = failure.what(),
+                                .checked = {},
+                                .details = {}});
+            write_output(tap ? "Bail out! " + on_one_line(failure.what()) + "\n" : trial::junit(verdicts));
             throw;
         }
         failed = failed || verdicts.back().result == trial::Verdict::Result::kFailed;

@@ -1,0 +1,26 @@
+// Signals that end the program, during a trial: what it has started is ended first.
+#pragma once
+
+#include <array>
+#include <csignal>
+
+namespace trial {
+
+// While it lives, SIGINT, SIGTERM and SIGHUP are noted, unless they are ignored. When it ends, the program gets the one
+// that was noted once more, and ends as it would have. There is one at a time.
+class Interruption {
+public:
+    Interruption();
+    ~Interruption();
+    Interruption(const Interruption &) = delete;
+    Interruption &operator=(const Interruption &) = delete;
+
+    // Throws a Failure, without a message, once one was noted.
+    static void check();
+
+private:
+    static constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
+    std::array<struct sigaction, kSignals.size()> before_ = {};
+};
+
+}  // namespace trial
