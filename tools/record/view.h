@@ -14,8 +14,8 @@ namespace record {
 
 class View {
 public:
-    // The index is there: no client shows a record without. The fields that are there ascend; numbers that the type does
-    // not have count for nothing, nor does the index's.
+    // The index is there: no client shows a record without. The fields that are there ascend; numbers that the type
+    // does not have count for nothing, nor does the index's.
     View(const RecordType &type, const ProtobufCMessage &message, std::span<const int32_t> fields)
         : type_(&type), message_(&message), fields_(fields) {}
     // With all fields of its type.
