@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <iosfwd>
 #include <memory>
 #include <optional>
 #include <string>
@@ -75,6 +76,8 @@ struct Fault {
     std::function<void(Scene &)> before_write = nullptr;  // done again for the write
     bool changes = true;                                  // change() before it has ended
 };
+
+std::ostream &operator<<(std::ostream &out, const Fault &fault);
 
 std::vector<Fault> network_faults();
 std::vector<Fault> server_faults();

@@ -64,7 +64,4 @@ TEST(TheDocument, HasAllFaultsAndNoOthers) {
 }
 
 }  // namespace
-
-void PrintTo(const Fault &fault, std::ostream *out) { *out << fault.title; }
-
 }  // namespace reliability

@@ -1,5 +1,6 @@
 #include "fault.h"
 
+#include <ostream>
 #include <stdexcept>
 
 namespace reliability {
@@ -49,6 +50,8 @@ void Scene::change() {
     publisher_->bring_up(kInserted);
     publish_capability(2);
 }
+
+std::ostream &operator<<(std::ostream &out, const Fault &fault) { return out << fault.title; }
 
 std::vector<Fault> all_faults() {
     std::vector<Fault> all = network_faults();
