@@ -178,7 +178,7 @@ int Record::run(Session &session) const {
 void add_record(Verbs &verbs) {
     const auto record = std::make_shared<Record>();
     const Command command =
-        verbs.add("record", "Write down what happens in the store, until Ctrl-C, as a scenario to play",
+        verbs.add("record", "Write down what happens, as a scenario to play",
                   "  trel_capctl record field.yaml\n"
                   "  trel_capctl record field.yaml --duration 60\n"
                   "  trel_capctl record - --count 100 | gzip >field.yaml.gz\n",
