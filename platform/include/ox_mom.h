@@ -32,8 +32,9 @@
  *     process() and requests, with growing pauses; see ox_mom_client_set_reconnect_cb(). The loss is told once, each
  *     other reason that an attempt fails for once, and the return with what is loaded afresh: as category "ox_mom" of
  *     the logging layer when the program has one (ox_zlog.h), else on standard error, where that is open. So is a
- *     record that is skipped. ox_mom_client_status() tells the same at any time. A client for which 65,536 notifications
- *     wait, or more than 64 MiB of them, because it does not call process(), is treated as one that has lost the store.
+ *     record that is skipped. ox_mom_client_status() tells the same at any time. A client for which 65,536
+ * notifications wait, or more than 64 MiB of them, because it does not call process(), is treated as one that has lost
+ * the store.
  *  7. Request connections. One that the server closed, as servers do with those that are idle, is opened again by the
  *     next request and is no loss. A write whose connection ends before its answer fails with LOST, whether it was done
  *     or not; a read is made again. A scan that a callback makes, and that ends with LOST or TIMEOUT, is a loss, so
@@ -248,9 +249,9 @@ int32_t ox_mom_scan_sync(MomClient *client, int32_t db, const ProtobufCMessage *
  * unix:///path, redis://[user:password@]host[:port], sentinel://host:port[,host:port...]/service. NULL means
  * $OX_MOM_STORE, and mem: without it. Nothing is connected yet.
  *
- * To a server whose name has no password the client logs in as $OX_MOM_USER with $OX_MOM_PASSWORD, or with the first line
- * of the file that $OX_MOM_PASSWORD_FILE names; these are read now, and not in a program that runs with other rights than
- * its user's. A sentinel is asked without.
+ * To a server whose name has no password the client logs in as $OX_MOM_USER with $OX_MOM_PASSWORD, or with the first
+ * line of the file that $OX_MOM_PASSWORD_FILE names; these are read now, and not in a program that runs with other
+ * rights than its user's. A sentinel is asked without.
  *
  * NULL when the name is not understood, those variables make no sense or memory is exhausted: ox_mom_last_error() says
  * which part.

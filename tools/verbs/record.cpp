@@ -177,12 +177,11 @@ int Record::run(Session &session) const {
 
 void add_record(Verbs &verbs) {
     const auto record = std::make_shared<Record>();
-    const Command command =
-        verbs.add("record", "Write down what happens, as a scenario to play",
-                  "  trel_capctl record field.yaml\n"
-                  "  trel_capctl record field.yaml --duration 60\n"
-                  "  trel_capctl record - --count 100 | gzip >field.yaml.gz\n",
-                  [record](Session &session) { return record->run(session); });
+    const Command command = verbs.add("record", "Write down what happens, as a scenario to play",
+                                      "  trel_capctl record field.yaml\n"
+                                      "  trel_capctl record field.yaml --duration 60\n"
+                                      "  trel_capctl record - --count 100 | gzip >field.yaml.gz\n",
+                                      [record](Session &session) { return record->run(session); });
     command.add_option("FILE", record->file, "Where to write; - is standard output").required();
     command.add_option("--duration", record->duration, "End after so many seconds; Ctrl-C ends it, too")
         .type_name("SECONDS");
