@@ -38,16 +38,21 @@ Interruption::Interruption() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     came = false;
     told_by = fd_.get();
     struct sigaction action = {};
-    struct sigaction before = {};
     action.sa_handler = tell_interruption;
     action.sa_flags = SA_RESTART;
-    sigaction(SIGINT, nullptr, &before);
-    if (before.sa_handler != SIG_IGN) {
-        sigaction(SIGINT, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM}) {
+        struct sigaction before = {};
+        sigaction(signal, nullptr, &before);
+        if (before.sa_handler != SIG_IGN) {
+            sigaction(signal, &action, nullptr);
+        }
     }
 }
 
-Interruption::~Interruption() { exit_when_interrupted(); }
+Interruption::~Interruption() {
+    std::signal(SIGTERM, SIG_DFL);
+    exit_when_interrupted();
+}
 
 bool Interruption::has_come() const { return came; }
 

@@ -5,8 +5,9 @@
 
 namespace command_line {
 
-// While there is one, SIGINT does not end the program but is told by it; a second SIGINT ends the program with
-// kInterrupted. Where SIGINT is ignored it stays ignored. A program has one at a time.
+// While there is one, SIGINT or SIGTERM does not end the program but is told by it; a second one ends the program with
+// kInterrupted. One that is ignored stays ignored, as SIGINT is in what a script starts with "&". A program has one at
+// a time.
 class Interruption {
 public:
     Interruption();

@@ -6,6 +6,7 @@
 #include <random>
 #include <set>
 
+#include "allocations.h"
 #include "nodes.h"
 
 namespace trel_cap_tests {
@@ -189,6 +190,34 @@ TEST_P(ChangedNumber, DoesNotOutliveItsEntry) {
     }
     for (size_t i = 0; i < added.size(); ++i) {
         EXPECT_EQ(trel_cap_sw_node_search(static_cast<int32_t>(i)), i % 2 == 0 ? nullptr : added[i]);
+    }
+}
+
+// What is added goes before the first entry of a higher number, wherever the search for that begins.
+TEST_P(ChangedNumber, StandsBehindWhatIsAddedBeforeIt) {
+    for (const size_t i : std::set<size_t>{0, added.size() / 2, added.size() - 2}) {
+        const int32_t number = added[i]->record.node;
+        added[i]->record.node = 1'000'000;
+        const CapNode *next = trel_cap_sw_node_init_cur(node_record(number + 1, 7));
+        EXPECT_EQ(next->next, added[i]);
+        EXPECT_EQ(trel_cap_sw_node_and_type_search(number + 1, 7), next);
+        added[i]->record.node = number;
+    }
+}
+
+// The list needs no more memory than its entries.
+class LongList : public NodeListTest {};
+
+TEST_F(LongList, IsSearchedWithoutMemoryForMore) {
+    for (int32_t node = 0; node < 200; ++node) {
+        // The entry itself is the first allocation.
+        const test_support::FailingAllocations no_more(2);
+        ASSERT_NE(trel_cap_sw_node_init_cur(node_record(node)), nullptr);
+    }
+    for (int32_t node = 0; node < 200; ++node) {
+        const CapNode *found = trel_cap_sw_node_search(node);
+        ASSERT_NE(found, nullptr);
+        EXPECT_EQ(found->record.node, node);
     }
 }
 

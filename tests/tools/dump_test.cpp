@@ -100,6 +100,16 @@ TEST_F(Contents, AreAddedToOrReplaced) {
     EXPECT_EQ(dumped(), kReady + kCapability);
 }
 
+// As the end of a pipe is whose beginning has failed.
+TEST_F(Contents, AreNotReplacedByNothing) {
+    ASSERT_THAT(load(kCapability + kReady), Prints(""));
+    EXPECT_THAT(load("\n", {"--replace"}),
+                FailsWith(6, "standard input: no record; --replace would delete all that is stored"));
+    EXPECT_THAT(load("[]", {"--replace"}), FailsWith(6, "no record"));
+    EXPECT_THAT(load(""), Prints(""));
+    EXPECT_EQ(dumped(), kReady + kCapability);
+}
+
 TEST_F(Contents, AreCompared) {
     ASSERT_THAT(load(kCapability + kReady), Prints(""));
     const test_support::PrivateDirectory directory;

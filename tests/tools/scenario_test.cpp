@@ -309,7 +309,22 @@ TEST_F(Trial, SaysThatThereIsNoServer) {
                 HasSubstr("neither redis-server nor valkey-server is along $PATH"));
 }
 
-class Record : public Play {};
+class Record : public Play {
+protected:
+    void expect_end_by(int signal) {
+        const std::string file = files_.file(std::to_string(signal) + ".yaml");
+        Program program(capctl({"record", file}, environment()));
+        ASSERT_TRUE(comes_true([&] { return Files::read(file).find("steps:") != std::string::npos; }));
+        ASSERT_EQ(run({"ready", "glb", "on"}).status, 0);
+        ASSERT_EQ(run({"ready", "glb", "off"}).status, 0);
+        ASSERT_TRUE(comes_true([&] { return Files::read(file).find("false") != std::string::npos; }));
+        kill(program.pid(), signal);
+        const Outcome outcome = program.finish();
+        EXPECT_EQ(outcome.status, 0);
+        EXPECT_EQ(outcome.err, "trel_capctl: recorded 1 record and 2 changes\n");
+        EXPECT_EQ(run({"play", file, "--speed", "max", "--quiet"}).status, 0);
+    }
+};
 
 TEST_F(Record, GoesOnThroughALossAndPlaysTheSame) {
     ASSERT_EQ(run({"ready", "cm", "on"}).status, 0);
@@ -332,19 +347,26 @@ TEST_F(Record, GoesOnThroughALossAndPlaysTheSame) {
                                        " +[0-9.]+ s  del cap_.*glb_state\n"));
 }
 
-TEST_F(Record, EndsWellWhenItIsInterrupted) {
-    ASSERT_EQ(run({"ready", "cm", "on"}).status, 0);
+TEST_F(Record, EndsWellWhenItIsInterruptedOrEnded) {
+    for (const int signal : {SIGINT, SIGTERM}) {
+        ASSERT_EQ(run({"ready", "cm", "on"}).status, 0);
+        run({"del", "cap_glb_state"});  // where there is one
+        expect_end_by(signal);
+    }
+}
+
+TEST_F(Record, TakesNoMoreChangesThanItIsTo) {
     const std::string file = files_.file("recorded.yaml");
-    Program program(capctl({"record", file}, environment()));
+    Program program(capctl({"record", file, "--count", "2"}, environment()));
     ASSERT_TRUE(comes_true([&] { return Files::read(file).find("steps:") != std::string::npos; }));
-    ASSERT_EQ(run({"ready", "glb", "on"}).status, 0);
-    ASSERT_EQ(run({"ready", "glb", "off"}).status, 0);
-    ASSERT_TRUE(comes_true([&] { return Files::read(file).find("false") != std::string::npos; }));
-    kill(program.pid(), SIGINT);
-    const Outcome outcome = program.finish();
-    EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.err, "trel_capctl: recorded 1 record and 2 changes\n");
-    EXPECT_EQ(run({"play", file, "--speed", "max", "--quiet"}).status, 0);
+    kill(program.pid(), SIGSTOP);
+    for (const char *word : {"on", "off", "on", "off"}) {
+        ASSERT_EQ(run({"ready", "glb", word}).status, 0);
+    }
+    kill(program.pid(), SIGCONT);
+    EXPECT_EQ(program.finish().status, 0);
+    EXPECT_THAT(run({"play", file, "--speed", "max"}).out,
+                testing::MatchesRegex("[^\n]* set cap_glb_state\n[^\n]* set cap_glb_state\n"));
 }
 
 TEST_F(Record, SaysAtATerminalThatItHasBegunAndHowItEnds) {

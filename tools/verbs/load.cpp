@@ -5,6 +5,7 @@
 #include <set>
 
 #include "command_line/exit_status.h"
+#include "command_line/text.h"
 #include "record/dump.h"
 #include "store/snapshot.h"
 #include "verbs/input.h"
@@ -59,6 +60,10 @@ int Load::run(Session &session) const {
     session.prints_only("load", {Format::kText, Format::kJson, Format::kNdjson});
     const std::string name = file == "-" ? "standard input" : file;
     const std::vector<Record> records = record::parse_dump(name, read_input(file));
+    if (replaces && records.empty()) {
+        // Most often the end of a pipe whose beginning has failed.
+        throw Failure(kUnreadable, printable(name) + ": no record; --replace would delete all that is stored");
+    }
     store::Store &store = session.store();
     Count count = replaces ? clear(store, records) : Count();
     Progress progress("load", records.size());

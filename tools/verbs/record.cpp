@@ -90,9 +90,14 @@ std::string counted(uint64_t count, const std::string &what) {
 // Says on standard error what else a reader wants to know; at a terminal, that it has begun and how it ends.
 class TellingRecorder : public scenario::Recorder {
 public:
-    using scenario::Recorder::Recorder;
+    // So many changes at most, for several may come at once; 0: without limit.
+    TellingRecorder(const std::string &store_name, Sink sink, uint64_t most)
+        : Recorder(store_name, std::move(sink)), most_(most) {}
 
     void changed(const store::Change &change) override {
+        if (most_ != 0 && changes() >= most_) {
+            return;
+        }
         Recorder::changed(change);
         if (is_complete()) {
             progress_.show(static_cast<size_t>(changes()));
@@ -132,6 +137,7 @@ private:
     }
 
     const bool is_terminal_ = isatty(STDERR_FILENO) != 0;
+    const uint64_t most_;
     uint64_t records_ = 0;  // that were stored at the beginning
     Progress progress_{"recorded", 0};
 };
@@ -151,7 +157,8 @@ int Record::run(Session &session) const {
     store::Store &store = session.store();
     store.connect(record::record_types().front().db);  // what cannot be reached leaves no file behind
     Output output(file, force);
-    TellingRecorder recorder(store_name, [&](std::string_view text) { output.write(text); });
+    TellingRecorder recorder(
+        store_name, [&](std::string_view text) { output.write(text); }, count);
     store::Follower follower(store, store::all_types(), recorder);
     const Interruption interruption;
     std::optional<Deadline> deadline;

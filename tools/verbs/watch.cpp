@@ -73,15 +73,19 @@ std::vector<std::string> field_names(const Record &record, const std::vector<int
 
 class Printer : public store::Listener {
 public:
-    Printer(const Session &session, const Selection &selection, bool changes_only)
-        : session_(session), selection_(selection), changes_only_(changes_only) {}
+    // So many changes at most, for several may come at once.
+    Printer(const Session &session, const Selection &selection, bool changes_only, size_t most)
+        : session_(session), selection_(selection), changes_only_(changes_only), most_(most) {}
 
     // Of the changes after what was stored at the beginning.
     size_t changes() const { return changes_; }
 
     void changed(const Change &change) override {
         const bool is_initial = change.kind == Change::Kind::kInitial;
-        if ((is_initial && changes_only_) || !selection_.has(change.record)) {
+        if (is_initial ? changes_only_ : changes_ == most_) {
+            return;
+        }
+        if (!selection_.has(change.record)) {
             return;
         }
         changes_ += is_initial ? 0 : 1;
@@ -131,6 +135,7 @@ private:
     const Session &session_;
     const Selection &selection_;
     const bool changes_only_;
+    const size_t most_;
     size_t changes_ = 0;
 };
 
@@ -149,9 +154,9 @@ int Watch::run(Session &session) const {
     session.prints_only("watch", {Format::kText, Format::kJson, Format::kNdjson});
     tell_losses_here();
     const bool is_counted = !count_text.empty();
-    const size_t count = is_counted ? parse_count(count_text) : 0;
+    const size_t count = is_counted ? parse_count(count_text) : SIZE_MAX;
     const Deadline deadline = timeout_text.empty() ? Deadline() : Deadline(parse_seconds("--timeout", timeout_text));
-    Printer printer(session, selection, changes_only);
+    Printer printer(session, selection, changes_only, count);
     store::Follower follower(session.store(), selection.types(), printer);
     while (!is_counted || !follower.complete() || printer.changes() < count) {
         if (deadline.has_passed()) {
