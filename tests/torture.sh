@@ -33,7 +33,7 @@ torture_histories() {
 
 # Everything once more with the memory checked, and what is long in full.
 torture_long() {
-  TREL_CAP_TORTURE=1 step "build asan" build_preset asan || return 0
+  step "build asan" build_preset asan || return 0
   TREL_CAP_TORTURE=1 run_tests asan
 }
 

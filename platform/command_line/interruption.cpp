@@ -2,14 +2,12 @@
 
 #include <atomic>
 #include <cerrno>
-#include <csignal>
 #include <cstdint>
 #include <sys/eventfd.h>
 #include <system_error>
 #include <unistd.h>
 
 #include "command_line/exit_status.h"
-#include "command_line/program.h"
 
 namespace command_line {
 
@@ -40,18 +38,18 @@ Interruption::Interruption() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     struct sigaction action = {};
     action.sa_handler = tell_interruption;
     action.sa_flags = SA_RESTART;
-    for (const int signal : {SIGINT, SIGTERM}) {
-        struct sigaction before = {};
-        sigaction(signal, nullptr, &before);
-        if (before.sa_handler != SIG_IGN) {
-            sigaction(signal, &action, nullptr);
+    for (size_t i = 0; i < kSignals.size(); ++i) {
+        sigaction(kSignals[i], nullptr, &before_[i]);
+        if (before_[i].sa_handler != SIG_IGN) {
+            sigaction(kSignals[i], &action, nullptr);
         }
     }
 }
 
 Interruption::~Interruption() {
-    std::signal(SIGTERM, SIG_DFL);
-    exit_when_interrupted();
+    for (size_t i = 0; i < kSignals.size(); ++i) {
+        sigaction(kSignals[i], &before_[i], nullptr);
+    }
 }
 
 bool Interruption::has_come() const { return came; }

@@ -1,6 +1,9 @@
 // Being interrupted as a way to end well.
 #pragma once
 
+#include <array>
+#include <csignal>
+
 #include "base/fd.h"
 
 namespace command_line {
@@ -20,7 +23,10 @@ public:
     int fd() const { return fd_.get(); }
 
 private:
+    static constexpr std::array<int, 2> kSignals = {SIGINT, SIGTERM};
+
     base::Fd fd_;
+    std::array<struct sigaction, kSignals.size()> before_ = {};
 };
 
 }  // namespace command_line
