@@ -2,7 +2,6 @@
 // may do to it, against a walk from its beginning.
 
 #include <algorithm>
-#include <functional>
 #include <random>
 #include <set>
 
@@ -46,10 +45,13 @@ protected:
         return record;
     }
 
-    CapNode *first(const std::function<bool(const CapNodeRecord &)> &wanted) const {
-        const auto found =
-            std::find_if(model.begin(), model.end(), [&](const CapNode *node) { return wanted(node->record); });
-        return found == model.end() ? nullptr : *found;
+    CapNode *first(const auto &wanted) const {
+        for (CapNode *node : model) {
+            if (wanted(node->record)) {
+                return node;
+            }
+        }
+        return nullptr;
     }
 
     // As the processors do: they search before they add.
@@ -115,20 +117,18 @@ protected:
                   }))
             << node;
     }
-    // Whatever the log shows.
+    // Whatever the log shows: at level 4 it shows every entry, which is most of what a step costs.
     void expect_judged(int32_t node) {
         const CapNode *const in_advance =
             first([=](const CapNodeRecord &record) { return record.node == node && record.real_time == 0; });
-        for (const int32_t level : {0, 4}) {
-            g_trel_cap_zlog_level = level;
-            ASSERT_EQ(trel_cap_is_preinstall_card(node), in_advance != nullptr ? 1 : 0)
-                << node << " at level " << level;
-        }
+        g_trel_cap_zlog_level = any_below(4) == 0 ? 4 : 0;
+        ASSERT_EQ(trel_cap_is_preinstall_card(node), in_advance != nullptr ? 1 : 0)
+            << node << " at level " << g_trel_cap_zlog_level;
         g_trel_cap_zlog_level = 0;
         platform.forget();
     }
     void expect_as_modelled() {
-        ASSERT_THAT(entries(), ::testing::ElementsAreArray(model));
+        ASSERT_EQ(entries(), std::vector<const CapNode *>(model.begin(), model.end()));
         const CapNodeRecord any_listed = model[any_below(model.size())]->record;
         for (const int32_t node : {any_listed.node, any_node()}) {
             ASSERT_NO_FATAL_FAILURE(expect_found(node, any_listed.config_dev_type));
