@@ -1,5 +1,6 @@
 // Sending events to the registered callbacks.
 
+#include <stdexcept>
 #include <thread>
 
 #include "allocations.h"
@@ -68,6 +69,19 @@ TEST_P(Dispatch, FollowsTheOrderOfRegistration) {
     EXPECT_EQ(kind.dispatch(0, nullptr), 0);
     EXPECT_THAT(callbacks.take(), ElementsAre(Received{3, 0, nullptr}, Received{1, 0, nullptr}, Received{2, 0, nullptr},
                                               Received{3, 0, nullptr}));
+}
+
+// Callbacks must not throw. An exception of one that does arrives where the program catches it, instead of ending the
+// process in the library; the next dispatch is like any other.
+TEST_P(Dispatch, LetsAnExceptionPassThrough) {
+    EXPECT_EQ(register_quietly(kind, "one", Callbacks::number<1>, 1), 0);
+    EXPECT_EQ(register_quietly(kind, "two", Callbacks::number<2>, 1), 0);
+    callbacks.on_event = [](const Received &) -> int32_t { throw std::out_of_range("thrown by a callback"); };
+    EXPECT_THROW(kind.dispatch(0, &data), std::out_of_range);
+    EXPECT_THAT(callbacks.take(), ElementsAre(Received{1, 0, &data}));
+    callbacks.on_event = [](const Received &) { return 0; };
+    EXPECT_EQ(kind.dispatch(0, &data), 0);
+    EXPECT_THAT(callbacks.take(), ElementsAre(Received{1, 0, &data}, Received{2, 0, &data}));
 }
 
 TEST_P(Dispatch, IsReported) {

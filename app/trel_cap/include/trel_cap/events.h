@@ -37,6 +37,10 @@ typedef struct CapNodeReady {
  * An application's callback: the event, and a CapNodeReady or NULL. Its result is logged, and has no other effect. It
  * runs inside the client's callback, with the registration lock held for reading: it may call anything of the library,
  * and run its client's loop, but must not register a callback.
+ *
+ * It must return. One that throws, calls longjmp() or ends its thread leaves the dispatch where it was: an exception
+ * does arrive at whoever called into the library, but the callbacks behind this one are not called, and the lock stays
+ * held, so that every later registration of the process waits for ever.
  */
 typedef int32_t (*CapEventCb)(int32_t event, void *arg);
 

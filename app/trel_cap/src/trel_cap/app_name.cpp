@@ -3,6 +3,7 @@
 #include <climits>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string_view>
@@ -27,15 +28,19 @@ char *copy_name(char *dst, size_t size, const char *name) {
 
 // What trel_cap_get_app_name() makes of a link.
 std::string_view name_in(std::string_view link) {
-    link = link.substr(0, kPathSize - 1);
-    return link.substr(link.rfind('/') + 1);
+    link.remove_suffix(link.size() - std::min(link.size(), kPathSize - 1));
+    link.remove_prefix(link.rfind('/') + 1);
+    return link;
 }
 
 // The link without the mark; empty when it has none, or a file is really called that.
 std::string_view unmarked(const char *link) {
-    const std::string_view text = link;
-    return text.ends_with(kDeleted) && access(link, F_OK) != 0 ? text.substr(0, text.size() - kDeleted.size())
-                                                               : std::string_view();
+    std::string_view text = link;
+    if (!text.ends_with(kDeleted) || access(link, F_OK) == 0) {
+        return {};
+    }
+    text.remove_suffix(kDeleted.size());
+    return text;
 }
 
 }  // namespace
@@ -77,8 +82,9 @@ AppName trel_cap::own_app_name() {
     // Of a long path the name may have the mark in part. One that comes from elsewhere is left alone.
     const std::string_view plain = unmarked(link);
     if (!plain.empty() && name_in(link) == name.data()) {
+        const std::string_view own = name_in(plain);
         name = {};
-        name_in(plain).copy(name.data(), name.size() - 1);
+        memcpy(name.data(), own.data(), std::min(own.size(), name.size() - 1));
     }
     return name;
 }

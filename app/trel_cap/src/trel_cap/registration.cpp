@@ -2,11 +2,11 @@
 #include "trel_cap/registration.h"
 
 #include <cstring>
-#include <new>
 
 #include "callback_list.h"
 #include "log/arguments.h"
 #include "thread_logging.h"
+#include "trel_cap_sw/allocate.h"
 
 using namespace trel_cap;
 
@@ -30,11 +30,11 @@ bool is_registered(const CallbackList &list, const char *name) {
     return false;
 }
 
-CapCallbackReg *allocate(const CallbackList &list, uint32_t flag) {
+CapCallbackReg *allocate_for(const CallbackList &list, uint32_t flag) {
     if (!list.has_masks) {
-        return new (std::nothrow) CapCallbackReg{};
+        return allocate<CapCallbackReg>();
     }
-    auto *const reg = new (std::nothrow) CapClassCallbackReg{};
+    auto *const reg = allocate<CapClassCallbackReg>();
     if (reg != nullptr) {
         reg->flag = flag;
     }
@@ -47,7 +47,7 @@ int32_t counted_size(const CallbackList &list) {
 }
 
 bool append(CallbackList &list, const Request &request) {
-    CapCallbackReg *const reg = allocate(list, request.flag);
+    CapCallbackReg *const reg = allocate_for(list, request.flag);
     if (reg == nullptr) {
         return false;
     }

@@ -1,8 +1,9 @@
 #include "trel_cap/node_list.h"
 
 #include <atomic>
-#include <new>
+#include <cstdlib>
 
+#include "allocate.h"
 #include "log/arguments.h"
 #include "node_index.h"
 #include "node_links.h"
@@ -57,7 +58,7 @@ void remove(CapNodeList &list, CapNode *node) {
     next_of(list, node->prev) = node->next;
     prev_of(list, node->next) = node->prev;
     remove_from_index(node);
-    delete node;
+    free(node);
 }
 
 // The first entry of a node for which the condition holds; whether the node was met with at all.
@@ -137,11 +138,12 @@ CapNode *trel_cap_sw_node_init(CapNodeRecord record, CapNodeList *list) {
         return nullptr;
     }
     TREL_CAP_LOG(kNotice, "enter");
-    auto *const added = new (std::nothrow) CapNode{nullptr, nullptr, record};
+    auto *const added = allocate<CapNode>();
     if (added == nullptr) {
         TREL_CAP_LOG(kError, "new_node malloc failed");
         return nullptr;
     }
+    added->record = record;
     trel_cap_sw_dump_node(record);
 
     if (list->next == nullptr) {
