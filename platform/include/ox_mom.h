@@ -177,9 +177,11 @@ int32_t ox_mom_client_connect_sync(MomClient *client, int32_t db);
  *
  * For that a client keeps, of the types that are followed, the records that it has told and that have not been deleted,
  * each in about its stored size and 100 bytes more. A record that was told in a scan by the type's follower counts.
- * Whoever deletes past the client, as with the server's own tools, tells nobody: followers learn of it after the next
- * loss, while reads and scans are true at any time. A database that is emptied as a whole (FLUSHDB, FLUSHALL) is such a
- * loss, where the server is version 6 or later and its user may give CLIENT.
+ * A record that does not decode any more, or whose key holds something else, counts as one that the store no longer
+ * has, for those who follow its fields too; that is reported. Whoever deletes past the client, as with the server's own
+ * tools, tells nobody: followers learn of it after the next loss, while reads and scans are true at any time. A
+ * database that is emptied as a whole (FLUSHDB, FLUSHALL) is such a loss, where the server is version 6 or later and
+ * its user may give CLIENT.
  *
  * arg is reserved: the callback's form has no place for it.
  *

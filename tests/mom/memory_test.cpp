@@ -502,16 +502,20 @@ protected:
         return std::min(status, 0);
     }
 
-    static void run_out_in_reconnections(Proxy &proxy, const State &expected, Turns turns) {
+    // overwrite() is done to what is stored before the follower comes (false), and while it is away (true).
+    static void run_out_in_reconnections(
+        Proxy &proxy, const State &expected, Turns turns, const std::function<void(bool)> &overwrite = [](bool) {}) {
         ClientPtr client;
         std::unique_ptr<Follower> follower;
         fail_each_allocation(
             [&] {
                 follower.reset();
+                overwrite(false);
                 client = test_support::connect_client(proxy.store_name(), {kGlobalDb});
                 follower = std::make_unique<Follower>(client);
                 ASSERT_EQ(follow_field(client, Cap("/a").message(), kInt, safely_record_field), 0);
                 proxy.cut();
+                overwrite(true);
             },
             [&] { return reconnect(client); },
             [&](int32_t) {
@@ -536,6 +540,36 @@ TEST_P(ServerMemoryTest, AReconnectionIsTriedAgainUntilThereIsMemory) {
         threads.emplace_back([this, first, &expected] {
             Proxy proxy(server().socket_path());
             run_out_in_reconnections(proxy, expected, {.first = first, .step = kAtOnce});
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
+// One record does not decode any more, for its follower and for that of its field.
+TEST_P(ServerMemoryTest, SoIsOneThatFindsWhatDoesNotDecode) {
+    constexpr int kAtOnce = 8;
+    RedisOptions options;
+    options.program = GetParam().program;
+    std::vector<std::thread> threads;
+    for (int first = 1; first <= kAtOnce; ++first) {
+        threads.emplace_back([&options, first] {
+            const RedisServer server(options);  // its own, because it is written to
+            const ClientPtr writer = test_support::connect_client(server.store_name(), {kGlobalDb});
+            Proxy proxy(server.socket_path());
+            ASSERT_EQ(put_int(writer, "/b", 1), 0);
+            const State expected = stored_state<CapTable>(writer);
+            RedisConnection raw = server.connection();
+            raw.must({"SELECT", std::to_string(kGlobalDb)});
+            const auto overwrite = [&](bool is_away) {
+                if (is_away) {
+                    raw.must({"HSET", "p_libpub.cap_table:/a", "7", "\xff"});
+                } else {
+                    ASSERT_EQ(put_int(writer, "/a", 1), 0);
+                }
+            };
+            run_out_in_reconnections(proxy, expected, {.first = first, .step = kAtOnce}, overwrite);
         });
     }
     for (std::thread &thread : threads) {

@@ -44,27 +44,29 @@ void mend(Scene &scene) {
 
 std::vector<Fault> data_faults() {
     const auto overwritten = [](const char *name, const char *title,
-                                const std::vector<std::vector<std::string>> &commands, int32_t write) {
+                                const std::vector<std::vector<std::string>> &commands) {
         return Fault{.name = name,
                      .title = title,
                      .sign = Fault::Sign::kCall,
                      .read = TREL_CAP_E_NO_ANSWER,
-                     .write = write,
                      .begin = by_tool(commands),
                      .end = mend,
                      .changes = false};
     };
     // Nobody tells followers at that time.
-    const auto gone = [](const char *name, const char *title, std::function<void(Scene &)> begin) {
+    const auto gone = [](const char *name, const char *title, int32_t read, std::function<void(Scene &)> begin) {
         return Fault{.name = name,
                      .title = title,
                      .sign = Fault::Sign::kCall,
-                     .read = TREL_CAP_E_NO_RECORD,
-                     .read_afterwards = TREL_CAP_E_NO_RECORD,
+                     .read = read,
+                     .read_afterwards = read,
                      .begin = std::move(begin),
                      .end = by_tool({{"CLIENT", "KILL", "TYPE", "pubsub"}}),
                      .changes = false};
     };
+    const std::vector<std::vector<std::string>> strings = {{"SET", kCapability, "x"}, {"SET", kReadiness, "x"}};
+    const std::vector<std::vector<std::string>> garbage = {{"HSET", kCapability, "7", "\xff\xff"},
+                                                           {"HSET", kReadiness, "6", "\xff\xff"}};
     return {
         {.name = "flushed",
          .title = "FLUSHALL",
@@ -74,14 +76,17 @@ std::vector<Fault> data_faults() {
          .read_afterwards = TREL_CAP_E_NO_RECORD,
          .begin = by_tool({{"FLUSHALL"}}),
          .changes = false},
-        gone("deleted", "another tool deletes records, and the next loss comes",
+        gone("deleted", "another tool deletes records, and the next loss comes", TREL_CAP_E_NO_RECORD,
              by_tool({{"DEL", kCapability, kReadiness}})),
-        gone("expired", "records expire, and the next loss comes", let_expire),
+        gone("expired", "records expire, and the next loss comes", TREL_CAP_E_NO_RECORD, let_expire),
         overwritten("overwritten_by_a_string", "another tool overwrites records by strings, and they are written again",
-                    {{"SET", kCapability, "x"}, {"SET", kReadiness, "x"}}, 0),
+                    strings),
+        gone("lost_after_a_string", "another tool overwrites records by strings, and the next loss comes",
+             TREL_CAP_E_NO_ANSWER, by_tool(strings)),
         overwritten("overwritten_by_garbage",
-                    "another tool overwrites records by what does not decode, and they are written again",
-                    {{"HSET", kCapability, "7", "\xff\xff"}, {"HSET", kReadiness, "6", "\xff\xff"}}, 0),
+                    "another tool overwrites records by what does not decode, and they are written again", garbage),
+        gone("lost_after_garbage", "another tool overwrites records by what does not decode, and the next loss comes",
+             TREL_CAP_E_NO_ANSWER, by_tool(garbage)),
     };
 }
 

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "core/error.h"
 #include "core/tell.h"
 #include "records/decoding.h"
 
@@ -71,5 +72,36 @@ bool DecodedNotification::decode(const ProtobufCMessageDescriptor &type, bool is
     }
     return good_;
 }
+
+namespace {
+
+bool reported(bool good, const Arena &arena) {
+    if (arena.exhausted()) {
+        throw std::bad_alloc();
+    }
+    if (!good) {
+        report_as_gone();
+    }
+    return good;
+}
+
+}  // namespace
+
+bool can_be_told(const ProtobufCMessageDescriptor &type, std::string_view key, const StoredFields &fields) {
+    Arena arena;
+    MomHashResult result{};
+    return reported(decode_hash(type, fields, key, arena, result) == 0, arena);
+}
+
+bool can_be_told(const ProtobufCMessageDescriptor &type, std::string_view object) {
+    Arena arena;
+    const bool good = decode_message(type, object, arena) != nullptr;
+    if (!good) {
+        fail(OX_MOM_E_DECODE, "%s does not decode as its type", type.name);
+    }
+    return reported(good, arena);
+}
+
+void report_as_gone() { tell(Level::kWarning, Words("told as deleted: %s", last_error())); }
 
 }  // namespace mom

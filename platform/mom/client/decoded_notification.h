@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string_view>
 #include <utility>
 
 #include "client/subscriptions.h"
@@ -69,5 +70,13 @@ private:
     bool good_ = false;
     bool no_record_ = false;  // is meant to be in the result
 };
+
+// Whether what is stored, of a key that is there, can be told of. If not, this is reported: who follows it is told that
+// the record is gone.
+bool can_be_told(const ProtobufCMessageDescriptor &type, std::string_view key, const StoredFields &fields);
+bool can_be_told(const ProtobufCMessageDescriptor &type, std::string_view object);
+
+// The latest call failed because what is stored is no record.
+void report_as_gone();
 
 }  // namespace mom

@@ -202,9 +202,14 @@ int32_t Client::deliver_present(const Queued &queued) {
         store_->fall_behind("a record could not be read after the reconnection");  // until it can
         return 0;
     }
-    if (code != 0) {
+    if (code == OX_MOM_E_TYPE) {
+        report_as_gone();
+    } else if (code != 0) {
         tell(Level::kWarning, Words("%s could not be read after the reconnection", channel.key.c_str()));
         return 0;
+    }
+    if (!stored.empty() && !can_be_told(*channel.fields.front().type, channel.key, stored)) {
+        stored.clear();
     }
     // Callbacks may make requests, which take the memory that the fields are in.
     return deliver_notification(

@@ -37,23 +37,33 @@ public:
         std::string_view bytes;
         bool found = false;
         const int32_t code = store.read_object({.db = channel.db, .type = type.name, .key = type.name}, bytes, found);
+        if (code == OX_MOM_E_TYPE) {
+            report_as_gone();
+            return 0;
+        }
         if (code == 0 && found) {
-            on_record({}, bytes);
+            on_record({}, bytes, [&] { return can_be_told(type, bytes); });
         }
         return code;
     }
 
-    bool on_hash(std::string_view, const StoredFields &fields) override {
+    bool on_hash(std::string_view key, const StoredFields &fields) override {
         bytes_.clear();
         const std::string_view index = append_fields(bytes_, fields);
-        on_record(index, bytes_);
+        on_record(index, bytes_, [&] { return can_be_told(*channel_->records.front().type, key, fields); });
         return true;
     }
 
 private:
-    void on_record(std::string_view index, std::string_view bytes) {
+    // What is as it was told can be told of.
+    template <class CanBeTold>
+    void on_record(std::string_view index, std::string_view bytes, CanBeTold can_be_told) {
         const ToldRecords::Found found = channel_->told.found(index, bytes);
         if (found == ToldRecords::Found::kAsTold) {
+            return;
+        }
+        if (found == ToldRecords::Found::kChanged && !can_be_told()) {
+            channel_->told.not_found(index);
             return;
         }
         if (channel_ == &first_) {

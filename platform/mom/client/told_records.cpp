@@ -42,6 +42,12 @@ ToldRecords::Found ToldRecords::found(std::string_view index, std::string_view b
     return has_changed ? Found::kChanged : Found::kAsTold;
 }
 
+void ToldRecords::not_found(std::string_view index) noexcept {
+    if (const auto record = records_.find(index); record != records_.end()) {
+        mutable_record(*record).state = State::kNotFound;
+    }
+}
+
 std::vector<ToldRecord> ToldRecords::missing() const {
     std::vector<ToldRecord> missing;
     std::ranges::copy_if(records_, std::back_inserter(missing),

@@ -68,6 +68,8 @@ public:
     void begin_comparison();
     enum class Found : uint8_t { kAsTold, kChanged, kNew };
     Found found(std::string_view index, std::string_view bytes);
+    // What was found is no such record: it counts as not found.
+    void not_found(std::string_view index) noexcept;
     // Copies of those that were not found, for as long as nothing else is told of them.
     std::vector<ToldRecord> missing() const;
 
