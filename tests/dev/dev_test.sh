@@ -300,6 +300,9 @@ builds bench" "$(needs_of bench)"
   expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}" "${packages_arm[@]}")
 the tree
 builds arm" "$(needs_of arm)"
+  expect "$(printf '%s\n' "${packages_build[@]}" "${packages_test[@]}" "${packages_arm[@]}")
+the tree
+builds release" "$(needs_of seal)"
 }
 
 # What takes a night is told part by part, and a part that there is not before anything is done.

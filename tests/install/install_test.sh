@@ -242,19 +242,33 @@ other_platform() {
   expect_output "48 success" "$WORK/consumer_of_other/outside_c"
 }
 
-headers() {
-  local flags header count=0
-  read -ra flags <<<"$(pkg-config --cflags trel_cap)"
+# Each header by itself, in every language that it is written for.
+expect_headers_compile() { # C-COMPILER C++-COMPILER
+  local flags header standard count=0
+  read -ra flags <<<"$(pkg-config --cflags trel_cap_testing)"
   while read -r header; do
-    "$CC" -std=c11 "${warnings[@]}" -fsyntax-only -x c "${flags[@]}" - <<<"#include <$header>"$'\n'"typedef int x;"
-    "$CXX" -std=c++17 "${warnings[@]}" -fsyntax-only -x c++ "${flags[@]}" - <<<"#include <$header>"
+    for standard in c11 c17; do
+      "$1" -std=$standard "${warnings[@]}" -fsyntax-only -x c "${flags[@]}" - <<<"#include <$header>"$'\n'"typedef int x;"
+    done
+    for standard in c++17 c++20; do
+      "$2" -std=$standard "${warnings[@]}" -fsyntax-only -x c++ "${flags[@]}" - <<<"#include <$header>"
+    done
     count=$((count + 1))
   done < <(cd "$prefix/include" && find . -name '*.h' -printf '%P\n')
-  for header in ox_mom.h ox_zlog.h quib.h trel_cap/trel_cap.h trel_cap/version.h \
+  for header in ox_mom.h ox_zlog.h quib.h trel_cap/trel_cap.h trel_cap/version.h trel_cap_testing.h \
     trel_cap/p_libpub.pb-c.h; do
     [ -e "$prefix/include/$header" ] || fail "$header is not installed"
   done
   echo "$count headers"
+}
+
+headers() {
+  expect_headers_compile "$CC" "$CXX"
+}
+
+headers_by_clang() {
+  [ -x "$CLANG" ] || { echo "there is no clang here" && exit 77; }
+  expect_headers_compile "$CLANG" "$CLANG"
 }
 
 programs() {
