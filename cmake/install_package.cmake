@@ -39,6 +39,7 @@ install(
   FILES_MATCHING
   PATTERN *.md
   PATTERN *.png
+  PATTERN *.svg
   PATTERN *.c
   PATTERN examples/*.cpp
   PATTERN demo EXCLUDE)

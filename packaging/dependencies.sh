@@ -12,7 +12,12 @@ packages_source=( # a build from source
   libmicrohttpd-dev                                     # its board
 )
 packages_build=("${packages_source[@]}" ccache ninja-build) # and the presets
-packages_test=(libgmock-dev libgtest-dev abigail-tools)
+packages_test=(
+  libgmock-dev libgtest-dev
+  abigail-tools # the binary interface
+  python3 # tests of the docs
+)
+packages_docs=(graphviz)
 packages_redis=(redis-server)
 packages_valkey=(valkey-server)
 packages_browser=(chromium chromium-driver) # half a gigabyte: for ./dev test --all and ./dev picture alone

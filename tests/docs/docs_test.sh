@@ -26,6 +26,16 @@ links() {
   return "$wrong"
 }
 
+# Each drawing is of the text that stands beside it: Graphviz's versions draw differently, so the mark is compared.
+drawings() {
+  local text mark wrong=0
+  for text in docs/*.dot; do
+    mark=$(sha256sum <"$text")
+    grep -qF "of ${mark%% *}" "${text%.dot}.svg" || { echo "$text: ./dev drawings has not been run" && wrong=1; }
+  done
+  return "$wrong"
+}
+
 # The tests that hold a limit, and the files that name it.
 limits() {
   local name wrong=0 found=0

@@ -75,6 +75,35 @@ TEST_P(Examples, FollowsReadinessAndServesItsInputInOneLoop) {
     EXPECT_EQ(follower.finish(), 0);
 }
 
+TEST_P(Examples, WaitForTheStoreAndTellAgainWhatARestartHasKept) {
+    server().kill();
+    Running application = start("first_application");
+    server().start();
+    publish("4096");
+    EXPECT_EQ(application.line(), "line card 17 is ready");
+    EXPECT_EQ(application.line(), "the device is ready");
+    EXPECT_EQ(application.line(), "room for 4096 ARP entries");
+    server().restart(test_support::RedisServer::Data::kKept);
+    for (const char *record : {"check", "card", "readiness"}) {
+        EXPECT_EQ(application.line(), "line card 17 is ready") << record;
+    }
+    EXPECT_EQ(application.line(), "the device is ready");
+    EXPECT_EQ(application.line(), "room for 4096 ARP entries");
+    server().restart(test_support::RedisServer::Data::kDropped);
+    EXPECT_EQ(application.line(), "removed card 17 is not ready");
+}
+
+TEST_P(Examples, FollowThatTheDeviceIsNoLongerReady) {
+    Running follower = start("follow_device");
+    EXPECT_EQ(follower.line(), "the device is not ready");
+    publish("1");
+    EXPECT_EQ(follower.line(), "the device is ready");
+    server().restart(test_support::RedisServer::Data::kKept);
+    EXPECT_EQ(follower.line(), "the device is ready");
+    server().restart(test_support::RedisServer::Data::kDropped);
+    EXPECT_EQ(follower.line(), "the device is not ready");
+}
+
 TEST_P(Examples, TellEachOfTwoThreads) {
     Running threads = start("two_threads");
     publish("1");
@@ -84,11 +113,9 @@ TEST_P(Examples, TellEachOfTwoThreads) {
 }
 
 TEST_P(Examples, FailWithoutAStore) {
-    const std::vector<std::pair<std::string, std::vector<std::string>>> commands = {{"read_capability", {kUrl}},
-                                                                                    {"follow_capability", {kUrl}},
-                                                                                    {"poll_readiness", {}},
-                                                                                    {"two_threads", {}},
-                                                                                    {"publish", {kUrl, "1"}}};
+    const std::vector<std::pair<std::string, std::vector<std::string>>> commands = {
+        {"read_capability", {kUrl}}, {"follow_capability", {kUrl}}, {"follow_device", {}},
+        {"poll_readiness", {}},      {"two_threads", {}},           {"publish", {kUrl, "1"}}};
     for (const auto &[example, arguments] : commands) {
         for (const char *store : {"unix:///nonexistent/socket", "nonsense"}) {
             EXPECT_EQ(Running(store, example, arguments).finish(), 1) << example;

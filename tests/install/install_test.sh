@@ -83,6 +83,32 @@ readme() {
   expect_output "4096 (success)" "$WORK/reader"
 }
 
+# docs/first-application.md: its program, by its commands, prints what it shows.
+first_application() {
+  local page dir=$WORK/ten_minutes lines expected printed
+  mkdir -p "$dir"
+  start_redis
+  page=$(sed '/^## Questions$/,$d' "$SOURCE_DIR/docs/first-application.md")
+  sed -n '/^```c$/,/^```$/p' <<<"$page" | sed '/^```/d' >"$dir/first_application.c"
+  cmp "$dir/first_application.c" "$SOURCE_DIR/examples/first_application.c" || fail "the page shows another program"
+  expected=$(sed -n '/^```text$/,/^```$/p' <<<"$page" | sed '/^```/d')
+  lines=$(wc -l <<<"$expected")
+  # The application runs beside what the other terminal does, which begins once it has loaded what is there.
+  {
+    echo "trap 'kill \$(jobs -p)' EXIT"
+    sed -n '/^```console$/,/^```$/s/^\$ //p' <<<"$page" |
+      sed "/^redis-server /d; s,/opt/trel_cap/lib,$prefix/$LIBDIR,; s,/opt/trel_cap,$prefix,
+           s,unix:///tmp/chassis.sock,$store,
+           /^\.\/first_application /{s/$/ >printed \&/;a until grep -qs tmp_state first_application.log; do sleep 0.02; done
+           }"
+    echo "for ((i = 0; i < 1000 && \$(wc -l <printed) < $lines; i++)); do sleep 0.02; done"
+  } >"$dir/session"
+  [ "$(grep -cE '^(cc|\./first_application|trel_capctl) ' "$dir/session")" = 8 ] || fail "$(cat "$dir/session")"
+  (cd "$dir" && bash -e session)
+  printed=$(<"$dir/printed")
+  [ "$printed" = "$expected" ] || fail "$(diff <(echo "$expected") <(echo "$printed"); cat "$dir/first_application.log")"
+}
+
 # What README.md has a user install by hand is what ./dev installs, but for what makes builds faster.
 readme_packages() {
   local by_hand wanted
