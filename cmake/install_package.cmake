@@ -42,6 +42,8 @@ install(
   PATTERN *.svg
   PATTERN *.c
   PATTERN examples/*.cpp
+  PATTERN *.py
+  PATTERN *.sh
   PATTERN demo EXCLUDE)
 
 install(EXPORT trel_cap-targets NAMESPACE trel_cap:: DESTINATION ${package_dir})
