@@ -46,6 +46,23 @@ install(
   PATTERN *.sh
   PATTERN demo EXCLUDE)
 
+# A manual page tells of several functions; each has a link to it under its own name.
+file(GLOB manual_pages CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/docs/man/*.3)
+set(manual_links)
+foreach(page IN LISTS manual_pages)
+  get_filename_component(page_name ${page} NAME_WE)
+  file(READ ${page} text)
+  string(REGEX REPLACE ".*\n\\.SH NAME\n([^\\]+)\\\\-.*" "\\1" text "${text}")
+  string(REGEX MATCHALL "[a-z0-9_]+" names "${text}")
+  list(REMOVE_ITEM names ${page_name})
+  foreach(name IN LISTS names)
+    set(link ${PROJECT_BINARY_DIR}/man/${name}.3)
+    file(WRITE ${link} ".so man3/${page_name}.3\n")
+    list(APPEND manual_links ${link})
+  endforeach()
+endforeach()
+install(FILES ${manual_pages} ${manual_links} DESTINATION ${CMAKE_INSTALL_MANDIR}/man3)
+
 install(EXPORT trel_cap-targets NAMESPACE trel_cap:: DESTINATION ${package_dir})
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/trel_cap-config.cmake.in
                               ${PROJECT_BINARY_DIR}/trel_cap-config.cmake INSTALL_DESTINATION ${package_dir})

@@ -15,7 +15,7 @@ packages_build=("${packages_source[@]}" ccache ninja-build) # and the presets
 packages_test=(
   libgmock-dev libgtest-dev
   abigail-tools # the binary interface
-  python3 python3-redis # the docs, and what they show
+  python3 python3-redis mandoc man-db # the docs, and what they show
 )
 packages_docs=(graphviz)
 packages_redis=(redis-server)

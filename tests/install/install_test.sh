@@ -330,7 +330,7 @@ demo_stays() {
 
 # The licence and the documentation, and what each of them links to.
 documentation() {
-  local doc=$prefix/share/doc/trel_cap page link file
+  local doc=$prefix/share/doc/trel_cap page link file name so
   for file in LICENSE README.md CHANGELOG.md docs/console.md examples/publish.c examples/two_threads.cpp; do
     cmp "$SOURCE_DIR/$file" "$doc/$file" || fail "no $file"
   done
@@ -339,6 +339,14 @@ documentation() {
       [ -e "$(dirname "$doc/$page")/$link" ] || fail "$page links to $link, which is not installed"
     done < <(grep -oE '\]\([^)#:]+[)#]' "$doc/$page" | sed 's/^..//; s/.$//')
   done < <(cd "$doc" && find . -name '*.md')
+  while read -r name; do
+    file=$prefix/share/man/man3/$name.3
+    [ -e "$file" ] || fail "no manual page $name(3)"
+    read -r so page <"$file"
+    [ "$so" != .so ] || file=$prefix/share/man/$page
+    sed -n '/^.SH NAME/,/\\-/p' "$file" | grep -qw "$name" || fail "the manual page $name(3) is of another function"
+  done < <(grep -oE '^trel_cap_\w+' <(nm -D --defined-only --format=posix "$prefix/$LIBDIR/libtrel_cap.so" |
+    awk '$2 == "T" { sub(/@.*/, "", $1); print $1 }'))
   grep -q 'MIT.*(LICENSE)' "$doc/README.md" || fail "README.md does not name the licence"
   head -n 1 "$doc/LICENSE" | grep -qx 'MIT License' || fail "README.md names another licence"
 }
