@@ -1,4 +1,5 @@
 // Help, the man page and the completion, and that they agree.
+#include <chrono>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -229,6 +230,24 @@ TEST_F(CompletionOfTheStore, OffersItsKeysNodesAndFields) {
     EXPECT_EQ(completed("wait node ", environment()), Names{"17"});
     EXPECT_EQ(completed("wait /l3", environment()), Names{"/l3/arp"});
     EXPECT_EQ(completed("wait cap_fe_ready:17:900 rea", environment()), (Names{"ready=", "real_time="}));
+}
+
+TEST_F(CompletionOfTheStore, KnowsNodesOfAnyRecord) {
+    ASSERT_THAT(run({"card", "insert", "3"}), Prints(""));
+    ASSERT_THAT(run({"check", "4", "deny"}), Prints(""));
+    ASSERT_THAT(run({"node", "0x80000005", "ready"}), Prints(""));
+    EXPECT_EQ(completed("explain ", environment()), (Names{"3", "4", "0x80000005"}));
+}
+
+// A silent server, and an environment that would have other requests wait for it for a minute.
+TEST_F(CompletionOfTheStore, WaitsForNoStore) {
+    server().pause();
+    Environment patient = environment();
+    patient["OX_MOM_TIMEOUT_MS"] = "60000";
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_EQ(completed("get cap_fe", patient), Names{"cap_fe_ready:"});
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(20));
+    server().resume();
 }
 
 TEST(Completion, IsQuietWithoutAStore) {

@@ -83,7 +83,8 @@ std::string actor_text(Actor actor) {
     return text(name_of(actor)) + (task.empty() ? "" : " (" + text(task) + ")");
 }
 
-// As the command line takes it: with the highest bit in hexadecimal.
+}  // namespace
+
 std::string node_argument(int32_t node) {
     if (node >= 0) {
         return std::to_string(node);
@@ -96,6 +97,8 @@ std::string node_argument(int32_t node) {
     }
     return "0x" + digits;
 }
+
+namespace {
 
 std::string missing_lines(const Judgement &judgement) {
     std::string lines;

@@ -10,6 +10,8 @@ namespace chassis {
 
 // "line card", "fabric card", ...; "card of no class"; "card of a class not known yet".
 std::string what_is(const Judgement &judgement);
+// A node as the command line takes it: with the highest bit in hexadecimal.
+std::string node_argument(int32_t node);
 // device/slot/sub-slot
 std::string slot_of(const Card &card);
 

@@ -2,10 +2,13 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <set>
 
 #include "chassis/card.h"
+#include "chassis/explanation.h"
+#include "chassis/node_records.h"
 #include "command_line/exit_status.h"
 #include "command_line/streams.h"
 #include "record/field_text.h"
@@ -24,7 +27,14 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-constexpr char kTimeLimit[] = "500";  // in milliseconds; nobody waits longer for a key of theirs to be completed
+// Nobody waits longer for a key of theirs to be completed, whatever time their other requests may take.
+void limit_requests() {
+    constexpr long kMilliseconds = 500;
+    const char *own = std::getenv("OX_MOM_TIMEOUT_MS");
+    if (own == nullptr || std::strtol(own, nullptr, 10) > kMilliseconds) {
+        setenv("OX_MOM_TIMEOUT_MS", std::to_string(kMilliseconds).c_str(), 1);
+    }
+}
 
 Words alternatives_in(const std::string &text) {
     Words words;
@@ -225,17 +235,12 @@ Words Completer::addresses() {
 Words Completer::nodes() {
     std::set<int32_t> numbers;
     for (const auto &[key, record] : snapshot().records()) {
-        const std::string_view type = record.type().name();
-        if (type == "card_info") {
-            numbers.insert(std::get<int32_t>(record.get("card_nodeid")));
-        } else if (type == "cap_fe_ready" || type == "cap_cm_ready") {
-            numbers.insert(std::get<int32_t>(record.get("index.node")));
+        if (const auto node = chassis::node_of(record)) {
+            numbers.insert(*node);
         }
     }
     Words words;
-    for (const int32_t number : numbers) {
-        words.push_back(std::to_string(number));
-    }
+    std::transform(numbers.begin(), numbers.end(), std::back_inserter(words), chassis::node_argument);
     return words;
 }
 
@@ -314,7 +319,7 @@ Words Completer::assignments() const {
 const store::Snapshot &Completer::snapshot() {
     if (!snapshot_) {
         snapshot_.emplace();
-        setenv("OX_MOM_TIMEOUT_MS", kTimeLimit, 0);
+        limit_requests();
         try {
             snapshot_ = store::Snapshot::of(session_.store());
         } catch (const Failure &) {  // nobody is told: there is just nothing to complete with
@@ -372,7 +377,9 @@ int complete(Session &session, const CLI::App &app, Words words) {
 void add_complete(Verbs &verbs) {
     const auto words = std::make_shared<Words>();
     const CLI::App &app = verbs.app();
-    const Command command = verbs.add("complete", "Print what may come next on a command line", "",
+    const Command command = verbs.add("complete", "Print what may come next on a command line",
+                                      "  trel_capctl complete get /l3/\n"
+                                      "  trel_capctl complete -- watch --t\n",
                                       [words, &app](Session &session) { return complete(session, app, *words); });
     command.hide();
     command.add_option("WORD", *words, "The words after the program's name, the last as far as it goes");
