@@ -71,8 +71,10 @@ TEST(Steps, WriteCapabilitiesOfEveryScope) {
     EXPECT_EQ(record_of("{capability: /a, int: 0x10, state: on}"),
               "set {\"type\":\"p_libpub.cap_table\",\"key\":{\"url\":\"/a\"},"
               "\"fields\":{\"int32_value\":16,\"state\":true}}\n");
-    EXPECT_THAT(record_of("{capability: /a, class: hps, str: \"1\"}"),
-                testing::AllOf(HasSubstr("cap_hps_table"), HasSubstr("\"str_value\":\"1\"")));
+    EXPECT_THAT(record_of("{capability: /a, class: hps, int: 1}"),
+                testing::AllOf(HasSubstr("cap_hps_table"), HasSubstr("\"int32_value\":1")));
+    EXPECT_THAT(record_of("{capability: /a, cm: 1, str: \"1\"}"),
+                testing::AllOf(HasSubstr("cap_cm_glb_table"), HasSubstr("\"str_value\":\"1\"")));
     EXPECT_THAT(record_of("{capability: /a, fe: lc1, bool: yes}"),
                 testing::AllOf(HasSubstr("cap_glb_table"), HasSubstr("\"node\":3")));
     EXPECT_THAT(record_of("{capability: /a, cm: 0x11, bool: no}"),

@@ -4,7 +4,9 @@
 
 #include <charconv>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
+#include "chassis/capability.h"
 #include "record/record_json.h"
 
 namespace scenario {
@@ -112,6 +114,9 @@ void change_capability(Course &course, const Fields &step, const Cards &cards) {
     bool has_value = false;
     for (const auto &[option, field] : kValueFields) {
         if (const Value *value = step.find(option)) {
+            if (option == std::string_view("str") && !chassis::has_readable_string(record.type())) {
+                value->fail("applications read strings of card nodes only: fe or cm is missing");
+            }
             value->here([&, name = option, path = field] { record.set(path, field_value(name, *value)); });
             text += std::string(", ") + option + " " + value->text();
             has_value = true;

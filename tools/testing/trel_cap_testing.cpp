@@ -108,14 +108,19 @@ void play(TrelCapTesting &chassis, double speed, const Read &read) {
     scenario::play(chassis.store, scenario.steps, {.speed = speed});
 }
 
-int32_t set_capability(TrelCapTesting *chassis, const char *url, const char *field, const record::Value &value) {
+record::Record capability(const char *type, const char *url) {
+    const std::string address = needed(url, "url");
+    if (address.empty() || address.size() > TREL_CAP_URL_MAX) {
+        throw BadArgument("url: 1 to " + std::to_string(TREL_CAP_URL_MAX) + " bytes expected");
+    }
+    record::Record record(record::type_named(type));
+    record.set("index.url", address);
+    return record;
+}
+
+int32_t set_of_device(TrelCapTesting *chassis, const char *url, const char *field, const record::Value &value) {
     return attempt(chassis, [&] {
-        const std::string address = needed(url, "url");
-        if (address.empty() || address.size() > TREL_CAP_URL_MAX) {
-            throw BadArgument("url: 1 to " + std::to_string(TREL_CAP_URL_MAX) + " bytes expected");
-        }
-        record::Record record(record::type_named("cap_table"));
-        record.set("index.url", address);
+        record::Record record = capability("cap_table", url);
         record.set(field, value);
         chassis->store.write(record);
     });
@@ -226,16 +231,21 @@ int32_t trel_cap_testing_scope_ready(TrelCapTesting *chassis, const char *scope,
 }
 
 int32_t trel_cap_testing_set_bool(TrelCapTesting *chassis, const char *url, int32_t value) {
-    return set_capability(chassis, url, "bool_value", value != 0);
+    return set_of_device(chassis, url, "bool_value", value != 0);
 }
 
 int32_t trel_cap_testing_set_int(TrelCapTesting *chassis, const char *url, int32_t value) {
-    return set_capability(chassis, url, "int32_value", value);
+    return set_of_device(chassis, url, "int32_value", value);
 }
 
-int32_t trel_cap_testing_set_str(TrelCapTesting *chassis, const char *url, const char *value) {
-    if (chassis != nullptr && value == nullptr) {
-        return failed(*chassis, TREL_CAP_TESTING_E_ARGUMENT, "value is NULL");
-    }
-    return set_capability(chassis, url, "str_value", std::string(value == nullptr ? "" : value));
+int32_t trel_cap_testing_set_node_str(TrelCapTesting *chassis, int32_t card_class, int32_t node, const char *url,
+                                      const char *value) {
+    return attempt(chassis, [&] {
+        const bool is_control_module =
+            chassis::class_of(card_of(card_class, node).node_type) == chassis::CardClass::kControlModule;
+        record::Record record = capability(is_control_module ? "cap_cm_glb_table" : "cap_glb_table", url);
+        record.set("index.node", node);
+        record.set("str_value", std::string(needed(value, "value")));
+        chassis->store.write(record);
+    });
 }

@@ -95,10 +95,12 @@ int32_t trel_cap_testing_withdraw(TrelCapTesting *chassis, int32_t card_class, i
 /* Whether the device ("glb") or a class ("cm", "fab", "hps") is ready. */
 int32_t trel_cap_testing_scope_ready(TrelCapTesting *chassis, const char *scope, int32_t ready);
 
-/* Capabilities of the device. Those of nodes and classes are played. */
+/* Capabilities of the device. The others of nodes, and those of classes, are played. */
 int32_t trel_cap_testing_set_bool(TrelCapTesting *chassis, const char *url, int32_t value);
 int32_t trel_cap_testing_set_int(TrelCapTesting *chassis, const char *url, int32_t value);
-int32_t trel_cap_testing_set_str(TrelCapTesting *chassis, const char *url, const char *value);
+/* A string, which applications read of nodes only: of a control module's, or of any other card's. */
+int32_t trel_cap_testing_set_node_str(TrelCapTesting *chassis, int32_t card_class, int32_t node, const char *url,
+                                      const char *value);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

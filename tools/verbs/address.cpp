@@ -18,20 +18,6 @@ using record::RecordType;
 
 namespace {
 
-const RecordType &class_table(const std::string &name) {
-    if (name == "cm") {
-        return record::type_of(cap_cm_table__descriptor);
-    }
-    if (name == "fab") {
-        return record::type_of(cap_fab_table__descriptor);
-    }
-    if (name == "hps") {
-        return record::type_of(cap_hps_table__descriptor);
-    }
-    throw Failure(kUsage,
-                  "--class: cm, fab or hps expected, not " + quote(name) + did_you_mean(name, {"cm", "fab", "hps"}));
-}
-
 void check_url(const std::string &url) {
     if (url.size() > TREL_CAP_URL_MAX) {
         throw Failure(kUsage, "URL: at most " + std::to_string(TREL_CAP_URL_MAX) + " bytes expected, not " +
@@ -63,7 +49,7 @@ void Address::add_to(const Command &command, const std::string &argument, const 
     const Option of_class = command.add_option("--class", card_class_, "The capability of a card class");
     const Option of_fe = command.add_option("--fe", fe_, "The capability of a line card's node");
     const Option of_cm = command.add_option("--cm", cm_, "The capability of a control module's node");
-    of_class.type_name("cm|fab|hps").excludes(of_fe).excludes(of_cm);
+    of_class.type_name("cm|fab|hps").one_of({"cm", "fab", "hps"}).excludes(of_fe).excludes(of_cm);
     of_fe.type_name("NODE").excludes(of_cm);
     of_cm.type_name("NODE");
 }
@@ -78,7 +64,7 @@ Record Address::record() const {
     }
     check_url(word_);
     if (!card_class_.empty()) {
-        return at_url(class_table(card_class_), word_);
+        return at_url(record::type_named("cap_" + card_class_ + "_table"), word_);
     }
     if (!fe_.empty()) {
         return of_node(cap_glb_table__descriptor, "--fe", fe_, word_);
@@ -114,11 +100,5 @@ void Address::refuse_mistyped_key() const {
 std::string Address::not_found(const RecordType &type) const {
     return quote(word_) + ": no such " + (is_capability(type) ? "capability" + suggestion() : "record");
 }
-
-bool is_capability(const RecordType &type) {
-    return !type.index_fields().empty() && std::string_view(type.index_fields().back().name) == "url";
-}
-
-bool is_node_capability(const RecordType &type) { return is_capability(type) && type.index_fields().size() > 1; }
 
 }  // namespace capctl

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "chassis/capability.h"
 #include "record/record.h"
 #include "verbs/command.h"
 
@@ -37,9 +38,7 @@ private:
     std::string cm_;
 };
 
-// Of the device, a class or a node: is it a capability?
-bool is_capability(const record::RecordType &type);
-// Of one node, whose strings applications read.
-bool is_node_capability(const record::RecordType &type);
+using chassis::is_capability;
+using chassis::is_node_capability;
 
 }  // namespace capctl
