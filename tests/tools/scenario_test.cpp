@@ -167,6 +167,41 @@ TEST_F(Trial, TellsTheResultsAsTap) {
                                "  ...\n");
 }
 
+// Who has sent a report of a hundred scenarios learns of the mistake from it, and of the other ninety-nine.
+TEST_F(Trial, ReportsAFileWithAMistakeAsFailed) {
+    const std::string bad = files_.write("bad.yaml", "steps:\n  - inser: lc1\n");
+    const std::string good = files_.write("good.yaml", kLateCheck);
+    const Outcome tap = run({"test", bad, good});
+    EXPECT_EQ(tap.status, 1);
+    EXPECT_EQ(tap.err, "");
+    EXPECT_THAT(tap.out, AllOf(StartsWith("TAP version 13\n1..2\nnot ok 1 - bad\n  ---\n  message: '" + bad + ":2:5: "),
+                               EndsWith("  ...\nok 2 - good\n")));
+    const Outcome junit = run({"test", bad, good, "--format", "junit"});
+    EXPECT_EQ(junit.status, 1);
+    EXPECT_THAT(junit.out, AllOf(HasSubstr("tests=\"2\" failures=\"1\" errors=\"0\" skipped=\"0\""),
+                                 HasSubstr("<failure message=\"" + bad + ":2:5: ")));
+    EXPECT_EQ(run({"test", bad}).status, 1);
+    EXPECT_THAT(run({"test", bad, good, "--run", "cat", "--settle", "0"}).out,
+                AllOf(HasSubstr("not ok 1 - bad"), HasSubstr("ok 2 - good")));
+}
+
+// Here there is no descriptor left for what tells the parent how it went.
+TEST_F(Trial, ReportsATrialThatCannotBegin) {
+    const std::string good = files_.write("good.yaml", kLateCheck);
+    const std::string script = "for fd in /proc/$$/fd/*; do fd=${fd##*/}; [ $fd -le 2 ] || eval \"exec $fd>&-\"; done; "
+                               "ulimit -n 4; exec " CAPCTL_PROGRAM " test " +
+                               good + " " + good;
+    Launch launch = capctl({"-c", script});
+    launch.program = "/bin/bash";
+    const Outcome outcome = Program(launch).finish();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.err, "");
+    EXPECT_THAT(outcome.out,
+                AllOf(HasSubstr("not ok 1 - good\n  ---\n  message: 'it could not be tried, for there is no "
+                                "pipe: Too many open files'\n"),
+                      HasSubstr("not ok 2 - good\n")));
+}
+
 // A pass would tell nothing.
 TEST_F(Trial, RefusesToTestWhatExpectsNothing) {
     const std::string silent = files_.write("silent.yaml", "steps: [{scope_ready: glb}]\n");

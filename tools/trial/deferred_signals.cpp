@@ -1,4 +1,4 @@
-#include "trial/interruption.h"
+#include "trial/deferred_signals.h"
 
 #include "command_line/exit_status.h"
 
@@ -14,7 +14,7 @@ extern "C" void note(int signal) { noted = signal; }
 
 }  // namespace
 
-Interruption::Interruption() {
+DeferredSignals::DeferredSignals() {
     struct sigaction action = {};
     action.sa_handler = note;
     for (size_t i = 0; i < kSignals.size(); ++i) {
@@ -25,7 +25,7 @@ Interruption::Interruption() {
     }
 }
 
-Interruption::~Interruption() {
+DeferredSignals::~DeferredSignals() {
     for (size_t i = 0; i < kSignals.size(); ++i) {
         sigaction(kSignals[i], &before_[i], nullptr);
     }
@@ -34,7 +34,7 @@ Interruption::~Interruption() {
     }
 }
 
-void Interruption::check() {
+void DeferredSignals::check() {
     if (noted != 0) {
         throw Failure(kInterrupted, "");
     }

@@ -8,12 +8,12 @@ namespace trial {
 
 // While it lives, SIGINT, SIGTERM and SIGHUP are noted, unless they are ignored. When it ends, the program gets the one
 // that was noted once more, and ends as it would have. There is one at a time.
-class Interruption {
+class DeferredSignals {
 public:
-    Interruption();
-    ~Interruption();
-    Interruption(const Interruption &) = delete;
-    Interruption &operator=(const Interruption &) = delete;
+    DeferredSignals();
+    ~DeferredSignals();
+    DeferredSignals(const DeferredSignals &) = delete;
+    DeferredSignals &operator=(const DeferredSignals &) = delete;
 
     // Throws a Failure, without a message, once one was noted.
     static void check();

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <cstring>
-#include <filesystem>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -156,10 +155,11 @@ Lines read_lines(int fd) {
     return lines;
 }
 
+// Why it failed, and the differences; nothing: as expected.
 Lines run_apart(const Scenario &scenario) {
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) {
-        throw std::runtime_error(std::string("no pipe: ") + std::strerror(errno));
+        return {std::string("it could not be tried, for there is no pipe: ") + std::strerror(errno)};
     }
     const base::Fd from_child(ends[0]);
     base::Fd to_parent(ends[1]);
@@ -169,7 +169,7 @@ Lines run_apart(const Scenario &scenario) {
     }
     to_parent = base::Fd();
     if (child < 0) {
-        throw std::runtime_error(std::string("no process: ") + std::strerror(errno));
+        return {std::string("it could not be tried, for there is no process: ") + std::strerror(errno)};
     }
     Lines lines = read_lines(from_child.get());
     int status = 0;
@@ -184,16 +184,10 @@ Lines run_apart(const Scenario &scenario) {
 }  // namespace
 
 Verdict try_library(const scenario::Scenario &scenario) {
-    Verdict verdict{.name = std::filesystem::path(scenario.file).stem(),
-                    .file = scenario.file,
-                    .message = {},
-                    .checked = {},
-                    .details = {}};
     if (!scenario.expects_events()) {
-        verdict.result = Verdict::Result::kSkipped;
-        verdict.message = "it expects no events";
-        return verdict;
+        return {scenario.file, Verdict::Result::kSkipped, "it expects no events"};
     }
+    Verdict verdict(scenario.file);
     const auto begin = std::chrono::steady_clock::now();
     Lines lines = run_apart(scenario);
     verdict.took = std::chrono::steady_clock::now() - begin;

@@ -11,7 +11,7 @@
 #include "record/record_type.h"
 #include "store/store.h"
 #include "trial/child.h"
-#include "trial/interruption.h"
+#include "trial/deferred_signals.h"
 
 namespace trial {
 
@@ -75,7 +75,7 @@ void PrivateServer::wait_until_it_answers(const std::string &program) {
         } catch (const Failure &failure) {
             reason = failure.what();
         }
-        Interruption::check();
+        DeferredSignals::check();
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     throw Failure(kNoConnection, program + " does not answer: " + reason);

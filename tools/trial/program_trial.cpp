@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <filesystem>
 #include <functional>
 #include <poll.h>
 #include <sys/wait.h>
@@ -15,7 +14,7 @@
 #include "scenario/expectation.h"
 #include "scenario/player.h"
 #include "trial/child.h"
-#include "trial/interruption.h"
+#include "trial/deferred_signals.h"
 #include "trial/private_server.h"
 
 namespace trial {
@@ -63,7 +62,7 @@ bool Application::read_until(Clock::time_point end, const std::function<bool()> 
             return false;
         }
         read_for(std::min(left, kLongest));
-        Interruption::check();
+        DeferredSignals::check();
     }
     return true;
 }
@@ -212,12 +211,8 @@ private:
 }  // namespace
 
 Verdict try_program(const scenario::Scenario &scenario, const ProgramOptions &options) {
-    Verdict verdict{.name = std::filesystem::path(scenario.file).stem(),
-                    .file = scenario.file,
-                    .message = {},
-                    .checked = {},
-                    .details = {}};
-    const Interruption interruption;
+    Verdict verdict(scenario.file);
+    const DeferredSignals signals;
     const auto begin = Clock::now();
     Trial(scenario, options, verdict).run();
     verdict.took = Clock::now() - begin;

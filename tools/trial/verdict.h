@@ -9,6 +9,10 @@ namespace trial {
 
 struct Verdict {
     enum class Result { kPassed, kFailed, kSkipped, kError };  // an error: it could not be tried
+
+    explicit Verdict(std::string its_file);  // it has passed
+    Verdict(std::string its_file, Result its_result, std::string its_message);
+
     Result result = Result::kPassed;
     std::string name;  // the file's, without directory and ending
     std::string file;

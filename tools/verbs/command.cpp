@@ -2,9 +2,24 @@
 
 #include <CLI/CLI.hpp>
 
+#include "command_line/exit_status.h"
 #include "command_line/options.h"
 
 namespace capctl {
+
+namespace {
+
+constexpr char kNotEmpty[] = "not empty";
+
+// An empty value is most likely a variable of the caller's that is not set; it never means what no option means.
+void refuse_empty_value(CLI::Option *option) {
+    option->check({[option](const std::string &value) {
+                       return value.empty() ? option->get_type_name() + " expected, not \"\"" : "";
+                   },
+                   "", kNotEmpty});
+}
+
+}  // namespace
 
 Option Option::required() const {
     its_->required();
@@ -23,11 +38,16 @@ Option Option::excludes(Option other) const {
 
 Option Option::one_of(const std::vector<std::string> &values) const {
     its_->check(command_line::one_of(values));
-    return *this;
+    return may_be_empty();
 }
 
 Option Option::at_least_one() const {
     its_->check(command_line::positive_number());
+    return may_be_empty();
+}
+
+Option Option::may_be_empty() const {
+    its_->get_validator(kNotEmpty)->active(false);
     return *this;
 }
 
@@ -40,7 +60,11 @@ bool Option::is_given() const { return its_->count() != 0; }
 
 template <class Value>
 Option Command::add_option(const std::string &name, Value &value, const std::string &about) const {
-    return Option(its_->add_option(name, value, about));
+    CLI::Option *option = its_->add_option(name, value, about);
+    if (!option->get_positional()) {
+        refuse_empty_value(option);
+    }
+    return Option(option);
 }
 
 template Option Command::add_option(const std::string &, std::string &, const std::string &) const;
@@ -62,5 +86,13 @@ void Command::take_one_at_most() const { its_->require_option(0, 1); }
 void Command::hide() const { its_->group(""); }
 
 bool Command::is_given(const std::string &option) const { return its_->count(option) != 0; }
+
+void Command::refuse(std::initializer_list<const char *> options, const std::string &why) const {
+    for (const char *option : options) {
+        if (is_given(option)) {
+            throw command_line::Failure(command_line::kUsage, std::string(option) + ": " + why);
+        }
+    }
+}
 
 }  // namespace capctl

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,7 @@ public:
     Option excludes(Option other) const;
     Option one_of(const std::vector<std::string> &values) const;
     Option at_least_one() const;  // of a number
+    Option may_be_empty() const;  // its value, which otherwise is refused by its name
     Option repeated() const;      // each time with one value
 
     bool is_given() const;
@@ -51,6 +53,8 @@ public:
     void hide() const;
 
     bool is_given(const std::string &option) const;
+    // Throws a usage failure for one of them that is given all the same, where it would be without effect.
+    void refuse(std::initializer_list<const char *> options, const std::string &why) const;
 
 private:
     CLI::App *its_ = nullptr;

@@ -1,13 +1,15 @@
 // test: scenarios as tests, of the library or of an application.
 #include <algorithm>
-#include <filesystem>
 #include <functional>
+#include <iterator>
 #include <memory>
+#include <utility>
 
 #include "command_line/exit_status.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "command_line/words.h"
+#include "scenario/mistake.h"
 #include "scenario/scenario.h"
 #include "scenario/shipped.h"
 #include "trial/library_trial.h"
@@ -31,26 +33,36 @@ struct Test {
     std::string started;
     std::string settling = "0.5";
     std::string patience = "10";
+    Command command;
 
     int run(const Session &session) const;
     trial::ProgramOptions program_options() const;
 };
 
-std::vector<scenario::Scenario> read_all(const std::vector<std::string> &files) {
-    std::vector<scenario::Scenario> scenarios;
-    scenarios.reserve(files.size());
-    for (const std::string &file : files) {
-        scenarios.push_back(scenario::read_file(scenario::find_file(file)));
+// A scenario's file, which may have a mistake: that one has then failed, and the others are tried all the same.
+struct Subject {
+    std::string file;
+    std::string mistake;
+    scenario::Scenario scenario;  // unless there is a mistake
+};
+
+Subject read_subject(const std::string &name) {
+    Subject subject{.file = scenario::find_file(name), .mistake = {}, .scenario = {}};
+    try {
+        subject.scenario = scenario::read_file(subject.file);
+    } catch (const scenario::Mistake &mistake) {
+        subject.mistake = mistake.what();
     }
-    return scenarios;
+    return subject;
 }
 
 // One among others is skipped, and said to be. But who tests what expects nothing is told so, and not that all is well.
-void refuse_without_expectation(const std::vector<scenario::Scenario> &scenarios) {
-    if (std::any_of(scenarios.begin(), scenarios.end(), [](const auto &each) { return each.expects_events(); })) {
+void refuse_without_expectation(const std::vector<Subject> &subjects) {
+    if (std::any_of(subjects.begin(), subjects.end(),
+                    [](const Subject &each) { return !each.mistake.empty() || each.scenario.expects_events(); })) {
         return;
     }
-    const scenario::Scenario &first = scenarios.front();
+    const scenario::Scenario &first = subjects.front().scenario;
     throw Failure(kUsage, printable(first.file) + ": it expects no events (expect), so that there is nothing to test" +
                               (first.expected_output ? "; --run PROGRAM tries what it expects of a program" : ""));
 }
@@ -71,40 +83,68 @@ trial::ProgramOptions Test::program_options() const {
     return options;
 }
 
+using Attempt = std::function<trial::Verdict(const scenario::Scenario &)>;
+
+// In the format that was asked for: TAP as it comes about, JUnit at the end.
+class Report {
+public:
+    Report(const std::string &format, size_t count) : is_tap_(format == "tap") {
+        write_output(is_tap_ ? trial::tap_header(count) : "");
+    }
+
+    void add(trial::Verdict verdict) {
+        has_failed_ = has_failed_ || verdict.result == trial::Verdict::Result::kFailed;
+        verdicts_.push_back(std::move(verdict));
+        write_output(is_tap_ ? trial::tap_line(verdicts_.back(), verdicts_.size()) : "");
+    }
+    void finish() { write_output(is_tap_ ? "" : trial::junit(verdicts_)); }
+    // Nothing can be tried any more.
+    void break_off(trial::Verdict verdict) {
+        verdicts_.push_back(std::move(verdict));
+        write_output(is_tap_ ? "Bail out! " + on_one_line(verdicts_.back().message) + "\n" : trial::junit(verdicts_));
+    }
+    bool has_failed() const { return has_failed_; }
+
+private:
+    bool is_tap_;
+    bool has_failed_ = false;
+    std::vector<trial::Verdict> verdicts_;
+};
+
+void try_all(const std::vector<Subject> &subjects, const Attempt &attempt, Report &report) {
+    for (const Subject &subject : subjects) {
+        if (!subject.mistake.empty()) {
+            report.add({subject.file, trial::Verdict::Result::kFailed, subject.mistake});
+            continue;
+        }
+        try {
+            report.add(attempt(subject.scenario));
+        } catch (const Failure &failure) {
+            report.break_off({subject.file, trial::Verdict::Result::kError, failure.what()});
+            throw;
+        }
+    }
+    report.finish();
+}
+
 int Test::run(const Session &session) const {
     session.prints_only("test, which has --format,", {Format::kText});
-    std::function<trial::Verdict(const scenario::Scenario &)> attempt = trial::try_library;
-    if (!program.empty()) {
+    Attempt attempt = trial::try_library;
+    if (program.empty()) {
+        command.refuse({"--speed", "--started", "--settle", "--timeout"}, "--run is missing, with the program to try");
+    } else {
         attempt = [options = program_options()](const scenario::Scenario &each) {
             return trial::try_program(each, options);
         };
     }
-    const std::vector<scenario::Scenario> scenarios = read_all(files);
+    std::vector<Subject> subjects;
+    std::transform(files.begin(), files.end(), std::back_inserter(subjects), read_subject);
     if (program.empty()) {
-        refuse_without_expectation(scenarios);
+        refuse_without_expectation(subjects);
     }
-    const bool tap = format == "tap";
-    write_output(tap ? trial::tap_header(scenarios.size()) : "");
-    std::vector<trial::Verdict> verdicts;
-    bool failed = false;
-    for (const scenario::Scenario &scenario : scenarios) {
-        try {
-            verdicts.push_back(attempt(scenario));
-        } catch (const Failure &failure) {
-            verdicts.push_back({.result = trial::Verdict::Result::kError,
-                                .name = std::filesystem::path(scenario.file).stem(),
-                                .file = scenario.file,
-                                .message = failure.what(),
-                                .checked = {},
-                                .details = {}});
-            write_output(tap ? "Bail out! " + on_one_line(failure.what()) + "\n" : trial::junit(verdicts));
-            throw;
-        }
-        failed = failed || verdicts.back().result == trial::Verdict::Result::kFailed;
-        write_output(tap ? trial::tap_line(verdicts.back(), verdicts.size()) : "");
-    }
-    write_output(tap ? "" : trial::junit(verdicts));
-    return failed ? kNegative : kDone;
+    Report report(format, subjects.size());
+    try_all(subjects, attempt, report);
+    return report.has_failed() ? kNegative : kDone;
 }
 
 }  // namespace
@@ -116,6 +156,7 @@ void add_test(Verbs &verbs) {
                                       "  trel_capctl test scenarios/*.yaml --format junit >report.xml\n"
                                       "  trel_capctl test lab.yaml --run './my_app --verbose' --started ready\n",
                                       [test](const Session &session) { return test->run(session); });
+    test->command = command;
     command.add_option("FILE", test->files, "Scenarios: files, or names that play --list prints").required();
     command.add_option("--format", test->format, "How to report: tap (the default) or junit")
         .type_name("tap|junit")
