@@ -85,10 +85,20 @@ std::string joined(const std::vector<std::string> &names) {
     return text;
 }
 
-std::string alternatives(std::vector<std::string> names) {
+namespace {
+
+std::string joined_but_last(std::vector<std::string> names, const char *before_last) {
     const std::string last = names.back();
     names.pop_back();
-    return names.empty() ? last : joined(names) + " or " + last;
+    return names.empty() ? last : joined(names) + before_last + last;
+}
+
+}  // namespace
+
+std::string alternatives(std::vector<std::string> names) { return joined_but_last(std::move(names), " or "); }
+
+std::string only_one_of(std::vector<std::string> options) {
+    return joined_but_last(std::move(options), " and ") + " exclude each other; give one of them";
 }
 
 }  // namespace command_line

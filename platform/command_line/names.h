@@ -23,4 +23,7 @@ std::string joined(const std::vector<std::string> &names);
 // Likewise, but for the last, which comes after "or".
 std::string alternatives(std::vector<std::string> names);
 
+// What is said of options that were all given, and exclude each other.
+std::string only_one_of(std::vector<std::string> options);
+
 }  // namespace command_line

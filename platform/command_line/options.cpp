@@ -94,9 +94,10 @@ std::string uncapitalised(std::string text) {
     return text;
 }
 
-// Something may be missing because its name was mistyped.
+// Something may be missing because its name was mistyped, or an unknown option has taken its place.
 std::string missing(const CLI::App &app, const CLI::ParseError &error) {
-    if (std::string why = unknown(app); !first_unknown(app).empty() && why.ends_with('?')) {
+    const std::string first = first_unknown(app);
+    if (std::string why = unknown(app); first.starts_with('-') || (!first.empty() && why.ends_with('?'))) {
         return why;
     }
     for (const CLI::Option *argument : arguments_of(at_hand(app))) {
@@ -111,14 +112,14 @@ std::string missing(const CLI::App &app, const CLI::ParseError &error) {
 std::string too_many_of_group(const CLI::App &app) {
     for (const CLI::App *group :
          at_hand(app).get_subcommands([](const CLI::App *each) { return each->get_name().empty(); })) {
-        std::string names;
-        size_t given = 0;
+        std::vector<std::string> given;
         for (const CLI::Option *option : group->get_options()) {
-            names.append(names.empty() ? "" : ",").append(option->get_name());
-            given += option->count() == 0 ? 0U : 1U;
+            if (option->count() != 0) {
+                given.push_back(option->get_name());
+            }
         }
-        if (given > 1) {
-            return "one of [" + names + "] at most is expected, but " + std::to_string(given) + " were given";
+        if (given.size() > 1) {
+            return only_one_of(given);
         }
     }
     return "";
@@ -151,6 +152,10 @@ std::string reason(const CLI::App &app, const CLI::ParseError &error) {
     if (dynamic_cast<const CLI::RequiredError *>(&error) != nullptr) {
         why = too_many_of_group(app);
         return why.empty() ? missing(app, error) : why;
+    }
+    if (dynamic_cast<const CLI::ExcludesError *>(&error) != nullptr) {
+        const std::string message = error.what();
+        return only_one_of({message.substr(0, message.find(' ')), message.substr(message.rfind(' ') + 1)});
     }
     return dynamic_cast<const CLI::ArgumentMismatch *>(&error) != nullptr ? mismatch(app, error.what()) : error.what();
 }

@@ -147,7 +147,10 @@ TEST_F(ChassisVerbs, TakeNoNumbersBelowZero) {
         EXPECT_THAT(run({"card", "insert", "3", option, "-2"}),
                     FailsWith(2, std::string(option) + ": 0 or more expected, not \"-2\""));
     }
+    EXPECT_THAT(run({"card", "insert", "3", "--slot", "0xfffffffe"}), FailsWith(2, "--slot: 0 or more expected"));
     EXPECT_EQ(dump(), "");
+    does({"card", "insert", "0x80000002"});
+    EXPECT_THAT(dump(), HasSubstr("\"slotid\":2,"));
     does({"card", "insert", "0x80000001", "--slot", "3"});
     EXPECT_THAT(run({"explain", "0x80000001"}), Explains("at a desk: trel_capctl check 0x80000001 pass"));
 }

@@ -172,7 +172,8 @@ TEST_F(ScopedCapability, OfANodeMayBeAString) {
 }
 
 TEST_F(ScopedCapability, HasOneScope) {
-    EXPECT_THAT(run({"get", "/a", "--fe", "3", "--cm", "3"}), FailsWith(2, "--fe excludes --cm"));
+    EXPECT_THAT(run({"get", "/a", "--fe", "3", "--cm", "3"}),
+                FailsWith(2, "--fe and --cm exclude each other; give one of them"));
     EXPECT_THAT(run({"get", "/a", "--class", "lc"}), FailsWith(2, "--class: cm, fab or hps expected, not \"lc\""));
     EXPECT_THAT(run({"get", "/a", "--fe", "x"}), FailsWith(2, "--fe: a whole number"));
     EXPECT_THAT(run({"get", "cap_glb_state", "--fe", "3"}),

@@ -84,8 +84,13 @@ TEST(Usage, WritesNoStringOfTheDevice) {
 }
 
 TEST(Usage, NeedsExactlyOneValueToSet) {
-    EXPECT_THAT(run_nowhere({"set", "/a"}), FailsWith(2, "[--bool,--int,--state] is required"));
-    EXPECT_THAT(run_nowhere({"set", "/a", "--bool", "1", "--int", "2"}), FailsWith(2, "2 were given"));
+    EXPECT_THAT(run_nowhere({"set", "/a"}),
+                FailsWith(2, "a value is missing: --bool, --int, --state or FIELD=VALUE expected\n"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--fe", "3"}),
+                FailsWith(2, "a value is missing: --bool, --int, --str or FIELD=VALUE expected\n"));
+    EXPECT_THAT(run_nowhere({"set", "cap_glb_state"}), FailsWith(2, "a value is missing: FIELD=VALUE expected\n"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--bool", "1", "--int", "2"}),
+                FailsWith(2, "--bool and --int exclude each other; give one of them\n"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--int", "1", "--int", "2"}), FailsWith(2, "--int: it was given 2 times"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--int"}), FailsWith(2, "--int: N is missing"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--pri", "1"}), FailsWith(2, "unknown option \"--pri\""));
@@ -93,9 +98,8 @@ TEST(Usage, NeedsExactlyOneValueToSet) {
 }
 
 TEST(Usage, AllowsOneValueToGet) {
-    EXPECT_THAT(
-        run_nowhere({"get", "/a", "--bool", "--int"}),
-        FailsWith(2, "one of [--bool,--int,--str,--pri,--state,--field] at most is expected, but 2 were given"));
+    EXPECT_THAT(run_nowhere({"get", "/a", "--int", "--str", "--field", "pri"}),
+                FailsWith(2, "--int, --str and --field exclude each other; give one of them\nTry"));
     EXPECT_THAT(run_nowhere({"get", "/a", "--int=3"}), FailsWith(2, "--int was given a value, and takes none"));
     EXPECT_THAT(run_nowhere({"get", "/a", "--int", "3"}), FailsWith(2, "3"));
 }
@@ -158,6 +162,70 @@ TEST(Usage, RefusesUnknownOptions) {
     EXPECT_THAT(run_nowhere({"set", "/a", "--prio", "1"}), testing::Not(FailsWith(2, "did you mean")));
     EXPECT_THAT(run_nowhere({"get", "/a", "--frob\x1b[2J"}), FailsWith(2, "\"--frob\\x1b[2J\""));
     EXPECT_THAT(run_nowhere({"ready", "glb", "--int", "1"}), FailsWith(2, "--int"));
+}
+
+// Before what is missing: most likely it is the option that has taken its place.
+TEST(Usage, NamesAnUnknownOptionFirst) {
+    for (const Arguments &arguments : std::vector<Arguments>{
+             {"get", "-x"}, {"-x", "get"}, {"get", "-x", "/a"}, {"card", "insert", "-x"}, {"explain", "-x"}}) {
+        EXPECT_THAT(run_nowhere(arguments), FailsWith(2, "unknown option \"-x\"\nTry"));
+    }
+    EXPECT_THAT(run_nowhere({"get", "--zzz"}), FailsWith(2, "unknown option \"--zzz\"\nTry"));
+}
+
+// Of a variable that is not set, as a rule: as if the option were not there would be something else than was meant.
+TEST(Usage, RefusesAnEmptyValueByItsOption) {
+    const std::vector<std::pair<Arguments, std::string>> cases = {
+        {{"get", "/a", "-s", ""}, "--store: no store is named: NAME expected, not \"\""},
+        {{"get", "/a", "--class", ""}, "--class: cm, fab or hps expected, not \"\""},
+        {{"get", "/a", "--fe", ""}, "--fe: NODE expected, not \"\""},
+        {{"get", "/a", "--field", ""}, "--field: NAME expected, not \"\""},
+        {{"card", "insert", "3", "--class", ""}, "--class: lc, fab, cm or hps expected, not \"\""},
+        {{"card", "insert", "3", "--slot", ""}, "--slot: N expected, not \"\""},
+        {{"card", "insert", "3", "--name", ""}, "--name: TEXT expected, not \"\""},
+        {{"node", "3", "ready", "--real-time", ""}, "--real-time: on or off expected, not \"\""},
+        {{"explain", "--from", ""}, "--from: FILE expected, not \"\""},
+        {{"wait", "/a", "--timeout", ""}, "--timeout: SECONDS expected, not \"\""},
+        {{"ls", "--type", ""}, "--type: TYPE expected, not \"\""},
+        {{"play", "boot", "--times", ""}, "--times: a whole number from 1 expected, not \"\""},
+        {{"board", "--play", ""}, "--play: SCENARIO expected, not \"\""},
+        {{"board", "--listen", ""}, "--listen \"\": HOST:PORT"},
+        {{"test", "boot", "--run", ""}, "--run: PROGRAM expected, not \"\""}};
+    for (const auto &[arguments, message] : cases) {
+        EXPECT_THAT(run_nowhere(arguments), FailsWith(2, message));
+    }
+}
+
+// What has no effect is not what was meant.
+TEST(Usage, RefusesAnOptionWithoutEffect) {
+    for (const Arguments &option : std::vector<Arguments>{{"--name", "x"}, {"--class", "lc"}, {"--slot", "3"}}) {
+        EXPECT_THAT(run_nowhere({"card", "remove", "3", option[0], option[1]}),
+                    FailsWith(2, option[0] + ": remove takes the node only"));
+    }
+    EXPECT_THAT(run_nowhere({"check", "3", "withdraw", "--model", "3"}),
+                FailsWith(2, "--model: withdraw takes the node only"));
+    for (const char *option : {"--speed", "--started", "--settle", "--timeout"}) {
+        EXPECT_THAT(run_nowhere({"test", "boot", option, "3"}),
+                    FailsWith(2, std::string(option) + ": --run is missing, with the program to try\nTry"));
+    }
+    EXPECT_THAT(run_nowhere({"board", "--speed", "2"}), FailsWith(2, "--speed: --play is missing"));
+}
+
+TEST(Usage, SetsAFieldOnce) {
+    EXPECT_THAT(run_nowhere({"set", "cap_fe_ready:3:900", "ready=1", "node_type=3", "ready=0"}),
+                FailsWith(2, "\"ready\": it is given more than one value\nTry"));
+    EXPECT_THAT(run_nowhere({"set", "card_info:0:0:1:0", "name=a", "name@-"}), FailsWith(2, "\"name\": it is given"));
+    EXPECT_THAT(run_nowhere({"set", "card_info:0:0:1:0", "name@-", "serial@-"}),
+                FailsWith(2, "\"serial@-\": standard input has one value"));
+}
+
+// The field, which may be the mistake, and then the file.
+TEST(Usage, NamesTheFieldOfAFileThatIsNotThere) {
+    EXPECT_THAT(run_nowhere({"set", "card_info:0:0:1:0", "name@nofile"}),
+                FailsWith(7, "trel_capctl: name: \"nofile\": No such file or directory\n"));
+    EXPECT_THAT(run_nowhere({"set", "card_info:0:0:1:0", "nam@nofile"}), FailsWith(2, "nam"));
+    EXPECT_THAT(run_nowhere({"set", "card_info:0:0:1:0", "is_online@/dev/null"}),
+                FailsWith(2, "is_online: 0, 1, false or true expected, not \"\""));
 }
 
 TEST(Usage, NeedsAStore) {

@@ -108,7 +108,7 @@ Card usual_card(CardClass card_class, int32_t node) {
     card.node = node;
     card.node_type = words_of(card_class).node_type;
     card.config_dev_type = words_of(card_class).model;
-    card.slotid = node;
+    card.slotid = node & INT32_MAX;
     return card;
 }
 

@@ -33,7 +33,8 @@ struct Card {
     bool is_online = true;
 };
 
-// A card of a class: its node type, model and slot (the node's number) as they are usual.
+// A card of a class: its node type, model and slot (the node's number; of one with 32 bits the lower 31) as they are
+// usual.
 Card usual_card(CardClass card_class, int32_t node);
 
 // What the process that watches the slots writes: CardInfo. Deleted, it says that the card was removed.

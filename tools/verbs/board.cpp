@@ -25,6 +25,7 @@ struct BoardVerb {
     std::string scenario;  // to play; empty: none
     std::string speed;     // empty: as it was written
     bool loops = false;
+    Command command;
 
     int run(Session &session) const;
 
@@ -75,11 +76,7 @@ int BoardVerb::run(Session &session) const {
     if (!scenario.empty()) {
         play(session);
     }
-    for (const auto &[option, is_given] : {std::pair("--speed", !speed.empty()), std::pair("--loop", loops)}) {
-        if (is_given) {
-            throw Failure(kUsage, std::string(option) + ": --play is missing, with the scenario to play");
-        }
-    }
+    command.refuse({"--speed", "--loop"}, "--play is missing, with the scenario to play");
     const board::Address its_address = address();
     board::Board board(session.store(), its_address);
     print_url(session, board);
@@ -96,8 +93,10 @@ void add_board(Verbs &verbs) {
                                       "  trel_capctl board --listen 127.0.0.1:0\n"
                                       "  trel_capctl board --listen 0.0.0.0:7080 --allow-remote\n",
                                       [board](Session &session) { return board->run(session); });
+    board->command = command;
     command.add_option("--listen", board->listen, "Where the page is, in place of 127.0.0.1:7080; port 0: any free one")
-        .type_name("HOST:PORT");
+        .type_name("HOST:PORT")
+        .may_be_empty();
     command.add_flag("--allow-remote", board->allows_remote, "Let --listen name an address that other machines reach");
     command
         .add_option("--play", board->scenario,

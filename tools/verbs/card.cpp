@@ -22,6 +22,7 @@ struct CardVerb {
     std::string action;
     CardOptions options;
     std::string name;
+    Command command;
 
     int run(Session &session) const;
     int insert(Session &session, const KnownNode &known) const;
@@ -90,6 +91,11 @@ int CardVerb::remove(Session &session, const KnownNode &known) const {
 int CardVerb::run(Session &session) const {
     check_choice(action, {"insert", "remove"});
     options.check();
+    if (action == "remove") {
+        constexpr char kWhy[] = "remove takes the node only: its card is removed, whatever it is";
+        options.refuse_all(kWhy);
+        command.refuse({"--name"}, kWhy);
+    }
     const KnownNode known(session.store(), options.node());
     return action == "insert" ? insert(session, known) : remove(session, known);
 }
@@ -104,6 +110,7 @@ void add_card(Verbs &verbs) {
                                       "  trel_capctl card remove 17\n",
                                       [card](Session &session) { return card->run(session); });
     command.add_option("insert|remove", card->action, "What becomes of it").required();
+    card->command = command;
     card->options.add_to(command);
     command.add_option("--name", card->name, "What it is called").type_name("TEXT");
 }

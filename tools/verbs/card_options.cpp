@@ -26,7 +26,7 @@ store::Snapshot node_records(store::Store &store) {
 
 int32_t parse_place(const char *option, const std::string &text) {
     const int32_t number = record::parse_number(option, text);
-    if (text.starts_with('-')) {
+    if (number < 0) {
         throw Failure(kUsage, std::string(option) + ": 0 or more expected, not " + quote(text));
     }
     return number;
@@ -36,6 +36,15 @@ void override_number(const char *option, const std::string &text, int32_t &value
     if (!text.empty()) {
         value = parse_place(option, text);
     }
+}
+
+// The record's is signed, a node's number is not: half of them are written in hexadecimal only.
+int32_t parse_node(const std::string &text) {
+    const int32_t number = record::parse_number("NODE", text);
+    if (text.starts_with('-')) {
+        throw Failure(kUsage, "NODE: 0 or more expected, not " + quote(text));
+    }
+    return number;
 }
 
 CardClass class_of_type(const std::string &text) {
@@ -67,8 +76,11 @@ KnownNode::KnownNode(store::Store &store, int32_t node)
     : snapshot_(node_records(store)), records_(chassis::records_of(snapshot_, node)) {}
 
 void CardOptions::add_to(const Command &command) {
+    command_ = command;
     command.add_option("NODE", node_, "The card's node, decimal or hexadecimal").required();
-    command.add_option("--class", card_class_, "Its class; otherwise as stored, else lc").type_name("lc|fab|cm|hps");
+    command.add_option("--class", card_class_, "Its class; otherwise as stored, else lc")
+        .type_name("lc|fab|cm|hps")
+        .one_of(chassis::class_names());
     command.add_option("--type", type_, "Its node type: 1, 3 and 6 are line cards, 2 cm, 5 fab, 7 hps").type_name("N");
     command.add_option("--model", model_, "Its model (config_dev_type)").type_name("N");
     command.add_option("--slot", slot_, "Its slot; the node's number, unless one is stored").type_name("N");
@@ -76,7 +88,7 @@ void CardOptions::add_to(const Command &command) {
     command.add_option("--subslot", subslot_, "Its sub-slot; 0, unless one is stored").type_name("N");
 }
 
-int32_t CardOptions::node() const { return parse_place("NODE", node_); }
+int32_t CardOptions::node() const { return parse_node(node_); }
 
 // A node type says which class is meant.
 std::optional<CardClass> CardOptions::card_class() const {
@@ -97,6 +109,10 @@ void CardOptions::override_numbers(Card &card) const {
     override_number("--slot", slot_, card.slotid);
     override_number("--dev", dev_, card.devid);
     override_number("--subslot", subslot_, card.sslotid);
+}
+
+void CardOptions::refuse_all(const std::string &why) const {
+    command_.refuse({"--class", "--type", "--model", "--slot", "--dev", "--subslot"}, why);
 }
 
 void CardOptions::check() const {

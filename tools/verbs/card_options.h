@@ -32,6 +32,9 @@ public:
     // The argument NODE, and the options --class, --type, --model, --slot, --dev and --subslot.
     void add_to(const Command &command);
 
+    // Throws a usage failure when one of the options is given: what is done concerns the node, whatever is stored of
+    // it.
+    void refuse_all(const std::string &why) const;
     // Throws a usage failure for what is wrong with any of them, before a store is asked.
     void check() const;
     int32_t node() const;
@@ -43,6 +46,7 @@ private:
     std::optional<chassis::CardClass> card_class() const;
     void override_numbers(chassis::Card &card) const;
 
+    Command command_;
     std::string node_;
     std::string card_class_;
     std::string type_;

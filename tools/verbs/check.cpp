@@ -62,6 +62,9 @@ void withdraw(Session &session, const KnownNode &known, int32_t node) {
 int Check::run(Session &session) const {
     check_choice(outcome, {"pass", "deny", "withdraw"});
     options.check();
+    if (outcome == "withdraw") {
+        options.refuse_all("withdraw takes the node only: what is stored of its check goes");
+    }
     const KnownNode known(session.store(), options.node());
     if (outcome == "withdraw") {
         withdraw(session, known, options.node());

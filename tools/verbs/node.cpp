@@ -44,10 +44,9 @@ chassis::Card addressed(const KnownNode &known, const CardOptions &options) {
 
 int Node::run(Session &session) const {
     const bool is_ready = parse_ready(readiness);
-    const bool is_in_real_time = parse_switch("--real-time", real_time);
     options.check();
     const KnownNode known(session.store(), options.node());
-    const Record record = node_ready(addressed(known, options), is_ready, is_in_real_time);
+    const Record record = node_ready(addressed(known, options), is_ready, real_time == "on");
     session.store().write(record);
     print_written(session, record);
     return kDone;
@@ -65,7 +64,8 @@ void add_node(Verbs &verbs) {
     node->options.add_to(command);
     command.add_option("ready|unready", node->readiness, "What to publish").required();
     command.add_option("--real-time", node->real_time, "Whether it is in real time: on (the default) or off")
-        .type_name("on|off");
+        .type_name("on|off")
+        .one_of({"on", "off"});
 }
 
 }  // namespace capctl

@@ -1,7 +1,6 @@
 // Records on standard output, in the format that was asked for.
 #pragma once
 
-#include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>

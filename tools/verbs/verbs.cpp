@@ -67,7 +67,7 @@ Verbs::Verbs() : app_(std::make_unique<CLI::App>(kSummary, "trel_capctl")) {
     add_shared_options(*app_, TREL_CAP_VERSION, "How to print data: text (the default), table, json or ndjson", format_,
                        format_names());
     app_->get_option("--help")->description("Print this and exit; after a verb, about that verb");
-    app_->add_option("-s,--store", store_, "The store, in place of $OX_MOM_STORE")->type_name("NAME");
+    store_option_ = app_->add_option("-s,--store", store_, "The store, in place of $OX_MOM_STORE")->type_name("NAME");
     app_->add_option("--color", colour_, "Colour: auto (the default: on a terminal), always or never")
         ->type_name("WHEN")
         ->check(one_of({"auto", "always", "never"}));
@@ -114,6 +114,9 @@ int Verbs::run_verb(Session &session) const {
 int Verbs::run(int argc, char **argv) {
     if (!parse(*app_, {argv + std::min(argc, 1), argv + argc})) {
         return kDone;
+    }
+    if (store_option_->count() != 0 && store_.empty()) {
+        throw Failure(kUsage, "--store: no store is named: NAME expected, not \"\"" + hint(*app_));
     }
     Session session(store_, format_named(format_), has_colour(colour_));
     try {

@@ -69,6 +69,7 @@ private:
 
     std::unique_ptr<CLI::App> app_;
     std::vector<Verb> verbs_;
+    CLI::Option *store_option_ = nullptr;
     std::string store_;
     std::string format_ = "text";
     std::string colour_ = "auto";
