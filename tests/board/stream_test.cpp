@@ -77,7 +77,7 @@ TEST_F(Stream, ACardThatIsInstalledInAdvanceIsToldWithItsClass) {
     node(card, true, false);
     viewer.read_until(card_is(viewer, 3, "not ready"));
     store().write(chassis::scope_ready("glb", true));
-    viewer.read_until(card_is(viewer, 3, "in advance"));
+    viewer.read_until(card_is(viewer, 3, "ready in advance"));
     store().remove(chassis::scope_ready("glb", true));
     viewer.read_until(card_is(viewer, 3, "not ready"));
     EXPECT_EQ(viewer.shown()["scopes"], Json::object());

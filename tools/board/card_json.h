@@ -8,7 +8,7 @@
 
 namespace board {
 
-// ready, in advance, denied, not installed, not ready or contradictory.
+// ready, ready in advance, denied, not installed, not ready or contradictory.
 std::string_view state_of(const chassis::Judgement &judgement);
 
 // The judgement as JSON, and with it "state", and "place", the numbers of its device, slot and sub-slot.

@@ -10,6 +10,7 @@ namespace chassis {
 namespace {
 
 using command_line::Row;
+using Flaw = Condition::Flaw;
 using Kind = Condition::Kind;
 
 std::string text(std::string_view words) { return std::string(words); }
@@ -18,19 +19,9 @@ std::string node_text(const Judgement &judgement) { return "node " + std::to_str
 
 CardClass class_in(const Judgement &judgement) { return judgement.card_class.value_or(CardClass::kLineCard); }
 
-// The class as one that is ready or not.
-std::string class_text(CardClass card_class) {
-    switch (card_class) {
-        case CardClass::kLineCard:
-            return "the device";
-        case CardClass::kFabric:
-            return "the class of fabric cards";
-        case CardClass::kControlModule:
-            return "the class of control modules";
-        case CardClass::kHps:
-            break;
-    }
-    return "the class of HPS cards";
+std::string why_of_another(const Judgement &judgement, const Condition &condition) {
+    return condition.key + " names node " + std::to_string(condition.other_node) + ", not " +
+           std::to_string(judgement.card.node);
 }
 
 std::string why_not_installed(const Judgement &judgement, const Condition &condition) {
@@ -66,7 +57,9 @@ std::string remark(const Condition &condition) {
     if (condition.met) {
         return "";
     }
-    return std::string(condition.stored ? "" : "  (not there)") +
+    return (condition.flaw == Flaw::kOfAnotherNode  ? "  (names node " + std::to_string(condition.other_node) + ")"
+            : condition.flaw == Flaw::kWithoutValue ? "  (has no stat)"
+                                                    : std::string(condition.stored ? "" : "  (not there)")) +
            (condition.asked ? "" : "  (not asked as things are)");
 }
 
@@ -76,11 +69,6 @@ std::string condition_lines(const Judgement &judgement) {
         rows.push_back({"  " + mark(each), "  " + text(name_of(each.kind)), "  " + each.key + remark(each)});
     }
     return command_line::table(rows);
-}
-
-std::string actor_text(Actor actor) {
-    const std::string_view task = task_of(actor);
-    return text(name_of(actor)) + (task.empty() ? "" : " (" + text(task) + ")");
 }
 
 }  // namespace
@@ -107,7 +95,7 @@ std::string missing_lines(const Judgement &judgement) {
         if (!each.is_missing()) {
             continue;
         }
-        const std::string line = "  " + actor_text(each.actor) + ": " + why(judgement, each) + "\n";
+        const std::string line = "  " + in_words(each.actor) + ": " + why(judgement, each) + "\n";
         const std::string command = remedy(judgement, each);
         if (line != before) {
             lines += line;
@@ -164,11 +152,31 @@ std::string what_is(const Judgement &judgement) {
     return "HPS card";
 }
 
+std::string class_in_words(CardClass card_class) {
+    switch (card_class) {
+        case CardClass::kLineCard:
+            return "the device";
+        case CardClass::kFabric:
+            return "the class of fabric cards";
+        case CardClass::kControlModule:
+            return "the class of control modules";
+        case CardClass::kHps:
+            break;
+    }
+    return "the class of HPS cards";
+}
+
 std::string slot_of(const Card &card) {
     return std::to_string(card.devid) + "/" + std::to_string(card.slotid) + "/" + std::to_string(card.sslotid);
 }
 
 std::string why(const Judgement &judgement, const Condition &condition) {
+    if (condition.flaw == Flaw::kOfAnotherNode) {
+        return why_of_another(judgement, condition);
+    }
+    if (condition.flaw == Flaw::kWithoutValue) {
+        return condition.key + " does not say whether the card is denied (stat), which is read as a denial";
+    }
     switch (condition.kind) {
         case Kind::kInstalled:
             return why_not_installed(judgement, condition);
@@ -184,7 +192,7 @@ std::string why(const Judgement &judgement, const Condition &condition) {
             return condition.key + (condition.kind == Kind::kReady ? " says that it is not ready"
                                                                    : " says that it is not in real time");
         case Kind::kClassReady:
-            return class_text(class_in(judgement)) + " is not ready, which a card not yet in real time waits for";
+            return class_in_words(class_in(judgement)) + " is not ready, which a card not yet in real time waits for";
         case Kind::kOwnRecord:
             return why_not_own_record(judgement, condition);
         case Kind::kOneVoice:
@@ -198,11 +206,18 @@ std::string remedy(const Judgement &judgement, const Condition &condition) {
     const bool is_cm = class_in(judgement) == CardClass::kControlModule;
     switch (condition.kind) {
         case Kind::kInstalled:
-            return "trel_capctl card insert " + node +
+            return (condition.flaw == Flaw::kOfAnotherNode
+                        ? "trel_capctl card remove " + node_argument(condition.other_node) + " && "
+                        : "") +
+                   "trel_capctl card insert " + node +
                    (judgement.card_class ? " --class " + text(name_of(*judgement.card_class)) : "");
         case Kind::kChecked:
         case Kind::kNotDenied:
-            return "trel_capctl check " + node + " pass";
+            // The result of a card that has moved is where the card was.
+            return (condition.key == check_result(judgement.card, true).key()
+                        ? ""
+                        : "trel_capctl check " + node + " withdraw && ") +
+                   "trel_capctl check " + node + " pass";
         case Kind::kReady:
         case Kind::kRealTime:
             return "trel_capctl node " + node + " ready" + (is_cm && !condition.stored ? " --class cm" : "");
@@ -216,12 +231,9 @@ std::string remedy(const Judgement &judgement, const Condition &condition) {
     return "trel_capctl del " + condition.contradicted_by.front();
 }
 
-std::string in_words(Verdict verdict) {
-    return verdict == Verdict::kInAdvance ? "ready in advance" : text(name_of(verdict));
-}
-
 std::string_view about_in_advance() {
-    return "In advance: applications are told that a card is ready because its class is, though it is not yet in real "
+    return "Ready in advance: applications are told that a card is ready because its class is, though it is not yet in "
+           "real "
            "time.";
 }
 
@@ -239,6 +251,11 @@ std::string in_words(const Told &told) {
     return text(name_of_event(told.event)) + " (" + std::to_string(told.event) + "), " +
            (told.ready ? "ready" : "not ready") + (told.in_advance ? " in advance" : "") + ", to those of " +
            text(registration_of(told.list)) + ", because of " + told.key;
+}
+
+std::string in_words(Actor actor) {
+    const std::string_view task = task_of(actor);
+    return text(name_of(actor)) + (task.empty() ? "" : " (" + text(task) + ")");
 }
 
 std::vector<std::string> notes(const Judgement &judgement) {
@@ -262,17 +279,22 @@ std::vector<std::string> notes(const Judgement &judgement) {
         notes.emplace_back(
             "no record tells its node type yet; until then it is followed as a line card that is checked.");
     }
+    notes.insert(notes.end(), judgement.findings.begin(), judgement.findings.end());
     return notes;
 }
 
 std::string explain(const Judgement &judgement) {
     const Card &card = judgement.card;
     if (!judgement.is_known) {
-        return node_text(judgement) + ": not ready\n\nNo record of the store names it.\n";
+        const Condition &installed = judgement.conditions.front();
+        return node_text(judgement) + ": not ready\n\nNo record of the store names it.\n" +
+               (installed.flaw == Flaw::kOfAnotherNode
+                    ? "In the slot of that number is another card: " + why_of_another(judgement, installed) + ".\n"
+                    : "");
     }
     return node_text(judgement) + ", " + what_is(judgement) + ", slot " + slot_of(card) + ", model " +
            std::to_string(card.config_dev_type) + (card.name.empty() ? "" : ", " + command_line::quote(card.name)) +
-           ": " + in_words(judgement.verdict) + "\n\n" +
+           ": " + text(name_of(judgement.verdict)) + "\n\n" +
            (judgement.verdict == Verdict::kInAdvance ? text(about_in_advance()) + "\n\n" : "") +
            condition_lines(judgement) + missing_lines(judgement) + told_lines(judgement) + note_lines(judgement);
 }

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "chassis/findings.h"
+
 namespace chassis {
 
 namespace {
@@ -69,6 +71,8 @@ private:
     bool is_in_wrong_record() const;
 
     void add(Kind kind, bool met, bool asked, const Record *record, const std::string &otherwise, Actor actor);
+    template <class Placed>
+    void note_other_node();
     void add_installed();
     void add_check();
     void add_readiness();
@@ -136,12 +140,25 @@ void Judge::add(Kind kind, bool met, bool asked, const Record *record, const std
                                   .actor = actor});
 }
 
+// Another node's record is where this one's would be.
+template <class Placed>
+void Judge::note_other_node() {
+    Condition &condition = result_.conditions.back();
+    const Record *const there = condition.stored ? nullptr : snapshot_.find(condition.key);
+    if (there != nullptr) {
+        condition.stored = true;
+        condition.flaw = Condition::Flaw::kOfAnotherNode;
+        condition.other_node = there->as<Placed>().card_nodeid;
+    }
+}
+
 void Judge::add_installed() {
     const Record *card = nullptr;
     if (!records_.cards.empty()) {
         card = cards_.empty() ? records_.cards.back() : cards_.back();
     }
     add(Kind::kInstalled, !cards_.empty(), true, card, card_info(result_.card).key(), Actor::kSlotWatcher);
+    note_other_node<CardInfo>();
 }
 
 void Judge::add_check() {
@@ -152,7 +169,12 @@ void Judge::add_check() {
     const bool is_denied = check != nullptr && check->as<AppDfCardDenyCheckResult>().stat == APP_DF_CHECK_DENY;
     const std::string key = check_result(result_.card, true).key();
     add(Kind::kChecked, check != nullptr, !in_advance_, check, key, Actor::kChecker);
+    note_other_node<AppDfCardDenyCheckResult>();
     add(Kind::kNotDenied, !is_denied, !in_advance_, check, key, Actor::kChecker);
+    note_other_node<AppDfCardDenyCheckResult>();
+    if (check != nullptr && !has_stat(*check)) {
+        result_.conditions.back().flaw = Condition::Flaw::kWithoutValue;
+    }
 }
 
 void Judge::add_readiness() {
@@ -226,6 +248,7 @@ Judgement Judge::judgement() && {
     } else if (std::none_of(conditions.begin(), conditions.end(), is_missing)) {
         result_.verdict = in_advance_ ? Verdict::kInAdvance : Verdict::kReady;
     }
+    result_.findings = findings(records_);
     const std::set<CardClass> ready = ready_classes(snapshot_);
     result_.told = told_at_start(records_, ready);
     result_.told_to_own = told_at_start(records_, ready, rules_.own_events);
@@ -239,7 +262,7 @@ std::string_view name_of(Verdict verdict) {
         case Verdict::kReady:
             return "ready";
         case Verdict::kInAdvance:
-            return "in advance";
+            return "ready in advance";
         case Verdict::kNotReady:
             return "not ready";
         case Verdict::kContradictory:

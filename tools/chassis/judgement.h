@@ -24,7 +24,7 @@ enum class Verdict {
     kNotReady,       // they are told that it is not, or nothing
     kContradictory,  // its records contradict each other: what is told depends on which of them is read last
 };
-std::string_view name_of(Verdict verdict);  // ready, in advance, not ready, contradictory
+std::string_view name_of(Verdict verdict);  // ready, ready in advance, not ready, ...
 constexpr bool is_ready(Verdict verdict) { return verdict == Verdict::kReady || verdict == Verdict::kInAdvance; }
 
 // The processes around the store, by what they do.
@@ -34,6 +34,12 @@ std::string_view name_of(Actor actor);  // the slot watcher, the application's c
 std::string_view task_of(Actor actor);
 
 struct Condition {
+    // Why a record that is stored does not do.
+    enum class Flaw {
+        kNone,           // it does, or what it says is reason enough
+        kOfAnotherNode,  // it names another node
+        kWithoutValue,   // what is asked of it was never written
+    };
     enum class Kind {
         kInstalled,   // its card is in its slot
         kChecked,     // the application's checker has looked at it
@@ -51,6 +57,8 @@ struct Condition {
     bool stored;      // there is that record
     Actor actor;      // who writes it
     std::vector<std::string> contradicted_by = {};  // of kOneVoice: the records that say something else
+    Flaw flaw = Flaw::kNone;
+    int32_t other_node = 0;  // of kOfAnotherNode: which
 
     bool is_missing() const { return asked && !met; }
 };
@@ -64,6 +72,7 @@ struct Judgement {
     std::vector<Condition> conditions;  // those that do not apply to the class are left out
     std::vector<Told> told;             // to an application that asks for every event
     std::vector<Told> told_to_own;      // to one that asks for those of the card's class alone
+    std::vector<std::string> findings;  // what is odd in its records, as findings() has it
     bool is_known = false;              // some record names the node
 };
 

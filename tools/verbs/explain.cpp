@@ -1,14 +1,15 @@
 // explain: why a card is ready or not, and which record leads to which event.
 #include <algorithm>
-#include <iterator>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <set>
 
 #include "chassis/explanation.h"
 #include "chassis/judgement_json.h"
+#include "chassis/scopes.h"
 #include "command_line/exit_status.h"
 #include "command_line/names.h"
+#include "command_line/program.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "record/dump.h"
@@ -29,6 +30,8 @@ using store::Snapshot;
 using Json = nlohmann::ordered_json;
 
 namespace {
+
+constexpr const char *kNoNode = "No record names a node.";
 
 struct Explain {
     std::string node;
@@ -122,9 +125,12 @@ std::string overview(const Session &session, const std::vector<Judgement> &judge
 }
 
 // What a reader has not met before, where it is in the table.
-std::string overview_notes(const std::vector<Judgement> &judgements) {
+std::string overview_notes(const std::vector<Judgement> &judgements, const std::vector<chassis::Scope> &scopes) {
     bool is_in_advance = false;
     std::set<chassis::Actor> actors;
+    if (std::any_of(scopes.begin(), scopes.end(), [](const chassis::Scope &each) { return each.is_missing(); })) {
+        actors.insert(chassis::Actor::kReadinessCalculation);
+    }
     for (const Judgement &each : judgements) {
         is_in_advance = is_in_advance || each.verdict == Verdict::kInAdvance;
         for (const chassis::Condition &condition : each.conditions) {
@@ -140,37 +146,53 @@ std::string overview_notes(const std::vector<Judgement> &judgements) {
     return text.empty() ? "" : "\n" + text;
 }
 
-std::string scopes_line(const Snapshot &snapshot) {
+std::string scopes_line(const std::vector<chassis::Scope> &scopes) {
     std::string line;
-    for (const std::string &name : chassis::class_names()) {
-        const chassis::CardClass card_class = chassis::class_named(name);
-        line += (line.empty() ? "" : ", ") + (name == "lc" ? std::string("device") : "class " + name) +
-                (is_class_ready(snapshot, card_class) ? " ready" : " not ready");
+    for (const chassis::Scope &each : scopes) {
+        line += (line.empty() ? "" : ", ") +
+                (each.card_class == chassis::CardClass::kLineCard ? std::string("device")
+                                                                  : "class " + std::string(each.name())) +
+                (each.ready ? " ready" : " not ready");
     }
     return line + "\n\n";
 }
 
+// The scopes that keep the chassis from being ready, though no card may be to blame.
+std::string scopes_missing(const Session &session, const std::vector<chassis::Scope> &scopes) {
+    std::string text;
+    for (const chassis::Scope &each : scopes) {
+        if (each.is_missing()) {
+            text += painted(session, Colour::kRed, "  " + std::string(each.name()) + ": " + why(each)) +
+                    "; it waits for the readiness calculation\n      at a desk: " + remedy(each) + "\n";
+        }
+    }
+    return text.empty() ? "" : "\nScopes that have cards, and are not ready:\n" + text;
+}
+
 // Each card, and each class that has a card; there is one at least.
-bool is_all_ready(const Snapshot &snapshot, const std::vector<Judgement> &judgements) {
-    return !judgements.empty() && std::all_of(judgements.begin(), judgements.end(), [&](const Judgement &each) {
-        return is_ready(each.verdict) &&
-               is_class_ready(snapshot, each.card_class.value_or(chassis::CardClass::kLineCard));
-    });
+bool is_all_ready(const std::vector<Judgement> &judgements, const std::vector<chassis::Scope> &scopes) {
+    return !judgements.empty() && std::all_of(judgements.begin(), judgements.end(), [](const Judgement &each) {
+        return is_ready(each.verdict);
+    }) && std::none_of(scopes.begin(), scopes.end(), [](const chassis::Scope &each) { return each.is_missing(); });
 }
 
 int explain_all(const Session &session, const Snapshot &snapshot) {
     const std::vector<Judgement> judgements = chassis::judge_all(snapshot);
+    const std::vector<chassis::Scope> scopes = scopes_of(snapshot, judgements);
     if (session.is_json()) {
         Json array = Json::array();
-        std::transform(judgements.begin(), judgements.end(), std::back_inserter(array),
-                       [](const Judgement &each) { return to_json(each); });
+        const auto add = [&array](const auto &each) { array.push_back(to_json(each)); };
+        std::for_each(judgements.begin(), judgements.end(), add);
+        std::for_each(scopes.begin(), scopes.end(), add);
         print_list(session, array);
+        complain(judgements.empty() ? kNoNode : "");
     } else {
-        write_output(scopes_line(snapshot) + (judgements.empty()
-                                                  ? "No record names a node.\n"
-                                                  : overview(session, judgements) + overview_notes(judgements)));
+        write_output(scopes_line(scopes) + (judgements.empty()
+                                                ? std::string(kNoNode) + "\n"
+                                                : overview(session, judgements) + scopes_missing(session, scopes) +
+                                                      overview_notes(judgements, scopes)));
     }
-    return is_all_ready(snapshot, judgements) ? kDone : kNegative;
+    return is_all_ready(judgements, scopes) ? kDone : kNegative;
 }
 
 int Explain::run(Session &session) const {
@@ -193,7 +215,7 @@ void add_explain(Verbs &verbs) {
                                       "  trel_capctl explain\n"
                                       "  trel_capctl explain 0x11\n"
                                       "  trel_capctl explain 17 --from field.ndjson\n"
-                                      "  trel_capctl explain --output json | jq '.[] | select(.verdict != \"ready\")'\n"
+                                      "  trel_capctl explain --output json | jq '.[] | select(.missing != [])'\n"
                                       "  trel_capctl explain --events --output table\n",
                                       [explain](Session &session) { return explain->run(session); });
     const Option node = command.add_option("NODE", explain->node, "One node; without it all, what is wrong on top");

@@ -122,7 +122,7 @@ std::string rules_text() {
         name.resize(12, ' ');
         text += "  " + name + std::string(registration_of(list)) + "\n";
     }
-    text += "In advance: ready, and not yet in real time. A condition follows the colon.\n";
+    text += "Ready in advance: ready, and not yet in real time. A condition follows the colon.\n";
     std::string states;
     for (const std::string &name : chassis::class_names()) {
         const CardClass card_class = chassis::class_named(name);

@@ -79,7 +79,7 @@ public:
     std::string state(const Snapshot &snapshot) const override {
         const chassis::Judgement judgement = chassis::judge(snapshot, node_);
         const std::string missing = chassis::missing_in_words(judgement);
-        return "node " + std::to_string(node_) + " is " + chassis::in_words(judgement.verdict) +
+        return "node " + std::to_string(node_) + " is " + std::string(name_of(judgement.verdict)) +
                (missing.empty() ? "" : "; missing: " + missing);
     }
 

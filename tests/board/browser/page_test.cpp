@@ -78,7 +78,7 @@ TEST_F(Page, ShowsEachStateOfACardInWordAndShape) {
     node(card, true, false);
     EXPECT_TRUE(shows(3, "not ready"));
     store().write(chassis::scope_ready("glb", true));
-    EXPECT_TRUE(shows(3, "in advance"));
+    EXPECT_TRUE(shows(3, "ready in advance"));
     EXPECT_TRUE(browser().waits_for("document.querySelector('[data-scope=glb][data-state=ready]')"));
     store().remove(card_info(card));
     EXPECT_TRUE(shows(3, "not installed"));
@@ -207,7 +207,7 @@ TEST_F(Page, IsLegibleInDarkAndLight) {
         const ground = getComputedStyle(document.querySelector('section')).backgroundColor;
         const probe = document.querySelector('#legend').appendChild(document.createElement('li'));
         const found = {};
-        for (const name of ['', 'ready', 'in-advance', 'not-ready', 'denied', 'not-installed', 'contradictory', 'none']) {
+        for (const name of ['', 'ready', 'ready-in-advance', 'not-ready', 'denied', 'not-installed', 'contradictory', 'none']) {
           probe.className = name;
           const [a, b] = [level(getComputedStyle(probe).color), level(ground)].sort((x, y) => y - x);
           found[name] = (a + 0.05) / (b + 0.05);
