@@ -5,6 +5,7 @@
 #include <stdint.h>
 
 #include "ox_mom.h"
+#include "trel_cap/export.h"
 
 /*
  * Every failure code: TREL_CAP_E_name, number, text of trel_cap_strerror().
@@ -38,6 +39,11 @@ enum {
     TREL_CAP_URL_MAX = 255 /* bytes of a capability URL, its terminator not counted */
 };
 
+TREL_CAP_BEGIN_DECLS
+
+/* Weak: NULL where the platform's client does not name its codes. */
+__attribute__((weak)) const char *ox_mom_strerror(int32_t code);
+
 /* A status in words, whether the library's own or the client's, which ox_mom_strerror() then names. Never NULL. */
 static inline const char *trel_cap_strerror(int32_t status) {
     switch (status) {
@@ -47,8 +53,13 @@ static inline const char *trel_cap_strerror(int32_t status) {
         TREL_CAP_ERRORS(TREL_CAP_ERROR_TEXT)
 #undef TREL_CAP_ERROR_TEXT
         default:
-            return ox_mom_strerror(status);
+            if (ox_mom_strerror) {
+                return ox_mom_strerror(status);
+            }
+            return status == TREL_CAP_OK ? "success" : "a code of the object-store client";
     }
 }
+
+TREL_CAP_END_DECLS
 
 #endif
