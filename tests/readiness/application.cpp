@@ -39,8 +39,7 @@ std::string flags_of(const CapNodeRecord &record) {
 }
 
 int32_t collect(CapNode *pos, void *param) {
-    static_cast<std::vector<Entry> *>(param)->push_back(
-        {pos->record.node, pos->record.node_type, flags_of(pos->record)});
+    static_cast<std::vector<Entry> *>(param)->push_back(entry_of(pos->record));
     return 0;
 }
 
@@ -56,6 +55,8 @@ const char *list_of(int32_t event) {
 }  // namespace
 
 thread_local Application *Application::current_ = nullptr;
+
+Entry entry_of(const CapNodeRecord &record) { return {record.node, record.node_type, flags_of(record)}; }
 
 Heard of_class(int32_t event) { return {event, std::nullopt, 0, list_of(event)}; }
 

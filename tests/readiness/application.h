@@ -57,6 +57,7 @@ struct Entry {
     bool operator==(const Entry &) const = default;
 };
 std::ostream &operator<<(std::ostream &out, const Entry &entry);
+Entry entry_of(const CapNodeRecord &record);
 
 class Application {
 public:
