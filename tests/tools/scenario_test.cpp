@@ -124,6 +124,16 @@ TEST(Shipped, AreListedAndFoundByName) {
     EXPECT_THAT(run({"play", "boot", "--speed", "fast"}), FailsWith(2, "--speed: a factor"));
 }
 
+// As where the system has a directory for its own start.
+TEST(Shipped, AreFoundBesideADirectoryOfTheirName) {
+    const test_support::PrivateDirectory directory;
+    std::filesystem::create_directory(directory.file("boot"));
+    std::filesystem::create_directory(directory.file("other"));
+    std::filesystem::current_path(directory.path());
+    EXPECT_EQ(run({"play", "boot", "--dry-run"}).status, 0);
+    EXPECT_THAT(run({"play", "other", "--dry-run"}), FailsWith(7, "other: cannot be read: Is a directory"));
+}
+
 // Each is a test that the library passes.
 TEST(Shipped, ExpectWhatTheLibraryTells) {
     Arguments arguments = {"test"};

@@ -53,15 +53,16 @@ std::vector<std::string> shipped_names() {
 
 std::string find_file(const std::string &file_or_name) {
     std::error_code error;
-    if (fs::exists(file_or_name, error)) {
+    const bool is_there = fs::exists(file_or_name, error);
+    if (is_there && !fs::is_directory(file_or_name, error)) {
         return file_or_name;
     }
     const std::vector<std::string> names = shipped_names();
     if (std::find(names.begin(), names.end(), file_or_name) != names.end()) {
         return shipped_directory() + "/" + file_or_name + kEnding;
     }
-    if (file_or_name.find('/') != std::string::npos || fs::path(file_or_name).extension() == kEnding) {
-        return file_or_name;  // it is told when it is read that it is not there
+    if (is_there || file_or_name.find('/') != std::string::npos || fs::path(file_or_name).extension() == kEnding) {
+        return file_or_name;  // it is told when it is read that it is not there, or a directory
     }
     throw command_line::Failure(command_line::kUsage, "no such scenario: " + command_line::shown(file_or_name) +
                                                           command_line::did_you_mean(file_or_name, names));
