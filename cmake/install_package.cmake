@@ -10,6 +10,7 @@ set(libraries trel_cap platform platform_headers)
 if(TREL_CAP_USES_OWN_PLATFORM)
   list(APPEND libraries ox_mom ox_zlog quib)
   install(TARGETS trel_cap_demo RUNTIME)
+  install(FILES ${PROJECT_SOURCE_DIR}/examples/demo/trel_cap_demo.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
   install(
     DIRECTORY ${PROJECT_SOURCE_DIR}/platform/include/
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
@@ -70,9 +71,15 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/trel_cap-config-version.c
 install(FILES ${PROJECT_BINARY_DIR}/trel_cap-config.cmake ${PROJECT_BINARY_DIR}/trel_cap-config-version.cmake
         DESTINATION ${package_dir})
 
-# The description for pkg-config is found from its own place, so that the tree can be installed anywhere, or moved.
-file(RELATIVE_PATH pc_to_prefix /${pkgconfig_dir} /)
-string(REGEX REPLACE "/$" "" pc_to_prefix "${pc_to_prefix}")
+# The description for pkg-config finds the tree from its own place, so that the tree can be installed anywhere, or moved.
+if(TREL_CAP_IN_SYSTEM)
+  set(pc_prefix /usr)
+  set(pc_rpath "")
+else()
+  file(RELATIVE_PATH pc_prefix /${pkgconfig_dir} /)
+  string(REGEX REPLACE "/$" "" pc_prefix "\${pcfiledir}/${pc_prefix}")
+  set(pc_rpath "-Wl,-rpath,\${libdir}")
+endif()
 if(TREL_CAP_USES_OWN_PLATFORM)
   set(pc_platform_libs "-lox_mom -lox_zlog -lquib")
 else()

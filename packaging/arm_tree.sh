@@ -4,11 +4,12 @@
 # step with the machine's. Sourced by ./dev after dependencies.sh.
 
 readonly arm_tree=build/arm-tree
+readonly arm_tree_database=$arm_tree/var/lib/dpkg # what is in it, for dpkg; its packages are not installed here
 
 # Makes the tree unless it is there and holds what is needed; ends the script when that cannot be done.
 require_arm_tree() {
   [ -z "${TREL_CAP_NO_INSTALL:-}" ] || return 0
-  [ "$(cat "$arm_tree.packages" 2>/dev/null)" != "${packages_arm_tree[*]}" ] || return 0
+  [ ! -d "$arm_tree_database" ] || [ "$(cat "$arm_tree.packages" 2>/dev/null)" != "${packages_arm_tree[*]}" ] || return 0
   echo "Fetching for ARM, into $arm_tree: ${packages_arm_tree[*]}"
   repeat_until_done "$install_attempts" make_arm_tree && return 0
   tail -n 20 "$install_log" >&2
@@ -34,6 +35,28 @@ make_arm_tree() (
   rm -rf "$arm_tree" "$arm_tree.packages"
   mkdir -p "$arm_tree"
   shopt -s nullglob
-  for file in "$work/own/cache/archives"/*.deb "$work"/*/*.deb; do dpkg-deb -x "$file" "$arm_tree" || exit 1; done
+  for file in "$work/own/cache/archives"/*.deb "$work"/*/*.deb; do
+    dpkg-deb -x "$file" "$arm_tree" && describe_arm_package "$file" || exit 1
+  done
   echo "${packages_arm_tree[*]}" >"$arm_tree.packages"
 )
+
+# So that what is linked against the tree can be told which packages it needs, in which versions.
+describe_arm_package() { # FILE
+  local name info=$arm_tree_database/info control=$arm_tree_database/control
+  mkdir -p "$info"
+  echo 1 >"$info/format"
+  # shellcheck disable=SC2016 # the braces are dpkg-deb's
+  name=$(dpkg-deb --show --showformat '${Package} ${Multi-Arch} ${Architecture}' "$1")
+  name=$(awk '{ print $2 == "same" ? $1 ":" $3 : $1 }' <<<"$name")
+  {
+    dpkg-deb --field "$1" Package Source Version Architecture Multi-Arch Maintainer Description
+    printf 'Status: install ok installed\n\n'
+  } >>"$arm_tree_database/status"
+  dpkg-deb --fsys-tarfile "$1" | tar --list | sed "s,^\.,$PWD/$arm_tree,; s,/\$,," >"$info/$name.list"
+  rm -rf "$control"
+  dpkg-deb --control "$1" "$control"
+  for file in symbols shlibs; do
+    [ ! -e "$control/$file" ] || cp "$control/$file" "$info/$name.$file"
+  done
+}

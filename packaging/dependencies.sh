@@ -24,6 +24,7 @@ packages_browser=(chromium chromium-driver) # half a gigabyte: for ./dev test --
 packages_style=(clang-format-14 clang-tidy-14) # of one version: others format and warn differently
 packages_fuzz=(clang-14 libclang-rt-14-dev)
 packages_bench=(libbenchmark-dev valgrind)
+packages_package=(debhelper dpkg-dev fakeroot lintian xz-utils)
 packages_arm=(crossbuild-essential-armhf qemu-user)
 # What is linked on ARM, in a system tree of its own; the rest of packages_build runs on the machine that builds.
 packages_arm_tree=(

@@ -263,7 +263,9 @@ dev: cannot fetch the ARM packages; the whole output is in build/install.log" "$
 # A tree of other packages is made anew.
 fetches_for_arm_once() {
   pretend 1000
-  make_arm_tree() { echo made >>"$place/done" && echo "${packages_arm_tree[*]}" >build/arm-tree.packages; }
+  make_arm_tree() {
+    echo made >>"$place/done" && mkdir -p "$arm_tree_database" && echo "${packages_arm_tree[*]}" >build/arm-tree.packages
+  }
   mkdir build
   echo "${packages_arm_tree[0]}" >build/arm-tree.packages
   require_arm_tree >/dev/null
