@@ -43,8 +43,8 @@ install(
   PATTERN *.svg
   PATTERN *.c
   PATTERN examples/*.cpp
-  PATTERN *.py
-  PATTERN *.sh
+  PATTERN examples/*.py
+  PATTERN examples/*.sh
   PATTERN demo EXCLUDE)
 
 # A manual page tells of several functions; each has a link to it under its own name.

@@ -17,7 +17,7 @@ packages_test=(
   abigail-tools # the binary interface
   python3 python3-redis mandoc man-db # the docs, and what they show
 )
-packages_docs=(graphviz)
+packages_docs=(cmark-gfm codespell doxygen graphviz mandoc python3)
 packages_redis=(redis-server)
 packages_valkey=(valkey-server)
 packages_browser=(chromium chromium-driver) # half a gigabyte: for ./dev test --all and ./dev picture alone

@@ -33,8 +33,8 @@
  *     other reason that an attempt fails for once, and the return with what is loaded afresh: as category "ox_mom" of
  *     the logging layer when the program has one (ox_zlog.h), else on standard error, where that is open. So is a
  *     record that is skipped. ox_mom_client_status() tells the same at any time. A client for which 65,536
- * notifications wait, or more than 64 MiB of them, because it does not call process(), is treated as one that has lost
- * the store.
+ *     notifications wait, or more than 64 MiB of them, because it does not call process(), is treated as one that
+ *     has lost the store.
  *  7. Request connections. One that the server closed, as servers do with those that are idle, is opened again by the
  *     next request and is no loss. A write whose connection ends before its answer fails with LOST, whether it was done
  *     or not; a read is made again. A scan that a callback makes, and that ends with LOST or TIMEOUT, is a loss, so
@@ -93,23 +93,24 @@ enum {
     OX_MOM_RECONNECT_RESTORED = 1 /* the connection was lost and is back: load afresh, subscribe anew */
 };
 
+/* A client. Its inside is not for programs. */
 typedef struct MomClient MomClient;
 
 /* A hash record as read. */
 typedef struct MomHashResult {
     ProtobufCMessage *record; /* NULL: there is no such record */
     int32_t *field_ids;       /* numbers of the fields present, the index's 5 included, ascending */
-    uint32_t n_field_ids;
-    uint32_t reserved[2];
-    int32_t error_code; /* 0, or why the request failed: then record is NULL */
+    uint32_t n_field_ids;     /* how many they are */
+    uint32_t reserved[2];     /* 0 */
+    int32_t error_code;       /* 0, or why the request failed: then record is NULL */
 } MomHashResult;
 
 /* A notification. */
 typedef struct MomMsg {
-    MomClient *client;
-    int32_t db;
-    int32_t cmd;
-    void *result;
+    MomClient *client; /* that delivers it */
+    int32_t db;        /* where the record is */
+    int32_t cmd;       /* OX_MOM_CMD_ */
+    void *result;      /* as cmd says */
 } MomMsg;
 
 /* How a client stands with its store. */
@@ -131,12 +132,12 @@ typedef struct MomClientStatus {
     uint64_t state_ms; /* how long it has lasted, whatever was done to the clock meanwhile */
     uint64_t retry_ms; /* LOST: until the next attempt; 0: it is under way, or due when process() next runs */
 
-    uint64_t losses;
+    uint64_t losses;     /* how often the store was lost */
     int32_t reason_code; /* of the latest loss or failed attempt to connect: an OX_MOM_E_ code; 0: there was none */
 
     uint32_t record_subscriptions; /* of types, that stand: none after a loss, until they are made anew */
-    uint32_t field_subscriptions;
-    uint32_t reserved;
+    uint32_t field_subscriptions;  /* of fields, that stand */
+    uint32_t reserved;             /* 0 */
 
     uint64_t waiting;   /* notifications and confirmations that have come and are not delivered yet */
     uint64_t delivered; /* calls of subscriptions' callbacks */

@@ -43,6 +43,7 @@ enum {
     QUIB_E_MODULE = -206
 };
 
+/* A client of the object store: ox_mom.h. */
 typedef struct MomClient MomClient;
 
 /*

@@ -89,6 +89,7 @@ whole_run() { # WHETHER_ARM_CAN_BE_SET_UP [WHETHER_THERE_IS_STYLE] [ARGUMENT]
     has_style() { "$style"; }
     build_preset() { [[ ${configure_options[*]} != *BENCH=ON* ]] || echo "with benchmarks"; }
     run_tests() { echo "tests $1"; }
+    make_docs() { echo "the site"; }
     check_format() { :; }
     check_tidy() { build_preset tidy; }
     # shellcheck disable=SC2086 # nothing when it is empty
@@ -110,10 +111,12 @@ hiredis of build/asan/platform/mom/libox_mom.so
 == set up arm
 == build arm
 tests arm
+== docs
+the site
 == format
 == tidy
 
-9 passed, 0 failed" "$(whole_run true)"
+10 passed, 0 failed" "$(whole_run true)"
 }
 
 # What CI tests besides takes longer than somebody waits.
@@ -136,7 +139,7 @@ without_style() {
 
 skipped: format: takes clang-format and clang-tidy of version 14
 skipped: tidy: takes clang-format and clang-tidy of version 14
-7 passed, 0 failed, 2 skipped" "$(sed -n '/^== format/,$p' <<<"$text")"
+8 passed, 0 failed, 2 skipped" "$(sed -n '/^== format/,$p' <<<"$text")"
 }
 
 # The rest is tested nevertheless.
@@ -145,11 +148,13 @@ without_arm() {
   text=$(whole_run false) || status=$?
   expect "1 == set up arm
 dev: no ARM
+== docs
+the site
 == format
 == tidy
 
 failed: set up arm
-7 passed, 1 failed" "$status $(sed -n '/^== set up arm/,$p' <<<"$text")"
+8 passed, 1 failed" "$status $(sed -n '/^== set up arm/,$p' <<<"$text")"
 }
 
 # From here on the machine is pretended: what dpkg and apt would say, who we are, and an empty place to log to.

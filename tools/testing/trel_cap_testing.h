@@ -39,6 +39,7 @@ extern "C" {
 #endif
 #pragma GCC visibility push(default)
 
+/* A chassis. Its inside is not for programs. */
 typedef struct TrelCapTesting TrelCapTesting;
 
 enum {
@@ -79,14 +80,16 @@ int32_t trel_cap_testing_play_file_at(TrelCapTesting *chassis, const char *path,
  * Single steps, of a card that its class and its node describe: its type, model and slot are the usual ones. Cards that
  * are otherwise are played.
  */
+/* The classes of cards, and the results of a check. */
 enum { TREL_CAP_TESTING_LC = 0, TREL_CAP_TESTING_FAB = 1, TREL_CAP_TESTING_CM = 2, TREL_CAP_TESTING_HPS = 3 };
 enum { TREL_CAP_TESTING_DENY = 0, TREL_CAP_TESTING_PASS = 1, TREL_CAP_TESTING_WITHDRAW = 2 };
 
+/* The card is put into its slot, or pulled. */
 int32_t trel_cap_testing_insert(TrelCapTesting *chassis, int32_t card_class, int32_t node);
 int32_t trel_cap_testing_remove(TrelCapTesting *chassis, int32_t card_class, int32_t node);
 /* The application's check of the card: denied, passed, or withdrawn. */
 int32_t trel_cap_testing_check(TrelCapTesting *chassis, int32_t card_class, int32_t node, int32_t result);
-/* real_time 0: the node was ready before the application began. */
+/* The node is ready, or not. real_time 0: it was ready before the application began. */
 int32_t trel_cap_testing_ready(TrelCapTesting *chassis, int32_t card_class, int32_t node, int32_t real_time);
 int32_t trel_cap_testing_unready(TrelCapTesting *chassis, int32_t card_class, int32_t node);
 /* Deletes what says that the node is ready, or not. */

@@ -17,14 +17,17 @@
 
 TREL_CAP_BEGIN_DECLS
 
+/* Reads a boolean of a class. */
 int32_t trel_cap_ce_get_hps_g_cap_bool(MomClient *global, const char *url, uint8_t *value);
 int32_t trel_cap_ce_get_fab_g_cap_bool(MomClient *global, const char *url, uint8_t *value);
 int32_t trel_cap_ce_get_cm_g_cap_bool(MomClient *global, const char *url, uint8_t *value);
 
+/* Reads an integer of a class. */
 int32_t trel_cap_ce_get_hps_g_cap_int32(MomClient *global, const char *url, int32_t *value);
 int32_t trel_cap_ce_get_fab_g_cap_int32(MomClient *global, const char *url, int32_t *value);
 int32_t trel_cap_ce_get_cm_g_cap_int32(MomClient *global, const char *url, int32_t *value);
 
+/* Follows a capability of a class, with user data. */
 int32_t trel_cap_ce_subscribe_hps_g_cap_bool_ext(MomClient *global, const char *url, MomFieldCb fp, void *arg);
 int32_t trel_cap_ce_subscribe_hps_g_cap_int32_ext(MomClient *global, const char *url, MomFieldCb fp, void *arg);
 int32_t trel_cap_ce_subscribe_fab_g_cap_bool_ext(MomClient *global, const char *url, MomFieldCb fp, void *arg);

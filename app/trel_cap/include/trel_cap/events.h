@@ -29,7 +29,7 @@ enum {
 
 /* What comes with the event of a node. Valid during the call only. */
 typedef struct CapNodeReady {
-    uint32_t node;
+    uint32_t node; /* its number */
     uint8_t ready; /* 0 or 1 */
 } CapNodeReady;
 

@@ -23,17 +23,21 @@
 
 TREL_CAP_BEGIN_DECLS
 
+/* Reads a boolean of a node. */
 int32_t trel_cap_ce_get_fe_cap_bool(MomClient *global, int32_t node, const char *url, uint8_t *value);
 int32_t trel_cap_ce_get_cm_cap_bool(MomClient *global, int32_t node, const char *url, uint8_t *value);
 int32_t trel_cap_ce_get_hps_cap_bool(MomClient *global, int32_t node, const char *url, uint8_t *value);
 int32_t trel_cap_ce_get_fab_cap_bool(MomClient *global, int32_t node, const char *url, uint8_t *value);
 
+/* Reads an integer of a node. */
 int32_t trel_cap_ce_get_fe_cap_int32(MomClient *global, int32_t node, const char *url, int32_t *value);
 int32_t trel_cap_ce_get_cm_cap_int32(MomClient *global, int32_t node, const char *url, int32_t *value);
 int32_t trel_cap_ce_get_hps_cap_int32(MomClient *global, int32_t node, const char *url, int32_t *value);
 int32_t trel_cap_ce_get_fab_cap_int32(MomClient *global, int32_t node, const char *url, int32_t *value);
 
 /*
+ * Reads a string of a node.
+ *
  * str is a buffer of size bytes, all of which are zeroed first. It receives the string, cut to size - 1 bytes and to
  * 255, however large the buffer; *length is the number of bytes it received. A string with a zero byte ends there.
  */

@@ -25,31 +25,31 @@ TREL_CAP_BEGIN_DECLS
 
 /* What is known of a node. The uint8_t are 0 or 1. */
 typedef struct CapNodeRecord {
-    int32_t node;
+    int32_t node;            /* the node's number */
     int32_t config_dev_type; /* configured device type of the card */
-    int32_t devid;
-    int32_t slotid;
-    int32_t sslotid;
-    uint8_t is_online;
-    uint8_t cns;        /* the application's check has denied the card */
-    uint8_t ready;      /* as the node itself has published it */
-    int32_t node_type;  /* 1, 3, 6 line card; 2 control module; 5 fabric; 7 HPS */
-    uint8_t real_time;  /* clear while the node is installed in advance */
-    uint8_t dm_install; /* the device manager has installed the card */
-    uint8_t app_df_chk; /* the application's check of the card has a result; `cns` says which */
+    int32_t devid;           /* where the card is: the device */
+    int32_t slotid;          /* the slot */
+    int32_t sslotid;         /* the slot within the slot */
+    uint8_t is_online;       /* as the card's record says */
+    uint8_t cns;             /* the application's check has denied the card */
+    uint8_t ready;           /* as the node itself has published it */
+    int32_t node_type;       /* 1, 3, 6 line card; 2 control module; 5 fabric; 7 HPS */
+    uint8_t real_time;       /* clear while the node is installed in advance */
+    uint8_t dm_install;      /* the device manager has installed the card */
+    uint8_t app_df_chk;      /* the application's check of the card has a result; `cns` says which */
 } CapNodeRecord;
 
 /* The list is circular: the last entry's next, and the first one's prev, is the head, cast to CapNode. */
 typedef struct CapNode {
-    struct CapNode *next;
-    struct CapNode *prev;
-    CapNodeRecord record;
+    struct CapNode *next; /* the entry behind, or the head */
+    struct CapNode *prev; /* the entry before, or the head */
+    CapNodeRecord record; /* what is known of the node */
 } CapNode;
 
 /* The head. One that is all zero, as every thread's is at first, is an empty list. */
 typedef struct CapNodeList {
-    CapNode *next;
-    CapNode *prev;
+    CapNode *next; /* the first entry */
+    CapNode *prev; /* the last entry */
 } CapNodeList;
 
 /* Called with an entry and the caller's argument. Returns 0 to go on. */
