@@ -27,10 +27,19 @@ extern "C" {
  */
 void *ox_zlog_init(const char *category);
 
+/* The levels, which are zlog's. */
+enum {
+    OX_ZLOG_DEBUG = 20,
+    OX_ZLOG_INFO = 40,
+    OX_ZLOG_NOTICE = 60,
+    OX_ZLOG_WARN = 80,
+    OX_ZLOG_ERROR = 100,
+    OX_ZLOG_FATAL = 120
+};
+
 /*
  * Logs one message, formatted as printf does. file and func need not be terminated: filelen and funclen are their
- * lengths in bytes. level is one of zlog's: 20 debug, 40 info, 60 notice, 80 warn, 100 error, 120 fatal. A NULL
- * category drops the message.
+ * lengths in bytes. level is one of the above. A NULL category drops the message.
  *
  * What a message repeats of others can neither begin a line of the log nor move a terminal's cursor: control characters
  * and bytes that are not UTF-8 are written as \n, \t and \xNN (two lower-case hexadecimal digits a byte). All other

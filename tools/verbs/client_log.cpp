@@ -13,7 +13,6 @@ namespace capctl {
 namespace {
 
 constexpr char kClient[] = "ox_mom";
-constexpr int kWarning = 80;  // the client's level for whatever is no loss
 
 bool losses_are_told_here = false;
 void *category_of_client = nullptr;
@@ -42,7 +41,8 @@ void *ox_zlog_init(const char *category) {
 void oxdf_zlog(void *category, const char *file, size_t filelen, const char *func, size_t funclen, long line, int level,
                const char *format, ...) {
     static auto *const layer = capctl::behind(&oxdf_zlog, "oxdf_zlog");
-    if (capctl::losses_are_told_here && category == capctl::category_of_client && level != capctl::kWarning) {
+    // The client warns of whatever is neither a loss nor the return from one.
+    if (capctl::losses_are_told_here && category == capctl::category_of_client && level != OX_ZLOG_WARN) {
         return;
     }
     std::array<char, 1024> message;  // the library's messages have no more

@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+#include "ox_zlog.h"
+
 namespace mom {
 
 // One line of words, cut where it is longer. Control characters, which servers and names may have, are shown as "?".
@@ -18,8 +20,8 @@ private:
     char text_[512] = "";
 };
 
-// As the logging layer counts them.
-enum class Level : int { kNotice = 60, kWarning = 80, kError = 100 };
+// Of a loss and of the return kError and kNotice, of whatever else kWarning: who tells losses itself goes by that.
+enum class Level : int { kNotice = OX_ZLOG_NOTICE, kWarning = OX_ZLOG_WARN, kError = OX_ZLOG_ERROR };
 
 // Through the logging layer, as category "ox_mom", when the program has one; else on standard error, if that is open.
 void tell(Level level, const Words &words, const char *function = __builtin_FUNCTION(),
