@@ -88,10 +88,11 @@ int BoardVerb::run(Session &session) const {
 void add_board(Verbs &verbs) {
     const auto board = std::make_shared<BoardVerb>();
     const Command command = verbs.add("board", "Serve a page that shows the chassis as it changes",
-                                      "  trel_capctl board\n"
+                                      "  trel_capctl board               # until Ctrl-C\n"
                                       "  trel_capctl board --play boot --loop\n"
                                       "  trel_capctl board --listen 127.0.0.1:0\n"
-                                      "  trel_capctl board --listen 0.0.0.0:7080 --allow-remote\n",
+                                      "  trel_capctl board --listen 0.0.0.0:7080 --allow-remote\n"
+                                      "  curl -s http://127.0.0.1:7080/state | jq .cards\n",
                                       [board](Session &session) { return board->run(session); });
     board->command = command;
     command.add_option("--listen", board->listen, "Where the page is, in place of 127.0.0.1:7080; port 0: any free one")
