@@ -14,6 +14,7 @@ packages_source=( # a build from source
 packages_build=("${packages_source[@]}" ccache ninja-build) # and the presets
 packages_test=(
   libgmock-dev libgtest-dev
+  zsh           # completes as trel_capctl tells it
   abigail-tools # the binary interface
   python3 python3-redis mandoc man-db # the docs, and what they show
 )
@@ -87,6 +88,7 @@ home_of() { # PACKAGE
     libbenchmark-dev) echo https://github.com/google/benchmark ;;
     redis-server) echo https://redis.io ;;
     valkey-server) echo https://valkey.io ;;
+    zsh) echo https://www.zsh.org ;;
     build-essential) echo "https://gcc.gnu.org, 12 or later, or https://clang.llvm.org, 14 or later; https://www.gnu.org/software/make" ;;
     cmake) echo "https://cmake.org, 3.25 or later" ;;
     *) echo "https://packages.debian.org/$1" ;;

@@ -92,6 +92,17 @@ TEST(Help, NeedsNoStoreAndBeginsWithExamples) {
     EXPECT_EQ(help, help_of({"help"}));
 }
 
+TEST(Help, TellsOfTheBoardWhereItsDataAreAndHowItEnds) {
+    const std::string help = help_of({"board", "--help"});
+    EXPECT_THAT(help, testing::AllOf(HasSubstr("/state | jq"), HasSubstr("until Ctrl-C")));
+    EXPECT_THAT(man_page(), testing::AllOf(HasSubstr(".IR /state ,"), HasSubstr("Ctrl-C, or SIGTERM")));
+}
+
+// It is in no list, and its help is one all the same.
+TEST(Help, OfCompletionHasExamples) {
+    EXPECT_THAT(help_of({"complete", "--help"}), HasSubstr("Examples:\n  trel_capctl complete "));
+}
+
 TEST(Help, TellsEveryExitStatus) {
     const std::string help = help_of({"--help"});
     const std::string page = man_page();
