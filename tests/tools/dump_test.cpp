@@ -26,9 +26,9 @@ protected:
 };
 
 TEST_F(Contents, AreListedInOrder) {
-    EXPECT_EQ(run({"ls"}).status, 1);
+    EXPECT_THAT(run({"ls"}), Prints("")) << "it is empty, and that is an answer";
     ASSERT_THAT(run({"set", "cap_fe_ready:10:900", "ready=1"}), Prints(""));
-    ASSERT_THAT(load(kCapability + kReady + kNode), Prints(""));
+    ASSERT_EQ(load(kCapability + kReady + kNode).status, 0);
     EXPECT_THAT(run({"ls"}), Prints("cap_fe_ready:2:900\ncap_fe_ready:10:900\ncap_glb_state\ncap_table:/l3/arp\n"));
     EXPECT_THAT(run({"ls", "cap_fe*"}), Prints("cap_fe_ready:2:900\ncap_fe_ready:10:900\n"));
     EXPECT_THAT(run({"ls", "/l3/*"}), Prints("cap_table:/l3/arp\n"));
@@ -36,7 +36,6 @@ TEST_F(Contents, AreListedInOrder) {
     EXPECT_THAT(run({"ls", "--type", "cap_table", "--type", "s_frame.cap_glb_state"}),
                 Prints("cap_glb_state\ncap_table:/l3/arp\n"));
     EXPECT_THAT(run({"ls", "--type", "cap_tabel"}), FailsWith(2, "did you mean cap_table?"));
-    EXPECT_EQ(run({"ls", "nothing*"}).status, 1);
     EXPECT_THAT(run({"ls", "-o", "json", "*state", "/l3/*"}), Prints("[\"cap_glb_state\",\"cap_table:/l3/arp\"]\n"));
     EXPECT_THAT(run({"ls", "-o", "ndjson", "*state"}), Prints("\"cap_glb_state\"\n"));
     EXPECT_THAT(run({"ls", "-o", "table", "cap_fe*"}),
@@ -48,8 +47,29 @@ TEST_F(Contents, AreListedInOrder) {
                        "cap_glb_table:7:/n  7     int32_value\n"));
 }
 
+// What fits a pattern may be nothing; what is named in full is missed.
+TEST_F(Contents, AreMissedWhereTheyAreNamed) {
+    ASSERT_EQ(load(kCapability).status, 0);
+    const std::string line = kCapability.substr(0, kCapability.size() - 1);
+    for (const char *pattern : {"nothing*", "/l[0-2]/arp", "/l?", "\\/l"}) {
+        EXPECT_THAT(run({"ls", pattern}), Prints("")) << pattern;
+        EXPECT_THAT(run({"dump", pattern, "-o", "json"}), Prints("[]\n")) << pattern;
+    }
+    EXPECT_THAT(run({"ls", "--type", "card_info"}), Prints(""));
+    for (const char *verb : {"ls", "dump"}) {
+        EXPECT_THAT(run({verb, "/l3"}), FailsWith(1, "\"/l3\": no such record")) << verb;
+        const Outcome outcome = run({verb, "cap_glb_state", "-o", "json", "/l3/arp"});
+        EXPECT_EQ(outcome.status, 1) << verb;
+        EXPECT_EQ(outcome.err, "trel_capctl: \"cap_glb_state\": no such record\n") << verb;
+        EXPECT_EQ(outcome.out, verb == std::string("ls") ? "[\"cap_table:/l3/arp\"]\n" : "[" + line + "]\n");
+        EXPECT_EQ(run({verb, "cap_table:/l3/arp", "/l3/arp", "-o", "table"}).status, 0) << verb;
+    }
+    EXPECT_THAT(run({"get", "/l3"}), FailsWith(1, "no such capability"));
+    EXPECT_EQ(run({"watch", "/l3", "--count", "0"}).status, 0) << "it may come";
+}
+
 TEST_F(Contents, AreDumpedInEachFormat) {
-    ASSERT_THAT(load(kCapability + kReady), Prints(""));
+    ASSERT_EQ(load(kCapability + kReady).status, 0);
     EXPECT_THAT(run({"dump"}), Prints("cap_glb_state ready=1\ncap_table:/l3/arp int32_value=3\n"));
     EXPECT_THAT(run({"dump", "-o", "ndjson"}), Prints(kReady + kCapability));
     EXPECT_THAT(run({"dump", "-o", "json"}), Prints("[" + kReady.substr(0, kReady.size() - 1) + "," +
@@ -74,7 +94,7 @@ TEST_F(Contents, AreTheSameOnceLoadedAgain) {
     const std::string before = bytes();
     server().restart(test_support::RedisServer::Data::kDropped);
     EXPECT_EQ(dumped(), "");
-    ASSERT_THAT(load(text), Prints(""));
+    ASSERT_EQ(load(text).status, 0);
     EXPECT_EQ(dumped(), text);
     EXPECT_EQ(bytes(), before);
 }
@@ -97,21 +117,34 @@ TEST_F(Contents, AreAddedToOrReplaced) {
     EXPECT_THAT(run({"dump", "*/*"}),
                 Prints("cap_table:/l3/arp bool_value=1 int32_value=3\ncap_table:/other bool_value=1\n"));
     EXPECT_THAT(load(kCapability + kReady, {"--replace", "-o", "json"}), Prints("{\"written\":2,\"deleted\":2}\n"));
+    EXPECT_THAT(load(kReady), Prints("1 record written\n"));
+    EXPECT_THAT(load(kCapability + kReady, {"--replace"}), Prints("2 records written, 0 deleted\n"));
     EXPECT_EQ(dumped(), kReady + kCapability);
+}
+
+// Who forgets --output is told what is wanted.
+TEST_F(Contents, AreNotReadFromWhatIsForReaders) {
+    ASSERT_EQ(load(kCapability + kNode).status, 0);
+    for (const char *format : {"text", "table"}) {
+        EXPECT_THAT(load(run({"dump", "-o", format}).out),
+                    FailsWith(6, "standard input:1: no JSON, byte 1; it looks like a dump for readers: one by dump "
+                                 "--output ndjson is wanted"));
+    }
+    EXPECT_THAT(load("capital"), FailsWith(6, "standard input:1: no JSON, byte 1\n"));
 }
 
 // As the end of a pipe is whose beginning has failed.
 TEST_F(Contents, AreNotReplacedByNothing) {
-    ASSERT_THAT(load(kCapability + kReady), Prints(""));
+    ASSERT_EQ(load(kCapability + kReady).status, 0);
     EXPECT_THAT(load("\n", {"--replace"}),
                 FailsWith(6, "standard input: no record; --replace would delete all that is stored"));
     EXPECT_THAT(load("[]", {"--replace"}), FailsWith(6, "no record"));
-    EXPECT_THAT(load(""), Prints(""));
+    EXPECT_THAT(load(""), Prints("0 records written\n"));
     EXPECT_EQ(dumped(), kReady + kCapability);
 }
 
 TEST_F(Contents, AreCompared) {
-    ASSERT_THAT(load(kCapability + kReady), Prints(""));
+    ASSERT_EQ(load(kCapability + kReady).status, 0);
     const test_support::PrivateDirectory directory;
     std::ofstream(directory.file("dump")) << dumped();
     EXPECT_THAT(run({"diff", directory.file("dump")}), Prints(""));

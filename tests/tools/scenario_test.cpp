@@ -1,6 +1,7 @@
 // play, record and test: scenarios, as a user of trel_capctl meets them.
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <filesystem>
@@ -102,6 +103,18 @@ TEST_F(Play, EndsWhenItIsInterrupted) {
     ASSERT_TRUE(comes_true([&] { return run({"ready", "glb"}).status == 0; }));
     kill(program.pid(), SIGINT);
     EXPECT_EQ(program.finish().status, 130);
+}
+
+// In one message, the tool's own.
+TEST_F(Play, EndsWhenTheStoreIsLost) {
+    const std::string file = files_.write("lost.yaml", "steps: [{scope_ready: glb}, {wait: 1s}, {scope_ready: fab}]\n");
+    Program program(capctl({"play", file}, environment()));
+    ASSERT_TRUE(program.prints("scope_ready glb\n"));
+    server().kill();
+    const Outcome outcome = program.finish();
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_THAT(outcome.err, StartsWith("trel_capctl: "));
+    EXPECT_EQ(std::count(outcome.err.begin(), outcome.err.end(), '\n'), 1) << outcome.err;
 }
 
 TEST_F(Play, WritesNothingOfABrokenFileNorOfADryRun) {

@@ -36,9 +36,9 @@ TEST_F(ChassisVerbs, WaitForAScope) {
     EXPECT_THAT(waiting.finish(), Prints(""));
     EXPECT_THAT(run({"wait", "ready", "glb", "off"}), Prints(""));
     EXPECT_THAT(run({"wait", "ready", "fab", "off", "--timeout", "0"}),
-                FailsWith(4, "cap_fab_glb_state off: not so within 0 s; it is on"));
+                FailsWith(4, "ready fab off: not so within 0 s; it is on"));
     EXPECT_THAT(run({"wait", "ready", "hps", "--timeout", "0.1"}),
-                FailsWith(4, "cap_hps_glb_state on: not so within 0.1 s; nobody has published it"));
+                FailsWith(4, "ready hps on: not so within 0.1 s; nobody has published it"));
     Program off = start({"wait", "ready", "fab", "off", "--timeout", "50", "--output", "json"});
     does({"ready", "fab", "off"});
     EXPECT_EQ(off.finish().out, "{\"type\":\"s_frame.cap_fab_glb_state\",\"key\":{},\"fields\":{\"ready\":false}}\n");
@@ -55,10 +55,12 @@ TEST_F(ChassisVerbs, WaitForARecord) {
     does({"set", "/a", "--fe", "3", "--int", "1"});
     EXPECT_THAT(of_node.finish(), Prints(""));
     EXPECT_THAT(run({"wait", "/a", "int32_value=17", "--timeout", "0.1"}),
-                FailsWith(4, "cap_table:/a int32_value=17: not so within 0.1 s; it is stored with bool_value=1 "
+                FailsWith(4, "/a int32_value=17: not so within 0.1 s; it is stored with bool_value=1 "
                              "int32_value=16"));
     EXPECT_THAT(run({"wait", "/b", "--timeout", "0.1"}), FailsWith(4, "not so within 0.1 s; there is no such record"));
-    EXPECT_THAT(run({"wait", "/a", "--gone", "--timeout", "0.1"}), FailsWith(4, "cap_table:/a gone: not so"));
+    EXPECT_THAT(run({"wait", "/a", "--gone", "--timeout", "0.1"}), FailsWith(4, "trel_capctl: /a gone: not so"));
+    EXPECT_THAT(run({"wait", "/a", "--fe", "4", "--timeout", "0.1"}), FailsWith(4, "trel_capctl: /a --fe 4: not so"));
+    EXPECT_THAT(run({"wait", "cap_table:/b", "--timeout", "0.1"}), FailsWith(4, "trel_capctl: cap_table:/b: not so"));
     // A value that was never written is none, not even 0.
     EXPECT_THAT(run({"wait", "/a", "state=0", "--timeout", "0.1"}), FailsWith(4, "not so"));
     Program gone = start({"wait", "/a", "--gone", "--timeout", "50"});
@@ -71,7 +73,11 @@ TEST_F(ChassisVerbs, WaitForNothingThatCannotBe) {
     EXPECT_THAT(run({"wait"}), FailsWith(2, "WHAT"));
     EXPECT_THAT(run({"wait", "node", "3"}), FailsWith(2, "node NODE ready|unready expected"));
     EXPECT_THAT(run({"wait", "node", "3", "up"}), FailsWith(2, "ready or unready expected, not \"up\""));
-    EXPECT_THAT(run({"wait", "ready", "lc"}), FailsWith(2, "SCOPE: glb, cm, fab or hps expected"));
+    EXPECT_THAT(run({"wait", "ready", "lc"}),
+                FailsWith(2, "SCOPE: glb, cm, fab or hps expected, not \"lc\"; line cards are ready with the device, "
+                             "which is glb"));
+    EXPECT_THAT(run({"wait", "node", "17", "ready", "--gone"}),
+                FailsWith(2, "--gone: a record is gone; a node is unready, as in wait node 17 unready"));
     EXPECT_THAT(run({"wait", "ready"}), FailsWith(2, "ready SCOPE [on|off] expected"));
     EXPECT_THAT(run({"wait", "/a", "int32_value"}), FailsWith(2, "FIELD=VALUE expected"));
     EXPECT_THAT(run({"wait", "/a", "int_value=1"}), FailsWith(2, "int_value"));

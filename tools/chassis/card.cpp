@@ -145,6 +145,10 @@ Record node_ready(const Card &card, bool ready, bool real_time) {
 }
 
 Record scope_ready(std::string_view scope, bool ready) {
+    if (scope == name_of(CardClass::kLineCard)) {
+        throw Failure(kUsage, "SCOPE: " + alternatives(names_in(kScopes)) + " expected, not " + quote(scope) +
+                                  "; line cards are ready with the device, which is glb");
+    }
     Record record(record::type_of(named(kScopes, "SCOPE", scope).type));
     record.set("ready", ready);
     return record;

@@ -53,14 +53,23 @@ std::string mark(const Condition &condition) {
     return condition.asked ? "NO" : "no";
 }
 
-std::string remark(const Condition &condition) {
-    if (condition.met) {
-        return "";
+// What is there in place of the record that is asked for.
+std::string remark_on_record(const Condition &condition) {
+    switch (condition.flaw) {
+        case Flaw::kOfAnotherNode:
+            return "  (names node " + std::to_string(condition.other_node) + ")";
+        case Flaw::kWithoutValue:
+            return "  (has no stat)";
+        case Flaw::kUnreadable:
+            return "  (does not decode)";
+        case Flaw::kNone:
+            break;
     }
-    return (condition.flaw == Flaw::kOfAnotherNode  ? "  (names node " + std::to_string(condition.other_node) + ")"
-            : condition.flaw == Flaw::kWithoutValue ? "  (has no stat)"
-                                                    : std::string(condition.stored ? "" : "  (not there)")) +
-           (condition.asked ? "" : "  (not asked as things are)");
+    return condition.stored ? "" : "  (not there)";
+}
+
+std::string remark(const Condition &condition) {
+    return condition.met ? "" : remark_on_record(condition) + (condition.asked ? "" : "  (not asked as things are)");
 }
 
 std::string condition_lines(const Judgement &judgement) {
@@ -122,6 +131,19 @@ std::string note_lines(const Judgement &judgement) {
     return lines;
 }
 
+// Of a node that no record names: what there is where its records would be.
+std::string instead_lines(const Judgement &judgement) {
+    std::string lines;
+    for (const Condition &each : judgement.conditions) {
+        if (each.kind == Kind::kInstalled && each.flaw == Flaw::kOfAnotherNode) {
+            lines += "In the slot of that number is another card: " + why_of_another(judgement, each) + ".\n";
+        } else if (each.flaw == Flaw::kUnreadable && lines.find(each.key) == std::string::npos) {
+            lines += each.key + " is stored, but does not decode; trel_capctl del " + each.key + " deletes it.\n";
+        }
+    }
+    return lines;
+}
+
 // What is told last to the card's own list; nothing: not ready.
 bool ends_ready(const std::vector<Told> &told, List list) {
     const auto last = std::find_if(told.rbegin(), told.rend(), [&](const Told &each) { return each.list == list; });
@@ -174,6 +196,9 @@ std::string why(const Judgement &judgement, const Condition &condition) {
     if (condition.flaw == Flaw::kOfAnotherNode) {
         return why_of_another(judgement, condition);
     }
+    if (condition.flaw == Flaw::kUnreadable) {
+        return condition.key + " is stored, but does not decode";
+    }
     if (condition.flaw == Flaw::kWithoutValue) {
         return condition.key + " does not say whether the card is denied (stat), which is read as a denial";
     }
@@ -202,6 +227,12 @@ std::string why(const Judgement &judgement, const Condition &condition) {
 }
 
 std::string remedy(const Judgement &judgement, const Condition &condition) {
+    if (condition.flaw == Flaw::kUnreadable) {  // what is written over it does not mend it
+        Condition without = condition;
+        without.flaw = Flaw::kNone;
+        without.stored = false;
+        return "trel_capctl del " + condition.key + " && " + remedy(judgement, without);
+    }
     const std::string node = node_argument(judgement.card.node);
     const bool is_cm = class_in(judgement) == CardClass::kControlModule;
     switch (condition.kind) {
@@ -241,7 +272,8 @@ std::string missing_in_words(const Judgement &judgement) {
     std::vector<std::string> words;
     for (const Condition &each : judgement.conditions) {
         if (each.is_missing()) {
-            words.push_back(text(name_of(each.kind)) + " (" + text(name_of(each.actor)) + ")");
+            words.push_back(text(name_of(each.kind)) + " (" +
+                            (each.flaw == Flaw::kUnreadable ? "does not decode" : text(name_of(each.actor))) + ")");
         }
     }
     return command_line::joined(words);
@@ -286,11 +318,7 @@ std::vector<std::string> notes(const Judgement &judgement) {
 std::string explain(const Judgement &judgement) {
     const Card &card = judgement.card;
     if (!judgement.is_known) {
-        const Condition &installed = judgement.conditions.front();
-        return node_text(judgement) + ": not ready\n\nNo record of the store names it.\n" +
-               (installed.flaw == Flaw::kOfAnotherNode
-                    ? "In the slot of that number is another card: " + why_of_another(judgement, installed) + ".\n"
-                    : "");
+        return node_text(judgement) + ": not ready\n\nNo record of the store names it.\n" + instead_lines(judgement);
     }
     return node_text(judgement) + ", " + what_is(judgement) + ", slot " + slot_of(card) + ", model " +
            std::to_string(card.config_dev_type) + (card.name.empty() ? "" : ", " + command_line::quote(card.name)) +

@@ -73,6 +73,7 @@ private:
     void add(Kind kind, bool met, bool asked, const Record *record, const std::string &otherwise, Actor actor);
     template <class Placed>
     void note_other_node();
+    void note_unreadable();
     void add_installed();
     void add_check();
     void add_readiness();
@@ -210,6 +211,30 @@ bool Judge::is_in_wrong_record() const {
     }
 }
 
+// Whether a record that does not decode is the one that would be asked. The model of a node's readiness is part of its
+// key, and it need not be the card's.
+bool is_meant(const store::Unreadable &unreadable, const std::string &key, int32_t node) {
+    const auto address = store::address_of(unreadable);
+    if (!address || unreadable.first == key) {
+        return unreadable.first == key;
+    }
+    const auto *const type = address->type().descriptor;
+    return (type == &cap_fe_ready__descriptor || type == &cap_cm_ready__descriptor) &&
+           key.starts_with(std::string(address->type().name()) + ":") && node_of(*address) == node;
+}
+
+void Judge::note_unreadable() {
+    for (Condition &each : result_.conditions) {
+        for (const store::Unreadable &unreadable : snapshot_.unreadable()) {
+            if (!each.stored && is_meant(unreadable, each.key, records_.node)) {
+                each.key = unreadable.first;
+                each.stored = true;
+                each.flaw = Condition::Flaw::kUnreadable;
+            }
+        }
+    }
+}
+
 void Judge::add_own_record() {
     if (is_in_wrong_record()) {
         add(Kind::kOwnRecord, false, !in_advance_, state_.record, {}, Actor::kCardSoftware);
@@ -248,6 +273,7 @@ Judgement Judge::judgement() && {
     } else if (std::none_of(conditions.begin(), conditions.end(), is_missing)) {
         result_.verdict = in_advance_ ? Verdict::kInAdvance : Verdict::kReady;
     }
+    note_unreadable();
     result_.findings = findings(records_);
     const std::set<CardClass> ready = ready_classes(snapshot_);
     result_.told = told_at_start(records_, ready);
@@ -332,6 +358,17 @@ std::set<CardClass> ready_classes(const store::Snapshot &snapshot) {
         }
     }
     return ready;
+}
+
+std::vector<const record::RecordType *> judged_types() {
+    std::vector<const record::RecordType *> types;
+    for (const ProtobufCMessageDescriptor *each :
+         {&card_info__descriptor, &app_df_card_deny_check_result__descriptor, &cap_fe_ready__descriptor,
+          &cap_cm_ready__descriptor, &cap_glb_state__descriptor, &cap_cm_glb_state__descriptor,
+          &cap_fab_glb_state__descriptor, &cap_hps_glb_state__descriptor}) {
+        types.push_back(&record::type_of(*each));
+    }
+    return types;
 }
 
 Judgement judge(const store::Snapshot &snapshot, int32_t node) {

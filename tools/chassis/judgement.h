@@ -39,6 +39,7 @@ struct Condition {
         kNone,           // it does, or what it says is reason enough
         kOfAnotherNode,  // it names another node
         kWithoutValue,   // what is asked of it was never written
+        kUnreadable,     // it does not decode
     };
     enum class Kind {
         kInstalled,   // its card is in its slot
@@ -75,6 +76,9 @@ struct Judgement {
     std::vector<std::string> findings;  // what is odd in its records, as findings() has it
     bool is_known = false;              // some record names the node
 };
+
+// The types of record that judgements are made from.
+std::vector<const record::RecordType *> judged_types();
 
 Judgement judge(const store::Snapshot &snapshot, int32_t node);
 // Every node that a record names: those that are not ready first, then by number.

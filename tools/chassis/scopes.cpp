@@ -14,12 +14,15 @@ std::vector<Scope> scopes_of(const store::Snapshot &snapshot, const std::vector<
     std::vector<Scope> scopes;
     for (const std::string &name : class_names()) {
         const CardClass card_class = class_named(name);
+        const std::string_view key = rules_of(card_class).state_type;
+        const bool decodes = !snapshot.unreadable().contains(key);
         const auto cards = std::count_if(judgements.begin(), judgements.end(), [&](const Judgement &each) {
             return each.card_class.value_or(CardClass::kLineCard) == card_class;
         });
         scopes.push_back({.card_class = card_class,
                           .ready = is_class_ready(snapshot, card_class),
-                          .stored = snapshot.find(rules_of(card_class).state_type) != nullptr,
+                          .stored = snapshot.find(key) != nullptr || !decodes,
+                          .decodes = decodes,
                           .cards = static_cast<size_t>(cards)});
     }
     return scopes;
@@ -29,6 +32,9 @@ std::string what_is(const Scope &scope) { return class_in_words(scope.card_class
 
 std::string why(const Scope &scope) {
     const std::string key(scope.key());
+    if (!scope.decodes) {
+        return key + " is stored, but does not decode, so that " + what_is(scope) + " is not ready";
+    }
     return (scope.stored ? key + " says that " + what_is(scope) + " is not ready"
                          : "there is no " + key + ", so that " + what_is(scope) + " is not ready");
 }

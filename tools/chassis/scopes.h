@@ -15,6 +15,7 @@ struct Scope {
     CardClass card_class;
     bool ready;
     bool stored;   // its record is
+    bool decodes;  // its record, if it is stored
     size_t cards;  // of the class; those of no class count as line cards, as which they are followed
 
     // Of a class without a card nobody misses the readiness.

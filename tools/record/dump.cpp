@@ -20,11 +20,17 @@ using Json = nlohmann::ordered_json;
     throw Failure(kUnreadable, place + ": " + what);
 }
 
+// Text and tables begin with a key, or a type.
+std::string hint_at(std::string_view text) {
+    const bool is_for_readers = is_key(text.substr(0, text.find_first_of(" \n")));
+    return is_for_readers ? "; it looks like a dump for readers: one by dump --output ndjson is wanted" : "";
+}
+
 Json parsed(const std::string &place, std::string_view text) {
     try {
         return Json::parse(text);
     } catch (const Json::parse_error &error) {
-        fail(place, "no JSON, byte " + std::to_string(error.byte));
+        fail(place, "no JSON, byte " + std::to_string(error.byte) + hint_at(text));
     } catch (const Json::out_of_range &) {
         fail(place, "a number in it is larger than any that JSON is read with");
     }

@@ -54,4 +54,14 @@ std::string assignments(const View &record, std::span<const int32_t> fields) {
                   [&](int32_t number) { return std::find(fields.begin(), fields.end(), number) != fields.end(); });
 }
 
+std::vector<std::string> field_names(const RecordType &type, std::span<const int32_t> fields) {
+    std::vector<std::string> names;
+    names.reserve(fields.size());
+    for (const int32_t field : fields) {
+        names.emplace_back(
+            protobuf_c_message_descriptor_get_field(type.descriptor, static_cast<unsigned>(field))->name);
+    }
+    return names;
+}
+
 }  // namespace record

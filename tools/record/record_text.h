@@ -22,4 +22,7 @@ std::string assignments(const View &record);
 // Of these of them alone.
 std::string assignments(const View &record, std::span<const int32_t> fields);
 
+// The names of these fields of a type.
+std::vector<std::string> field_names(const RecordType &type, std::span<const int32_t> fields);
+
 }  // namespace record

@@ -29,6 +29,8 @@ struct Follower::State {
     void on_deleted(const record::View &address);
     void load(const RecordType &type);
     void loaded(const RecordType &type);
+    void read_again(const RecordType &type);
+    void read_what_was_skipped();
     void tell_loss();
 
     // Does it, and keeps what it throws for process(): nothing may pass through the client. Once something was thrown,
@@ -41,6 +43,7 @@ struct Follower::State {
     Listener &listener;
     Snapshot snapshot;
     std::set<const RecordType *> loading;  // followed, but not loaded yet
+    std::set<const RecordType *> skipped;  // of which a notification did not decode
     bool was_complete = false;
     bool is_lost = false;  // and not yet told to be back
     bool is_reloaded = false;
@@ -64,6 +67,10 @@ Follower::State *follower_of(const MomClient *client) {
         state = state->next;
     }
     return state;
+}
+
+bool follows(const Follower::State &state, const RecordType &type) {
+    return std::find(state.types.begin(), state.types.end(), &type) != state.types.end();
 }
 
 void enter(Follower::State &state) { state.next = std::exchange(followers, &state); }
@@ -170,6 +177,41 @@ void Follower::State::load(const RecordType &type) {
     store.scan(type, [&](Record &&record) {
         on_written(std::move(record), was_complete ? Change::Kind::kWritten : Change::Kind::kInitial);
     });
+    snapshot.set_unreadable(store.unreadable());
+}
+
+// A notification that does not decode tells that something has changed, and not what.
+void Follower::State::read_again(const RecordType &type) {
+    std::set<std::string> there;
+    store.scan(type, [&](Record &&record) {
+        const std::string key = record.key();
+        const Record *const known = snapshot.find(key);
+        if (known == nullptr || !(*known == record)) {
+            on_written(std::move(record), Change::Kind::kWritten);
+        }
+        there.insert(key);
+    });
+    snapshot.set_unreadable(store.unreadable());
+    std::vector<Record> gone;
+    for (const auto &[key, record] : snapshot.records()) {
+        if (&record.type() == &type && !there.contains(key) && !store.unreadable().contains(key)) {
+            gone.push_back(record);
+        }
+    }
+    for (const Record &record : gone) {
+        on_deleted(record);
+    }
+}
+
+void Follower::State::read_what_was_skipped() {
+    for (const RecordType *type : std::set(skipped)) {
+        guarded([&] {
+            if (!loading.contains(type)) {  // else it is read anyway
+                read_again(*type);
+            }
+            skipped.erase(type);
+        });
+    }
 }
 
 void Follower::State::loaded(const RecordType &type) {
@@ -219,6 +261,23 @@ void Follower::State::tell_loss() {
     }
 }
 
+bool note_skipped_notification(std::string_view warning) {
+    constexpr std::string_view kNotification = "a notification of ";
+    if (!warning.starts_with(kNotification)) {
+        return false;
+    }
+    warning.remove_prefix(kNotification.size());
+    const RecordType *const type = record::find_type(warning.substr(0, warning.find(' ')));
+    bool is_followed = false;
+    for (Follower::State *state = followers; state != nullptr && type != nullptr; state = state->next) {
+        if (follows(*state, *type)) {
+            state->skipped.insert(type);
+            is_followed = true;
+        }
+    }
+    return is_followed;
+}
+
 Follower::Follower(Store &store, std::vector<const RecordType *> types, Listener &listener)
     : state_(std::make_unique<State>(store, std::move(types), listener)) {
     if (record::record_types().size() > kMaxTypes) {
@@ -248,6 +307,7 @@ void Follower::process(std::chrono::milliseconds limit) {
     pollfd waiting = {fd(), POLLIN, 0};
     poll(&waiting, 1, static_cast<int>(limit.count()));
     const int32_t code = ox_mom_client_process(state_->store.client(), 0);
+    state_->read_what_was_skipped();
     if (state_->failure) {
         std::rethrow_exception(std::exchange(state_->failure, nullptr));
     }

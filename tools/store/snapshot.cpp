@@ -21,6 +21,7 @@ Snapshot Snapshot::of(Store &store, std::span<const RecordType *const> types) {
             snapshot.records_.insert_or_assign(std::move(key), std::move(record));
         });
     }
+    snapshot.set_unreadable(store.unreadable());
     return snapshot;
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "record/record.h"
+#include "store/unreadable.h"
 
 namespace store {
 
@@ -40,11 +41,15 @@ public:
     }
 
     const Records &records() const { return records_; }
+    // What is stored beside them, and does not decode.
+    const Unreadables &unreadable() const { return unreadable_; }
+    void set_unreadable(const Unreadables &unreadable) { unreadable_ = unreadable; }
     // By type and index, as record::precedes() has it.
     std::vector<const record::Record *> in_order() const;
 
 private:
     Records records_;
+    Unreadables unreadable_;
 };
 
 }  // namespace store

@@ -54,6 +54,13 @@ void check(int32_t code) {
     }
 }
 
+void check_read(int32_t code, const Record &address) {
+    if (code == OX_MOM_E_DECODE) {
+        throw NotDecoded(quote(address.key()) + ": it is stored, but does not decode; del deletes it");
+    }
+    check(code);
+}
+
 struct HashResultDeleter {
     void operator()(MomHashResult *result) const { ox_mom_hash_res_free(result); }
 };
@@ -68,7 +75,7 @@ std::optional<Record> read_hash(MomClient *client, const Record &address) {
     if (!result) {
         throw Failure(kFailed, ox_mom_last_error());
     }
-    check(result->error_code);
+    check_read(result->error_code, address);
     if (result->record == nullptr) {
         return std::nullopt;
     }
@@ -79,7 +86,7 @@ std::optional<Record> read_object(MomClient *client, const Record &address) {
     int32_t error = 0;
     const std::unique_ptr<ProtobufCMessage, ObjectDeleter> record(
         ox_mom_get_sync(client, address.type().db, &address.message(), &error));
-    check(error);
+    check_read(error, address);
     if (!record) {
         return std::nullopt;
     }
@@ -88,6 +95,7 @@ std::optional<Record> read_object(MomClient *client, const Record &address) {
 
 struct Scan {
     const std::function<void(const View &)> &each;
+    Unreadables &unreadable;
     std::exception_ptr failure;  // of the callback; it must not pass through the client
 };
 
@@ -108,7 +116,17 @@ int32_t on_scanned(MomClient *, MomMsg *message) {
     return 0;
 }
 
+bool is_of(const RecordType &type, std::string_view key) {
+    return key.starts_with(type.name()) && (key.size() == type.name().size() || key[type.name().size()] == ':');
+}
+
 }  // namespace
+
+void note_unreadable(const Unreadable &unreadable) {
+    if (scan_under_way != nullptr) {
+        scan_under_way->unreadable.insert_or_assign(unreadable.first, unreadable.second);
+    }
+}
 
 void fail(int32_t code) {
     const std::string reason = ox_mom_last_error();
@@ -157,7 +175,8 @@ void Store::remove(const Record &address) {
 
 void Store::visit(const RecordType &type, const std::function<void(const View &)> &each) {
     connect(type.db);
-    Scan scan{each, nullptr};
+    std::erase_if(unreadable_, [&](const auto &entry) { return is_of(type, entry.first); });
+    Scan scan{each, unreadable_, nullptr};
     Scan *outer = std::exchange(scan_under_way, &scan);
     const int32_t code = ox_mom_scan_sync(client(), type.db, &Record(type).message(), 0, on_scanned, nullptr);
     scan_under_way = outer;

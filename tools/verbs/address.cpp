@@ -75,6 +75,13 @@ Record Address::record() const {
     return at_url(record::type_of(cap_table__descriptor), word_);
 }
 
+std::string Address::words() const {
+    const auto option = [](const char *name, const std::string &value) {
+        return value.empty() ? "" : std::string(" ") + name + " " + value;
+    };
+    return on_one_line(word_ + option("--class", card_class_) + option("--fe", fe_) + option("--cm", cm_));
+}
+
 std::string Address::suggestion() const {
     const std::string beginning = word_.substr(0, word_.find(':'));
     if (is_scoped() || word_.starts_with('/') || record::is_key(word_)) {

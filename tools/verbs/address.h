@@ -20,6 +20,8 @@ public:
     // Without a field. Throws a usage failure that says what is wrong with it.
     record::Record record() const;
     const std::string &word() const { return word_; }
+    // As it was given: /l3/arp --fe 17.
+    std::string words() const;
     // Of a URL that looks like a mistyped key: what precedes its first colon is nearly a type's name, and it does not
     // begin with '/'. Which type may have been meant ("; did you mean cap_fe_ready?"); else nothing.
     std::string suggestion() const;

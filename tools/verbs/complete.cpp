@@ -17,6 +17,7 @@
 #include "scenario/shipped.h"
 #include "store/snapshot.h"
 #include "verbs/address.h"
+#include "verbs/client_log.h"
 #include "verbs/verbs.h"
 
 namespace capctl {
@@ -357,6 +358,7 @@ Words Completer::next(const Words &words) {
 }
 
 int complete(Session &session, const CLI::App &app, Words words) {
+    tell_unreadable_here();  // which is nowhere
     const std::string current = words.empty() ? "" : words.back();
     if (!words.empty()) {
         words.pop_back();

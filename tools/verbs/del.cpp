@@ -1,5 +1,6 @@
 // del: deletes a record, and tells those who follow it.
 #include <memory>
+#include <optional>
 
 #include "command_line/exit_status.h"
 #include "verbs/address.h"
@@ -12,9 +13,18 @@ using namespace command_line;
 
 namespace {
 
+// Of one that does not decode, the address: it is the way to be rid of it.
+std::optional<record::Record> read(store::Store &store, const record::Record &wanted) {
+    try {
+        return store.read(wanted);
+    } catch (const store::NotDecoded &) {
+        return wanted;
+    }
+}
+
 int del(Session &session, const Address &address) {
     const record::Record wanted = address.record();
-    const auto stored = session.store().read(wanted);
+    const auto stored = read(session.store(), wanted);
     if (!stored) {
         throw Failure(kNegative, address.not_found(wanted.type()));
     }

@@ -5,13 +5,14 @@
 #include "command_line/exit_status.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
-#include "record/dump.h"
 #include "record/record_json.h"
 #include "record/record_text.h"
 #include "store/snapshot.h"
+#include "verbs/client_log.h"
 #include "verbs/colour.h"
 #include "verbs/input.h"
 #include "verbs/print.h"
+#include "verbs/selection.h"
 #include "verbs/verbs.h"
 
 namespace capctl {
@@ -35,11 +36,7 @@ Snapshot read_side(const std::string &name) {
         store::Store store(name);
         return Snapshot::of(store);
     }
-    Snapshot snapshot;
-    for (const Record &record : record::parse_dump(name == "-" ? "standard input" : name, read_input(name))) {
-        snapshot.put(record);
-    }
-    return snapshot;
+    return read_snapshot(name);
 }
 
 struct Difference {
@@ -101,6 +98,7 @@ nlohmann::ordered_json difference_json(const Difference &difference) {
 
 int Diff::run(Session &session) const {
     session.prints_only("diff", {Format::kText, Format::kJson, Format::kNdjson});
+    tell_unreadable_here();
     const Snapshot first = read_side(before);
     const Snapshot second = after.empty() ? Snapshot::of(session.store()) : read_side(after);
     const std::vector<Difference> found = differences(first, second);
@@ -119,7 +117,9 @@ int Diff::run(Session &session) const {
     } else {
         write_output(lines);
     }
-    return found.empty() ? kDone : kNegative;
+    store::Unreadables unreadable = first.unreadable();
+    unreadable.insert(second.unreadable().begin(), second.unreadable().end());
+    return end_with(unreadable, found.empty() ? kDone : kNegative);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 
 #include "command_line/exit_status.h"
 #include "store/snapshot.h"
+#include "verbs/client_log.h"
 #include "verbs/print.h"
 #include "verbs/selection.h"
 #include "verbs/verbs.h"
@@ -15,12 +16,14 @@ using store::Snapshot;
 namespace {
 
 int dump(Session &session, const Selection &selection) {
+    tell_unreadable_here();
     if (session.format == Format::kTable) {  // whose columns are known at the end
         print_records(session, selected(Snapshot::of(session.store(), selection.types()), selection));
     } else {
         print_lines(session, selected_lines(session, selection, append_line));
     }
-    return kDone;
+    const store::Unreadables unreadable = selection.of(session.store().unreadable());
+    return end_with(unreadable, selection.end(kDone));
 }
 
 }  // namespace

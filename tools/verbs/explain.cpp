@@ -12,13 +12,14 @@
 #include "command_line/program.h"
 #include "command_line/streams.h"
 #include "command_line/text.h"
-#include "record/dump.h"
 #include "record/field_text.h"
 #include "store/snapshot.h"
+#include "verbs/client_log.h"
 #include "verbs/colour.h"
 #include "verbs/explain_events.h"
 #include "verbs/input.h"
 #include "verbs/print.h"
+#include "verbs/selection.h"
 #include "verbs/verbs.h"
 
 namespace capctl {
@@ -44,13 +45,10 @@ struct Explain {
 
 Snapshot Explain::snapshot(Session &session) const {
     if (file.empty()) {
-        return Snapshot::of(session.store());
+        tell_unreadable_here();
+        return Snapshot::of(session.store(), chassis::judged_types());
     }
-    Snapshot snapshot;
-    for (const record::Record &record : record::parse_dump(file == "-" ? "standard input" : file, read_input(file))) {
-        snapshot.put(record);
-    }
-    return snapshot;
+    return read_snapshot(file);
 }
 
 Colour colour_of(Verdict verdict) {
@@ -95,7 +93,10 @@ int explain_node(const Session &session, const Snapshot &snapshot, int32_t node)
     } else {
         write_output(explanation(session, judgement));
     }
-    return is_ready(judgement.verdict) ? kDone : kNegative;
+    const bool is_readable =
+        std::none_of(judgement.conditions.begin(), judgement.conditions.end(),
+                     [](const chassis::Condition &each) { return each.flaw == chassis::Condition::Flaw::kUnreadable; });
+    return !is_readable ? kUnreadable : is_ready(judgement.verdict) ? kDone : kNegative;
 }
 
 Row overview_row(const Judgement &judgement) {
@@ -192,7 +193,7 @@ int explain_all(const Session &session, const Snapshot &snapshot) {
                                                 : overview(session, judgements) + scopes_missing(session, scopes) +
                                                       overview_notes(judgements, scopes)));
     }
-    return is_all_ready(judgements, scopes) ? kDone : kNegative;
+    return end_with(snapshot.unreadable(), is_all_ready(judgements, scopes) ? kDone : kNegative);
 }
 
 int Explain::run(Session &session) const {

@@ -38,7 +38,7 @@ constexpr char kJson[] = "JSON:\n"
                          "  Fields have the schema's names; one that was never written is not there.\n"
                          "  Where a string is not UTF-8, NAME_hex beside it has its bytes; bytes are\n"
                          "  hexadecimal. A single value asked for is printed bare. Of many records json\n"
-                         "  is one array, and ndjson a line each.\n"
+                         "  is one array, and ndjson a line each; watch prints a line each as both.\n"
                          "\n";
 
 constexpr char kExitStatus[] = "Exit status:\n"

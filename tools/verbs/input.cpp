@@ -8,6 +8,7 @@
 
 #include "command_line/exit_status.h"
 #include "command_line/text.h"
+#include "record/dump.h"
 #include "record/field_text.h"
 
 namespace capctl {
@@ -39,6 +40,20 @@ std::string read_input(const std::string &file) {
         close(fd);
     }
     return text;
+}
+
+std::string input_name(const std::string &file) { return file == "-" ? "standard input" : file; }
+
+std::vector<record::Record> read_dump(const std::string &file) {
+    return record::parse_dump(input_name(file), read_input(file));
+}
+
+store::Snapshot read_snapshot(const std::string &file) {
+    store::Snapshot snapshot;
+    for (const record::Record &record : read_dump(file)) {
+        snapshot.put(record);
+    }
+    return snapshot;
 }
 
 void set_from_bytes(record::Record &record, std::string_view path, std::string bytes) {

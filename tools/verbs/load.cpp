@@ -5,9 +5,11 @@
 #include <set>
 
 #include "command_line/exit_status.h"
+#include "command_line/program.h"
+#include "command_line/streams.h"
 #include "command_line/text.h"
-#include "record/dump.h"
 #include "store/snapshot.h"
+#include "verbs/client_log.h"
 #include "verbs/input.h"
 #include "verbs/print.h"
 #include "verbs/progress.h"
@@ -53,17 +55,28 @@ Count clear(store::Store &store, const std::vector<Record> &records) {
             ++count.deleted;
         }
     }
+    // Nor is this as it is to be, whatever it was.
+    for (const auto &each : stored.unreadable()) {
+        if (const auto address = store::address_of(each)) {
+            store.remove(*address);
+            ++count.deleted;
+        } else {
+            complain(store::in_words(each));
+        }
+    }
     return count;
 }
 
 int Load::run(Session &session) const {
     session.prints_only("load", {Format::kText, Format::kJson, Format::kNdjson});
-    const std::string name = file == "-" ? "standard input" : file;
-    const std::vector<Record> records = record::parse_dump(name, read_input(file));
+    const std::vector<Record> records = read_dump(file);
     if (replaces && records.empty()) {
         // Most often the end of a pipe whose beginning has failed.
-        throw Failure(kUnreadable, printable(name) + ": no record; --replace would delete all that is stored");
+        throw Failure(kUnreadable,
+                      printable(input_name(file)) + ": no record; --replace would delete all that is stored");
     }
+    tell_losses_here();  // by the failure
+    tell_unreadable_here();
     store::Store &store = session.store();
     Count count = replaces ? clear(store, records) : Count();
     Progress progress("load", records.size());
@@ -73,6 +86,9 @@ int Load::run(Session &session) const {
     }
     if (session.is_json()) {
         print_json({{"written", count.written}, {"deleted", count.deleted}});
+    } else {
+        write_output(counted(count.written, "record") + " written" +
+                     (replaces ? ", " + std::to_string(count.deleted) + " deleted\n" : "\n"));
     }
     return kDone;
 }

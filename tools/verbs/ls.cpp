@@ -9,8 +9,10 @@
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "record/record_json.h"
+#include "record/record_text.h"
 #include "store/snapshot.h"
 #include "verbs/address.h"
+#include "verbs/client_log.h"
 #include "verbs/print.h"
 #include "verbs/selection.h"
 #include "verbs/verbs.h"
@@ -32,17 +34,8 @@ void append_key(const Session &session, std::string &lines, const View &record) 
     }
 }
 
-std::string field_names(const Record &record) {
-    std::vector<std::string> names;
-    for (const int32_t field : record.fields()) {
-        names.emplace_back(
-            protobuf_c_message_descriptor_get_field(record.type().descriptor, static_cast<unsigned>(field))->name);
-    }
-    return joined(names);
-}
-
 // What is stored of what; the values are dump's.
-int print_table(Session &session, const Selection &selection) {
+void print_table(Session &session, const Selection &selection) {
     const Snapshot snapshot = Snapshot::of(session.store(), selection.types());
     const auto records = selected(snapshot, selection);
     std::vector<Row> rows = {{"KEY  ", "NODE  ", "FIELDS"}};
@@ -50,20 +43,21 @@ int print_table(Session &session, const Selection &selection) {
         const auto node = is_node_capability(record->type())
                               ? std::optional(std::get<int32_t>(record->get("index.node")))
                               : chassis::node_of(*record);
-        rows.push_back(
-            {on_one_line(record->key()) + "  ", (node ? std::to_string(*node) : "-") + "  ", field_names(*record)});
+        rows.push_back({on_one_line(record->key()) + "  ", (node ? std::to_string(*node) : "-") + "  ",
+                        joined(field_names(record->type(), record->fields()))});
     }
     write_output(table(rows));
-    return records.empty() ? kNegative : kDone;
 }
 
 int ls(Session &session, const Selection &selection) {
+    tell_unreadable_here();
     if (session.format == Format::kTable) {
-        return print_table(session, selection);
+        print_table(session, selection);
+    } else {
+        print_lines(session, selected_lines(session, selection, append_key));
     }
-    const std::string keys = selected_lines(session, selection, append_key);
-    print_lines(session, keys);
-    return keys.empty() ? kNegative : kDone;
+    const store::Unreadables unreadable = selection.of(session.store().unreadable());
+    return end_with(unreadable, selection.end(kDone));
 }
 
 }  // namespace

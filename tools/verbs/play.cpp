@@ -11,6 +11,7 @@
 #include "scenario/player.h"
 #include "scenario/scenario.h"
 #include "scenario/shipped.h"
+#include "verbs/client_log.h"
 #include "verbs/play_speed.h"
 #include "verbs/print.h"
 #include "verbs/progress.h"
@@ -101,6 +102,7 @@ int Play::run(Session &session) const {
     if (file.empty()) {
         throw Failure(kUsage, "FILE is missing: a scenario's file, or one of the names that --list prints");
     }
+    tell_losses_here();  // by the failure
     const double factor = parse_speed(speed);
     const scenario::Scenario scenario = scenario::read_file(scenario::find_file(file));
     Teller teller(session, quiet,

@@ -18,6 +18,10 @@ constexpr char kEraseLine[] = "\r\x1b[K";
 
 }  // namespace
 
+std::string counted(uint64_t count, const std::string &what) {
+    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
+}
+
 Progress::Progress(std::string what, size_t total)
     : what_(std::move(what)),
       total_(total),

@@ -3,9 +3,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 namespace capctl {
+
+// 1 record, 2 records.
+std::string counted(uint64_t count, const std::string &what);
 
 class Progress {
 public:

@@ -83,10 +83,6 @@ private:
     bool ended_ = false;
 };
 
-std::string counted(uint64_t count, const std::string &what) {
-    return std::to_string(count) + " " + what + (count == 1 ? "" : "s");
-}
-
 // Says on standard error what else a reader wants to know; at a terminal, that it has begun and how it ends.
 class TellingRecorder : public scenario::Recorder {
 public:
@@ -113,15 +109,15 @@ public:
     }
     void lost(const std::string &reason) override {
         Recorder::lost(reason);
-        tell("the store is lost: " + reason);
+        tell(lost_words(reason));
     }
     void still_lost(const std::string &reason) override {
         Recorder::still_lost(reason);
-        tell("the store is still lost: " + reason);
+        tell(still_lost_words(reason));
     }
     void restored() override {
         Recorder::restored();
-        tell("the store is back");
+        tell(std::string(kBackWords));
     }
     // Who has interrupted it, too, wants to know what there is.
     void finish(bool is_interrupted) {

@@ -4,11 +4,15 @@
 
 #include <algorithm>
 
+#include "command_line/exit_status.h"
+#include "command_line/program.h"
+#include "command_line/text.h"
 #include "store/ordered_text.h"
 #include "verbs/address.h"
 
 namespace capctl {
 
+using namespace command_line;
 using record::Record;
 using record::RecordType;
 using record::View;
@@ -24,6 +28,8 @@ bool matches(const std::string &pattern, const View &record) {
     const auto fits = [&](const std::string &text) { return fnmatch(pattern.c_str(), text.c_str(), 0) == 0; };
     return fits(record.key()) || (is_capability(record.type()) && fits(url_of(record)));
 }
+
+bool is_name(const std::string &pattern) { return pattern.find_first_of("*?[\\") == std::string::npos; }
 
 }  // namespace
 
@@ -47,8 +53,43 @@ std::vector<const RecordType *> Selection::types() const {
 }
 
 bool Selection::has(const View &record) const {
-    return patterns_.empty() || std::any_of(patterns_.begin(), patterns_.end(),
-                                            [&](const std::string &pattern) { return matches(pattern, record); });
+    bool is_met = patterns_.empty();
+    for (const std::string &pattern : patterns_) {
+        if (matches(pattern, record)) {
+            is_met = true;
+            if (is_name(pattern)) {
+                met_.insert(pattern);
+            }
+        }
+    }
+    return is_met;
+}
+
+int Selection::end(int status) const {
+    for (const std::string &pattern : patterns_) {
+        if (is_name(pattern) && !met_.contains(pattern)) {
+            complain(quote(pattern) + ": no such record");
+            status = kNegative;
+        }
+    }
+    return status;
+}
+
+// Of a key that is no record's nobody can say that it is not meant.
+store::Unreadables Selection::of(const store::Unreadables &unreadable) const {
+    store::Unreadables meant = unreadable;
+    std::erase_if(meant, [&](const auto &entry) {
+        const auto address = store::address_of(entry);
+        return address && !has(*address);
+    });
+    return meant;
+}
+
+int end_with(const store::Unreadables &unreadable, int status) {
+    for (const auto &each : unreadable) {
+        complain(store::in_words(each));
+    }
+    return unreadable.empty() ? status : kUnreadable;
 }
 
 std::string selected_lines(Session &session, const Selection &selection, AppendLine append) {

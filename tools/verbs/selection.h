@@ -1,6 +1,7 @@
 // Which records a command is about.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,9 +20,15 @@ public:
     // Those that a selected record may be of. Throws a usage failure for a name that is none.
     std::vector<const record::RecordType *> types() const;
     bool has(const record::View &record) const;
+    // The status that a list ends with: a pattern without * ? and [...] names one record, and one that has() has not
+    // met is missed, on standard error. That nothing fits a pattern is an answer.
+    int end(int status) const;
+    // Of what does not decode, by its key.
+    store::Unreadables of(const store::Unreadables &unreadable) const;
 
 private:
     std::vector<std::string> patterns_;
+    mutable std::set<std::string> met_;  // of the patterns
     std::vector<std::string> types_;
 };
 
@@ -31,5 +38,8 @@ std::string selected_lines(Session &session, const Selection &selection, AppendL
 
 // Of these, those that are selected, in order.
 std::vector<const record::Record *> selected(const store::Snapshot &snapshot, const Selection &selection);
+
+// Names what does not decode on standard error. The status that the verb ends with: what it has done is not all then.
+int end_with(const store::Unreadables &unreadable, int status);
 
 }  // namespace capctl

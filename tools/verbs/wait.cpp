@@ -53,16 +53,7 @@ public:
     NodeCondition(const std::string &node, const std::string &readiness)
         : node_(record::parse_number("NODE", node)), ready_(parse_ready(readiness)) {}
 
-    std::vector<const RecordType *> types() const override {
-        std::vector<const RecordType *> types;
-        for (const ProtobufCMessageDescriptor *each :
-             {&card_info__descriptor, &app_df_card_deny_check_result__descriptor, &cap_fe_ready__descriptor,
-              &cap_cm_ready__descriptor, &cap_glb_state__descriptor, &cap_cm_glb_state__descriptor,
-              &cap_fab_glb_state__descriptor, &cap_hps_glb_state__descriptor}) {
-            types.push_back(&record::type_of(*each));
-        }
-        return types;
-    }
+    std::vector<const RecordType *> types() const override { return chassis::judged_types(); }
     // A card, or its check, may have been another node's before.
     bool concerns(const Record &record) const override {
         const bool is_readiness = record.type().descriptor == &cap_fe_ready__descriptor ||
@@ -91,8 +82,12 @@ private:
 // One record: there with these values, or gone.
 class RecordCondition : public Condition {
 public:
-    RecordCondition(Record address, std::vector<std::string> values, bool gone)
-        : address_(std::move(address)), key_(address_.key()), values_(std::move(values)), gone_(gone) {
+    RecordCondition(const Address &address, std::vector<std::string> values, bool gone)
+        : address_(address.record()),
+          key_(address_.key()),
+          address_words_(address.words()),
+          values_(std::move(values)),
+          gone_(gone) {
         for (const std::string &word : values_) {
             expected_in(word);  // refuses what the type does not have
         }
@@ -113,7 +108,7 @@ public:
         return to_json(record == nullptr ? address_ : *record);
     }
     std::string words() const override {
-        std::string text = on_one_line(key_);
+        std::string text = address_words_;
         for (const std::string &word : values_) {
             text += " " + word;
         }
@@ -150,6 +145,7 @@ private:
 
     const Record address_;
     const std::string key_;
+    const std::string address_words_;
     const std::vector<std::string> values_;
     const bool gone_;
 };
@@ -158,7 +154,7 @@ private:
 class ScopeCondition : public Condition {
 public:
     ScopeCondition(const std::string &scope, const std::string &value)
-        : state_(chassis::scope_ready(scope, value.empty() || parse_switch("on|off", value))) {}
+        : scope_(scope), state_(chassis::scope_ready(scope, value.empty() || parse_switch("on|off", value))) {}
 
     std::vector<const RecordType *> types() const override { return {&state_.type()}; }
     bool concerns(const Record &record) const override { return &record.type() == &state_.type(); }
@@ -166,7 +162,7 @@ public:
         return state_in(snapshot).get("ready") == state_.get("ready");
     }
     nlohmann::ordered_json json(const Snapshot &snapshot) const override { return to_json(state_in(snapshot)); }
-    std::string words() const override { return state_.key() + (wants_on() ? " on" : " off"); }
+    std::string words() const override { return "ready " + scope_ + (wants_on() ? " on" : " off"); }
     std::string state(const Snapshot &snapshot) const override {
         return snapshot.find(state_.key()) == nullptr ? "nobody has published it"
                : wants_on()                           ? "it is off"
@@ -180,6 +176,7 @@ private:
         return stored == nullptr ? Record(state_.type()) : *stored;
     }
 
+    const std::string scope_;
     const Record state_;
 };
 
@@ -214,12 +211,12 @@ public:
     }
     void lost(const std::string &reason) override {
         is_lost_ = true;
-        complain("the store is lost: " + reason);
+        complain(lost_words(reason));
     }
-    void still_lost(const std::string &reason) override { complain("the store is still lost: " + reason); }
+    void still_lost(const std::string &reason) override { complain(still_lost_words(reason)); }
     void restored() override {
         is_lost_ = false;
-        complain("the store is back");
+        complain(kBackWords);
     }
 
 private:
@@ -264,11 +261,16 @@ std::unique_ptr<Condition> Wait::condition() {
         check_words(words, 1, 2, "ready SCOPE [on|off]");
         return std::make_unique<ScopeCondition>(words[0], words.size() > 1 ? words[1] : "");
     }
+    if (gone && !words.empty() && (address.word() == "node" || address.word() == "ready")) {
+        throw Failure(kUsage,
+                      "--gone: a record is gone; a node is unready, as in wait node 17 unready, and a scope off, "
+                      "as in wait ready fab off");
+    }
     if (gone && !words.empty()) {
         throw Failure(kUsage, "--gone: a record that is gone has no values, such as " + quote(words.front()));
     }
     address.refuse_mistyped_key();
-    return std::make_unique<RecordCondition>(address.record(), words, gone);
+    return std::make_unique<RecordCondition>(address, words, gone);
 }
 
 int Wait::run(Session &session) {

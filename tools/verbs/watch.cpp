@@ -61,16 +61,6 @@ const char *name_of(Change::Kind kind) {
     }
 }
 
-std::vector<std::string> field_names(const Record &record, const std::vector<int32_t> &fields) {
-    std::vector<std::string> names;
-    names.reserve(fields.size());
-    for (const int32_t field : fields) {
-        names.emplace_back(
-            protobuf_c_message_descriptor_get_field(record.type().descriptor, static_cast<unsigned>(field))->name);
-    }
-    return names;
-}
-
 class Printer : public store::Listener {
 public:
     // So many changes at most, for several may come at once.
@@ -93,9 +83,22 @@ public:
     }
 
     void complete() override { tell("complete", "all that is stored has been told", ""); }
-    void lost(const std::string &reason) override { tell("lost", "the store is lost", reason); }
-    void still_lost(const std::string &reason) override { tell("still_lost", "the store is still lost", reason); }
-    void restored() override { tell("restored", "the store is back; what changed meanwhile has been told", ""); }
+    void lost(const std::string &reason) override { tell("lost", lost_words(reason), reason); }
+    void still_lost(const std::string &reason) override { tell("still_lost", still_lost_words(reason), reason); }
+    void restored() override {
+        tell("restored", std::string(kBackWords) + "; what changed meanwhile has been told", "");
+    }
+
+    // Those that are new: what was told stays so until it is mended.
+    void tell_unreadable(const store::Unreadables &unreadable) {
+        store::Unreadables meant = selection_.of(unreadable);
+        for (const auto &each : meant) {
+            if (!unreadable_.contains(each.first)) {
+                complain(store::in_words(each));
+            }
+        }
+        unreadable_ = std::move(meant);
+    }
 
 private:
     static std::string json_line_of(const Change &change) {
@@ -104,7 +107,7 @@ private:
                                   {"event", name_of(change.kind)},
                                   {"type", record["type"]},
                                   {"key", record["key"]},
-                                  {"changed", field_names(change.record, change.changed)},
+                                  {"changed", field_names(change.record.type(), change.changed)},
                                   {"fields", record["fields"]}});
     }
 
@@ -128,7 +131,7 @@ private:
             }
             write_output(record::json_line(json));
         } else {
-            complain(words + (reason.empty() ? "" : ": " + reason));
+            complain(words);
         }
     }
 
@@ -137,6 +140,7 @@ private:
     const bool changes_only_;
     const size_t most_;
     size_t changes_ = 0;
+    store::Unreadables unreadable_;  // that have been told
 };
 
 size_t parse_count(const std::string &text) {
@@ -153,6 +157,7 @@ size_t parse_count(const std::string &text) {
 int Watch::run(Session &session) const {
     session.prints_only("watch", {Format::kText, Format::kJson, Format::kNdjson});
     tell_losses_here();
+    tell_unreadable_here();
     const bool is_counted = !count_text.empty();
     const size_t count = is_counted ? parse_count(count_text) : SIZE_MAX;
     const Deadline deadline = timeout_text.empty() ? Deadline() : Deadline(parse_seconds("--timeout", timeout_text));
@@ -163,6 +168,7 @@ int Watch::run(Session &session) const {
             return is_counted ? kTimeOut : kDone;
         }
         follower.process(deadline.left());
+        printer.tell_unreadable(session.store().unreadable());
     }
     return kDone;
 }
@@ -171,7 +177,7 @@ int Watch::run(Session &session) const {
 
 void add_watch(Verbs &verbs) {
     const auto watch = std::make_shared<Watch>();
-    const Command command = verbs.add("watch", "Print what is stored, and then every change",
+    const Command command = verbs.add("watch", "Print what is stored, then every change, a line each",
                                       "  trel_capctl watch\n"
                                       "  trel_capctl watch 'cap_fe_ready:*' --changes-only\n"
                                       "  trel_capctl watch --type card_info --output ndjson | jq .event\n"

@@ -1,4 +1,5 @@
 // A client's scans: every record of a type, as if each had just been written.
+#include <algorithm>
 #include <new>
 #include <utility>
 
@@ -19,7 +20,7 @@ public:
         const ScratchPool::Lease scratch(client_.scratches_);
         MomHashResult *result = make_result(scratch.arena());
         if (result == nullptr || decode_hash(type_, fields, key, scratch.arena(), *result) != 0) {
-            return skip(scratch.arena());
+            return skip(key, scratch.arena());
         }
         if (told_ != nullptr) {
             bytes_.clear();
@@ -34,7 +35,7 @@ public:
         ProtobufCMessage *record = decode_message(type_, bytes, scratch.arena());
         if (record == nullptr) {
             fail(OX_MOM_E_DECODE, "%s does not decode as its type", type_.name);
-            return skip(scratch.arena());
+            return skip(type_.name, scratch.arena());
         }
         if (told_ != nullptr) {
             told_->keep({}, bytes);
@@ -44,11 +45,14 @@ public:
 
 private:
     // What does not decode is no reason to end the scan. What does not fit into memory is.
-    static bool skip(const Arena &arena) {
+    static bool skip(std::string_view key, const Arena &arena) {
         if (arena.exhausted()) {
             throw std::bad_alloc();
         }
-        tell(Level::kWarning, Words("record skipped: %s", last_error()));
+        std::string_view why = last_error();
+        why.remove_prefix(std::min(key.size() + 1, why.size()));  // the key, which is said first
+        tell(Level::kWarning, Words("record %.*s skipped: %.*s", static_cast<int>(key.size()), key.data(),
+                                    static_cast<int>(why.size()), why.data()));
         return true;
     }
 
