@@ -308,6 +308,7 @@ private:
         ASSERT_EQ(trel_cap_event_callback_reg("application", on_event, 0x03), 0);
         MomClient *const client = ox_mom_client_create(store.c_str());
         ASSERT_EQ(trel_cap_init(client, "application"), 0);
+        trel_cap_log_level(0);
         ASSERT_EQ(trel_cap_ce_subscribe_g_cap_bool(client, "/trigger", on_capability), 0);
         ASSERT_EQ(trel_cap_ce_set_g_cap_bool(client, "/a", 1), 0);
         ASSERT_EQ(trel_cap_ce_set_g_cap_int32(client, "/a", 5), 0);
