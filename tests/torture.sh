@@ -20,14 +20,16 @@ torture() { # [PART...]
   report
 }
 
-# The library against its model: on a scripted platform, and over every store while servers come and go.
+# The library against its model: on a scripted platform, and over every store while servers come and go. And what it says
+# to an application, under faults of the network and the server.
 torture_histories() {
   step "build asan" build_preset asan || return 0
   local program
-  for program in trel_cap_property_test trel_cap_store_property_test; do
+  for program in property/trel_cap_property_test property/trel_cap_store_property_test \
+    reliability/histories/reliability_histories_test; do
     TREL_CAP_SEED=$((RANDOM * 32768 + RANDOM)) TREL_CAP_SEEDS=$torture_seeds \
-      step "$torture_seeds histories of each kind, $program" \
-      "build/asan/tests/property/$program" --gtest_filter='*EndAsTheModelSays*' --gtest_brief=1 || true
+      step "$torture_seeds histories of each kind, ${program##*/}" \
+      "build/asan/tests/$program" --gtest_filter='*EndAsTheModelSays*:*HoldTheirProperties*' --gtest_brief=1 || true
   done
 }
 
