@@ -66,6 +66,25 @@ TEST(Configuration, ChoosesByCategoryAndLevel) {
     EXPECT_EQ(read_file(directory.file("trel_cap.log")), "trel_cap error\n");
 }
 
+// The sample that is installed, as it is and with all that it offers in comments but the system's log.
+TEST(Configuration, OfTheSampleIsTaken) {
+    const TemporaryDirectory directory;
+    std::string sample = read_file(TREL_CAP_SAMPLE_CONFIGURATION);
+    const std::string as_it_is = directory.write("as_it_is.conf", sample);
+    EXPECT_THAT(lines_of(log_one_line(as_it_is).error_output),
+                ElementsAre(AllOf(HasSubstr(" trel_cap["), EndsWith("] ERROR speak:7 message"))));
+
+    const std::string rule = "# trel_cap.DEBUG \"", place = "/var/log/trel_cap";
+    ASSERT_NE(sample.find(rule), std::string::npos);
+    sample.erase(sample.find(rule), 2);
+    for (size_t at = 0; (at = sample.find(place + "/", at)) != std::string::npos;) {
+        sample.replace(at, place.size(), directory.file(""));
+    }
+    const Outcome with_a_file = log_one_line(directory.write("with_a_file.conf", sample));
+    EXPECT_THAT(lines_of(with_a_file.error_output), ElementsAre(EndsWith("message")));
+    EXPECT_THAT(read_file(directory.file("trel_cap.log")), EndsWith("] ERROR speak:7 message\n"));
+}
+
 TEST(Configuration, MayHaveSeveralRulesForOneMessage) {
     const TemporaryDirectory directory;
     const std::string log = directory.file("log");
