@@ -1,5 +1,5 @@
 // Threads that are cancelled, or end themselves, inside calls of the client.
-#include "mom_test.h"
+#include "contract_test.h"
 
 #include <pthread.h>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // Whoever follows a store ends in its state: nothing missed, nothing twice, in order.
-#include "mom_test.h"
+#include "contract_test.h"
 
 #include <atomic>
 #include <map>

@@ -1,5 +1,5 @@
 // Records with an index: written field by field, read whole.
-#include "mom_test.h"
+#include "contract_test.h"
 
 #include <climits>
 #include <thread>

@@ -1,5 +1,5 @@
 // Why this thread's latest call failed, in words.
-#include "mom_test.h"
+#include "contract_test.h"
 
 #include <functional>
 #include <thread>

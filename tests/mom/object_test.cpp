@@ -1,5 +1,5 @@
 // Records without an index: written and read whole.
-#include "mom_test.h"
+#include "contract_test.h"
 
 #include <thread>
 

@@ -1,6 +1,6 @@
 // process(), and a client inside somebody else's poll loop.
 #include "asleep.h"
-#include "mom_test.h"
+#include "contract_test.h"
 
 #include <thread>
 #include <unistd.h>

@@ -1,5 +1,5 @@
 // Callbacks may call any function of their client.
-#include "mom_test.h"
+#include "contract_test.h"
 
 namespace mom_test {
 namespace {

@@ -1,5 +1,5 @@
 // Reading everything of a type.
-#include "mom_test.h"
+#include "contract_test.h"
 
 #include <atomic>
 #include <set>

@@ -1,5 +1,5 @@
 // Following single fields of one record.
-#include "mom_test.h"
+#include "contract_test.h"
 
 namespace mom_test {
 namespace {

@@ -1,5 +1,5 @@
 // Following all records of a type.
-#include "mom_test.h"
+#include "contract_test.h"
 
 namespace mom_test {
 namespace {

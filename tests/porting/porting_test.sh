@@ -75,6 +75,41 @@ no_traces() {
   [ -z "$found" ] || fail "$found was installed"
 }
 
+# docs/porting.md has an entry for each function that the library takes from the platform, and for no other. They are
+# what the library imports without a version: its own platform's would have one, as all others do.
+guide() {
+  local imported entries
+  imported=$("$NM" --dynamic --undefined-only --format=posix "$prefix/$LIBDIR/libtrel_cap.so" | cut -d' ' -f1 |
+    grep -vE '@|^_' | sort)
+  entries=$(sed -n 's/^### `\(.*\)`$/\1/p' "$SOURCE_DIR/docs/porting.md" | sort)
+  [ "$(wc -w <<<"$imported")" -gt 10 ] || fail "the library imports $imported"
+  [ "$imported" = "$entries" ] || fail "imported (<), and in the guide (>): $(diff <(echo "$imported") <(echo "$entries"))"
+}
+
+# The contract's programs are built for the platform that is named, here this project's own libraries, and take another
+# store. Of the three the smallest will do.
+contract() {
+  "$CMAKE" -S "$SOURCE_DIR" -B "$WORK/contract" -G Ninja -D CMAKE_C_COMPILER="$CC" -D CMAKE_CXX_COMPILER="$CXX" \
+    -D TREL_CAP_BUILD_TESTS=ON -D TREL_CAP_UNITY_TESTS=ON -D TREL_CAP_PLATFORM_INCLUDE_DIRS="$SOURCE_DIR/platform/include" \
+    -D TREL_CAP_PLATFORM_LIBRARIES="$OWN_LIBRARIES"
+  "$CMAKE" --build "$WORK/contract" --target zlog_contract
+  "$WORK/contract/tests/contract/zlog_contract" || fail "this project's logging layer breaks the contract"
+}
+
+# The store that is named is the one that is tested.
+contract_store() {
+  local output
+  rm -f "$WORK/resets"
+  output=$(TREL_CAP_CONTRACT_STORE='mem:#' "$MOM_CONTRACT" --gtest_filter='*ObjectTest*' --gtest_list_tests)
+  [[ $output == */named* && $output != */redis* ]] || fail "$output"
+  TREL_CAP_CONTRACT_STORE='mem:#' TREL_CAP_CONTRACT_RESET="echo reset >>'$WORK/resets'" \
+    "$MOM_CONTRACT" --gtest_brief=1 --gtest_filter='*ObjectTest*' || fail "the named store breaks the contract"
+  grep -qx reset "$WORK/resets" || fail "the store was not emptied"
+  if TREL_CAP_CONTRACT_STORE=nowhere: "$MOM_CONTRACT" --gtest_filter='*ObjectTest*' >"$WORK/nowhere" 2>&1; then
+    fail "no store passes for one: $(cat "$WORK/nowhere")"
+  fi
+}
+
 # Runs a program where the platform's libraries are in the loader's path, and the library that was built here.
 run() { # [NAME=VALUE...] PROGRAM [ARGUMENT...]
   local settings=("LD_LIBRARY_PATH=$prefix/$LIBDIR:$platform/lib")

@@ -7,6 +7,23 @@
 
 namespace test_support {
 
+namespace {
+
+std::string numbered(std::string name) {
+    static std::atomic<int> names_used = 0;
+    if (const size_t place = name.find('#'); place != std::string::npos) {
+        name.replace(place, 1, std::to_string(++names_used));
+    }
+    return name;
+}
+
+void empty_the_named_store() {
+    const char *const command = getenv("TREL_CAP_CONTRACT_RESET");
+    ASSERT_TRUE(command == nullptr || std::system(command) == 0) << command;
+}
+
+}  // namespace
+
 std::vector<StoreKind> every_server() {
     std::vector<StoreKind> kinds = {{"redis", "redis-server"}};
     static const bool has_valkey = program_is_installed("valkey-server");
@@ -20,6 +37,9 @@ std::vector<StoreKind> every_server() {
 }
 
 std::vector<StoreKind> every_store() {
+    if (const char *const name = getenv("TREL_CAP_CONTRACT_STORE"); name != nullptr) {
+        return {{"named", "", name}};
+    }
     std::vector<StoreKind> kinds = every_server();
     kinds.insert(kinds.begin(), {"mem", ""});
     return kinds;
@@ -45,9 +65,13 @@ ClientPtr connect_client(const std::string &store, const std::vector<int32_t> &d
 StoreTest::StoreTest() { setenv("OX_MOM_TIMEOUT_MS", std::to_string(kRequestLimit.count()).c_str(), 1); }
 
 void StoreTest::SetUp() {
-    static std::atomic<int> names_used = 0;
+    if (!GetParam().name.empty()) {
+        store_ = numbered(GetParam().name);
+        empty_the_named_store();
+        return;
+    }
     if (GetParam().program.empty()) {
-        store_ = "mem:test-" + std::to_string(++names_used);
+        store_ = numbered("mem:test-#");
         return;
     }
     RedisOptions options = server_options();

@@ -1,4 +1,6 @@
-// Tests that run over every store: the embedded one, Redis, and Valkey where it is installed.
+// Tests that run over every store: the embedded one, Redis, and Valkey where it is installed; or over the one that
+// $TREL_CAP_CONTRACT_STORE names, with a number for its `#`, emptied by the command $TREL_CAP_CONTRACT_RESET before
+// each.
 #pragma once
 
 #include "redis_server.h"
@@ -15,7 +17,8 @@ namespace test_support {
 
 struct StoreKind {
     std::string label;
-    std::string program;  // the server's; empty for the embedded store
+    std::string program;    // the server's; empty for the embedded store
+    std::string name = {};  // of a store that is there already
 };
 
 std::vector<StoreKind> every_store();

@@ -147,7 +147,7 @@ int32_t ox_mom_subscribe_field(MomClient *client, int32_t db, const ProtobufCMes
     MomHashResult *result = hash_of(record, field);
     MomMsg msg = {client, db, OX_MOM_CMD_DELIVERED, result};
     if (field == field_ids[0]) {
-        cbs[0](client, &msg, args[0]);
+        cbs[0](client, &msg, args != NULL ? args[0] : NULL);
     }
     ox_mom_hash_res_free(result);
     return 0;
