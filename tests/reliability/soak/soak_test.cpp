@@ -1,0 +1,163 @@
+// Changes, losses and operators at random, for a while: afterwards an application is as large as before, and idle.
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "private_directory.h"
+#include "process.h"
+#include "program.h"
+#include "publisher.h"
+#include "redis_server.h"
+
+namespace soak {
+namespace {
+
+using namespace std::chrono_literals;
+using test_support::RedisServer;
+
+constexpr int kStepsOfARound = 400;
+constexpr int kRounds = 8;                // at least
+constexpr int64_t kMemorySlackKib = 256;  // what the allocator may keep
+constexpr auto kIdle = 3s;
+
+class Soak : public ::testing::Test {
+protected:
+    const bool is_long = std::getenv("TREL_CAP_TORTURE") != nullptr;
+    const unsigned seed = std::getenv("TREL_CAP_SEED") != nullptr
+                              ? static_cast<unsigned>(std::strtoul(std::getenv("TREL_CAP_SEED"), nullptr, 10))
+                              : 1;
+    std::mt19937 random{seed};
+    test_support::PrivateDirectory consoles;
+    RedisServer server;
+    std::unique_ptr<readiness::LocalPublisher> publisher;
+    std::unique_ptr<test_support::Program> application;
+
+    void SetUp() override {
+        server.start();
+        connect();
+        // Freed memory that AddressSanitizer keeps for a while would be taken for a leak.
+        application = std::make_unique<test_support::Program>(test_support::Launch{
+            .program = SOAK_APPLICATION,
+            .environment = {{"OX_MOM_STORE", server.store_name()},
+                            {"QUIB_DIR", consoles.path()},
+                            {"ASAN_OPTIONS", "quarantine_size_mb=0:thread_local_quarantine_size_kb=0"}}});
+        ASSERT_TRUE(application->prints("started"));
+    }
+
+    void connect() { publisher = std::make_unique<readiness::LocalPublisher>(server.store_name()); }
+    size_t below(size_t end) { return random() % end; }
+
+    readiness::Card any_card() {
+        static constexpr int32_t kTypes[] = {1, 2, 3, 5, 6, 7};
+        const auto node = static_cast<int32_t>(below(40)) + 1;
+        return {.node = node, .node_type = kTypes[static_cast<size_t>(node) % std::size(kTypes)], .slotid = node};
+    }
+
+    void change() {
+        const readiness::Card card = any_card();
+        switch (below(8)) {
+            case 0:
+                return publisher->bring_up(card);
+            case 1:
+                return publisher->remove(card);
+            case 2:
+                return publisher->deny(card);
+            case 3:
+                return publisher->withdraw_check(card);
+            case 4:
+                return publisher->unready(card);
+            case 5:
+                return publisher->drop_readiness(card);
+            case 6:
+                return publisher->cm_ready(card);
+            default:
+                return publisher->state(static_cast<readiness::CardClass>(below(4)), below(2) != 0);
+        }
+    }
+
+    void lose() {
+        switch (below(3)) {
+            case 0:
+                server.connection().must({"CLIENT", "KILL", "TYPE", "pubsub"});
+                break;
+            case 1:
+                server.connection().must({"CLIENT", "KILL", "TYPE", "normal", "SKIPME", "yes"});
+                break;
+            default:
+                server.restart(below(2) != 0 ? RedisServer::Data::kKept : RedisServer::Data::kDropped);
+        }
+        connect();
+    }
+
+    void ask() {
+        static const std::vector<test_support::Arguments> kCommands = {
+            {"dump_all"}, {"dump_node"}, {"dump_status"}, {"show_memory"}, {"store"}, {"log-level", "2"}, {"help"}};
+        test_support::Arguments arguments = kCommands[below(kCommands.size())];
+        arguments.insert(arguments.begin(), "trel_cap_soak_application");
+        const test_support::Outcome outcome =
+            test_support::Program(
+                {.program = QUIB_PROGRAM, .arguments = arguments, .environment = {{"QUIB_DIR", consoles.path()}}})
+                .finish();
+        EXPECT_EQ(outcome.status, 0) << outcome;
+    }
+
+    void round() {
+        for (int i = 0; i < kStepsOfARound; ++i) {
+            change();
+        }
+        ask();
+        lose();
+        clear();
+    }
+
+    // So that each round ends with the same store, and the application has heard of it.
+    void clear() {
+        server.connection().must({"FLUSHALL"});
+        connect();
+        std::this_thread::sleep_for(300ms);
+    }
+};
+
+int64_t median(std::vector<int64_t> values) {
+    std::nth_element(values.begin(), values.begin() + static_cast<ptrdiff_t>(values.size() / 2), values.end());
+    return values[values.size() / 2];
+}
+
+TEST_F(Soak, LeavesAnApplicationAsLargeAsItWasAndIdle) {
+    SCOPED_TRACE("TREL_CAP_SEED=" + std::to_string(seed));
+    const auto end = std::chrono::steady_clock::now() + (is_long ? 1h : 0h);
+    round();
+    round();
+    std::vector<int64_t> memory;
+    const int64_t descriptors = usage_of(application->pid()).descriptors;
+    for (int i = 0; i < kRounds || std::chrono::steady_clock::now() < end; ++i) {
+        round();
+        const Usage usage = usage_of(application->pid());
+        memory.push_back(usage.own_kib);
+        ASSERT_EQ(usage.descriptors, descriptors) << "after round " << i;
+    }
+    const auto quarter = static_cast<ptrdiff_t>(memory.size() / 4);
+    const int64_t before = median({memory.begin(), memory.begin() + quarter});
+    const int64_t after = median({memory.end() - quarter, memory.end()});
+    EXPECT_LE(after, before + kMemorySlackKib) << ::testing::PrintToString(memory);
+
+    const Usage begin = usage_of(application->pid());
+    std::this_thread::sleep_for(kIdle);
+    const Usage idle = usage_of(application->pid());
+    EXPECT_LE(idle.wakeups, begin.wakeups + 2) << "but for keep-alives nothing wakes it";
+    EXPECT_LE(idle.ticks, begin.ticks + 1);
+    RecordProperty("rounds", static_cast<int>(memory.size()));
+    RecordProperty("memory_kib", std::to_string(before) + " to " + std::to_string(after));
+}
+
+}  // namespace
+}  // namespace soak
