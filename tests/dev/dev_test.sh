@@ -330,6 +330,7 @@ long 1, tests asan
 == build asan
 == 1000 histories of each kind, trel_cap_property_test
 == 1000 histories of each kind, trel_cap_store_property_test
+== 1000 histories of each kind, reliability_histories_test
 
 1 passed, 0 failed" "$text"
   ! text=$(torture long nonsense 2>&1) || { echo "nonsense is taken" >&2 && exit 1; }
