@@ -70,14 +70,23 @@ static void loaded(void) {
     EXPECT(!trel_cap_hps_ready_is_all_validated()); /* not asked for */
 }
 
-static void *process_of_another(void *client) { return (void *)(intptr_t)ox_mom_client_process(client, 0); }
+struct Attempt {
+    MomClient *client;
+    int32_t rv;
+};
+
+static void *process_of_another(void *argument) {
+    struct Attempt *attempt = argument;
+    attempt->rv = ox_mom_client_process(attempt->client, 0);
+    return NULL;
+}
 
 static void failing_process(void) {
     MomClient *client = started();
-    pthread_t thread;
-    void *rv = NULL;
-    EXPECT(pthread_create(&thread, NULL, process_of_another, client) == 0 && pthread_join(thread, &rv) == 0);
-    EXPECT((int32_t)(intptr_t)rv == OX_MOM_E_THREAD);
+    struct Attempt attempt = {.client = client, .rv = 0};
+    pthread_t thread = 0;
+    EXPECT(pthread_create(&thread, NULL, process_of_another, &attempt) == 0 && pthread_join(thread, NULL) == 0);
+    EXPECT(attempt.rv == OX_MOM_E_THREAD);
     EXPECT(ox_mom_client_process(NULL, 0) == OX_MOM_E_ARGUMENT);
     ox_mom_client_destroy(client);
     EXPECT(ox_mom_client_process(client, 0) == OX_MOM_E_DESTROYED);
