@@ -7,7 +7,7 @@
 
 namespace base {
 
-// What a sequence of so many bytes encodes.
+// The number that a sequence of so many bytes encodes.
 inline uint32_t code_point_of(std::string_view sequence) {
     uint32_t code_point = static_cast<unsigned char>(sequence[0]);
     code_point &= sequence.size() == 1 ? 0x7FU : 0xFFU >> (sequence.size() + 1);

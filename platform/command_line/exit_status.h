@@ -1,4 +1,4 @@
-// What the exit status of a program says. The numbers are part of the interface: they never change their meaning.
+// The meanings of a program's exit status. The numbers are part of the interface: they never change their meaning.
 #pragma once
 
 #include <stdexcept>

@@ -29,7 +29,7 @@ size_t edit_distance(std::string_view a, std::string_view b) {
     return row.back();
 }
 
-// Who types a part may know no more of the name, as an application's in that of its module.
+// A user may know only a part of the name, such as the application's in that of its module.
 size_t mistakes_in(std::string_view word, const std::string &name) {
     constexpr size_t kShortestPart = 3;
     const bool part = word.size() >= kShortestPart && name.find(word) != std::string::npos;

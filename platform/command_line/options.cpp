@@ -65,7 +65,7 @@ std::string first_unknown(const CLI::App &app) {
     return words.empty() ? "" : words.front();
 }
 
-// What is wrong with it, or nothing: then it is one too many.
+// The mistake in it, or nothing: then it is one too many.
 std::string unknown(const CLI::App &app) {
     const std::string whole = first_unknown(app);
     const std::string word = whole.substr(0, whole.find('='));
@@ -249,7 +249,7 @@ void check_memory() {
     }
 }
 
-// What is to be printed instead of doing anything; empty when there is nothing.
+// The text to print instead of doing anything; empty when there is none.
 std::string parsed(CLI::App &app, std::vector<std::string> words) {
     std::reverse(words.begin(), words.end());  // as CLI11 takes them
     try {

@@ -23,7 +23,7 @@ inline constexpr char kStatusesOfAll[] =
     "    7  a file cannot be read or written, or anything else, such as no memory\n"
     "  130  interrupted\n";
 
-// What an option takes: one of these words, or a usage error that suggests one.
+// The value that an option takes: one of these words, or a usage error that suggests one.
 CLI::Validator one_of(std::vector<std::string> words);
 // Likewise a whole number, 1 or more.
 CLI::Validator positive_number();
@@ -36,7 +36,7 @@ void add_shared_options(CLI::App &app, const char *version, const char *about_ou
 // wrong, which suggests what may have been meant and ends with the hint.
 bool parse(CLI::App &app, std::vector<std::string> words);
 
-// What follows when a command line is wrong: where help is to be had, on the verb if one was given.
+// The line below a mistake in a command line: where help is to be had, on the verb if one was given.
 std::string hint(const CLI::App &app);
 
 }  // namespace command_line

@@ -79,7 +79,7 @@ enum {
     OX_MOM_REQUEST_TIMEOUT_MS = 3000 /* $OX_MOM_TIMEOUT_MS, read when a client is created, replaces it */
 };
 
-/* What a MomMsg says (its cmd), and what its result then points to. */
+/* The meaning of a MomMsg (its cmd), and what its result then points to. */
 enum {
     OX_MOM_CMD_WRITTEN = 1,    /* a single object was written: the decoded record */
     OX_MOM_CMD_DELETED = 3,    /* a record was deleted: the record as it last was; for a field callback, a
@@ -88,7 +88,7 @@ enum {
     OX_MOM_CMD_SUBSCRIBED = 29 /* the subscription is established: NULL */
 };
 
-/* What a reconnection callback is told as its type. */
+/* The type that a reconnection callback is told. */
 enum {
     OX_MOM_RECONNECT_RESTORED = 1 /* the connection was lost and is back: load afresh, subscribe anew */
 };
@@ -121,7 +121,7 @@ enum {
 };
 
 /*
- * What ox_mom_client_status() tells. Texts are terminated, cut where they are longer than their place, free of control
+ * Told by ox_mom_client_status(). Texts are terminated, cut where they are longer than their place, free of control
  * characters and of passwords. Numbers count from the client's creation on.
  */
 typedef struct MomClientStatus {

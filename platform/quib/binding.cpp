@@ -61,7 +61,7 @@ public:
     }
 
 private:
-    // What is before the '=' in a word, if it can be meant as a name. A URL such as /a?b=c, or anything in quotes,
+    // The part before the '=' in a word, if it can be meant as a name. A URL such as /a?b=c, or anything in quotes,
     // can't.
     std::optional<std::string_view> name_in(const Word &word) const {
         const size_t equals = word.text.find('=');

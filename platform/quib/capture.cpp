@@ -35,21 +35,21 @@ Fd make_file() {
     return sized ? std::move(file) : Fd();
 }
 
-// How the stream is buffered is settled at its first use, by what it leads to. That must not be the file.
+// The first use of a stream settles how it is buffered, by what it leads to then. That must not be the file.
 void settle_buffering() {
     if (__fbufsize(stdout) == 0) {
         setvbuf(stdout, nullptr, isatty(STDOUT_FILENO) != 0 ? _IOLBF : _IOFBF, BUFSIZ);
     }
 }
 
-// What cannot be written is dropped, and not written later to wherever descriptor 1 leads then.
+// Output that cannot be written is dropped, and not written later to wherever descriptor 1 leads then.
 void flush_or_drop() {
     if (fflush(stdout) != 0) {
         __fpurge(stdout);
     }
 }
 
-// What the program has printed itself, before the command. When nobody reads that any more, the program is told of it
+// The program's own output, before the command. When nobody reads that any more, the program is told of it
 // by its own next writing, not by an operator's command.
 void flush_programs_own() {
     const base::Undisturbed undisturbed;

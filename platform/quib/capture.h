@@ -7,7 +7,7 @@
 
 namespace quib {
 
-// What a command may print; the rest is cut.
+// The most that a command may print; the rest is cut.
 inline constexpr size_t kOutputLimit = size_t{64} << 20U;
 
 struct Captured {

@@ -1,4 +1,4 @@
-// What a line of an operator's does.
+// Doing what a line of an operator says.
 #pragma once
 
 #include <string_view>

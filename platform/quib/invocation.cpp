@@ -24,8 +24,8 @@ const Key &key() {
 
 int32_t *innermost() { return key().failed ? nullptr : static_cast<int32_t *>(pthread_getspecific(key().value)); }
 
-// What is told aside while it lives, in place of what is told to a handler further out: one may run the client, and so
-// another.
+// Takes what is told aside while it lives, in place of what is told to a handler further out: one may run the client,
+// and so another.
 class Listening {
 public:
     explicit Listening(int32_t &told) : outer_(innermost()) {

@@ -39,7 +39,7 @@ bool may_connect(const Fd &socket) {
            (peer.uid == geteuid() || peer.uid == 0);
 }
 
-// What is sent fits into a connection on which nothing has been sent.
+// The text fits into a connection on which nothing has been sent.
 void refuse(const Fd &socket, const std::string &reason) {
     std::string frames;
     append_end(frames, kRefused, reason);

@@ -1,4 +1,4 @@
-// What the threads of the process share: the names of their modules, descriptor 1, and what a fork has to undo.
+// Shared by the threads of the process: the names of their modules, descriptor 1, and what a fork has to undo.
 #pragma once
 
 #include <mutex>

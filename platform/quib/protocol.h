@@ -1,4 +1,4 @@
-// What the console's two sides say to each other: a running module, and the operator's program.
+// The protocol between the console's two sides: a running module, and the operator's program.
 //
 // A module listens on the Unix stream socket DIR/MODULE. The operator's side sends lines: a command with its arguments
 // as it was typed, one a line, kLineLimit bytes with the '\n' at most; a '\r' before the '\n' is dropped. The module

@@ -1,4 +1,4 @@
-// What the console keeps of a thread: its modules.
+// The console's state of a thread: its modules.
 #pragma once
 
 #include <cstdint>

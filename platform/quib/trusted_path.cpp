@@ -62,7 +62,7 @@ private:
         return static_cast<bool>(at_);
     }
 
-    // What is still to be gone, ahead of what follows it.
+    // The part that is still to be gone, ahead of what follows it.
     void append_steps(std::string_view way) {
         std::deque<std::string> steps;
         for (size_t from = 0; from < way.size();) {

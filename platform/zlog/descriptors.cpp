@@ -1,4 +1,4 @@
-// What zlog opens never gets the number of a standard stream that the program has closed: what others print there would
+// Files of zlog's never get the number of a standard stream that the program has closed: what others print there would
 // go into a log, or to the program of a rule. The linker puts these functions in the place of the C library's.
 #include <cstdarg>
 #include <cstdio>

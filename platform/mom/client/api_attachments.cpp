@@ -1,4 +1,4 @@
-// What other libraries of the platform call: see attachment.h.
+// The functions that other libraries of the platform call: see attachment.h.
 #include "client/attachment.h"
 
 #include "client/call.h"

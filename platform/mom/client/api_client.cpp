@@ -17,7 +17,7 @@ namespace {
 constexpr std::string_view kDefaultStore = "mem:";
 constexpr size_t kFirstStatus = sizeof(MomClientStatus);  // of the first version of this library, whatever is added
 
-// What a caller's struct has room for. A later one's members that are not known here are 0.
+// As much as the caller's struct has room for. A later one's members that are not known here are 0.
 void show(Client &client, MomClientStatus &status) {
     MomClientStatus known{};
     client.show(known);

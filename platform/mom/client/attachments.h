@@ -55,7 +55,7 @@ private:
         Attachments &all_;
         MomAttachment attachment_;
         uint32_t wanted_ = 0;
-        // What it was ready for when the loop ran. From then until it is told the loop tells of it no more: a request
+        // Why it was ready when the loop ran. From then until it is told the loop tells of it no more: a request
         // that waits for something else is not woken by it over and over.
         uint32_t ready_ = 0;
         Watch watch_;

@@ -102,7 +102,7 @@ public:
 
     void show(MomClientStatus &status);
 
-    // What requests need one after another, kept so that a read allocates nothing but its result, and a write nothing.
+    // Used by one request after another, and kept so that a read allocates nothing but its result, and a write nothing.
     struct Workspace {
         std::string key;
         StoredFields fields;

@@ -15,7 +15,7 @@
 
 namespace mom {
 
-// What a notification is read and decoded into, kept from one to the next. One that is told inside another takes
+// The room that a notification is decoded into, kept from one to the next. One that is told inside another takes
 // another one.
 struct Scratch {
     Arena arena;
@@ -54,7 +54,7 @@ public:
     DecodedNotification(Notification &notification, const Channel &channel, Arena &arena)
         : notification_(notification), channel_(channel), arena_(arena) {}
 
-    // What a record callback's message points to; empty when the notification does not decode, which is reported.
+    // A record callback's message points to it; empty when the notification does not decode, which is reported.
     std::optional<void *> for_record(const RecordSubscription &subscription);
     // The same for a field callback.
     std::optional<void *> for_field(const ProtobufCMessageDescriptor &type);

@@ -50,7 +50,7 @@ private:
 
 }  // namespace
 
-// What is put in the queue meanwhile is left for the next time, so that callbacks that write what they follow do not
+// Messages that come meanwhile are left for the next time, so that callbacks that write what they follow do not
 // keep their caller for ever.
 int32_t Client::deliver_waiting() {
     int32_t made = 0;
@@ -66,7 +66,7 @@ int32_t Client::deliver_waiting() {
                 load_again();
             }
         } catch (const std::bad_alloc &) {
-            // What could not be delivered must not be missed in silence.
+            // A message that could not be delivered must not be missed in silence.
             queue_.clear();
             store_->fall_behind("no memory to deliver a notification");
             throw;
@@ -147,7 +147,7 @@ int32_t Client::call_record_callbacks(Channel &channel, const Notification &noti
         if (channel.records[i].since >= audience.place) {
             continue;
         }
-        // What a reload tells may run the client, before the confirmation's turn has come.
+        // A callback of a reload may run the client, before the confirmation's turn has come.
         const bool is_due = channel.records[i].is_unconfirmed() && channel.records[i].confirmation < audience.place;
         if (is_due && !audience.of_missed) {
             made += confirm(channel, channel.records[i]);

@@ -18,8 +18,8 @@ int32_t Client::subscribe(int32_t db, const ProtobufCMessageDescriptor &type, Mo
     Subscriptions::put_record(channel, {.type = &type, .is_hash = index_of(type) != nullptr, .cb = cb, .since = place});
     return 0;
 } catch (const std::bad_alloc &) {
-    // Who follows several types and finds no memory for one of them follows the others when asked next, and so all when
-    // the store is back: none is missed because nobody asks again.
+    // The loss makes the program follow all its types again once the store is back. Else the one that found no memory
+    // would be missed, because nobody asks for it again.
     store_->fall_behind("no memory to follow a type");
     throw;
 }

@@ -1,4 +1,4 @@
-// What a program holds of a client, and who may use it.
+// The handle that a program holds of a client, and who may use it.
 #pragma once
 
 #include <atomic>

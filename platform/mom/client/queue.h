@@ -1,4 +1,4 @@
-// What a client has to call back for, in order.
+// The messages that a client has to call back for, in order.
 #pragma once
 
 #include <cstdint>

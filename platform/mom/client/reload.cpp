@@ -1,4 +1,4 @@
-// What a client tells when the store is back after a loss and its types are followed again: what was missed.
+// Telling what was missed, when the store is back after a loss and the types are followed again.
 //
 // The first type that is followed again is confirmed, and so loaded, and then its deletions are told. What the other
 // types have missed, deletions first, is told before that: loading a type judges a card by what is known of it from
@@ -99,7 +99,7 @@ int32_t Client::confirm_after_loss(const Queued &queued) {
     return destroyed_ ? made : made + tell_missed(after, returns);
 }
 
-// What can't be compared now is compared when the store is back next: what was told is kept until then.
+// A type that can't be compared now is compared after the next return: what was told is kept until then.
 int32_t Client::reload(Channel &first, std::vector<Missed> &after) {
     const uint64_t returns = returns_;
     const std::vector<Channel *> channels = subscriptions_.to_compare();
@@ -137,7 +137,7 @@ int32_t Client::reload(Channel &first, std::vector<Missed> &after) {
     return tell_missed(missed, returns);
 }
 
-// What is not told, because the store is lost again or the client destroyed, stays known as it was.
+// A record that is not told, because the store is lost again or the client destroyed, stays known as it was.
 int32_t Client::tell_missed(const std::vector<Missed> &missed, uint64_t returns) {
     int32_t made = 0;
     for (const Missed &next : missed) {

@@ -44,7 +44,7 @@ public:
     }
 
 private:
-    // What does not decode is no reason to end the scan. What does not fit into memory is.
+    // A record that does not decode is no reason to end the scan. One that does not fit into memory is.
     static bool skip(std::string_view key, const Arena &arena) {
         if (arena.exhausted()) {
             throw std::bad_alloc();

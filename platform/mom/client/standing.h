@@ -15,7 +15,7 @@ namespace mom {
 
 class Standing {
 public:
-    // What a client that is back loads afresh.
+    // All that a client loads afresh when it is back.
     struct Reload {
         size_t field_subscriptions;   // renewed
         size_t record_subscriptions;  // forgotten, so that the callbacks make them anew

@@ -1,4 +1,4 @@
-// What the callbacks of a type have been told: the records that are there, as they last were. After a loss it is
+// All that the callbacks of a type have been told: the records that are there, as they last were. After a loss it is
 // compared with the store, so that what was missed meanwhile can be told.
 #pragma once
 

@@ -21,7 +21,7 @@ public:
     static Arena *create(size_t capacity);
     static void destroy(Arena *arena);
 
-    // What was allocated first after create(), and must have fitted, leads back to the arena: a caller who holds only
+    // The first allocation after create(), which must have fitted, leads back to the arena: a caller who holds only
     // that can release the whole.
     static Arena *of(void *first) { return reinterpret_cast<Arena *>(static_cast<std::byte *>(first) - kHead); }
     template <class T>

@@ -1,4 +1,4 @@
-// What is kept of a calling thread.
+// A calling thread, as it is remembered.
 #pragma once
 
 #include <cstdint>

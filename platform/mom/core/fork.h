@@ -1,4 +1,4 @@
-// What a forked child inherits is its parent's.
+// All that a forked child inherits belongs to its parent.
 #pragma once
 
 #include <atomic>

@@ -5,7 +5,7 @@
 
 namespace mom {
 
-// What may wait for a client: so many notifications, and so many bytes and one notification more. A client that is
+// So much may wait for a client: so many notifications, and so many bytes and one notification more. A client that is
 // further behind is treated as one whose connection was lost.
 constexpr size_t kQueueLimit = 65536;
 constexpr size_t kQueueBytes = size_t{64} * 1024 * 1024;

@@ -1,4 +1,4 @@
-// What a client asks of a store, and what a store tells its client. Records are bytes here.
+// The boundary between a client and a store: requests, and what the store tells. Records are bytes here.
 #pragma once
 
 #include <cstdint>

@@ -46,7 +46,7 @@ std::nullopt_t refuse(std::string_view whole, const char *why, std::string_view 
     return std::nullopt;
 }
 
-// What a URL writes as %xx; empty when an escape is malformed.
+// Decodes what a URL writes as %xx; empty when an escape is malformed.
 std::optional<std::string> unescape(std::string_view text) {
     std::string plain;
     for (size_t i = 0; i < text.size(); ++i) {

@@ -1,4 +1,4 @@
-// What the embedded store has for one client: put in by whoever writes, on any thread, taken out by the client.
+// The embedded store's messages for one client: put in by whoever writes, on any thread, taken out by the client.
 #pragma once
 
 #include <cstddef>
@@ -38,7 +38,7 @@ public:
     Incoming(const Incoming &) = delete;
     Incoming &operator=(const Incoming &) = delete;
 
-    // What does not fit is this follower's loss, not the writer's.
+    // A message that does not fit is this follower's loss, not the writer's.
     void put(std::string_view channel, std::string_view notification) noexcept;
 
     // Loses what has come: the owner will load afresh when it next takes.

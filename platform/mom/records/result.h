@@ -13,7 +13,7 @@
 
 namespace mom {
 
-// What an arena should hold for records of about that many stored bytes.
+// The bytes that an arena should hold for records of about that many stored bytes.
 size_t result_capacity(const ProtobufCMessageDescriptor &type, size_t stored_bytes, size_t n_fields);
 
 // An empty result, the first thing in the arena; nullptr when memory is exhausted.

@@ -38,7 +38,7 @@ public:
     void fail_for_memory() noexcept;
     int32_t code() const { return code_; }
 
-    // What was answered, in order of the commands. The replies live as long as this.
+    // The answers, in order of the commands. The replies live as long as this.
     std::span<Reply *const> replies() const { return replies_; }
     std::unique_ptr<Connection> take_connection() { return std::move(connection_); }
 

@@ -66,7 +66,7 @@ private:
         kPausing  // lost, until the next attempt is due
     };
 
-    // What the server has not answered yet: a subscription, or something else, which has no channel.
+    // A question that the server has not answered yet: a subscription, or something else, which has no channel.
     struct Asked {
         std::string channel;
         bool is_waited_for = false;  // by follow()

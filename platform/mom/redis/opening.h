@@ -33,7 +33,7 @@ public:
     Opening(const Opener &opener, const Endpoint &endpoint, std::span<const Command> commands, TimePoint until,
             Ended ended);
 
-    // What is done at once is done here: it may have ended when this returns, and be destroyed.
+    // The first step is made here: it may have ended when this returns, and be destroyed.
     void start() { step(); }
 
     // When on_due() is to be called, if it has not ended.

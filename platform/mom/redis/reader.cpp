@@ -52,7 +52,7 @@ Found take_notification(std::string_view bytes, std::string_view &channel, std::
 }  // namespace
 
 std::span<char> Reader::room() {
-    // What is left is the beginning of something.
+    // The rest is the beginning of something.
     if (begin_ != 0) {
         std::memmove(buffer_.get(), buffer_.get() + begin_, end_ - begin_);
         end_ -= begin_;

@@ -1,4 +1,4 @@
-// What a server says, answers and notifications. Nearly all of it is arrays of strings and numbers, which are
+// Reading the answers and notifications of a server. Nearly all of it is arrays of strings and numbers, which are
 // recognised where they were received, by their bytes; anything else is hiredis's to read.
 #pragma once
 

@@ -146,7 +146,7 @@ private:
     Requests requests_;
     Arena arena_;
     std::vector<std::string_view> command_;
-    // What the words of a command refer to. Kept from one to the next, so that a write allocates nothing here.
+    // The texts that a command's words refer to. Kept from one to the next, so that a write allocates nothing here.
     std::string channel_;
     std::string set_;
     std::string head_;

@@ -1,4 +1,4 @@
-// What a server answers, built in an arena instead of an allocation for every string.
+// The answer of a server, built in an arena instead of an allocation for every string.
 #pragma once
 
 #include <cstddef>

@@ -16,8 +16,8 @@ int32_t Requests::connect(int32_t db) {
 
 RequestConnection *Requests::connection(int32_t db, TimePoint end, int32_t *code) {
     RequestConnection &connection = connections_[static_cast<size_t>(db)];
-    // Who makes requests only, and never runs the client, hears here that there is another master. The old one may go
-    // on confirming writes that are lost.
+    // A program that makes requests only, and never runs the client, hears here that there is another master. The old
+    // one may go on confirming writes that are lost.
     if (name_.kind == StoreName::Kind::kSentinel) {
         link_.hear();
     }

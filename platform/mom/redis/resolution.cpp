@@ -18,7 +18,7 @@
 
 namespace mom::redis {
 
-// What the thread and the client share. It lives until both have done with it.
+// Shared by the thread and the client. It lives until both have done with it.
 struct Lookup {
     explicit Lookup(const Endpoint &endpoint)
         : host(endpoint.host), port(std::to_string(endpoint.port)), event(eventfd(0, EFD_CLOEXEC)) {}

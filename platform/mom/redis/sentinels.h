@@ -12,7 +12,7 @@
 
 namespace mom::redis {
 
-// What is asked of a sentinel, and what it answers; empty: it knows no such service.
+// The question to a sentinel, and its answer; empty: it knows no such service.
 Command master_question(const std::string &service);
 std::optional<Endpoint> named_master(const Reply &reply);
 

@@ -47,7 +47,7 @@ const Command *find_command(const std::vector<Command> &commands, const std::str
     return found == commands.end() ? nullptr : &*found;
 }
 
-// What follows a word is part of the choice: a blank where more is to come, nothing after "url=".
+// The end of a word is part of the choice: a blank where more is to come, nothing after "url=".
 std::vector<std::string> first_words(const std::vector<Command> &commands) {
     std::vector<std::string> words = {std::string(kExit), std::string(quib::kHelp), std::string(kQuit)};
     for (const std::string_view own : {kList, quib::kStore}) {

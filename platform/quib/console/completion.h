@@ -1,4 +1,4 @@
-// What can stand where the operator presses Tab.
+// The words that can stand where the operator presses Tab.
 #pragma once
 
 #include <string>

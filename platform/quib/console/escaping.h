@@ -1,4 +1,4 @@
-// What other users' programs say, made harmless for a terminal.
+// The words of other users' programs, made harmless for a terminal.
 #pragma once
 
 #include <string>
@@ -7,7 +7,7 @@
 namespace console {
 
 // Shows what a terminal would obey as \x1b, and lets the rest pass: text, ASCII or UTF-8, its tabs and line ends.
-// What comes in pieces is taken as one.
+// Text that comes in pieces is taken as one.
 class Escaping {
 public:
     std::string apply(std::string_view bytes);

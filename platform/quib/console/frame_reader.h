@@ -18,7 +18,7 @@ public:
 
     void add(std::string_view bytes);
 
-    // What can be told now. Throws a Failure when it is no answer.
+    // The part that can be told now. Throws a Failure when it is no answer.
     std::optional<Piece> next();
 
 private:

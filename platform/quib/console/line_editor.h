@@ -28,7 +28,7 @@ public:
     LineEditor(const LineEditor &) = delete;
     LineEditor &operator=(const LineEditor &) = delete;
 
-    // What the arrows recall, the oldest first.
+    // The lines that the arrows recall, the oldest first.
     void set_history(const std::vector<std::string> &lines);
 
     // Reads a line, without its end. watched may be -1.

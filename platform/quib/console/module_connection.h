@@ -13,7 +13,7 @@
 
 namespace console {
 
-// What ends a wait before the module has answered.
+// The events that end a wait before the module has answered.
 struct Patience {
     std::chrono::milliseconds limit{0};  // without anything from the module; 0: none
     int interrupt_fd = -1;               // readable: the operator has had enough
@@ -71,7 +71,7 @@ private:
     bool told_ = false;
 };
 
-// What a command's line must be for the module to take it: throws a Failure when it is too long, or not one line.
+// Checks that the module will take a command's line: throws a Failure when it is too long, or not one line.
 void check_line(std::string_view line);
 
 // Writes output to standard output, and diagnostics to standard error as messages of the program.

@@ -69,7 +69,7 @@ std::vector<Served> all_served(const ModuleDirectory &directory) {
     return served;
 }
 
-// What an operator calls a module: by its socket's name, of a user who may be named.
+// An operator's name for a module: that of its socket, of a user who may be named.
 struct Wanted {
     std::optional<uid_t> user;
     std::string file;

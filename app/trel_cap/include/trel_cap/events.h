@@ -27,7 +27,7 @@ enum {
 /* The bit of an event in the mask that a callback is registered with. */
 #define TREL_CAP_EVENT_BIT(event) (UINT32_C(1) << (event))
 
-/* What comes with the event of a node. Valid during the call only. */
+/* Comes with the event of a node. Valid during the call only. */
 typedef struct CapNodeReady {
     uint32_t node; /* its number */
     uint8_t ready; /* 0 or 1 */

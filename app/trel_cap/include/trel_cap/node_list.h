@@ -23,7 +23,7 @@
 
 TREL_CAP_BEGIN_DECLS
 
-/* What is known of a node. The uint8_t are 0 or 1. */
+/* All that is known of a node. The uint8_t are 0 or 1. */
 typedef struct CapNodeRecord {
     int32_t node;            /* the node's number */
     int32_t config_dev_type; /* configured device type of the card */

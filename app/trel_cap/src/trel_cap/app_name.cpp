@@ -26,7 +26,7 @@ char *copy_name(char *dst, size_t size, const char *name) {
     return dst;
 }
 
-// What trel_cap_get_app_name() makes of a link.
+// The name that trel_cap_get_app_name() makes of a link.
 std::string_view name_in(std::string_view link) {
     link.remove_suffix(link.size() - std::min(link.size(), kPathSize - 1));
     link.remove_prefix(link.rfind('/') + 1);

@@ -7,7 +7,7 @@ namespace trel_cap {
 
 using AppName = std::array<char, 128>;
 
-// What trel_cap_get_app_name() answers for this process; but without what the system adds to it once the program's
+// The answer of trel_cap_get_app_name() for this process; but without what the system adds to it once the program's
 // file has been replaced or removed, as an upgrade does: to the operator it is the same program still.
 AppName own_app_name();
 

@@ -7,7 +7,7 @@
 
 namespace trel_cap {
 
-// What can be asked for: a capability that is addressed by its URL alone, one of the device or of a card class, or by a
+// The kinds of address: a capability that is addressed by its URL alone, one of the device or of a card class, or by a
 // node and a URL. Each says in its own words what became of a request, and when the caller's variables are reset.
 template <typename Table>
 struct UrlCapability {

@@ -1,4 +1,4 @@
-// What the state setter keeps from its caller.
+// The status that the state setter keeps from its caller.
 #pragma once
 
 #include <cstdint>

@@ -23,7 +23,7 @@ void send_class_events(const Caller &caller) {
     }
 }
 
-// What follows whenever the state is told. The device's own flag is set in time for its announcement.
+// The steps that follow whenever the state is told. The device's own flag is set in time for its announcement.
 template <typename Class>
 void settle(const Caller &caller, bool is_confirmation) {
     if (!Class::kAnnouncesFirst) {

@@ -51,7 +51,7 @@ int32_t judge(const Caller &caller, const CapNode *pos, void *param) {
     return TREL_CAP_OK;
 }
 
-// What the judge says after it has walked the list. It minds the entries of one node, so where nobody can tell the
+// The judge's answer after a walk over the list. It minds the entries of one node, so where nobody can tell the
 // difference it is given no others: with many nodes, to walk over all would cost more than everything else.
 uint8_t judged(CapNodeVisitor judge, CapNodeVisitor own_judge, int32_t node, uint8_t from) {
     CapNodeReady asked{static_cast<uint32_t>(node), from};

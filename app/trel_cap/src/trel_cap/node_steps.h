@@ -61,7 +61,7 @@ CapNode *find_known(const Caller &caller, int32_t node);
 
 void dump(const Caller &caller, const CapNode &entry);
 
-// What a card's class asks before its nodes count: that it be installed and, where the check decides, not denied.
+// The condition under which a class's nodes count: installed and, where the check decides, not denied.
 bool is_admitted(const CapNodeRecord &record);
 
 // Sends the node event of the line cards.

@@ -62,7 +62,7 @@ const Record &record_of(const MomHashResult &result) {
     return reinterpret_cast<const Record &>(*result.record);
 }
 
-// What a caller gets of a received string, a URL or a value, however large the buffer.
+// The most that a caller gets of a received string, a URL or a value, however large the buffer.
 inline constexpr size_t kStringMax = 255;
 
 // Copies a received string into a zeroed buffer of size bytes, cut to it and to kStringMax; returns its length.

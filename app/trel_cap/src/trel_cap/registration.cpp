@@ -41,7 +41,7 @@ CapCallbackReg *allocate_for(const CallbackList &list, uint32_t flag) {
     return reg;
 }
 
-// What a registration counts for. The padding that a 64-bit machine puts behind the mask is not counted.
+// The bytes that a registration counts for. The padding that a 64-bit machine puts behind the mask is not counted.
 int32_t counted_size(const CallbackList &list) {
     return static_cast<int32_t>(sizeof(CapCallbackReg) + (list.has_masks ? sizeof(CapClassCallbackReg::flag) : 0));
 }

@@ -1,4 +1,4 @@
-// What there is to see of a thread's state, on standard output.
+// Printing a thread's state on standard output.
 #include <cstdio>
 
 #include "log/arguments.h"
@@ -11,7 +11,7 @@ using namespace trel_cap;
 
 namespace {
 
-// What operators compare between devices and releases: fixed figures, whatever the structs measure here.
+// Operators compare these between devices and releases: fixed figures, whatever the structs measure here.
 constexpr size_t kListBytes = 8;
 constexpr size_t kNodeBytes = 48;
 constexpr size_t kOtherBytes = 14;

@@ -25,7 +25,7 @@ int32_t parse_level(const char *text) {
     return static_cast<int32_t>(std::clamp<long long>(number, INT32_MIN, INT32_MAX));
 }
 
-// To open a device may do something to it, and a FIFO that nobody writes into is waited for.
+// Opening a device may do something to it, and opening a FIFO waits for somebody who writes into it.
 bool is_something_else_than_a_file(const char *path) {
     struct stat info = {};
     return stat(path, &info) == 0 && !S_ISREG(info.st_mode);

@@ -11,7 +11,7 @@ using namespace trel_cap;
 
 namespace {
 
-// What is shown of a record.
+// The line that shows a record.
 struct Line {
     explicit Line(const CapNodeRecord &record) {
         snprintf(text, sizeof text,

@@ -8,7 +8,7 @@ namespace trel_cap {
 // Out of line, or loops ask for the address of the thread's variable anew at every entry.
 CapNodeList &this_threads_list();
 
-// What ends the list in either direction: the head, in a node's clothes. Only ever compared, never looked into.
+// The end of the list in either direction: the head, in a node's clothes. Only ever compared, never looked into.
 inline CapNode *end_of(const CapNodeList &list) {
     return reinterpret_cast<CapNode *>(const_cast<CapNodeList *>(&list));
 }

@@ -105,7 +105,7 @@ CapNode *find_by_walk(const CapNodeList &list, int32_t node, Condition condition
     return was_found ? pos : nullptr;
 }
 
-// That there is none, only a walk can tell: where an entry whose number was changed stands, the index does not know.
+// Only a walk can tell that there is none: the index does not know where an entry stands whose number was changed.
 template <typename Condition>
 CapNode *find(int32_t node, Condition condition) {
     CapNodeList &list = this_threads_list();
