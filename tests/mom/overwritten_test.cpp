@@ -13,18 +13,18 @@ namespace {
 template <typename Record, uint32_t kField>
 const ProtobufCMessageDescriptor *other_form() {
     static std::array<ProtobufCFieldDescriptor, 8> fields;
-    static const ProtobufCMessageDescriptor kForm = [] {
-        ProtobufCMessageDescriptor form = *descriptor<Record>();
-        std::copy_n(form.fields, form.n_fields, fields.begin());
+    static const ProtobufCMessageDescriptor form = [] {
+        ProtobufCMessageDescriptor other = *descriptor<Record>();
+        std::copy_n(other.fields, other.n_fields, fields.begin());
         std::ranges::find(fields, kField, &ProtobufCFieldDescriptor::id)->type = PROTOBUF_C_TYPE_FIXED32;
-        form.fields = fields.data();
-        form.message_init = [](ProtobufCMessage *message) {
+        other.fields = fields.data();
+        other.message_init = [](ProtobufCMessage *message) {
             std::memset(message, 0, sizeof(Record));
             message->descriptor = other_form<Record, kField>();
         };
-        return form;
+        return other;
     }();
-    return &kForm;
+    return &form;
 }
 
 class OverwrittenTest : public LossTest {

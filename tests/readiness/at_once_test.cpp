@@ -18,6 +18,8 @@ constexpr int kLives = 4;  // of each thread's: all but the last end in the midd
 constexpr int32_t kValues = 200;
 constexpr const char *kUrl = "/at/once";
 
+thread_local int events = 0;  // that the thread was told
+
 // One use of the library: on a thread of its own, from its start to its end.
 class Life {
 public:
@@ -27,7 +29,7 @@ public:
         EXPECT_EQ(trel_cap_cm_event_callback_reg(name_.c_str(), on_event, kEverything.cm), 0);
         EXPECT_EQ(trel_cap_hps_event_callback_reg(name_.c_str(), on_event, kEverything.hps), 0);
         EXPECT_EQ(trel_cap_lc_and_hps_event_callback_reg(name_.c_str(), on_event, kEverything.lc_and_hps), 0);
-        events_ = 0;
+        events = 0;
         client_ = ox_mom_client_create(store.c_str());
         EXPECT_EQ(trel_cap_init(client_, name_.c_str()), 0);
         EXPECT_EQ(g_trel_cap_global, client_);
@@ -48,9 +50,9 @@ public:
         uint8_t ready = 2;
         EXPECT_EQ(trel_cap_ce_get_glb_ready(client_, &ready), 0);
         EXPECT_LE(ready, 1);
-        const int before = events_;
+        const int before = events;
         EXPECT_EQ(trel_cap_callback_hander(TREL_CAP_EVENT_SYSTEM, nullptr), 0);
-        EXPECT_GT(events_, before);
+        EXPECT_GT(events, before);
         EXPECT_GE(ox_mom_client_process(client_, 1), 0);
     }
 
@@ -73,7 +75,7 @@ private:
     }
 
     static int32_t on_event(int32_t, void *) {
-        ++events_;
+        ++events;
         return 0;
     }
     // By one.
@@ -95,15 +97,11 @@ private:
         return trel_cap_sw_node_del(pos->record.node, pos->record.config_dev_type);
     }
 
-    static thread_local int events_;
-
     const std::string name_;
     MomClient *client_ = nullptr;
     int32_t read_ = -1;
     int32_t told_ = -1;
 };
-thread_local int Life::events_ = 0;
-
 class AtOnce : public ReadinessTest {
 protected:
     // Cards come and go, and a value grows, until all follow for the last time, and then to the last value.

@@ -1,4 +1,7 @@
 // Each property can fail: on histories that are made up, and go wrong in one thing.
+#include <algorithm>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
