@@ -63,8 +63,8 @@ sizes() {
 
 # LIBRARY STAGE ALLOCATIONS BYTES KILOBYTES: the bounds of what the stage takes.
 hold_memory() {
-  local stage allocations bytes kilobytes
-  read -r stage allocations bytes kilobytes < <("$PROBE" started "$1" 2>/dev/null | grep "^$2 ")
+  local allocations bytes kilobytes
+  read -r allocations bytes kilobytes < <("$PROBE" started "$1" 2>/dev/null | sed -n "s/^$2 //p")
   hold "$2, allocations" "$allocations" "$3"
   hold "$2, bytes allocated" "$bytes" "$4"
   hold "$2, private KiB" "$kilobytes" "$5"
@@ -72,11 +72,11 @@ hold_memory() {
 
 memory() {
   echo "alone"
-  hold_memory "$alone" loaded 36 12000 300
-  hold_memory "$alone" started 6 2400 80
+  hold_memory "$alone" loaded 36 12000 72
+  hold_memory "$alone" started 6 2400 16
   echo "whole"
-  hold_memory "$whole" loaded 78 115000 700
-  hold_memory "$whole" started 260 950000 1000
+  hold_memory "$whole" loaded 78 115000 200
+  hold_memory "$whole" started 260 950000 410
 }
 
 collected() { # STAGE LIBRARY

@@ -32,13 +32,13 @@ void *realloc(void *old, size_t size) {
     return __libc_realloc(old, size);
 }
 
-/* Memory that the process shares with nobody, in KiB. */
+/* Memory that the process has written to, in KiB: its own, whatever else the machine has loaded. */
 static unsigned long private_memory(void) {
     char line[256];
     unsigned long sum = 0;
     FILE *file = fopen("/proc/self/smaps_rollup", "r");
     while (file != NULL && fgets(line, sizeof line, file) != NULL) {
-        if (strncmp(line, "Private_", 8) == 0) {
+        if (strncmp(line, "Anonymous:", 10) == 0) {
             sum += strtoul(strchr(line, ':') + 1, NULL, 10);
         }
     }

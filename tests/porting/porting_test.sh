@@ -65,6 +65,7 @@ no_traces() {
   local found
   found=$(grep -rlF -e "$WORK" -e "$SOURCE_DIR" "$prefix" || true)
   [ -z "$found" ] || fail "places of the machine that builds are in $found"
+  # shellcheck disable=SC2016 # the loader's word
   if "$READELF" --dynamic "$prefix/$LIBDIR/libtrel_cap.so" | grep -E 'R(UN)?PATH' | grep -v '\[\$ORIGIN'; then
     fail "libtrel_cap.so looks elsewhere for libraries"
   fi
@@ -81,6 +82,7 @@ guide() {
   local imported entries
   imported=$("$NM" --dynamic --undefined-only --format=posix "$prefix/$LIBDIR/libtrel_cap.so" | cut -d' ' -f1 |
     grep -vE '@|^_' | sort)
+  # shellcheck disable=SC2016 # the backquotes are the page's
   entries=$(sed -n 's/^### `\(.*\)`$/\1/p' "$SOURCE_DIR/docs/porting.md" | sort)
   [ "$(wc -w <<<"$imported")" -gt 10 ] || fail "the library imports $imported"
   [ "$imported" = "$entries" ] || fail "imported (<), and in the guide (>): $(diff <(echo "$imported") <(echo "$entries"))"

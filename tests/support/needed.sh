@@ -7,11 +7,11 @@ readelf=$1 library=$2
 shift 2
 
 dynamic=$("$readelf" --wide --file-header --dynamic "$library")
-expected=("$@" libprotobuf-c.so.1 libc.so.6)
-[[ $dynamic != *"Machine:"*"ARM"[[:space:]]* ]] || expected+=(libgcc_s.so.1)
+names=("$@" libprotobuf-c.so.1 libc.so.6)
+[[ $dynamic != *"Machine:"*"ARM"[[:space:]]* ]] || names+=(libgcc_s.so.1)
 
 found=$(sed -n 's/.*(NEEDED) .*\[\(.*\)\]$/\1/p' <<<"$dynamic" | grep -v '^ld-linux' | sort)
-expected=$(printf '%s\n' "${expected[@]}" | sort)
+expected=$(printf '%s\n' "${names[@]}" | sort)
 [ "$found" = "$expected" ] || {
   echo "$library needs (>), and should need (<):"
   diff <(echo "$expected") <(echo "$found")
