@@ -24,7 +24,7 @@ make_tarball() { # FILE
   source_files | LC_ALL=C sort -z |
     tar --create --null --files-from - --transform "s,^,trel_cap-$(version_here)/,S" --format=ustar --mode=u=rwX,go=rX \
       --owner=0 --group=0 --numeric-owner --mtime="@$(release_time)" |
-    xz --threads=1 >"$1"
+    xz -2 --threads=1 >"$1"
 }
 
 # The packages of one Debian release are not those of another: they need other libraries. Those of a later one are newer.

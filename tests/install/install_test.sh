@@ -298,7 +298,7 @@ headers_by_clang() {
 }
 
 programs() {
-  local name file
+  local name file option
   for name in quib trel_capctl trel_cap_demo; do
     "$prefix/bin/$name" --help >/dev/null || fail "$name does not start"
     expect_output "$name $VERSION" "$prefix/bin/$name" --version
@@ -308,6 +308,9 @@ programs() {
       [ -s "$prefix/share/$file" ] || fail "no $file"
     done
   done
+  while read -r option; do
+    grep -qF -- "${option//-/\\-}" "$prefix/share/man/man1/trel_cap_demo.1" || fail "trel_cap_demo.1 does not tell of $option"
+  done < <("$prefix/bin/trel_cap_demo" --help | grep -oE -- '--[a-z-]+' | sort -u)
   [ -L "$prefix/$LIBDIR/libtrel_cap.so.1" ] || fail "no libtrel_cap.so.1"
   grep -qx 'd /run/quib 1777 root root -' "$prefix/lib/tmpfiles.d/trel_cap.conf" || fail "no directory for the console"
 }
