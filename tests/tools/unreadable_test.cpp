@@ -67,6 +67,10 @@ TEST_F(Unreadable, IsReadAndDeletedByItsKey) {
     does({"del", "/l", "--fe", "3"});
     does({"del", "cap_glb_state"});
     EXPECT_THAT(run({"ls"}), Prints(""));
+    // Whatever is in its URL.
+    does({"set", "/it has no index", "--int", "1"});
+    spoil("p_libpub.cap_table:/it has no index", "7");
+    EXPECT_EQ(run({"ls"}).err, "trel_capctl: cap_table:/it has no index" + kLeftOut);
 }
 
 // In neither store is it, as far as one knows: they are not the same for that.
