@@ -34,18 +34,18 @@ debian_version() {
   echo "$(dpkg-parsechangelog -l packaging/debian/changelog -S Version)${here:+~deb$here}"
 }
 
-# Leaves DIR/source as Debian has it, with the tarball beside it.
-prepare_package() { # DIR
-  local version tarball
+# Leaves DIR/source as Debian has it, with the tarball beside it. Who may read what is the same whoever makes it.
+prepare_package() ( # DIR
+  umask 022
   version=$(version_here)
   tarball=$1/trel-cap_$version.orig.tar.xz
   rm -rf "$1"
   make_tarball "$tarball"
   tar --extract --file "$tarball" --directory "$1" --no-same-owner
   mv "$1/trel_cap-$version" "$1/source"
-  cp -R packaging/debian "$1/source/debian"
+  cp -R "$1/source/packaging/debian" "$1/source/debian"
   sed -i "1s/.*/trel-cap ($(debian_version)) $(release_here); urgency=medium/" "$1/source/debian/changelog"
-}
+)
 
 # For another processor the libraries come out of the tree for it; only its programs are the machine's own.
 build_packages() ( # DIR ARCHITECTURE
