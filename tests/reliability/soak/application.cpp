@@ -1,7 +1,6 @@
 // An application that does a bit of everything: it follows all cards and a capability, and at each event reads the one
-// and writes another. It ends with its input.
+// and writes another. It lives until it is killed.
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <array>
@@ -30,7 +29,7 @@ int32_t on_event(int32_t, void *) {
     return 0;
 }
 
-int32_t on_followed(MomClient *, MomMsg *message) {
+int32_t on_followed(MomClient *, MomMsg *message, void *) {
     std::array<char, TREL_CAP_URL_MAX + 1> url{};
     int32_t value = 0;
     uint32_t length = 0;
@@ -48,11 +47,6 @@ bool start() {
            trel_cap_ce_subscribe_g_cap_int32(client, kFollowed, on_followed) == TREL_CAP_OK;
 }
 
-bool input_has_ended() {
-    char byte = 0;
-    return read(STDIN_FILENO, &byte, 1) == 0;
-}
-
 }  // namespace
 
 int main() {
@@ -64,15 +58,8 @@ int main() {
     dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
     std::puts("started");
     std::fflush(stdout);
-    std::array<pollfd, 2> watched = {{{ox_mom_client_fd(client), POLLIN, 0}, {STDIN_FILENO, POLLIN, 0}}};
-    while (poll(watched.data(), watched.size(), -1) > 0) {
-        if (watched[1].revents != 0 && input_has_ended()) {
-            break;
-        }
-        if (watched[0].revents != 0) {
-            ox_mom_client_process(client, 0);
-        }
+    while (ox_mom_client_process(client, -1) >= 0) {
     }
     ox_mom_client_destroy(client);
-    return 0;
+    return 1;
 }

@@ -28,6 +28,7 @@ constexpr int kStepsOfARound = 400;
 constexpr int kRounds = 8;                // at least
 constexpr int64_t kMemorySlackKib = 256;  // what the allocator may keep
 constexpr auto kIdle = 3s;
+constexpr int64_t kKeepAlives = 6;  // in that time: one is due, is sent and is answered
 
 class Soak : public ::testing::Test {
 protected:
@@ -127,6 +128,16 @@ protected:
     }
 };
 
+// An operator's connection, or one that is made anew, may be on its way out.
+Usage settled_usage(pid_t process, int64_t descriptors) {
+    Usage usage = usage_of(process);
+    for (int tries = 0; usage.descriptors > descriptors && tries < 300; ++tries) {
+        std::this_thread::sleep_for(10ms);
+        usage = usage_of(process);
+    }
+    return usage;
+}
+
 int64_t median(std::vector<int64_t> values) {
     std::nth_element(values.begin(), values.begin() + static_cast<ptrdiff_t>(values.size() / 2), values.end());
     return values[values.size() / 2];
@@ -138,22 +149,24 @@ TEST_F(Soak, LeavesAnApplicationAsLargeAsItWasAndIdle) {
     round();
     round();
     std::vector<int64_t> memory;
+    std::this_thread::sleep_for(kIdle);
     const int64_t descriptors = usage_of(application->pid()).descriptors;
     for (int i = 0; i < kRounds || std::chrono::steady_clock::now() < end; ++i) {
         round();
-        const Usage usage = usage_of(application->pid());
+        const Usage usage = settled_usage(application->pid(), descriptors);
         memory.push_back(usage.own_kib);
-        ASSERT_EQ(usage.descriptors, descriptors) << "after round " << i;
+        ASSERT_LE(usage.descriptors, descriptors) << "after round " << i;
     }
     const auto quarter = static_cast<ptrdiff_t>(memory.size() / 4);
     const int64_t before = median({memory.begin(), memory.begin() + quarter});
     const int64_t after = median({memory.end() - quarter, memory.end()});
     EXPECT_LE(after, before + kMemorySlackKib) << ::testing::PrintToString(memory);
 
+    std::this_thread::sleep_for(kIdle);  // the latest loss is got over
     const Usage begin = usage_of(application->pid());
     std::this_thread::sleep_for(kIdle);
     const Usage idle = usage_of(application->pid());
-    EXPECT_LE(idle.wakeups, begin.wakeups + 2) << "but for keep-alives nothing wakes it";
+    EXPECT_LE(idle.wakeups, begin.wakeups + kKeepAlives) << "nothing else wakes it";
     EXPECT_LE(idle.ticks, begin.ticks + 1);
     RecordProperty("rounds", static_cast<int>(memory.size()));
     RecordProperty("memory_kib", std::to_string(before) + " to " + std::to_string(after));
