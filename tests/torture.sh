@@ -7,11 +7,11 @@ readonly torture_fuzz_seconds=${TREL_CAP_TORTURE_FUZZ_SECONDS:-1800} # a target
 # Goes on after a failure, so that one run shows them all.
 torture() { # [PART...]
   local part
-  [ "$#" != 0 ] || set -- histories long fuzz
+  [ "$#" != 0 ] || set -- histories long released fuzz
   for part; do
     case "$part" in
-      histories | long | fuzz) ;;
-      *) fail "torture takes histories, long or fuzz" ;;
+      histories | long | released | fuzz) ;;
+      *) fail "torture takes histories, long, released or fuzz" ;;
     esac
   done
   require_packages "${packages_build[@]}" "${packages_test[@]}" "${packages_redis[@]}"
@@ -37,6 +37,16 @@ torture_histories() {
 torture_long() {
   step "build asan" build_preset asan || return 0
   TREL_CAP_TORTURE=1 run_tests asan
+}
+
+# As it is shipped: an application for an hour, and each verb of the tool with each of its allocations failing.
+torture_released() {
+  step "build release" build_preset release || return 0
+  local tests=build/release/tests
+  TREL_CAP_TORTURE=1 step "an hour among changes, losses and operators" \
+    "$tests/reliability/soak/reliability_soak_test" --gtest_brief=1 || true
+  TREL_CAP_TORTURE=1 step "each allocation of each verb" \
+    "$tests/tools/capctl_test" --gtest_filter='Verbs/Memory.*' --gtest_brief=1 || true
 }
 
 torture_fuzz() {

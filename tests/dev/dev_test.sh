@@ -323,10 +323,13 @@ torture_parts() {
     run_tests() { echo "long $TREL_CAP_TORTURE, tests $1"; }
     cd "$SOURCE_DIR"
     passed=1
-    torture long histories
+    torture long released histories
   )
   expect "== build asan
 long 1, tests asan
+== build release
+== an hour among changes, losses and operators
+== each allocation of each verb
 == build asan
 == 1000 histories of each kind, trel_cap_property_test
 == 1000 histories of each kind, trel_cap_store_property_test
@@ -334,7 +337,7 @@ long 1, tests asan
 
 1 passed, 0 failed" "$text"
   ! text=$(torture long nonsense 2>&1) || { echo "nonsense is taken" >&2 && exit 1; }
-  expect "dev: torture takes histories, long or fuzz" "$text"
+  expect "dev: torture takes histories, long, released or fuzz" "$text"
 }
 
 unknown_command() {
