@@ -34,8 +34,16 @@ find_path(TREL_CAP_PROTOBUF_IMPORTS google/protobuf/descriptor.proto NO_CMAKE_FI
 trel_cap_needs(TREL_CAP_PROTOBUF_IMPORTS "protobuf's descriptor.proto" libprotobuf-dev
                https://github.com/protocolbuffers/protobuf)
 
+foreach(library IN LISTS TREL_CAP_PLATFORM_LIBRARIES)
+  string(REGEX REPLACE "^-L" "" place "${library}")
+  if(place MATCHES " " AND NOT EXISTS "${place}")
+    message(FATAL_ERROR "TREL_CAP_PLATFORM_LIBRARIES is separated by semicolons, not by blanks: ${library}")
+  endif()
+endforeach()
 if(TREL_CAP_PLATFORM_LIBRARIES)
   set(TREL_CAP_USES_OWN_PLATFORM OFF)
+elseif(TREL_CAP_PLATFORM_INCLUDE_DIRS)
+  message(FATAL_ERROR "TREL_CAP_PLATFORM_INCLUDE_DIRS names another platform's headers, and no TREL_CAP_PLATFORM_LIBRARIES its libraries")
 else()
   set(TREL_CAP_USES_OWN_PLATFORM ON)
 endif()

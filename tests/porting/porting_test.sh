@@ -88,6 +88,28 @@ guide() {
   [ "$imported" = "$entries" ] || fail "imported (<), and in the guide (>): $(diff <(echo "$imported") <(echo "$entries"))"
 }
 
+# What a porter may get wrong is told when he builds, by its name.
+mistakes() {
+  local poor=$WORK/poor
+  rm -rf "$poor" && mkdir "$poor"
+  compile -O1 -shared -fPIC -I "$platform/include" -D ox_mom_scan_sync=ox_mom_scan -o "$poor/libdepot.so" \
+    "$here/platform/depot.c" -lprotobuf-c
+  expect_refusal "undefined reference to .ox_mom_scan_sync" "-L$poor;-L$platform/lib;depot;journal;desk"
+  expect_refusal "undefined reference to .quib_lib_init" "-L$platform/lib;depot;journal"
+  expect_refusal "by semicolons, not by blanks: depot journal" "-L$platform/lib;depot journal desk"
+  expect_refusal "no TREL_CAP_PLATFORM_LIBRARIES" ""
+}
+
+expect_refusal() { # WORDS LIBRARIES
+  local output
+  if output=$("$CMAKE" -S "$SOURCE_DIR" -B "$WORK/mistakes" -G Ninja -D CMAKE_C_COMPILER="$CC" \
+    -D CMAKE_CXX_COMPILER="$CXX" -D TREL_CAP_PLATFORM_INCLUDE_DIRS="$platform/include" \
+    -D TREL_CAP_PLATFORM_LIBRARIES="$2" 2>&1 && "$CMAKE" --build "$WORK/mistakes" 2>&1); then
+    fail "with $2 it was built"
+  fi
+  grep -q -- "$1" <<<"$output" || fail "with $2 it says: $output"
+}
+
 # The contract's programs are built for the platform that is named, here this project's own libraries, and take another
 # store. Of the three the smallest will do.
 contract() {

@@ -208,6 +208,7 @@ TEST_F(Trial, ReportsAFileWithAMistakeAsFailed) {
                 AllOf(HasSubstr("not ok 1 - bad"), HasSubstr("ok 2 - good")));
 }
 
+#ifndef __SANITIZE_ADDRESS__  // with it comes a check of types that takes a pipe itself
 // Here there is no descriptor left for what tells the parent how it went.
 TEST_F(Trial, ReportsATrialThatCannotBegin) {
     const std::string good = files_.write("good.yaml", kLateCheck);
@@ -224,6 +225,7 @@ TEST_F(Trial, ReportsATrialThatCannotBegin) {
                                 "pipe: Too many open files'\n"),
                       HasSubstr("not ok 2 - good\n")));
 }
+#endif
 
 // A pass would tell nothing.
 TEST_F(Trial, RefusesToTestWhatExpectsNothing) {

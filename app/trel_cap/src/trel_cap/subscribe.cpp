@@ -7,6 +7,10 @@
 
 using namespace trel_cap;
 
+// The numbers are the store's and the applications', too; a platform with others would be followed in silence.
+static_assert(OX_MOM_CMD_WRITTEN == 1 && OX_MOM_CMD_DELETED == 3 && OX_MOM_CMD_DELIVERED == 4 &&
+              OX_MOM_CMD_SUBSCRIBED == 29);
+
 namespace {
 
 // Events asked for, as bits: of line cards and the device, of fabric and control modules, of HPS, of both together.
