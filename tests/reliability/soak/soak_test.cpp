@@ -28,8 +28,8 @@ using test_support::RedisServer;
 
 constexpr int kStepsOfARound = 400;
 constexpr int kRounds = 8;  // at least
-#ifdef __SANITIZE_ADDRESS__
-constexpr int64_t kMemorySlackKib = 8192;  // it keeps the stacks that it has seen; leaks it tells itself at the end
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+constexpr int64_t kMemorySlackKib = 8192;  // they keep stacks and what is freed; leaks the one tells itself
 #else
 constexpr int64_t kMemorySlackKib = 256;  // what the allocator may keep
 #endif
