@@ -30,7 +30,7 @@ constexpr const char *kBareChannel = "crowd";
 // Of a store's name, unix://PATH.
 inline const char *path_of(const std::string &store) { return store.c_str() + sizeof "unix://" - 1; }
 
-// Starts the processes; they end when shared.ends, or when the caller dies.
-std::vector<pid_t> start(const Crowd &crowd, const std::string &store, Shared &shared);
+// Starts the processes; they end when page.ends, or when the caller dies.
+std::vector<pid_t> start(const Crowd &crowd, const std::string &store, Shared &page);
 
 }  // namespace crowd

@@ -151,7 +151,7 @@ private:
         wait_until("all were told of every write",
                    [&] { return all_know() && all([=](const crowd::Told &told) { return told.events >= writes; }); });
         const double seconds = static_cast<double>(now_ns() - begin) / 1e9;
-        const double told = static_cast<double>(writes * crowd_.followers());
+        const auto told = static_cast<double>(writes * crowd_.followers());
         const std::vector<uint32_t> latencies = sorted_latencies();
         const auto at = [&](double share) {
             return latencies.at(static_cast<size_t>(share * static_cast<double>(latencies.size() - 1))) / 1000.0;

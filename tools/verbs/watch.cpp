@@ -22,7 +22,6 @@
 namespace capctl {
 
 using namespace command_line;
-using record::Record;
 using store::Change;
 using Json = nlohmann::ordered_json;
 
