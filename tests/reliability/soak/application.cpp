@@ -34,8 +34,8 @@ int32_t on_followed(MomClient *, MomMsg *message, void *) {
     std::array<char, TREL_CAP_URL_MAX + 1> url{};
     int32_t value = 0;
     uint32_t length = 0;
-    trel_cap_ce_get_g_cap_int32_by_pmsg(message, url.size(), url.data(), &value, &length);
-    ends = value == -1;
+    const int32_t rv = trel_cap_ce_get_g_cap_int32_by_pmsg(message, url.size(), url.data(), &value, &length);
+    ends = rv == TREL_CAP_OK && value == -1;
     return 0;
 }
 
