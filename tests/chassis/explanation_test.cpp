@@ -108,7 +108,7 @@ TEST(Explanations, NameContradictingRecords) {
     told.snapshot.put(node_ready(other, false, true));
     EXPECT_THAT(told.text(), HasSubstr("  card's software: cap_fe_ready:3:501 and cap_fe_ready:3:500 contradict each "
                                        "other, and the one that is read last counts\n"
-                                       "      at a desk: trel_capctl del cap_fe_ready:3:500\n"));
+                                       "      at a desk: trel_capctl del cap_fe_ready:3:501\n"));
 }
 
 TEST(Explanations, TellTheTypeThatIsExpected) {

@@ -122,6 +122,82 @@ TEST_F(ChassisVerbs, ExplainThatARecordNamesAnotherNode) {
                                                  "another card: card_info:0:0:17:0 names node 18, not 17.\n"));
 }
 
+// Each remedy as it is told, and all of them one after the other; none of them takes away what is ready.
+TEST_F(ChassisVerbs, ExplainHowToMendOneOfManyReadinessRecords) {
+    does({"card", "insert", "17"});
+    does({"check", "17", "pass"});
+    does({"node", "17", "ready"});
+    const auto unready = [&] { does({"node", "17", "unready", "--model", "901"}); };
+    unready();
+    const auto remedies = [&] {
+        std::vector<std::string> commands;
+        const json judgement = json::parse(run({"explain", "17", "-o", "json"}).out);
+        for (const json &each : judgement["missing"]) {
+            commands.push_back(each["remedy"]);
+        }
+        return commands;
+    };
+    const std::vector<std::string> told = remedies();
+    EXPECT_THAT(told,
+                testing::ElementsAre("trel_capctl node 17 ready --model 901", "trel_capctl del cap_fe_ready:17:901"));
+    for (const std::string &each : told) {
+        unready();
+        paste(each);
+        EXPECT_THAT(run({"explain", "17"}), IsReady()) << each;
+    }
+    unready();
+    for (const std::string &each : told) {
+        paste(each);
+    }
+    EXPECT_THAT(run({"explain", "17"}), IsReady());
+}
+
+TEST_F(ChassisVerbs, ExplainHowToMendChecksThatContradict) {
+    does({"card", "insert", "17"});
+    does({"node", "17", "ready"});
+    does({"set", "app_df_card_deny_check_result:0:0:16:0", "stat=1", "card_nodeid=17"});
+    does({"set", "app_df_card_deny_check_result:0:0:17:0", "stat=0", "card_nodeid=17"});
+    const json judgement = json::parse(run({"explain", "17", "-o", "json"}).out);
+    ASSERT_EQ(judgement["missing"].size(), 2) << judgement;
+    for (const json &each : judgement["missing"]) {
+        paste(each["remedy"]);
+        EXPECT_THAT(run({"explain", "17"}), IsReady()) << each;
+    }
+}
+
+TEST_F(ChassisVerbs, ExplainThatTwoCardsNameANode) {
+    does({"card", "insert", "33", "--class", "fab"});
+    does({"node", "33", "ready"});
+    does({"set", "card_info:0:0:5:0", "card_nodeid=33", "static_info.node_type=5"});
+    const Outcome outcome = run({"explain", "33"});
+    EXPECT_THAT(outcome, IsReady());
+    EXPECT_THAT(outcome.out, HasSubstr("\nNote: more than one card_info names this node, of which an application goes "
+                                       "by the one that it reads last: card_info:0:0:33:0, card_info:0:0:5:0.\n"));
+}
+
+// As it has to be written: a remedy would not find it otherwise.
+TEST_F(ChassisVerbs, ExplainALargeNodeInHexadecimal) {
+    does({"card", "insert", "0x80000005"});
+    EXPECT_THAT(run({"explain", "0x80000005"}),
+                Explains("node 0x80000005, line card, slot 0/5/0, model 900: not ready\n"));
+    EXPECT_THAT(run({"explain", "0x80000005"}), Explains("result names node 0x80000005\n"));
+    EXPECT_THAT(run({"explain"}), Explains("\n0x80000005  lc "));
+}
+
+// Capabilities say nothing of its readiness, but who has written some is not told that there is nothing.
+TEST_F(ChassisVerbs, ExplainANodeThatHasCapabilitiesOnly) {
+    does({"set", "/n", "--fe", "99", "--int", "1"});
+    does({"set", "/n", "--cm", "98", "--int", "1"});
+    const std::string text = "No readiness record names it; there are capabilities of it.\n";
+    EXPECT_THAT(run({"explain", "99"}), Explains("node 99: not ready\n\n" + text));
+    EXPECT_THAT(run({"explain", "98"}), Explains(text));
+    EXPECT_THAT(run({"explain", "97"}), Explains("No record of the store names it.\n"));
+    const test_support::PrivateDirectory directory;
+    const std::string file = directory.path() + "/field.ndjson";
+    std::ofstream(file) << dump();
+    EXPECT_THAT(capctl_test::run({"explain", "99", "--from", file}), Explains(text));
+}
+
 // The card has moved, and its check is where it was.
 TEST_F(ChassisVerbs, ExplainHowToPassACheckThatIsElsewhere) {
     does({"card", "insert", "3"});

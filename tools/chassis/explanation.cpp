@@ -7,6 +7,19 @@
 
 namespace chassis {
 
+std::string node_argument(int32_t node) {
+    if (node >= 0) {
+        return std::to_string(node);
+    }
+    const auto bits = static_cast<uint32_t>(node);
+    std::string digits;
+    for (unsigned shift = 32; shift != 0;) {
+        shift -= 4;
+        digits += "0123456789abcdef"[bits >> shift & 0xFU];
+    }
+    return "0x" + digits;
+}
+
 namespace {
 
 using command_line::Row;
@@ -15,13 +28,13 @@ using Kind = Condition::Kind;
 
 std::string text(std::string_view words) { return std::string(words); }
 
-std::string node_text(const Judgement &judgement) { return "node " + std::to_string(judgement.card.node); }
+std::string node_text(const Judgement &judgement) { return "node " + node_argument(judgement.card.node); }
 
 CardClass class_in(const Judgement &judgement) { return judgement.card_class.value_or(CardClass::kLineCard); }
 
 std::string why_of_another(const Judgement &judgement, const Condition &condition) {
-    return condition.key + " names node " + std::to_string(condition.other_node) + ", not " +
-           std::to_string(judgement.card.node);
+    return condition.key + " names node " + node_argument(condition.other_node) + ", not " +
+           node_argument(judgement.card.node);
 }
 
 std::string why_not_installed(const Judgement &judgement, const Condition &condition) {
@@ -57,7 +70,7 @@ std::string mark(const Condition &condition) {
 std::string remark_on_record(const Condition &condition) {
     switch (condition.flaw) {
         case Flaw::kOfAnotherNode:
-            return "  (names node " + std::to_string(condition.other_node) + ")";
+            return "  (names node " + node_argument(condition.other_node) + ")";
         case Flaw::kWithoutValue:
             return "  (has no stat)";
         case Flaw::kUnreadable:
@@ -79,23 +92,6 @@ std::string condition_lines(const Judgement &judgement) {
     }
     return command_line::table(rows);
 }
-
-}  // namespace
-
-std::string node_argument(int32_t node) {
-    if (node >= 0) {
-        return std::to_string(node);
-    }
-    const auto bits = static_cast<uint32_t>(node);
-    std::string digits;
-    for (unsigned shift = 32; shift != 0;) {
-        shift -= 4;
-        digits += "0123456789abcdef"[bits >> shift & 0xFU];
-    }
-    return "0x" + digits;
-}
-
-namespace {
 
 std::string missing_lines(const Judgement &judgement) {
     std::string lines;
@@ -226,6 +222,34 @@ std::string why(const Judgement &judgement, const Condition &condition) {
     return why_contradictory(condition);
 }
 
+namespace {
+
+// The result of a card that has moved is where the card was, and one of several can't be written.
+std::string check_remedy(const Judgement &judgement, const Condition &condition) {
+    const std::string check = "trel_capctl check " + node_argument(judgement.card.node);
+    const bool is_in_place = !judgement.has_many_checks && condition.key == check_result(judgement.card, true).key();
+    return (is_in_place ? "" : check + " withdraw && ") + check + " pass";
+}
+
+std::string readiness_remedy(const Judgement &judgement, const std::string &class_option) {
+    return "trel_capctl node " + node_argument(judgement.card.node) + " ready" + class_option +
+           (judgement.one_of_models ? " --model " + std::to_string(*judgement.one_of_models) : "");
+}
+
+// Results of checks are taken back as a whole; of other records those go that stand against the best.
+std::string contradiction_remedy(const Judgement &judgement, const Condition &condition) {
+    if (condition.actor == Actor::kChecker) {
+        return check_remedy(judgement, condition);
+    }
+    std::string commands;
+    for (const std::string &key : condition.superfluous) {
+        commands += (commands.empty() ? "" : " && ") + ("trel_capctl del " + key);
+    }
+    return commands;
+}
+
+}  // namespace
+
 std::string remedy(const Judgement &judgement, const Condition &condition) {
     if (condition.flaw == Flaw::kUnreadable) {  // what is written over it does not mend it
         Condition without = condition;
@@ -244,22 +268,18 @@ std::string remedy(const Judgement &judgement, const Condition &condition) {
                    (judgement.card_class ? " --class " + text(name_of(*judgement.card_class)) : "");
         case Kind::kChecked:
         case Kind::kNotDenied:
-            // The result of a card that has moved is where the card was.
-            return (condition.key == check_result(judgement.card, true).key()
-                        ? ""
-                        : "trel_capctl check " + node + " withdraw && ") +
-                   "trel_capctl check " + node + " pass";
+            return check_remedy(judgement, condition);
         case Kind::kReady:
         case Kind::kRealTime:
-            return "trel_capctl node " + node + " ready" + (is_cm && !condition.stored ? " --class cm" : "");
+            return readiness_remedy(judgement, is_cm && !condition.stored ? " --class cm" : "");
         case Kind::kClassReady:
             return "trel_capctl ready " + text(rules_of(class_in(judgement)).scope) + " on";
         case Kind::kOwnRecord:
-            return "trel_capctl node " + node + " ready --class " + text(name_of(class_in(judgement)));
+            return readiness_remedy(judgement, " --class " + text(name_of(class_in(judgement))));
         case Kind::kOneVoice:
             break;
     }
-    return "trel_capctl del " + condition.contradicted_by.front();
+    return contradiction_remedy(judgement, condition);
 }
 
 std::string_view about_in_advance() {
@@ -318,7 +338,10 @@ std::vector<std::string> notes(const Judgement &judgement) {
 std::string explain(const Judgement &judgement) {
     const Card &card = judgement.card;
     if (!judgement.is_known) {
-        return node_text(judgement) + ": not ready\n\nNo record of the store names it.\n" + instead_lines(judgement);
+        return node_text(judgement) + ": not ready\n\n" +
+               (judgement.has_capabilities ? "No readiness record names it; there are capabilities of it.\n"
+                                           : "No record of the store names it.\n") +
+               instead_lines(judgement);
     }
     return node_text(judgement) + ", " + what_is(judgement) + ", slot " + slot_of(card) + ", model " +
            std::to_string(card.config_dev_type) + (card.name.empty() ? "" : ", " + command_line::quote(card.name)) +

@@ -1,6 +1,7 @@
 #include "chassis/findings.h"
 
 #include "chassis/classes.h"
+#include "command_line/names.h"
 
 namespace chassis {
 
@@ -37,6 +38,19 @@ void add_other_type(std::vector<std::string> &found, const Record &card, const R
     found.push_back(text + ".");
 }
 
+void add_many_cards(std::vector<std::string> &found, const NodeRecords &records) {
+    if (records.cards.size() < 2) {
+        return;
+    }
+    std::vector<std::string> keys;
+    for (const Record *each : records.cards) {
+        keys.push_back(each->key());
+    }
+    found.push_back(
+        "more than one card_info names this node, of which an application goes by the one that it reads last: " +
+        command_line::joined(keys) + ".");
+}
+
 void add_types(std::vector<std::string> &found, const NodeRecords &records) {
     const Record *const card = typed_card(records);
     if (card == nullptr) {
@@ -66,6 +80,7 @@ bool has_stat(const Record &check) { return has_field(check, "stat"); }
 
 std::vector<std::string> findings(const NodeRecords &records) {
     std::vector<std::string> found;
+    add_many_cards(found, records);
     add_types(found, records);
     for (const Record *each : records.checks) {
         add_check(found, *each);

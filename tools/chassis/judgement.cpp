@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "chassis/capability.h"
 #include "chassis/findings.h"
 
 namespace chassis {
@@ -54,6 +55,12 @@ Records installing(const Records &cards) {
     return found;
 }
 
+bool has_capabilities(const store::Snapshot &snapshot, int32_t node) {
+    return std::any_of(snapshot.records().begin(), snapshot.records().end(), [node](const auto &entry) {
+        return is_node_capability(entry.second.type()) && entry.second.get("index.node") == record::Value(node);
+    });
+}
+
 // The conditions of one node.
 class Judge {
 public:
@@ -79,6 +86,8 @@ private:
     void add_readiness();
     void add_class();
     void add_own_record();
+    int worth(const Record &record) const;
+    const Record &kept_of(const Records &records) const;
     void add_contradiction(const Records &records, bool asked, Actor actor);
 
     const store::Snapshot &snapshot_;
@@ -96,6 +105,11 @@ Judgement begin(const NodeRecords &records) {
     result.card_class = class_of(records);
     result.told_type = node_type_of(records);
     result.is_known = !records.empty();
+    const Records &own = result.card_class == CardClass::kControlModule ? records.cm_ready : records.fe_ready;
+    if (own.size() > 1) {
+        result.one_of_models = std::get<int32_t>(own.back()->get("index.config_dev_type"));
+    }
+    result.has_many_checks = records.checks.size() > 1;
     result.card = known_card(records).value_or(usual_card(CardClass::kLineCard, records.node));
     return result;
 }
@@ -241,16 +255,41 @@ void Judge::add_own_record() {
     }
 }
 
-void Judge::add_contradiction(const Records &records, bool asked, Actor actor) {
-    std::vector<std::string> others;
+// How much of what makes a card ready a readiness record says; of other records none is better than another.
+int Judge::worth(const Record &record) const {
+    const ProtobufCMessageDescriptor *const type = record.type().descriptor;
+    if (type != &cap_fe_ready__descriptor && type != &cap_cm_ready__descriptor) {
+        return 0;
+    }
+    const NodeState state = state_of(record);
+    return (state.ready ? 4 : 0) + (state.node_type == result_.card.node_type ? 2 : 0) + (state.real_time ? 1 : 0);
+}
+
+// Of records that contradict each other the one to go by: the best, and among equals the one that is read last.
+const Record &Judge::kept_of(const Records &records) const {
+    return **std::max_element(records.rbegin(), records.rend(),
+                              [this](const Record *a, const Record *b) { return worth(*a) < worth(*b); });
+}
+
+std::vector<std::string> contradicting(const Records &records, const Record &one) {
+    std::vector<std::string> keys;
     for (const Record *record : records) {
-        if (contradict(*record, *records.back())) {
-            others.push_back(record->key());
+        if (contradict(*record, one)) {
+            keys.push_back(record->key());
         }
     }
+    return keys;
+}
+
+void Judge::add_contradiction(const Records &records, bool asked, Actor actor) {
+    if (records.empty()) {
+        return;
+    }
+    std::vector<std::string> others = contradicting(records, *records.back());
     if (!others.empty()) {
         add(Kind::kOneVoice, false, asked, records.back(), {}, actor);
         result_.conditions.back().contradicted_by = std::move(others);
+        result_.conditions.back().superfluous = contradicting(records, kept_of(records));
     }
 }
 
@@ -274,6 +313,7 @@ Judgement Judge::judgement() && {
         result_.verdict = in_advance_ ? Verdict::kInAdvance : Verdict::kReady;
     }
     note_unreadable();
+    result_.has_capabilities = !result_.is_known && has_capabilities(snapshot_, records_.node);
     result_.findings = findings(records_);
     const std::set<CardClass> ready = ready_classes(snapshot_);
     result_.told = told_at_start(records_, ready);

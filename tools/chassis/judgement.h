@@ -58,6 +58,7 @@ struct Condition {
     bool stored;      // there is that record
     Actor actor;      // who writes it
     std::vector<std::string> contradicted_by = {};  // of kOneVoice: the records that say something else
+    std::vector<std::string> superfluous = {};      // of kOneVoice: those that may go, so that the rest agree
     Flaw flaw = Flaw::kNone;
     int32_t other_node = 0;  // of kOfAnotherNode: which
 
@@ -74,7 +75,11 @@ struct Judgement {
     std::vector<Told> told;             // to an application that asks for every event
     std::vector<Told> told_to_own;      // to one that asks for those of the card's class alone
     std::vector<std::string> findings;  // what is odd in its records, as findings() has it
-    bool is_known = false;              // some record names the node
+    // Who writes one of several has to say which: the model of the readiness record of its class that is read last.
+    std::optional<int32_t> one_of_models;
+    bool has_many_checks = false;
+    bool is_known = false;          // some record names the node
+    bool has_capabilities = false;  // of a node that is not known: the snapshot has some
 };
 
 // The types of record that judgements are made from.

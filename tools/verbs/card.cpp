@@ -4,6 +4,7 @@
 
 #include <trel_cap/records.h>
 
+#include "chassis/explanation.h"
 #include "command_line/exit_status.h"
 #include "verbs/card_options.h"
 #include "verbs/print.h"
@@ -29,7 +30,7 @@ struct CardVerb {
     int remove(Session &session, const KnownNode &known) const;
 };
 
-std::string node_text(int32_t node) { return "node " + std::to_string(node); }
+std::string node_text(int32_t node) { return "node " + chassis::node_argument(node); }
 
 // One slot holds one card, and a card is in one slot.
 void check_slot(const KnownNode &known, const Record &record, int32_t node) {

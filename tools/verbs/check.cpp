@@ -5,6 +5,7 @@
 #include <trel_cap/records.h>
 
 #include "chassis/classes.h"
+#include "chassis/explanation.h"
 #include "command_line/exit_status.h"
 #include "command_line/program.h"
 #include "verbs/card_options.h"
@@ -41,7 +42,7 @@ void tell(Session &session, const KnownNode &known, const chassis::Card &card, b
     const Record result = result_of(known, card, passed);
     for (const Record *before : known.records().checks) {
         if (before->key() != result.key()) {
-            throw Failure(kNegative, before->key() + ": a result for node " + std::to_string(card.node) +
+            throw Failure(kNegative, before->key() + ": a result for node " + chassis::node_argument(card.node) +
                                          " is stored there; withdraw it first");
         }
     }
@@ -51,7 +52,7 @@ void tell(Session &session, const KnownNode &known, const chassis::Card &card, b
 
 void withdraw(Session &session, const KnownNode &known, int32_t node) {
     if (known.records().checks.empty()) {
-        throw Failure(kNegative, "node " + std::to_string(node) + ": no result of a check is stored");
+        throw Failure(kNegative, "node " + chassis::node_argument(node) + ": no result of a check is stored");
     }
     for (const Record *result : known.records().checks) {
         session.store().remove(*result);
@@ -73,7 +74,7 @@ int Check::run(Session &session) const {
     const chassis::Card card = options.card(known);
     tell(session, known, card, outcome == "pass");
     if (!chassis::is_checked(card.node_type)) {
-        complain("node " + std::to_string(card.node) + " has node type " + std::to_string(card.node_type) +
+        complain("node " + chassis::node_argument(card.node) + " has node type " + std::to_string(card.node_type) +
                  ", and only line cards of other types than 1 are checked: it is ready or not without this result");
     }
     return kDone;

@@ -86,8 +86,7 @@ std::string explanation(const Session &session, const Judgement &judgement) {
     return text;
 }
 
-int explain_node(const Session &session, const Snapshot &snapshot, int32_t node) {
-    const Judgement judgement = chassis::judge(snapshot, node);
+int explain_node(const Session &session, const Judgement &judgement) {
     if (session.is_json()) {
         print_json(to_json(judgement));
     } else {
@@ -102,7 +101,7 @@ int explain_node(const Session &session, const Snapshot &snapshot, int32_t node)
 Row overview_row(const Judgement &judgement) {
     const std::string gap = "  ";
     const chassis::Card &card = judgement.card;
-    return {std::to_string(card.node) + gap,
+    return {chassis::node_argument(card.node) + gap,
             (judgement.card_class ? std::string(name_of(*judgement.card_class)) : "-") + gap,
             slot_of(card) + gap,
             std::to_string(card.config_dev_type) + gap,
@@ -205,7 +204,11 @@ int Explain::run(Session &session) const {
     }
     session.prints_only("explain NODE", {Format::kText, Format::kJson, Format::kNdjson});
     const int32_t number = record::parse_number("NODE", node);
-    return explain_node(session, snapshot(session), number);
+    Judgement judgement = chassis::judge(snapshot(session), number);
+    if (!judgement.is_known && file.empty()) {  // capabilities of it may be all that there is
+        judgement = chassis::judge(Snapshot::of(session.store()), number);
+    }
+    return explain_node(session, judgement);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include <trel_cap/records.h>
 
+#include "chassis/explanation.h"
 #include "command_line/exit_status.h"
 #include "verbs/card_options.h"
 #include "verbs/print.h"
@@ -34,9 +35,10 @@ chassis::Card addressed(const KnownNode &known, const CardOptions &options) {
         return card;
     }
     if (stored.size() > 1) {
-        throw Failure(kNegative, "node " + std::to_string(card.node) + ": it has " + std::to_string(stored.size()) +
-                                     " readiness records, such as " + stored.front()->key() + " and " +
-                                     stored.back()->key() + "; say which with --model");
+        throw Failure(kNegative, "node " + chassis::node_argument(card.node) + ": it has " +
+                                     std::to_string(stored.size()) + " readiness records, such as " +
+                                     stored.front()->key() + " and " + stored.back()->key() +
+                                     "; say which with --model");
     }
     card.config_dev_type = std::get<int32_t>(stored.front()->get("index.config_dev_type"));
     return card;
