@@ -208,6 +208,31 @@ TEST_F(Trial, ReportsAFileWithAMistakeAsFailed) {
                 AllOf(HasSubstr("not ok 1 - bad"), HasSubstr("ok 2 - good")));
 }
 
+// The report names it, and why it is not tried: no file, a directory, no scenario of that name.
+TEST_F(Trial, ReportsAFileThatCannotBeReadAsFailed) {
+    const std::string good = files_.write("good.yaml", kLateCheck);
+    const std::string missing = files_.file("missing.yaml");
+    const Outcome tap = run({"test", missing, "/", "bot", good});
+    EXPECT_EQ(tap.status, 1);
+    EXPECT_EQ(tap.err, "");
+    EXPECT_EQ(tap.out, "TAP version 13\n1..4\n"
+                       "not ok 1 - missing\n  ---\n  message: '" +
+                           missing +
+                           ": cannot be read: No such file or directory'\n  ...\n"
+                           "not ok 2 - /\n  ---\n  message: '/: cannot be read: Is a directory'\n  ...\n"
+                           "not ok 3 - bot\n  ---\n"
+                           "  message: 'no such scenario: \"bot\"; did you mean boot?'\n  ...\n"
+                           "ok 4 - good\n");
+    const Outcome junit = run({"test", missing, good, "--format", "junit"});
+    EXPECT_EQ(junit.status, 1);
+    EXPECT_THAT(junit.out,
+                AllOf(HasSubstr("tests=\"2\" failures=\"1\" errors=\"0\" skipped=\"0\""),
+                      HasSubstr("<failure message=\"" + missing + ": cannot be read: No such file or directory\"")));
+    EXPECT_EQ(run({"test", missing}).status, 1);
+    EXPECT_THAT(run({"test", missing, good, "--run", "cat", "--settle", "0"}).out,
+                AllOf(HasSubstr("not ok 1 - missing"), HasSubstr("ok 2 - good")));
+}
+
 #ifndef __SANITIZE_ADDRESS__  // with it comes a check of types that takes a pipe itself
 // Here there is no descriptor left for what tells the parent how it went.
 TEST_F(Trial, ReportsATrialThatCannotBegin) {
@@ -291,6 +316,24 @@ TEST_F(Trial, JudgesHowAProgramEnds) {
     EXPECT_THAT(trial(fine, "sh -c 'exit 3'").out, HasSubstr("the program ended with 3, not 0"));
     EXPECT_THAT(trial(fine, "sh -c 'kill -SEGV $$'").out, HasSubstr("the program was ended by Segmentation fault"));
     EXPECT_THAT(trial(fine, "/nowhere/program"), testing::Field(&Outcome::status, 2));
+}
+
+// One that the trial's own signal has ended has none, unless it took the signal and ended by itself.
+TEST_F(Trial, ExpectsAStatusOfProgramsThatEndByThemselves) {
+    const auto trial = [&](const std::string &status, const std::string &program) {
+        const std::string file = files_.write("status.yaml", "steps: []\nexpect_status: " + status + "\n");
+        return run({"test", file, "--run", program, "--settle", "0.2", "--timeout", "5"});
+    };
+    for (const std::string status : {"0", "130", "143"}) {
+        const Outcome outcome = trial(status, "sleep 100");
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.out, HasSubstr("the program had to be ended by SIGTERM and has no status, and " + status +
+                                           " is expected"));
+    }
+    const std::string handler = "sh -c 'trap \"exit 5\" TERM; while :; do sleep 0.01; done'";
+    EXPECT_EQ(trial("5", handler).status, 0);
+    EXPECT_THAT(trial("0", handler).out, HasSubstr("the program ended with 5, not 0"));
+    EXPECT_EQ(trial("0", "cat").status, 0);
 }
 
 // Without an expected output a pass stands for little, and that is said.

@@ -184,9 +184,12 @@ private:
             fail("the program does not end, not even by SIGTERM");
         } else if (WIFSIGNALED(status) && !(application.was_told_to_end() && WTERMSIG(status) == SIGTERM)) {
             fail(std::string("the program was ended by ") + strsignal(WTERMSIG(status)));
-        } else if (WIFEXITED(status) && WEXITSTATUS(status) != scenario_.expected_status) {
+        } else if (WIFSIGNALED(status) && scenario_.expected_status) {
+            fail("the program had to be ended by SIGTERM and has no status, and " +
+                 std::to_string(*scenario_.expected_status) + " is expected");
+        } else if (WIFEXITED(status) && WEXITSTATUS(status) != scenario_.expected_status.value_or(0)) {
             fail("the program ended with " + std::to_string(WEXITSTATUS(status)) + ", not " +
-                 std::to_string(scenario_.expected_status));
+                 std::to_string(scenario_.expected_status.value_or(0)));
         }
     }
 

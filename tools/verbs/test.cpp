@@ -9,7 +9,6 @@
 #include "command_line/streams.h"
 #include "command_line/text.h"
 #include "command_line/words.h"
-#include "scenario/mistake.h"
 #include "scenario/scenario.h"
 #include "scenario/shipped.h"
 #include "trial/library_trial.h"
@@ -39,19 +38,21 @@ struct Test {
     trial::ProgramOptions program_options() const;
 };
 
-// A scenario's file, which may have a mistake: that one has then failed, and the others are tried all the same.
+// A scenario's file, which may have a mistake, or not be there: that one has then failed, and the others are tried all
+// the same.
 struct Subject {
     std::string file;
-    std::string mistake;
+    std::string mistake;          // or why it cannot be read
     scenario::Scenario scenario;  // unless there is a mistake
 };
 
 Subject read_subject(const std::string &name) {
-    Subject subject{.file = scenario::find_file(name), .mistake = {}, .scenario = {}};
+    Subject subject{.file = name, .mistake = {}, .scenario = {}};
     try {
+        subject.file = scenario::find_file(name);
         subject.scenario = scenario::read_file(subject.file);
-    } catch (const scenario::Mistake &mistake) {
-        subject.mistake = mistake.what();
+    } catch (const Failure &failure) {
+        subject.mistake = failure.what();
     }
     return subject;
 }
