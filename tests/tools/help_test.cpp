@@ -243,6 +243,34 @@ TEST_F(CompletionOfTheStore, OffersItsKeysNodesAndFields) {
     EXPECT_EQ(completed("wait cap_fe_ready:17:900 rea", environment()), (Names{"ready=", "real_time="}));
 }
 
+TEST_F(CompletionOfTheStore, AsksTheStoreThatTheLineNames) {
+    ASSERT_THAT(run({"card", "insert", "3"}), Prints(""));
+    const std::string name = environment().at("OX_MOM_STORE");
+    for (const std::string option : {"--store ", "-s ", "--store="}) {
+        EXPECT_EQ(completed(option + name + " explain "), Names{"3"}) << option;
+        EXPECT_EQ(completed("explain " + option + name + " "), Names{"3"}) << option;
+        EXPECT_NE(completed("explain " + option + "unix:///nonexistent ", environment()), Names{"3"}) << option;
+    }
+}
+
+// Without an option for a scope a URL is the device's, and another's capability is addressed by its key.
+TEST_F(CompletionOfTheStore, OffersTheUrlsOfTheScope) {
+    ASSERT_THAT(run({"set", "/of/device", "--int", "1"}), Prints(""));
+    ASSERT_THAT(run({"set", "/of/fabric", "--class", "fab", "--int", "1"}), Prints(""));
+    ASSERT_THAT(run({"set", "/of/card", "--fe", "17", "--int", "1"}), Prints(""));
+    ASSERT_THAT(run({"set", "/of/other", "--fe", "18", "--int", "1"}), Prints(""));
+    ASSERT_THAT(run({"set", "/of/module", "--cm", "17", "--int", "1"}), Prints(""));
+    EXPECT_EQ(completed("get /", environment()), Names{"/of/device"});
+    EXPECT_EQ(completed("get --fe 17 ", environment()), Names{"/of/card"});
+    EXPECT_EQ(completed("get --fe=0x12 /", environment()), Names{"/of/other"});
+    EXPECT_EQ(completed("del --cm 17 /", environment()), Names{"/of/module"});
+    EXPECT_EQ(completed("set --class fab /", environment()), Names{"/of/fabric"});
+    EXPECT_EQ(completed("wait --class cm /", environment()), Names{""});
+    EXPECT_EQ(completed("get cap_fab_t", environment()), (Names{"cap_fab_table:", "cap_fab_table:/of/fabric"}));
+    EXPECT_EQ(completed("get --fe 17 /of/card --field st", environment()), Names{"str_value"}) << "it has no state";
+    EXPECT_EQ(completed("get --fe x /", environment()), Names{""});
+}
+
 TEST_F(CompletionOfTheStore, KnowsNodesOfAnyRecord) {
     ASSERT_THAT(run({"card", "insert", "3"}), Prints(""));
     ASSERT_THAT(run({"check", "4", "deny"}), Prints(""));

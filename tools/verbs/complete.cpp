@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <set>
+#include <trel_cap/records.h>
 
 #include "chassis/card.h"
 #include "chassis/explanation.h"
@@ -74,6 +76,8 @@ public:
 
 private:
     void take(const std::string &word);
+    void take_option(const std::string &word);
+    const std::string &given(const char *option) const;
     const CLI::Option *option_named(const std::string &word) const;
     Words option_names() const;
     Words verb_names() const;
@@ -82,11 +86,14 @@ private:
     Words positional();
     Words values_named(const std::string &name);
     Words addresses();
+    Words urls_in_scope();
     Words nodes();
+    const record::RecordType *scope() const;
     const record::RecordType &type() const;
     Words fields() const;
     Words assignments() const;
     Words waited_for();
+    store::Snapshot snapshot_at_hand();
     const store::Snapshot &snapshot();
 
     const CLI::App &app_;
@@ -95,6 +102,7 @@ private:
     const CLI::App *verb_ = nullptr;
     const CLI::Option *pending_ = nullptr;  // has to be given a value
     Words arguments_;
+    std::map<std::string, std::string> values_;  // of the options on the line, by their long names
     std::optional<store::Snapshot> snapshot_;
 };
 
@@ -112,12 +120,33 @@ const CLI::Option *Completer::option_named(const std::string &word) const {
     return nullptr;
 }
 
+// --OPTION, or --OPTION=VALUE.
+void Completer::take_option(const std::string &word) {
+    const size_t equals = word.find('=');
+    const CLI::Option *option = option_named(word.substr(0, equals));
+    if (option == nullptr || option->get_items_expected_max() == 0) {
+        return;
+    }
+    if (equals == std::string::npos) {
+        pending_ = option;
+    } else {
+        values_[names_of(*option).front()] = word.substr(equals + 1);
+    }
+}
+
+// "": it is not on the line.
+const std::string &Completer::given(const char *option) const {
+    static const std::string nothing;
+    const auto value = values_.find(option);
+    return value == values_.end() ? nothing : value->second;
+}
+
 void Completer::take(const std::string &word) {
     if (pending_ != nullptr) {
+        values_[names_of(*pending_).front()] = word;
         pending_ = nullptr;
     } else if (word.starts_with("-") && word.size() > 1) {
-        const CLI::Option *option = option_named(word);
-        pending_ = option != nullptr && option->get_items_expected_max() != 0 ? option : nullptr;
+        take_option(word);
     } else if (verb_ == nullptr) {
         const auto verbs = app_.get_subcommands([&](const CLI::App *each) { return each->get_name() == word; });
         verb_ = verbs.empty() ? nullptr : verbs.front();
@@ -220,11 +249,43 @@ Words Completer::values_named(const std::string &name) {
     return name == "SCOPE" ? chassis::scope_names() : Words();
 }
 
-// Keys of what is stored, capabilities of the device by their URLs; and the types, of what is not stored yet.
-Words Completer::addresses() {
+// What the capabilities are of that a class or a node on the line names; nullptr: no such option is there.
+const record::RecordType *Completer::scope() const {
+    if (!given("--class").empty()) {
+        return record::find_type("cap_" + given("--class") + "_table");
+    }
+    if (!given("--fe").empty()) {
+        return &record::type_of(cap_glb_table__descriptor);
+    }
+    return given("--cm").empty() ? nullptr : &record::type_of(cap_cm_glb_table__descriptor);
+}
+
+// A key says itself whose record it is, and does not go with such an option.
+Words Completer::urls_in_scope() {
+    const std::string &text = given(given("--fe").empty() ? "--cm" : "--fe");
+    std::optional<record::Value> node;
+    try {
+        node = text.empty() ? node : record::parse_number("NODE", text);
+    } catch (const Failure &) {  // no number: no capabilities
+        return {};
+    }
     Words words;
     for (const auto &[key, record] : snapshot().records()) {
-        const bool is_by_url = is_capability(record.type()) && !is_node_capability(record.type());
+        if (&record.type() == scope() && (!node || record.get("index.node") == *node)) {
+            words.push_back(std::get<std::string>(record.get("index.url")));
+        }
+    }
+    return words;
+}
+
+// Keys of what is stored, capabilities of the device by their URLs; and the types, of what is not stored yet.
+Words Completer::addresses() {
+    if (scope() != nullptr) {
+        return urls_in_scope();
+    }
+    Words words;
+    for (const auto &[key, record] : snapshot().records()) {
+        const bool is_by_url = &record.type() == &record::type_of(cap_table__descriptor);
         words.push_back(is_by_url ? std::get<std::string>(record.get("index.url")) : key);
     }
     for (const record::RecordType &type : record::record_types()) {
@@ -262,6 +323,9 @@ Words Completer::waited_for() {
 
 // Of the record that the first argument addresses.
 const record::RecordType &Completer::type() const {
+    if (scope() != nullptr) {
+        return *scope();
+    }
     const std::string address = arguments_.empty() ? "" : arguments_.front();
     const record::RecordType *type = record::find_type(address.substr(0, address.find(':')));
     return type == nullptr ? *record::find_type("cap_table") : *type;
@@ -317,12 +381,21 @@ Words Completer::assignments() const {
     return words;
 }
 
+// Of the store that the line names, else of that which all verbs take.
+store::Snapshot Completer::snapshot_at_hand() {
+    if (given("--store").empty()) {
+        return store::Snapshot::of(session_.store());
+    }
+    store::Store store(store::server_name(given("--store")));
+    return store::Snapshot::of(store);
+}
+
 const store::Snapshot &Completer::snapshot() {
     if (!snapshot_) {
         snapshot_.emplace();
         limit_requests();
         try {
-            snapshot_ = store::Snapshot::of(session_.store());
+            snapshot_ = snapshot_at_hand();
         } catch (const Failure &) {  // nobody is told: there is just nothing to complete with
         }
     }
