@@ -133,9 +133,22 @@ TEST(Help, IsAsTheManPageSays) {
     EXPECT_EQ(options_in(man_page()), in_help);
 }
 
-TEST(Help, EveryVerbIsInTheManPage) {
+// Between two texts; "" when they are not there.
+std::string between(const std::string &text, const std::string &before, const std::string &after) {
+    const size_t begin = text.find(before);
+    const size_t end = text.find(after, begin + before.size());
+    return begin == std::string::npos || end == std::string::npos
+               ? ""
+               : text.substr(begin + before.size(), end - begin - before.size());
+}
+
+TEST(Help, EveryVerbIsInTheManPageWithItsArguments) {
+    const std::string page = man_page();
     for (const std::string &verb : verbs()) {
-        EXPECT_THAT(man_page(), testing::ContainsRegex("\n.SS " + verb + "[ \n]")) << verb;
+        EXPECT_THAT(page, testing::ContainsRegex("\n.SS " + verb + "[ \n]")) << verb;
+        EXPECT_EQ(between(page, "\n.SS " + verb, "\n"),
+                  between(help_of({verb, "--help"}), "Usage: trel_capctl " + verb, " [OPTION...]\n"))
+            << verb;
     }
 }
 

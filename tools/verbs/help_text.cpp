@@ -50,13 +50,17 @@ constexpr char kExitStatus[] = "Exit status:\n"
                                "    5  the store refused\n"
                                "    6  what is stored, or a dump, does not decode or is of another type\n";
 
+// CLI11 takes no name with an equals sign.
+std::string usage_word(const std::string &name) { return name == "FIELD" ? "FIELD=VALUE" : name; }
+
 }  // namespace
 
 std::string Help::usage(const CLI::App &app, const std::string &name) const {
     std::string text = "Usage: " + name + (app.get_parent() == nullptr ? " VERB" : "");
     for (const CLI::Option *argument :
          app.get_options([](const CLI::Option *option) { return option->get_positional(); })) {
-        const std::string word = argument->get_name(true);
+        const bool is_repeated = argument->get_items_expected_max() > 1;
+        const std::string word = usage_word(argument->get_name(true)) + (is_repeated ? "..." : "");
         text += argument->get_required() ? " " + word : " [" + word + "]";
     }
     return text + " [OPTION...]\n";
