@@ -42,6 +42,26 @@ TEST(ADump, ThatIsBrokenNamesTheLine) {
     EXPECT_EQ(dump_refusal(kReady + "\n1e999"), "6 f:2: a number in it is larger than any that JSON is read with");
 }
 
+// The line of a record is that on which it begins; what stands in strings is no matter.
+TEST(ADump, ThatIsABrokenArrayOverLinesNamesTheLine) {
+    const std::string odd = R"({"type":"p_libpub.cap_table","key":{"url":"/[{,\"]"},"fields":{"bool_value":true}})";
+    EXPECT_EQ(keys_of("[\n" + odd + ",\n" + kReady + "\n]\n").substr(0, 10), "cap_table:");
+    EXPECT_EQ(dump_refusal("[\n" + kReady + ",\n" + odd + ",\n\n  {\"type\":\n  3}\n]\n"),
+              "6 f:5: record 3: type: a string expected, not 3");
+    EXPECT_EQ(dump_refusal("[" + odd + ",\n" + kReady + ", " + kReady + "\n]"),
+              "6 f:2: record 3: \"cap_glb_state\": the same record as at f:2: record 2");
+    EXPECT_EQ(dump_refusal("[\n" + kReady + ",\n{\"type\" 3}\n]\n"), "6 f:3: no JSON, byte 9");
+    EXPECT_EQ(dump_refusal("[\n" + kReady + "\n"), "6 f:3: no JSON, byte 1");
+}
+
+// As jq prints it unless it is told otherwise.
+TEST(ADump, OfRecordsOverLinesIsTold) {
+    EXPECT_EQ(dump_refusal("{\n  \"type\": \"s_frame.cap_glb_state\"\n}\n"),
+              "6 f:1: no JSON, byte 2; a record on each line is wanted, or an array of them: jq -c keeps a record on "
+              "its line");
+    EXPECT_EQ(dump_refusal("{\"type\":"), "6 f:1: no JSON, byte 9");
+}
+
 }  // namespace
 
 }  // namespace store_test
