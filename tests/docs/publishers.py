@@ -46,7 +46,7 @@ def schema():
     for name, fields in types.items():
         package = name.split(".")[0]
         index = next((kind for kind, field, _ in fields if field == "index"), None)
-        if name.endswith("_index") or name == "p_dev.card_static_info":
+        if name.endswith("_index"):
             continue
         addressed = ", ".join(field for _, field, _ in types.get(index) or types[f"{package}.{index}"]) if index else "–"
         listed = ", ".join(f"{number} {field} {kind}" for kind, field, number in fields if field != "index")
