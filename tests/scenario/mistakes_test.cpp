@@ -38,8 +38,8 @@ INSTANTIATE_TEST_SUITE_P(
     Mistakes, InAFile,
     testing::Values(
         Case{"steps:\n  - a: b: c\n", "file:2:9: not YAML: illegal map value"},
-        Case{"", "file: a map expected, not nothing"}, Case{"- a\n", "file:1:1: a map expected, not a list"},
-        Case{"about: x\n", "file:1:1: steps is missing"},
+        Case{"", "file:1:1: a map expected, not nothing"}, Case{"# about\n", "file:1:1: a map expected, not nothing"},
+        Case{"- a\n", "file:1:1: a map expected, not a list"}, Case{"about: x\n", "file:1:1: steps is missing"},
         Case{"steps:\nsteps:\n", "file:2:1: \"steps\" is here a second time"},
         Case{"stepps:\n", "file:1:1: one of about, cards, follow, before, steps, expect, expect_output, "
                           "expect_status expected, not \"stepps\"; did you mean steps?"},

@@ -137,6 +137,25 @@ TEST(Shipped, AreListedAndFoundByName) {
     EXPECT_THAT(run({"play", "boot", "--speed", "fast"}), FailsWith(2, "--speed: a factor"));
 }
 
+// Each with the line that it says of itself.
+TEST(Shipped, AreNamedOnTheirPage) {
+    std::ifstream page(CAPCTL_SOURCES "/../docs/scenarios.md");
+    std::string line;
+    while (std::getline(page, line) && line != "| name | about |") {
+    }
+    std::getline(page, line);
+    std::string rows;
+    while (std::getline(page, line) && line.starts_with("| ")) {
+        rows += line + "\n";
+    }
+    std::string expected;
+    for (const auto &each : nlohmann::json::parse(run({"play", "--list", "-o", "json"}).out)) {
+        expected += "| `" + each["name"].get<std::string>() + "` | " + each["about"].get<std::string>() + " |\n";
+    }
+    EXPECT_FALSE(expected.empty());
+    EXPECT_EQ(rows, expected);
+}
+
 // As where the system has a directory for its own start.
 TEST(Shipped, AreFoundBesideADirectoryOfTheirName) {
     const test_support::PrivateDirectory directory;

@@ -15,11 +15,10 @@ namespace {
 
 // As editors count.
 [[noreturn]] void fail_at(const std::string &file, const YAML::Mark &mark, const std::string &message) {
-    std::string place = file;
-    if (!mark.is_null()) {
-        place += ":" + std::to_string(mark.line + 1) + ":" + std::to_string(mark.column + 1);
-    }
-    throw Mistake(place + ": " + message);
+    // A file with nothing in it has no place of its own: what is missing is missing at its beginning.
+    const int line = mark.is_null() ? 1 : mark.line + 1;
+    const int column = mark.is_null() ? 1 : mark.column + 1;
+    throw Mistake(file + ":" + std::to_string(line) + ":" + std::to_string(column) + ": " + message);
 }
 
 }  // namespace
