@@ -86,6 +86,8 @@ TEST(Usage, WritesNoStringOfTheDevice) {
 TEST(Usage, NeedsExactlyOneValueToSet) {
     EXPECT_THAT(run_nowhere({"set", "/a"}),
                 FailsWith(2, "a value is missing: --bool, --int, --state or FIELD=VALUE expected\n"));
+    EXPECT_THAT(run_nowhere({"set", "/a", "--fe", "3", "--state", "1"}),
+                FailsWith(2, "--state: a capability of a node has no state; --bool, --int or --str expected\n"));
     EXPECT_THAT(run_nowhere({"set", "/a", "--fe", "3"}),
                 FailsWith(2, "a value is missing: --bool, --int, --str or FIELD=VALUE expected\n"));
     EXPECT_THAT(run_nowhere({"set", "cap_glb_state"}), FailsWith(2, "a value is missing: FIELD=VALUE expected\n"));

@@ -59,15 +59,27 @@ bool is_readable(const record::RecordType &type, const ValueOption &option) {
                   "of the device or a class; --bool, --int or --state expected");
 }
 
-[[noreturn]] void refuse_without_value(const Record &record) {
+std::vector<std::string> readable_options(const record::RecordType &type) {
     std::vector<std::string> names;
     for (const ValueOption &option : kOptions) {
-        if (is_capability(record.type()) && is_readable(record.type(), option)) {
+        if (is_capability(type) && is_readable(type, option)) {
             names.emplace_back(option.name);
         }
     }
+    return names;
+}
+
+[[noreturn]] void refuse_without_value(const Record &record) {
+    std::vector<std::string> names = readable_options(record.type());
     names.emplace_back("FIELD=VALUE");
     throw Failure(kUsage, "a value is missing: " + alternatives(names) + " expected");
+}
+
+void refuse_state_of_node(const record::RecordType &type) {
+    if (is_node_capability(type)) {
+        throw Failure(kUsage, "--state: a capability of a node has no state; " + alternatives(readable_options(type)) +
+                                  " expected");
+    }
 }
 
 // By an option; false: none was given.
@@ -94,6 +106,7 @@ bool Set::fill_capability(Record &record) const {
     } else if (given("--int")) {
         record.set("int32_value", parse_int32("--int", int_text));
     } else if (given("--state")) {
+        refuse_state_of_node(record.type());
         record.set("state", parse_bool("--state", state_text));
     }
     return !options.empty();
