@@ -288,7 +288,10 @@ int32_t ox_mom_client_status(MomClient *client, MomClientStatus *status);
 /* Writes a single object, in one atomic step with its notification. */
 int32_t ox_mom_set_sync(MomClient *client, int32_t db, const ProtobufCMessage *record);
 
-/* Deletes a record of either kind; followers get it as it last was. No such record: success, no notification. */
+/*
+ * Deletes a record of either kind; followers get it as it last was. No such record: success, no notification. A value
+ * of another kind at its key goes as well; followers get the record without fields, its index apart.
+ */
 int32_t ox_mom_del_sync(MomClient *client, int32_t db, const ProtobufCMessage *request);
 
 /* The text of a status; for a number that is none, "unknown error". Any thread. */

@@ -66,6 +66,32 @@ TEST_P(GarbageTest, AKeyOfAnotherKindIsSaidToBe) {
     EXPECT_EQ(put_int(client, "/b", 1), 0) << "and the connection goes on";
 }
 
+// Followers are told whose key it was, and that there is nothing more to tell.
+TEST_P(GarbageTest, AKeyOfAnotherKindIsDeleted) {
+    const ClientPtr client = connect();
+    const ClientPtr follower = connect();
+    ASSERT_EQ(put_int(client, "/a", 1), 0);
+    ASSERT_EQ(follow<CapTable>(follower, on_notification<0>), 0);
+    ASSERT_EQ(follow<CapGlbState>(follower, on_notification<1>), 0);
+    ASSERT_EQ(follow_field(follower, Cap("/a").message(), kInt, on_field<2>), 0);
+    ASSERT_TRUE(settle(follower, client));
+    slot(0).events.clear();
+    slot(1).events.clear();
+    raw().must({"SET", "p_libpub.cap_table:/a", "text"});
+    raw().must({"RPUSH", "s_frame.cap_glb_state", "item"});
+    EXPECT_EQ(del(client, Cap("/a").message()), 0);
+    EXPECT_EQ(del(client, Single<CapGlbState>().message()), 0);
+    EXPECT_EQ(raw().must({"EXISTS", "p_libpub.cap_table:/a", "s_frame.cap_glb_state"})->integer, 0);
+    EXPECT_EQ(raw().must({"EXISTS", "records:p_libpub.cap_table"})->integer, 0);
+    ASSERT_TRUE(settle(follower, client));
+    for (const int number : {0, 1, 2}) {
+        ASSERT_EQ(slot(number).commands(), (std::vector<int32_t>{OX_MOM_CMD_DELETED})) << number;
+    }
+    const auto &told = slot(0).events[0].as<CapTable>();
+    EXPECT_STREQ(told.index->url, "/a");
+    EXPECT_EQ(told.int32_value, 0);
+}
+
 TEST_P(GarbageTest, ASetOfAnotherKindIsSaidToBe) {
     const ClientPtr client = connect();
     ASSERT_EQ(put_int(client, "/a", 1), 0);

@@ -1,5 +1,6 @@
 #include "client/requests.h"
 
+#include <array>
 #include <utility>
 
 #include "core/error.h"
@@ -118,12 +119,15 @@ int32_t write_object(Client &client, int32_t db, const ProtobufCMessage &record)
 }
 
 int32_t remove_record(Client &client, int32_t db, const ProtobufCMessage &request) {
+    constexpr std::array kIndexAlone = {static_cast<int32_t>(kIndexField)};
+    const bool is_hash = index_of(*request.descriptor) != nullptr;
+    EncodedFields &encoded = client.workspace().encoded;
     RecordName name;
     return in_turn([&] { return address(client, db, request, name); },
+                   [&] { return is_hash ? encoded.encode(request, kIndexAlone) : 0; },
                    [&] {
                        Store &store = client.requested_store();
-                       return index_of(*request.descriptor) != nullptr ? store.remove_hash(name)
-                                                                       : store.remove_object(name);
+                       return is_hash ? store.remove_hash(name, encoded.fields()) : store.remove_object(name);
                    });
 }
 

@@ -95,7 +95,8 @@ public:
     // written: the numbers of the fields that followers are told of.
     virtual int32_t write_hash(const RecordName &name, const StoredFields &fields,
                                std::span<const int32_t> written) = 0;
-    virtual int32_t remove_hash(const RecordName &name) = 0;
+    // index: that field alone, as which it is told when the key holds no hash.
+    virtual int32_t remove_hash(const RecordName &name, const StoredFields &index) = 0;
 
     virtual int32_t read_object(const RecordName &name, std::string_view &bytes, bool &found) = 0;
     virtual int32_t write_object(const RecordName &name, std::string_view bytes) = 0;

@@ -42,7 +42,8 @@ public:
         return 0;
     }
 
-    int32_t remove_hash(const RecordName &name) override {
+    // A key holds nothing else here.
+    int32_t remove_hash(const RecordName &name, const StoredFields &) override {
         data_.remove_hash(name);
         return 0;
     }

@@ -71,19 +71,15 @@ public:
         head_.clear();
         append_hash_head(head_, OX_MOM_CMD_DELIVERED, written);
         begin_hash_command(name);
-        numbers_.clear();
-        numbers_.reserve(fields.size());
-        for (const StoredField &field : fields) {
-            command_.push_back(numbers_.emplace_back(std::to_string(field.number)));
-            command_.push_back(field.value);
-        }
+        add_to_command(fields);
         return run(write_hash_, name);
     }
 
-    int32_t remove_hash(const RecordName &name) override {
+    int32_t remove_hash(const RecordName &name, const StoredFields &index) override {
         head_.clear();
         append_hash_head(head_, OX_MOM_CMD_DELETED, {});
         begin_hash_command(name);
+        add_to_command(index);
         return run(remove_hash_, name);
     }
 
@@ -130,6 +126,15 @@ private:
         set_ = kSetPrefix;
         set_ += name.type;
         command_.assign({"EVALSHA", {}, "2", name.key, set_, of_type, channel_, head_});
+    }
+
+    void add_to_command(const StoredFields &fields) {
+        numbers_.clear();
+        numbers_.reserve(fields.size());
+        for (const StoredField &field : fields) {
+            command_.push_back(numbers_.emplace_back(std::to_string(field.number)));
+            command_.push_back(field.value);
+        }
     }
 
     void begin_object_command(const RecordName &name) {

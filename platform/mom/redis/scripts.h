@@ -22,10 +22,15 @@ call('PUBLISH', ARGV[2], notification)
 return 1
 )lua";
 
-// KEYS as above. ARGV: the two channels, the notification's head.
+// KEYS as above. ARGV: the two channels, the notification's head, number and value of the index: all that is told of a
+// key that holds another kind of value.
 constexpr const char *kRemoveHashScript = R"lua(
 local call = redis.call
-local stored = call('HGETALL', KEYS[1])
+local stored = redis.pcall('HGETALL', KEYS[1])
+if stored.err then
+  if not string.find(stored.err, 'WRONGTYPE', 1, true) then return stored end
+  stored = {ARGV[4], ARGV[5]}
+end
 call('SREM', KEYS[2], KEYS[1])
 if #stored == 0 then return 0 end
 call('DEL', KEYS[1])
@@ -42,10 +47,14 @@ redis.call('PUBLISH', ARGV[1], ARGV[2] .. ARGV[3])
 return 1
 )lua";
 
-// KEYS: record. ARGV: its channel, the notification's head.
+// KEYS: record. ARGV: its channel, the notification's head. Another kind of value is told as a record without fields.
 constexpr const char *kRemoveObjectScript = R"lua(
-local stored = redis.call('GET', KEYS[1])
+local stored = redis.pcall('GET', KEYS[1])
 if not stored then return 0 end
+if type(stored) == 'table' then
+  if not string.find(stored.err, 'WRONGTYPE', 1, true) then return stored end
+  stored = ''
+end
 redis.call('DEL', KEYS[1])
 redis.call('PUBLISH', ARGV[1], ARGV[2] .. stored)
 return 1
