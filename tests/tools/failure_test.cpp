@@ -169,8 +169,7 @@ TEST(Input, ThatIsMissingFails) {
                                                              {"decode", "card_info", "/nowhere/a.yaml"},
                                                              {"set", "card_info:0:0:1:0", "name@/nowhere/a.yaml"},
                                                              {"play", "/nowhere/a.yaml"},
-                                                             {"play", "nowhere.yaml"},
-                                                             {"test", "/nowhere/a.yaml"}}) {
+                                                             {"play", "nowhere.yaml"}}) {
         EXPECT_THAT(run(arguments, nowhere), FailsWith(7, "No such file or directory\n"));
     }
     EXPECT_THAT(run({"load", "/"}, nowhere), FailsWith(7, "\"/\": Is a directory"));

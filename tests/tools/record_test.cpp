@@ -168,7 +168,7 @@ TEST_F(ScopedCapability, OfANodeMayBeAString) {
     EXPECT_THAT(run({"set", "/a", "--class", "cm", "--str", "x"}), FailsWith(2, "--str: applications read strings of"));
     EXPECT_THAT(run({"set", "/a", "str_value=x"}), FailsWith(2, "--str: applications read strings of"));
     EXPECT_THAT(run({"set", "/a", "--fe", "3", "--state", "1"}),
-                FailsWith(2, "s_frame.cap_glb_table has no such field"));
+                FailsWith(2, "--state: a capability of a node has no state"));
 }
 
 TEST_F(ScopedCapability, HasOneScope) {

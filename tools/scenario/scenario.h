@@ -20,7 +20,7 @@ struct Scenario {
     Timeline before;                            // what is there when the application starts
     Timeline steps;
     std::optional<Expectation> expected_output;  // of a program that is tested
-    std::optional<int> expected_status;  // with which a program ends by itself
+    std::optional<int> expected_status;          // with which a program ends by itself
 
     bool expects_events() const;
 };
