@@ -9,10 +9,13 @@ import sys
 from pathlib import Path
 
 SOURCE = Path(__file__).resolve().parents[2]
+if len(sys.argv) != 2 or sys.argv[1].startswith("-"):
+    sys.exit("usage: site.py OUTPUT")
 OUTPUT = Path(sys.argv[1]).resolve()
 PAGES = [*map(SOURCE.joinpath, ("README.md", "CHANGELOG.md", "CONTRIBUTING.md", "examples/README.md")),
          *sorted(SOURCE.glob("docs/*.md"))]
-MANUALS = [SOURCE / "tools/trel_capctl.1", SOURCE / "platform/quib/console/quib.1", *sorted(SOURCE.glob("docs/man/*.3"))]
+MANUALS = [SOURCE / "tools/trel_capctl.1", SOURCE / "platform/quib/console/quib.1",
+           SOURCE / "examples/demo/trel_cap_demo.1", *sorted(SOURCE.glob("docs/man/*.3"))]
 
 STYLE = """
 body { margin: 0; font: 16px/1.5 system-ui, sans-serif; color: #1c2329; background: #fff; display: flex }

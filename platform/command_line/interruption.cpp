@@ -1,7 +1,9 @@
 #include "command_line/interruption.h"
 
+#include <array>
 #include <atomic>
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <sys/eventfd.h>
 #include <system_error>
@@ -35,21 +37,7 @@ Interruption::Interruption() : fd_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     }
     came = false;
     told_by = fd_.get();
-    struct sigaction action = {};
-    action.sa_handler = tell_interruption;
-    action.sa_flags = SA_RESTART;
-    for (size_t i = 0; i < kSignals.size(); ++i) {
-        sigaction(kSignals[i], nullptr, &before_[i]);
-        if (before_[i].sa_handler != SIG_IGN) {
-            sigaction(kSignals[i], &action, nullptr);
-        }
-    }
-}
-
-Interruption::~Interruption() {
-    for (size_t i = 0; i < kSignals.size(); ++i) {
-        sigaction(kSignals[i], &before_[i], nullptr);
-    }
+    signals_.emplace(std::array{SIGINT, SIGTERM}, tell_interruption, SA_RESTART);
 }
 
 bool Interruption::has_come() const { return came; }

@@ -1,20 +1,19 @@
 // Being interrupted as a way to end well.
 #pragma once
 
-#include <array>
-#include <csignal>
+#include <optional>
 
 #include "base/fd.h"
+#include "command_line/handled_signals.h"
 
 namespace command_line {
 
 // While there is one, SIGINT or SIGTERM does not end the program but is told by it; a second one ends the program with
-// kInterrupted. One that is ignored stays ignored, as SIGINT is in what a script starts with "&". A program has one at
-// a time.
+// kInterrupted. A program has one at a time.
 class Interruption {
 public:
     Interruption();
-    ~Interruption();
+    ~Interruption() = default;
     Interruption(const Interruption &) = delete;
     Interruption &operator=(const Interruption &) = delete;
 
@@ -23,10 +22,8 @@ public:
     int fd() const { return fd_.get(); }
 
 private:
-    static constexpr std::array<int, 2> kSignals = {SIGINT, SIGTERM};
-
     base::Fd fd_;
-    std::array<struct sigaction, kSignals.size()> before_ = {};
+    std::optional<HandledSignals<2>> signals_;  // destroyed first
 };
 
 }  // namespace command_line

@@ -37,12 +37,12 @@ every_file_has_its_package() {
     while read -r pattern _; do
       pattern=${pattern/#usr\/lib\/\*\//$LIBDIR/} pattern=${pattern#usr/}
       # shellcheck disable=SC2086 # a pattern
-      found=$(cd "$INSTALLED" && find $pattern ! -type d) || fail "$list: nothing is installed as $pattern"
+      found=$(cd "$INSTALL_TEST/prefix" && find $pattern ! -type d) || fail "$list: nothing is installed as $pattern"
       echo "$found"
     done < <(grep -v '^#' "$list")
   done | sort >"$work/packaged"
   expect "" "$(uniq -d "$work/packaged")"
-  expect "$(cd "$INSTALLED" && find . ! -type d -printf '%P\n' | sort)" "$(cat "$work/packaged")"
+  expect "$(cd "$INSTALL_TEST/prefix" && find . ! -type d -printf '%P\n' | sort)" "$(cat "$work/packaged")"
 }
 
 # The same bytes every time, made in a clone or, where nothing knows of git, of an unpacked one.

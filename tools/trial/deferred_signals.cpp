@@ -1,5 +1,8 @@
 #include "trial/deferred_signals.h"
 
+#include <array>
+#include <csignal>
+
 #include "command_line/exit_status.h"
 
 namespace trial {
@@ -14,21 +17,10 @@ extern "C" void note(int signal) { noted = signal; }
 
 }  // namespace
 
-DeferredSignals::DeferredSignals() {
-    struct sigaction action = {};
-    action.sa_handler = note;
-    for (size_t i = 0; i < kSignals.size(); ++i) {
-        sigaction(kSignals[i], nullptr, &before_[i]);
-        if (before_[i].sa_handler != SIG_IGN) {
-            sigaction(kSignals[i], &action, nullptr);
-        }
-    }
-}
+DeferredSignals::DeferredSignals() { signals_.emplace(std::array{SIGINT, SIGTERM, SIGHUP}, note); }
 
 DeferredSignals::~DeferredSignals() {
-    for (size_t i = 0; i < kSignals.size(); ++i) {
-        sigaction(kSignals[i], &before_[i], nullptr);
-    }
+    signals_.reset();
     if (noted != 0) {
         raise(noted);
     }

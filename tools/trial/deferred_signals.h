@@ -1,8 +1,9 @@
 // Signals that end the program, during a trial: what it has started is ended first.
 #pragma once
 
-#include <array>
-#include <csignal>
+#include <optional>
+
+#include "command_line/handled_signals.h"
 
 namespace trial {
 
@@ -19,8 +20,7 @@ public:
     static void check();
 
 private:
-    static constexpr std::array<int, 3> kSignals = {SIGINT, SIGTERM, SIGHUP};
-    std::array<struct sigaction, kSignals.size()> before_ = {};
+    std::optional<command_line::HandledSignals<3>> signals_;
 };
 
 }  // namespace trial
